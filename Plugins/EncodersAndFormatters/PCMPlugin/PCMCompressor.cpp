@@ -1,0 +1,203 @@
+#include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
+
+#include "RHOAPI/RHOAPIPacket.h"
+#include "Toolbox/KelUtils/SaturatingCast.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr std::array<unsigned int, 2> kSampleSizes{16, 24};
+constexpr std::array<unsigned int, 11> kSampleRates{8000,  11025, 16000, 22050, 24000, 32000,
+                                                    44100, 48000, 64000, 88200, 96000};
+
+struct Channels {
+  const char* name;
+  int count;
+};
+constexpr std::array<Channels, 5> kChannels{{{"Mono", 1}, {"Stereo", 2}, {"5.1", 6}, {"6.1", 7}, {"7.1", 8}}};
+
+struct Releaser {
+  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
+};
+
+}  // namespace
+
+CPCMCompressor::CPCMCompressor(unsigned int codec)
+    : m_codec(codec),
+      m_dataRate("Data Rate", "DataRate", 0, 0, 0, 0, nullptr),
+      m_sampleSize("Sample Size", "SampleSize", 16, kSampleSizes.front(), kSampleSizes.back(), 0, nullptr),
+      m_sampleRate("Sample Rate", "SampleRate", 44100, kSampleRates.front(), kSampleRates.back(), 0, nullptr),
+      m_channels("Channels", "Channels") {
+  m_outputPacketType = IPacket::kPacketTypeLinearPCM;
+  for (const unsigned int bits : kSampleSizes) {
+    m_sampleSize.AddAllowableValue(bits);
+  }
+  for (const unsigned int rate : kSampleRates) {
+    m_sampleRate.AddAllowableValue(rate);
+  }
+  for (const auto& [name, count] : kChannels) {
+    m_channels.AddValue(name, count);
+  }
+  m_channels.SetValue(2);
+  CPCMCompressor::ValidateSettings();
+}
+
+CPCMCompressor& CPCMCompressor::operator=(const CPCMCompressor& other) {
+  if (this == &other) {
+    return *this;
+  }
+  CAAudioCompressor::operator=(other);
+  m_codec = other.m_codec;
+  m_dataRate = other.m_dataRate;
+  m_sampleSize = other.m_sampleSize;
+  m_sampleRate = other.m_sampleRate;
+  m_channels = other.m_channels;
+  m_endOfStream = other.m_endOfStream;
+  m_frameBuffer = PacketBytes(other.m_frameBuffer.size());
+  if (other.m_bufferedBytes != 0) {
+    std::memcpy(m_frameBuffer.data(), other.m_frameBuffer.data(), other.m_bufferedBytes);
+  }
+  m_bytesPerPacket = other.m_bytesPerPacket;
+  m_bytesPerSampleFrame = other.m_bytesPerSampleFrame;
+  m_bufferedBytes = other.m_bufferedBytes;
+  m_emittedSampleFrames = other.m_emittedSampleFrames;
+  return *this;
+}
+
+CPCMCompressor::~CPCMCompressor() = default;
+
+void CPCMCompressor::QueryPossiblePacketTypes(std::list<IPacket::TPacketType>& types) const {
+  add_if_not_already_there(types, IPacket::kPacketTypeLinearPCM);
+}
+
+unsigned int CPCMCompressor::IsFormatSupported(unsigned int fileFormat) {
+  return fileFormat == FourCharacterCode(" MKV") ? 1 : 0;
+}
+
+const char* CPCMCompressor::GetName() { return "Linear PCM"; }
+
+const char* CPCMCompressor::GetAbbreviatedName() { return "LPCM"; }
+
+void CPCMCompressor::GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) {
+  manufacturer = kPCMManufacturerCode;
+  codec = m_codec;
+}
+
+IAudioCompressor* CPCMCompressor::CreateCopy() {
+  return NullOnFailure([this]() -> IAudioCompressor* {
+    std::unique_ptr<CPCMCompressor, Releaser> copy(new CPCMCompressor(m_codec));
+    *copy = *this;
+    copy->ValidateSettings();
+    return copy.release();
+  });
+}
+
+RhoStatus CPCMCompressor::Release() {
+  delete this;
+  return kRhoStatusSuccess;
+}
+
+void CPCMCompressor::ValidateSettings() {
+  unsigned int dataRate = BytesPerSampleFrame() * m_sampleRate.GetValue();
+  m_dataRate.ResetAllowableValues(1, &dataRate);
+  m_dataRate.SetValue(dataRate);
+}
+
+RhoStatus CPCMCompressor::GetAudioFormatType(EAudioFormatType& type) {
+  type = m_sampleSize.GetValue() == 24 ? kAudioFormat24Bit : kAudioFormat16Bit;
+  return kRhoStatusSuccess;
+}
+
+RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
+  const unsigned int sampleRate = m_sampleRate.GetValue();
+  const unsigned int bytesPerSampleFrame = BytesPerSampleFrame();
+  if (!(m_frameRateHint > 0 && m_frameRateHint <= std::numeric_limits<double>::max()) || bytesPerSampleFrame == 0) {
+    return kRhoStatusBadArgument;
+  }
+  const auto samplesPerPacket = SaturatingCast<unsigned int>(sampleRate / m_frameRateHint + 0.5);
+  if (samplesPerPacket == 0 || samplesPerPacket > std::numeric_limits<unsigned int>::max() / bytesPerSampleFrame) {
+    return kRhoStatusBadArgument;
+  }
+  const unsigned int bytesPerPacket = samplesPerPacket * bytesPerSampleFrame;
+  try {
+    m_frameBuffer = PacketBytes(bytesPerPacket);
+  } catch (const std::bad_alloc&) {
+    return kRhoStatusNoObject;
+  }
+  m_bytesPerPacket = bytesPerPacket;
+  m_bytesPerSampleFrame = bytesPerSampleFrame;
+  m_bufferedBytes = 0;
+  m_emittedSampleFrames = 0;
+  return kRhoStatusSuccess;
+}
+
+RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
+  if (m_endOfStream) {
+    return kRhoStatusSuccess;
+  }
+  if (out == nullptr || out->sampleRate == 0 || m_bytesPerSampleFrame == 0 ||
+      (in != nullptr && in->data == nullptr && in->dataSize != 0)) {
+    return kRhoStatusBadArgument;
+  }
+  auto& output = *static_cast<KelEncAudio_t*>(out);
+  output.timeScale = output.sampleRate;
+  output.time = m_emittedSampleFrames;
+  output.duration = 0;
+  output.sampleCount = 0;
+
+  if (in == nullptr) {
+    if (m_bufferedBytes != 0) {
+      EmitPacket(output);
+    }
+    m_endOfStream = true;
+  } else {
+    const unsigned char* source = in->data;
+    unsigned int remaining = in->dataSize - in->dataSize % m_bytesPerSampleFrame;
+    while (remaining != 0) {
+      if (m_frameBuffer.empty()) {
+        m_frameBuffer = PacketBytes(m_bytesPerPacket);
+      }
+      const unsigned int taken = std::min(remaining, m_bytesPerPacket - m_bufferedBytes);
+      std::memcpy(m_frameBuffer.data() + m_bufferedBytes, source, taken);
+      source += taken;
+      remaining -= taken;
+      m_bufferedBytes += taken;
+      if (m_bufferedBytes == m_bytesPerPacket) {
+        EmitPacket(output);
+      }
+    }
+  }
+  if (output.sampleCount != 0) {
+    output.duration = SaturatingCast<unsigned long long>(static_cast<double>(output.timeScale) * output.sampleCount /
+                                                         output.sampleRate);
+  }
+  return kRhoStatusSuccess;
+}
+
+RhoStatus CPCMCompressor::CompressFrameEnd() {
+  m_endOfStream = false;
+  return kRhoStatusSuccess;
+}
+
+unsigned int CPCMCompressor::BytesPerSampleFrame() const {
+  return m_sampleSize.GetValue() / 8 * static_cast<unsigned int>(m_channels.GetValueInt());
+}
+
+void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
+  const unsigned int sampleFrames = m_bufferedBytes / m_bytesPerSampleFrame;
+  TRHOAPIPacket* const packet = out.addDataPacket(IPacket::kPacketTypeLinearPCM, nullptr, 0);
+  m_frameBuffer.truncate(m_bufferedBytes);
+  packet->takeData(std::exchange(m_frameBuffer, PacketBytes()));
+  packet->m_time = m_emittedSampleFrames;
+  packet->m_timeBase = out.sampleRate;
+  out.sampleCount += sampleFrames;
+  m_emittedSampleFrames += sampleFrames;
+  m_bufferedBytes = 0;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "RHOAPI/RhoapiAudioCodec.h"
+
+#include <algorithm>
+#include <list>
+
+/// Base of a compressor: keeps the hints and the chosen packet type, and answers the optional operations, so that a
+/// concrete compressor implements only what it has.
+class CAAudioCompressor : public IAudioCompressor {
+ public:
+  /// Asks the object's own QueryPossiblePacketTypes. Throws std::bad_alloc, and then changes nothing.
+  unsigned int SetOutputPacketType(IPacket::TPacketType type) override {
+    std::list<IPacket::TPacketType> possible;
+    QueryPossiblePacketTypes(possible);
+    if (std::find(possible.begin(), possible.end(), type) == possible.end()) {
+      return 0;
+    }
+    m_outputPacketType = type;
+    return 1;
+  }
+  IPacket::TPacketType GetOutputPacketType() const override { return m_outputPacketType; }
+  void SetFileFormatHint(unsigned int fileFormat) override { m_fileFormatHint = fileFormat; }
+  void SetStreamModeHint(EOutputStreamMode mode) override { m_streamModeHint = mode; }
+  void SetFrameRateHint(double framesPerSecond) override { m_frameRateHint = framesPerSecond; }
+  void ValidateSettings() override {}
+  ISetting* GetNonStandardSettings() override { return nullptr; }
+  ISetting* GetSubOutputFormatSetting(unsigned int /*index*/) override { return nullptr; }
+  RhoStatus GetAudioFormatType(EAudioFormatType& type) override {
+    type = kAudioFormat16Bit;
+    return kRhoStatusSuccess;
+  }
+  /// There is no dialog and there are no extended settings; no argument is touched.
+  unsigned int IsCodecExtendedSettingDialogSupported() override { return 0; }
+  RhoStatus DisplayCodecExtendedSettingDialog() override { return kRhoStatusNotSupported; }
+  RhoStatus GetExtendedSettings(void** /*data*/, int* /*size*/) override { return kRhoStatusNotSupported; }
+  RhoStatus SetExtendedSettings(void* /*data*/, int /*size*/) override { return kRhoStatusNotSupported; }
+  int GetCodecDelay() override { return 0; }
+  unsigned int PlaceholderDoesNotCompress() const override { return 0; }
+
+ protected:
+  IPacket::TPacketType m_outputPacketType = IPacket::kPacketTypeNone;
+  unsigned int m_fileFormatHint = FourCharacterCode("UNDF");
+  EOutputStreamMode m_streamModeHint = kOutputStreamModeDefault;
+  double m_frameRateHint = 30.0;
+};

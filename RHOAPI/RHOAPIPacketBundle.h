@@ -1,0 +1,79 @@
+#pragma once
+
+#include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RHOAPIPacketBytes.h"
+#include "RHOAPI/RHOAPIPacketInterface.h"
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+/// Lets go of a packet the way its interface asks for.
+struct PacketDestroyer {
+  void operator()(IPacket* packet) const { packet->destroy(); }
+};
+
+/// A packet that somebody owns.
+using OwnedPacket = std::unique_ptr<IPacket, PacketDestroyer>;
+
+/// The module's packet bundle. Packets still inside when the bundle ends are destroyed with it.
+class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
+ public:
+  /// Track, time and duration 0, time base 1000, no packets; descriptor from the text, or empty where null. Throws
+  /// std::bad_alloc.
+  explicit TPacketBundle(const char* desc);
+
+  /// A deep copy of any bundle: every packet is cloned. An empty bundle when `source` is null. Throws std::bad_alloc.
+  explicit TPacketBundle(const IPacketBundle* source);
+
+  TPacketBundle(const TPacketBundle&) = delete;
+  TPacketBundle& operator=(const TPacketBundle&) = delete;
+
+  unsigned int getTrack() const override { return m_track; }
+  unsigned long long getTime() const override { return m_time; }
+  unsigned long long getTimeBase() const override { return m_timeBase; }
+  unsigned long long getDuration() const override { return m_duration; }
+  const unsigned char* getDescriptor() const override { return m_descriptor.data(); }
+  unsigned long getDescriptorSize() const override { return m_descriptor.size(); }
+  IPacket* clone() const override { return new TPacketBundle(this); }
+  void destroy() override { delete this; }
+
+  void clear() override { m_packets.clear(); }
+  unsigned long size() const override { return m_packets.size(); }
+  IPacket* get(unsigned long index) const override {
+    return index < m_packets.size() ? m_packets[index].get() : nullptr;
+  }
+  IPacket* remove(unsigned long index) override {
+    if (index >= m_packets.size()) {
+      return nullptr;
+    }
+    IPacket* const packet = m_packets[index].release();
+    m_packets.erase(m_packets.begin() + static_cast<std::ptrdiff_t>(index));
+    return packet;
+  }
+  void append(IPacket* packet) override {
+    if (packet != nullptr) {
+      m_packets.emplace_back().reset(packet);
+    }
+  }
+  IPacket* replace(unsigned long index, IPacket* packet) override {
+    if (index >= m_packets.size() || packet == nullptr) {
+      return nullptr;
+    }
+    IPacket* const previous = m_packets[index].release();
+    m_packets[index].reset(packet);
+    return previous;
+  }
+
+  /// Replaces the descriptor with the characters of `text` up to its terminating NUL. Null empties it. Throws
+  /// std::bad_alloc, and then changes nothing.
+  void setDesc(const char* text);
+
+ private:
+  unsigned int m_track = 0;
+  unsigned long long m_time = 0;
+  unsigned long long m_timeBase = 1000;
+  unsigned long long m_duration = 0;
+  PacketBytes m_descriptor;
+  std::vector<OwnedPacket> m_packets;
+};

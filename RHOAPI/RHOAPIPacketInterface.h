@@ -1,0 +1,86 @@
+#pragma once
+
+/// Encoded media leaves a compressor as packets. Hosts see them only through the two interfaces in this file; the
+/// module implements them with TRHOAPIPacket and TPacketBundle.
+///
+/// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed.
+///
+/// Packets live inside the module's heap: whoever holds one ends its life with destroy(), never with delete. Nothing
+/// here is synchronised; one thread uses a packet or a bundle at a time.
+
+#include <algorithm>
+
+/// One packet: a payload, bytes that describe it (the descriptor), and its place in time.
+class IPacket {
+ public:
+  /// What the payload holds. Hosts know further values; these are the ones the module uses.
+  enum TPacketType : unsigned int {
+    kPacketTypeNone = 0,        ///< no type chosen
+    kPacketTypeLinearPCM = 24,  ///< interleaved linear PCM sample frames
+    kPacketTypeBundle = 28,     ///< the packet is an IPacketBundle
+  };
+
+  virtual TPacketType getType() const = 0;
+  virtual unsigned int getTrack() const = 0;
+  /// Time stamp, in ticks of the time base.
+  virtual unsigned long long getTime() const = 0;
+  /// Ticks per second.
+  virtual unsigned long long getTimeBase() const = 0;
+  /// Duration, in ticks of the time base; 0 where the producer states none.
+  virtual unsigned long long getDuration() const = 0;
+  /// First descriptor byte, or null when the descriptor is empty. The bytes belong to the packet.
+  virtual const unsigned char* getDescriptor() const = 0;
+  virtual unsigned long getDescriptorSize() const = 0;
+  /// First payload byte, or null when the payload is empty. The bytes belong to the packet.
+  virtual const unsigned char* getData() const = 0;
+  virtual unsigned long getDataSize() const = 0;
+  /// A deep copy that shares nothing with this packet; the caller owns it. Throws std::bad_alloc.
+  virtual IPacket* clone() const = 0;
+  /// Deletes the packet.
+  virtual void destroy() = 0;
+  virtual ~IPacket() = default;
+
+ protected:
+  IPacket() = default;
+  IPacket(const IPacket&) = default;
+  IPacket& operator=(const IPacket&) = default;
+};
+
+/// A packet of type 28 that owns a list of packets and has no payload of its own.
+class IPacketBundle : public IPacket {
+ public:
+  TPacketType getType() const override { return kPacketTypeBundle; }
+  const unsigned char* getData() const override { return nullptr; }
+  unsigned long getDataSize() const override { return 0; }
+
+  /// Destroys every packet in the list and empties it.
+  virtual void clear() = 0;
+  virtual unsigned long size() const = 0;
+  /// The packet at `index`, still owned by the bundle; null when `index` is not below size().
+  virtual IPacket* get(unsigned long index) const = 0;
+  /// Takes the packet at `index` out of the list; those behind it move up by one. The caller owns it. Null, and no
+  /// change, when `index` is not below size().
+  virtual IPacket* remove(unsigned long index) = 0;
+  /// Adds `packet` at the end and takes ownership of it. Null is ignored. When memory runs out the exception leaves the
+  /// packet with the caller.
+  virtual void append(IPacket* packet) = 0;
+  /// Puts `packet` at `index` and returns the packet that stood there, which the caller now owns. Null, and no change,
+  /// when `index` is not below size() or `packet` is null.
+  virtual IPacket* replace(unsigned long index, IPacket* packet) = 0;
+};
+
+/// Appends `value` to `list` unless it is there already. `List` is a sequence with back(), forward iteration and
+/// push_back(). The last element is tried first: adding the value that was added last costs one comparison.
+///
+///   std::list<IPacket::TPacketType> types{a, b};
+///   add_if_not_already_there(types, a);  // a, b
+///   add_if_not_already_there(types, c);  // a, b, c
+template <class List, class Value>
+void add_if_not_already_there(List& list, const Value& value) {
+  if (!list.empty() && list.back() == value) {
+    return;
+  }
+  if (std::find(list.begin(), list.end(), value) == list.end()) {
+    list.push_back(value);
+  }
+}

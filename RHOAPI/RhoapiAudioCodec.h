@@ -1,0 +1,159 @@
+#pragma once
+
+/// The protocol between a host and an audio compressor.
+///
+/// A compressor's life, in call order:
+///
+///   IAudioCompressor* codec = CreateAudioCompressor(manufacturer, codecCode);   // or another compressor's CreateCopy
+///   codec->GetSampleRateSetting()->SetValue(48000);                             // any setting, any time
+///   codec->ValidateSettings();
+///   codec->SetFrameRateHint(25.0);                                              // hints, packet type
+///   codec->CompressFrameBegin(nullptr);                                         // a run begins
+///   codec->CompressFrame(&in, &out);                                            // any number of times
+///   codec->CompressFrame(nullptr, &out);                                        // flush: the last packets
+///   codec->CompressFrameEnd();                                                  // another run may begin
+///   codec->Release();                                                           // never delete
+///
+/// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed. A
+/// compressor is used by one thread at a time; different compressors are independent.
+
+#include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RHOAPIPacketInterface.h"
+#include "RHOAPI/RhoapiSettingsInterface.h"
+#include "Toolbox/KelUtils/AudioBuffers.h"
+#include "Toolbox/KelUtils/ChannelModes.h"
+
+#include <list>
+
+/// Result of an operation that can fail.
+using RhoStatus = unsigned int;
+inline constexpr RhoStatus kRhoStatusSuccess = 0;
+inline constexpr RhoStatus kRhoStatusNotSupported = 1;        ///< an optional operation that the object does not offer
+inline constexpr RhoStatus kRhoStatusNoObject = 0x80010001U;  ///< an object could not be obtained
+inline constexpr RhoStatus kRhoStatusBadArgument = 0x80010002U;  ///< a wrong code, or an argument missing or unusable
+
+/// A four-character code: the first character in the most significant byte.
+///   FourCharacterCode("LPCM") == 0x4C50434D
+constexpr unsigned int FourCharacterCode(const char (&text)[5]) {
+  unsigned int code = 0;
+  for (int index = 0; index < 4; ++index) {
+    code = code << 8 | static_cast<unsigned char>(text[index]);
+  }
+  return code;
+}
+
+/// How the host will stream the output. Hosts know further values; no compressor of this module reads it.
+enum EOutputStreamMode : unsigned int {
+  kOutputStreamModeDefault = 3,
+};
+
+class IAudioCompressor {
+ public:
+  /// Adds the packet types that the compressor can produce to the caller's list, without duplicates.
+  virtual void QueryPossiblePacketTypes(std::list<IPacket::TPacketType>& types) const = 0;
+  /// Chooses one of those types: 1. Any other: 0, and nothing changes.
+  virtual unsigned int SetOutputPacketType(IPacket::TPacketType type) = 0;
+  virtual IPacket::TPacketType GetOutputPacketType() const = 0;
+  /// Whether output can go into files of this four-character code.
+  virtual unsigned int IsFormatSupported(unsigned int fileFormat) = 0;
+  /// Hints about the target: the file's four-character code, how it is streamed, and its video frames per second.
+  virtual void SetFileFormatHint(unsigned int fileFormat) = 0;
+  virtual void SetStreamModeHint(EOutputStreamMode mode) = 0;
+  virtual void SetFrameRateHint(double framesPerSecond) = 0;
+  /// Display names, constants of the module.
+  virtual const char* GetName() = 0;
+  virtual const char* GetAbbreviatedName() = 0;
+  virtual void GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) = 0;
+  /// Begins a run with the settings and hints as they are. The argument is a description of the input that a compressor
+  /// may read; it may be null where none does.
+  virtual RhoStatus CompressFrameBegin(KelAudio_t* format) = 0;
+  /// Takes in a buffer and adds the packets that are ready to `out`, which must be a KelEncAudio_t. Without input it
+  /// flushes what is left and ends the stream.
+  virtual RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) = 0;
+  /// Ends a run. It does not flush.
+  virtual RhoStatus CompressFrameEnd() = 0;
+  /// An independent compressor in the same state, a run in progress included; null when it cannot be had. The caller
+  /// owns it and lets go of it with Release.
+  virtual IAudioCompressor* CreateCopy() = 0;
+  /// Deletes the compressor and returns 0.
+  virtual RhoStatus Release() = 0;
+  /// Brings dependent settings in line with the chosen ones. To be called after changing settings.
+  virtual void ValidateSettings() = 0;
+  /// The compressor's own settings, valid as long as the compressor; null where it has no such setting.
+  virtual IUnsignedIntSetting* GetDataRateSetting() = 0;    ///< bytes per second of output
+  virtual IUnsignedIntSetting* GetSampleSizeSetting() = 0;  ///< bits per sample
+  virtual IUnsignedIntSetting* GetSampleRateSetting() = 0;  ///< sample frames per second
+  virtual IEnumSetting* GetChannelModeSetting() = 0;
+  virtual ISetting* GetNonStandardSettings() = 0;
+  /// The sample format of the input that the settings call for.
+  virtual RhoStatus GetAudioFormatType(EAudioFormatType& type) = 0;
+  virtual ISetting* GetSubOutputFormatSetting(unsigned int index) = 0;
+  virtual unsigned int IsCodecExtendedSettingDialogSupported() = 0;
+  virtual RhoStatus DisplayCodecExtendedSettingDialog() = 0;
+  virtual RhoStatus GetExtendedSettings(void** data, int* size) = 0;
+  virtual RhoStatus SetExtendedSettings(void* data, int size) = 0;
+  /// Delay between input and output, in sample frames.
+  virtual int GetCodecDelay() = 0;
+  /// Current values, read through the setting operations above; 0 where there is no such setting.
+  virtual unsigned int GetSampleSize() { return ValueOrZero(GetSampleSizeSetting()); }
+  virtual unsigned int GetSampleRate() { return ValueOrZero(GetSampleRateSetting()); }
+  virtual unsigned int GetDataRate() { return ValueOrZero(GetDataRateSetting()); }
+  /// The mode whose name is the channel setting's value. Mono for any other value, for "4.1", "2.1" and "Quad", and
+  /// where there is no such setting.
+  virtual EChannelMode GetChannelMode() {
+    const IEnumSetting* const setting = GetChannelModeSetting();
+    const EChannelMode mode = setting == nullptr ? kChannelModeUndefined : KelGetChannelMode(setting->GetValue());
+    const bool isUnknown =
+        mode == kChannelModeUndefined || mode == kChannelMode4_1 || mode == kChannelMode2_1 || mode == kChannelModeQuad;
+    return isUnknown ? kChannelModeMono : mode;
+  }
+  virtual ~IAudioCompressor() = default;
+  /// Whether the compressor is a placeholder without an encoder behind it.
+  virtual unsigned int PlaceholderDoesNotCompress() const = 0;
+
+ protected:
+  IAudioCompressor() = default;
+  IAudioCompressor(const IAudioCompressor&) = default;
+  IAudioCompressor& operator=(const IAudioCompressor&) = default;
+
+ private:
+  static unsigned int ValueOrZero(const IUnsignedIntSetting* setting) {
+    return setting == nullptr ? 0 : setting->GetValue();
+  }
+};
+
+/// What a plug-in can do, as flags 0 and 1 in this slot order behind the destructor.
+class IPluginProperties {
+ public:
+  virtual ~IPluginProperties() = default;
+  virtual unsigned int GetSupportsTopDown() const = 0;
+  virtual unsigned int GetSupportsVBR() const = 0;
+  virtual unsigned int GetSupportsTwoPass() const = 0;
+  virtual unsigned int GetSupportsFixedQuality() const = 0;
+
+ protected:
+  IPluginProperties() = default;
+  IPluginProperties(const IPluginProperties&) = default;
+  IPluginProperties& operator=(const IPluginProperties&) = default;
+};
+
+class RHOAPI_EXPORT PluginProperties : public IPluginProperties {
+ public:
+  /// Everything but top-down.
+  PluginProperties();
+  PluginProperties(unsigned int topDown, unsigned int vbr, unsigned int twoPass, unsigned int fixedQuality);
+
+  unsigned int GetSupportsTopDown() const override { return m_topDown; }
+  unsigned int GetSupportsVBR() const override { return m_vbr; }
+  unsigned int GetSupportsTwoPass() const override { return m_twoPass; }
+  unsigned int GetSupportsFixedQuality() const override { return m_fixedQuality; }
+
+  /// A new object with the same flags, owned by the caller, who deletes it. Throws std::bad_alloc.
+  PluginProperties* CreateCopy() const;
+
+ private:
+  unsigned int m_topDown;
+  unsigned int m_vbr;
+  unsigned int m_twoPass;
+  unsigned int m_fixedQuality;
+};

@@ -1,0 +1,66 @@
+#include "RHOAPI/RhoapiSettings/EnumeratedSettings.h"
+
+#include <algorithm>
+#include <utility>
+
+EnumSetting::EnumSetting() : TEnumSetting("", "") {}
+
+EnumSetting::EnumSetting(const char* label, const char* presetLabel, const char* value, unsigned int count,
+                         const char** values)
+    : TEnumSetting(label, presetLabel) {
+  ResetAllowableValues(count, values);
+  TEnumSetting::SetValue(value);
+}
+
+void EnumSetting::AddAnEnum(const char* text) {
+  if (text != nullptr) {
+    m_texts.Append(text);
+  }
+}
+
+void EnumSetting::ResetAllowableValues(unsigned int count, const char** values) {
+  TEnumTexts replacement;
+  for (unsigned int index = 0; values != nullptr && index < count; ++index) {
+    if (values[index] != nullptr) {
+      replacement.Append(values[index]);
+    }
+  }
+  m_selected = static_cast<unsigned int>(std::max(replacement.FindExactly(GetValue()), 0));
+  m_texts = std::move(replacement);
+}
+
+unsigned int EnumSetting::FindIndexOfEnum(const char* text) const { return m_texts.FindLeniently(text); }
+
+StringEnumSetting::StringEnumSetting(const char* label, const char* presetLabel) : TEnumSetting(label, presetLabel) {}
+
+void StringEnumSetting::AddValue(const char* name, int number) {
+  m_numbers.push_back(number);
+  try {
+    m_texts.Append(TextOrEmpty(name));
+  } catch (...) {
+    m_numbers.pop_back();
+    throw;
+  }
+}
+
+void StringEnumSetting::Clear() {
+  m_texts.Clear();
+  m_numbers.clear();
+}
+
+void StringEnumSetting::SetValue(int number) {
+  if (const int index = FindIndexOf(number); index >= 0) {
+    m_selected = static_cast<unsigned int>(index);
+  }
+}
+
+int StringEnumSetting::GetValueInt() const { return GetAllowableIntValue(m_selected); }
+
+int StringEnumSetting::GetAllowableIntValue(unsigned int index) const {
+  return index < m_numbers.size() ? m_numbers[index] : 0;
+}
+
+int StringEnumSetting::FindIndexOf(int number) const {
+  const auto found = std::find(m_numbers.begin(), m_numbers.end(), number);
+  return found == m_numbers.end() ? -1 : static_cast<int>(found - m_numbers.begin());
+}

@@ -1,0 +1,82 @@
+#pragma once
+
+/// One choice from a list of texts, taken leniently (see TEnumTexts). Hosts handle both classes alike.
+
+#include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RhoapiSettings/EnumTexts.h"
+#include "RHOAPI/RhoapiSettings/Setting.h"
+
+#include <vector>
+
+/// What both classes have in common: the texts and which of them is selected.
+template <class Concrete>
+class TEnumSetting : public TSetting<Concrete, IEnumSetting, kSettingTypeEnum> {
+  using Base = TSetting<Concrete, IEnumSetting, kSettingTypeEnum>;
+
+ public:
+  const char* GetValue() const override { return m_texts.At(m_selected); }
+  void SetValue(const char* text) override { SetSelected(m_texts.FindLeniently(text)); }
+  void SetSelected(unsigned int index) override {
+    if (index < m_texts.Size()) {
+      m_selected = index;
+    }
+  }
+  unsigned int GetNumberOfAllowableValues() const override { return m_texts.Size(); }
+  const char* GetAllowableValue(unsigned int index) const override { return m_texts.At(index); }
+  int FindIndexOf(const char* text) override { return m_texts.FindExactly(text); }
+  using Base::SetUnits;
+
+ protected:
+  TEnumSetting(const char* label, const char* presetLabel) : Base(label, presetLabel, 5, 1) {}
+
+  TEnumTexts m_texts;
+  unsigned int m_selected = 0;
+};
+
+/// A list of texts; the value is the selected text.
+class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
+ public:
+  EnumSetting();
+  /// Lists the `count` texts at `values`, nulls skipped, then selects `value`; where that matches nothing the first
+  /// entry stays selected, or the first empty one.
+  EnumSetting(const char* label, const char* presetLabel, const char* value, unsigned int count, const char** values);
+
+  /// The selected index.
+  unsigned int GetSelected() const override { return m_selected; }
+
+  /// Appends an entry; the selection stays. Null is ignored.
+  void AddAnEnum(const char* text);
+  /// Replaces the list, nulls skipped. The selection follows its text where that is still listed and falls back to the
+  /// first entry otherwise. When memory runs out nothing changes.
+  void ResetAllowableValues(unsigned int count, const char** values);
+  /// Index of the entry that matches `text` leniently, or the number of entries. Null matches nothing.
+  unsigned int FindIndexOfEnum(const char* text) const;
+  using TSetting::SetDialogHint;
+};
+
+/// A list of pairs of a text, which the host sees, and a number, which the owner reads.
+class RHOAPI_EXPORT StringEnumSetting : public TEnumSetting<StringEnumSetting> {
+ public:
+  StringEnumSetting(const char* label, const char* presetLabel);
+
+  /// The number of the selected pair, not its index; 0 when there is none.
+  unsigned int GetSelected() const override { return static_cast<unsigned int>(GetValueInt()); }
+
+  /// Appends a pair; the selection stays. A null name counts as empty.
+  void AddValue(const char* name, int number);
+  /// Empties the list. The selected index stays and selects again once the list has grown past it.
+  void Clear();
+  using TEnumSetting::SetValue;
+  /// Selects the first pair with that number; nothing when there is none.
+  void SetValue(int number);
+  /// The number of the selected pair; 0 when there is none.
+  int GetValueInt() const;
+  /// The number of the pair at `index`; 0 when there is none.
+  int GetAllowableIntValue(unsigned int index) const;
+  using TEnumSetting::FindIndexOf;
+  /// Index of the first pair with that number, or -1.
+  int FindIndexOf(int number) const;
+
+ private:
+  std::vector<int> m_numbers;
+};

@@ -1,0 +1,50 @@
+#include "RHOAPI/RhoapiSettings/NumericSettings.h"
+
+#include "Toolbox/KelUtils/SaturatingCast.h"
+
+#include <algorithm>
+
+UnsignedIntSetting::UnsignedIntSetting() : UnsignedIntSetting("", "", 0, 0, 0, 0, nullptr) {}
+
+UnsignedIntSetting::UnsignedIntSetting(const char* label, const char* presetLabel, unsigned int value, unsigned int min,
+                                       unsigned int max, unsigned int count, unsigned int* values)
+    : TNumericSetting(label, presetLabel, value, min, max) {
+  ResetAllowableValues(count, values);
+}
+
+void UnsignedIntSetting::AddAllowableValue(unsigned int value) {
+  m_allowableValues.insert(std::upper_bound(m_allowableValues.begin(), m_allowableValues.end(), value), value);
+}
+
+void UnsignedIntSetting::ResetAllowableValues(unsigned int count, unsigned int* values) {
+  std::vector<unsigned int> replacement;
+  if (values != nullptr) {
+    replacement.assign(values, values + count);
+  }
+  std::sort(replacement.begin(), replacement.end());
+  m_allowableValues.swap(replacement);
+}
+
+IntSetting::IntSetting() : IntSetting("", "", 0, 0, 0, 0, nullptr) {}
+
+IntSetting::IntSetting(const char* label, const char* presetLabel, int value, int min, int max, int count, int* values)
+    : TNumericSetting(label, presetLabel, value, min, max), m_allowableValues(count, values) {}
+
+void IntSetting::ResetAllowableValues(int count, int* values) { m_allowableValues = {count, values}; }
+
+void IntSetting::ResetMinMax(int min, int max) { SetRange(min, max); }
+
+int DoubleSetting::m_comparePrecision = 1000;
+double DoubleSetting::m_compareRounding = 5e-05;
+
+DoubleSetting::DoubleSetting() : DoubleSetting("", "", 0, 0, 0, 0, nullptr) {}
+
+DoubleSetting::DoubleSetting(const char* label, const char* presetLabel, double value, double min, double max,
+                             unsigned int count, double* values)
+    : TNumericSetting(label, presetLabel, value, min, max), m_allowableValues(count, values) {}
+
+long long DoubleSetting::CompareKey(double number) {
+  return SaturatingCast<long long>((number + m_compareRounding) * m_comparePrecision);
+}
+
+void DoubleSetting::ResetAllowableValues(unsigned int count, double* values) { m_allowableValues = {count, values}; }

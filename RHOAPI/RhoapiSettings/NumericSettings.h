@@ -1,0 +1,162 @@
+#pragma once
+
+/// Numbers with a range, a list of allowable values and texts for the ends of the range. A new setting is
+/// unconstrained; its starting value is not checked against anything.
+
+#include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RhoapiSettings/Setting.h"
+
+#include <algorithm>
+#include <vector>
+
+/// What the numeric kinds have in common: everything but the allowable values.
+template <class Concrete, class Interface, ESettingType kType, class Value>
+class TNumericSetting : public TSetting<Concrete, Interface, kType> {
+  using Base = TSetting<Concrete, Interface, kType>;
+
+ public:
+  const char* GetLowLabel() const override { return m_lowLabel.c_str(); }
+  const char* GetHighLabel() const override { return m_highLabel.c_str(); }
+  Value GetValue() const override { return m_value; }
+  void SetValue(Value value) override {
+    if (this->GetIsValueConstrained() == 0 || this->FindIndexOf(value) >= 0) {
+      m_value = value;
+    }
+  }
+  Value GetMinValue() const override { return m_min; }
+  Value GetMaxValue() const override { return m_max; }
+  void SetSelected(unsigned int index) override {
+    if (index < this->GetNumberOfAllowableValues()) {
+      m_value = this->GetAllowableValue(index);
+    }
+  }
+
+  void SetLowLabel(const char* text) { m_lowLabel = TextOrEmpty(text); }
+  void SetHighLabel(const char* text) { m_highLabel = TextOrEmpty(text); }
+  using Base::SetDialogHint;
+  using Base::SetIsValueConstrained;
+  using Base::SetUnits;
+
+ protected:
+  TNumericSetting(const char* label, const char* presetLabel, Value value, Value min, Value max)
+      : Base(label, presetLabel, 1, 0), m_value(value), m_min(min), m_max(max) {}
+
+  void SetRange(Value min, Value max) {
+    m_min = min;
+    m_max = max;
+  }
+
+ private:
+  std::string m_lowLabel;
+  std::string m_highLabel;
+  Value m_value;
+  Value m_min;
+  Value m_max;
+};
+
+/// An unsigned number. The setting owns its allowable values and keeps them in ascending order, duplicates included.
+class RHOAPI_EXPORT UnsignedIntSetting
+    : public TNumericSetting<UnsignedIntSetting, IUnsignedIntSetting, kSettingTypeUnsignedInt, unsigned int> {
+ public:
+  UnsignedIntSetting();
+  /// Copies the `count` numbers at `values`, which may be null when `count` is 0.
+  UnsignedIntSetting(const char* label, const char* presetLabel, unsigned int value, unsigned int min, unsigned int max,
+                     unsigned int count, unsigned int* values);
+
+  unsigned int GetNumberOfAllowableValues() const override {
+    return static_cast<unsigned int>(m_allowableValues.size());
+  }
+  unsigned int GetAllowableValue(unsigned int index) const override {
+    return index < m_allowableValues.size() ? m_allowableValues[index] : 0;
+  }
+  int FindIndexOf(unsigned int value) override {
+    const auto found = std::lower_bound(m_allowableValues.begin(), m_allowableValues.end(), value);
+    const bool isThere = found != m_allowableValues.end() && *found == value;
+    return isThere ? static_cast<int>(found - m_allowableValues.begin()) : -1;
+  }
+
+  void AddAllowableValue(unsigned int value);
+  /// Replaces the allowable values. Neither the value nor the constrained flag changes, so a constrained setting may be
+  /// left with a value that is no longer allowable. When memory runs out nothing changes.
+  void ResetAllowableValues(unsigned int count, unsigned int* values);
+
+ private:
+  std::vector<unsigned int> m_allowableValues;
+};
+
+/// Allowable values that stay the caller's: count and pointer are kept as given, in the caller's order, and copies of
+/// the setting share them. The caller keeps the array alive as long as the setting or any copy exists and may change
+/// its elements meanwhile. A null array counts as no values.
+template <class Value, class Count>
+class TBorrowedValues {
+ public:
+  TBorrowedValues() = default;
+  TBorrowedValues(Count count, Value* values) : m_count(count), m_values(values) {}
+
+  unsigned int Size() const { return m_values == nullptr || m_count <= 0 ? 0 : static_cast<unsigned int>(m_count); }
+  Value At(unsigned int index) const { return index < Size() ? m_values[index] : Value(); }
+
+  /// Index of the first value that `equals` accepts, or -1.
+  template <class Predicate>
+  int Find(Predicate equals) const {
+    for (unsigned int index = 0; index < Size(); ++index) {
+      if (equals(m_values[index])) {
+        return static_cast<int>(index);
+      }
+    }
+    return -1;
+  }
+
+ private:
+  Count m_count = 0;
+  Value* m_values = nullptr;
+};
+
+/// A signed number; see TBorrowedValues for who owns the allowable values.
+class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting, kSettingTypeInt, int> {
+ public:
+  IntSetting();
+  /// A negative `count` counts as 0.
+  IntSetting(const char* label, const char* presetLabel, int value, int min, int max, int count, int* values);
+
+  unsigned int GetNumberOfAllowableValues() const override { return m_allowableValues.Size(); }
+  int GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
+  int FindIndexOf(int value) override {
+    return m_allowableValues.Find([value](int allowable) { return allowable == value; });
+  }
+
+  void ResetAllowableValues(int count, int* values);
+  /// Replaces the range; the value stays.
+  void ResetMinMax(int min, int max);
+
+ private:
+  TBorrowedValues<int, int> m_allowableValues;
+};
+
+/// A floating-point number; see TBorrowedValues for who owns the allowable values. Two numbers count as equal when they
+/// agree in thousandths, cut towards zero after adding a twentieth of one: 29.97 equals 29.9704 but not 29.969.
+class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubleSetting, kSettingTypeDouble, double> {
+ public:
+  DoubleSetting();
+  DoubleSetting(const char* label, const char* presetLabel, double value, double min, double max, unsigned int count,
+                double* values);
+
+  unsigned int GetNumberOfAllowableValues() const override { return m_allowableValues.Size(); }
+  double GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
+  /// Numbers beyond what 64 bits can count in thousandths compare equal to one another; NaN compares as 0.
+  int FindIndexOf(double value) override {
+    return m_allowableValues.Find([key = CompareKey(value)](double allowable) { return CompareKey(allowable) == key; });
+  }
+
+  void ResetAllowableValues(unsigned int count, double* values);
+
+  /// Steps per unit in which numbers are compared, and what is added to a number first. Shared by all settings of this
+  /// kind, read on every comparison.
+  static int m_comparePrecision;
+  static double m_compareRounding;
+
+ private:
+  static long long CompareKey(double number);
+
+  TBorrowedValues<double, unsigned int> m_allowableValues;
+};

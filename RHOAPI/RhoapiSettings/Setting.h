@@ -1,0 +1,60 @@
+#pragma once
+
+#include "RHOAPI/RhoapiSettingsInterface.h"
+
+#include <string>
+
+/// A null text counts as the empty one.
+inline const char* TextOrEmpty(const char* text) { return text == nullptr ? "" : text; }
+
+/// What all leaf settings have in common: their attributes, stored once, and copying. A kind of setting derives as
+///
+///   class FooSetting : public TSetting<FooSetting, IFooSetting, kSettingTypeFoo>
+///
+/// and adds its value. An attribute that is fixed for a kind is one for which the kind offers no setter: SetUnits,
+/// SetDialogHint and SetIsValueConstrained are protected here and made public, with a using declaration, where a kind
+/// has them.
+template <class Concrete, class Interface, ESettingType kType>
+class TSetting : public Interface {
+ public:
+  unsigned int GetType() const override { return kType; }
+  unsigned int GetDialogHint() const override { return m_dialogHint; }
+  const char* GetLabel() const override { return m_label.c_str(); }
+  const char* GetUnits() const override { return m_units.c_str(); }
+  const char* GetPresetLabel() const override { return m_presetLabel.c_str(); }
+  unsigned int GetIsValueConstrained() const override { return m_isValueConstrained; }
+  void SetIsActive(unsigned int active) override { m_isActive = active; }
+  unsigned int GetIsActive() const override { return m_isActive; }
+  ISetting* CreateCopy() const override { return new Concrete(static_cast<const Concrete&>(*this)); }
+  void SetIsOptional(unsigned int optional) override { m_isOptional = optional; }
+  unsigned int GetIsOptional() const override { return m_isOptional; }
+  void SetIsOptionalValueSpecified(unsigned int specified) override { m_isOptionalValueSpecified = specified; }
+  unsigned int GetIsOptionalValueSpecified() const override { return m_isOptionalValueSpecified; }
+  void SetOptionalText(const char* text) override { m_optionalText = TextOrEmpty(text); }
+  const char* GetOptionalText() const override { return m_optionalText.c_str(); }
+  void SetToolTipText(const char* text) override { m_toolTipText = TextOrEmpty(text); }
+  const char* GetToolTipText() const override { return m_toolTipText.c_str(); }
+
+ protected:
+  TSetting(const char* label, const char* presetLabel, unsigned int dialogHint, unsigned int isValueConstrained)
+      : m_label(TextOrEmpty(label)),
+        m_presetLabel(TextOrEmpty(presetLabel)),
+        m_dialogHint(dialogHint),
+        m_isValueConstrained(isValueConstrained) {}
+
+  void SetUnits(const char* units) { m_units = TextOrEmpty(units); }
+  void SetDialogHint(unsigned int dialogHint) { m_dialogHint = dialogHint; }
+  void SetIsValueConstrained(unsigned int isValueConstrained) { m_isValueConstrained = isValueConstrained; }
+
+ private:
+  std::string m_label;
+  std::string m_presetLabel;
+  std::string m_units;
+  std::string m_optionalText;
+  std::string m_toolTipText;
+  unsigned int m_dialogHint;
+  unsigned int m_isValueConstrained;
+  unsigned int m_isActive = 1;
+  unsigned int m_isOptional = 0;
+  unsigned int m_isOptionalValueSpecified = 0;
+};

@@ -1,0 +1,125 @@
+#pragma once
+
+/// The settings model as hosts see it. A plug-in describes each of its options as an object behind one of these
+/// interfaces; a host reads the type code, picks the sub-interface that it names, shows label, units and tool tip,
+/// writes the user's choice back and files it in presets under the preset label.
+///
+/// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed; a
+/// sub-interface appends its own operations behind the common ones.
+///
+/// Rules for all of them:
+/// - Texts go in and come out as NUL-terminated byte strings. A setter copies; a getter's pointer belongs to the
+/// setting
+///   and stays valid until that text is set again or the setting ends. A null text counts as the empty one.
+/// - Flags are unsigned integers, 0 for no and anything else for yes, kept exactly as given.
+/// - No operation reports an error: what a setting cannot take leaves it unchanged, and the caller learns so by reading
+///   back. Only memory running out throws (std::bad_alloc).
+/// - A setting is used by one thread at a time. Its owner, normally the plug-in object, ends its life.
+
+/// What GetType answers: which sub-interface a setting implements.
+enum ESettingType : unsigned int {
+  kSettingTypeBool = 1,
+  kSettingTypeEnum = 2,
+  kSettingTypeInt = 3,
+  kSettingTypeUnsignedInt = 4,
+  kSettingTypeDouble = 5,
+  kSettingTypeFile = 6,
+  kSettingTypeTimeInOut = 7,
+  kSettingTypeUnsignedIntArray = 8,
+  kSettingTypeByteArray = 9,
+  kSettingTypeText = 10,
+  kSettingTypeTimeCode = 11,
+  kSettingTypeArray = 12,
+};
+
+/// What every setting answers.
+class ISetting {
+ public:
+  virtual ~ISetting() = default;
+  /// The type code, one of ESettingType.
+  virtual unsigned int GetType() const = 0;
+  /// Which control or dialog to show; the host gives the codes their meaning.
+  virtual unsigned int GetDialogHint() const = 0;
+  /// Text beside the control.
+  virtual const char* GetLabel() const = 0;
+  /// Text behind the value, empty for most.
+  virtual const char* GetUnits() const = 0;
+  /// Name under which presets file the value.
+  virtual const char* GetPresetLabel() const = 0;
+  /// Whether only the allowable values are taken, rather than any.
+  virtual unsigned int GetIsValueConstrained() const = 0;
+  /// Whether the control is enabled. Unless a setting stores it: always 1, and setting it does nothing.
+  virtual void SetIsActive(unsigned int /*active*/) {}
+  virtual unsigned int GetIsActive() const { return 1; }
+  /// A new setting of the same class and state, owned by the caller, who deletes it. Throws std::bad_alloc.
+  virtual ISetting* CreateCopy() const = 0;
+  /// Whether the setting may be left unspecified (shown with a check box), ...
+  virtual void SetIsOptional(unsigned int optional) = 0;
+  virtual unsigned int GetIsOptional() const = 0;
+  /// ... whether the box is ticked, so that the value counts, ...
+  virtual void SetIsOptionalValueSpecified(unsigned int specified) = 0;
+  virtual unsigned int GetIsOptionalValueSpecified() const = 0;
+  /// ... and the text beside the box.
+  virtual void SetOptionalText(const char* text) = 0;
+  virtual const char* GetOptionalText() const = 0;
+  virtual void SetToolTipText(const char* text) = 0;
+  virtual const char* GetToolTipText() const = 0;
+
+ protected:
+  ISetting() = default;
+  ISetting(const ISetting&) = default;
+  ISetting& operator=(const ISetting&) = default;
+};
+
+class IBoolSetting : public ISetting {
+ public:
+  virtual unsigned int GetValue() const = 0;
+  /// Takes `value` as given: 2 stays 2.
+  virtual void SetValue(unsigned int value) = 0;
+};
+
+/// The operations of the three numeric kinds. The range is information for the host and never applied by the setting;
+/// whether the allowable values are is GetIsValueConstrained's answer.
+template <class Value>
+class INumericSetting : public ISetting {
+ public:
+  /// Texts for the ends of the range.
+  virtual const char* GetLowLabel() const = 0;
+  virtual const char* GetHighLabel() const = 0;
+  virtual Value GetValue() const = 0;
+  /// Takes `value`, unless the setting is constrained and `value` is not among its allowable values.
+  virtual void SetValue(Value value) = 0;
+  virtual Value GetMinValue() const = 0;
+  virtual Value GetMaxValue() const = 0;
+  virtual unsigned int GetNumberOfAllowableValues() const = 0;
+  /// The allowable value at `index`; 0 when there is none.
+  virtual Value GetAllowableValue(unsigned int index) const = 0;
+  /// Index of the first allowable value that equals `value`, or -1.
+  virtual int FindIndexOf(Value value) = 0;
+  /// Takes the allowable value at `index`; nothing when there is none.
+  virtual void SetSelected(unsigned int index) = 0;
+};
+
+class IIntSetting : public INumericSetting<int> {};
+class IUnsignedIntSetting : public INumericSetting<unsigned int> {};
+class IDoubleSetting : public INumericSetting<double> {};
+
+/// One choice from a list of texts.
+class IEnumSetting : public ISetting {
+ public:
+  /// Text of the selected entry; empty when there is none.
+  virtual const char* GetValue() const = 0;
+  /// Selects an entry by its text: an exact match first, then one that ignores letter case, then a prefix match in
+  /// either direction. Nothing when none matches or `text` is null.
+  virtual void SetValue(const char* text) = 0;
+  /// EnumSetting: the selected index. StringEnumSetting: the number that belongs to the selected text, 0 when there is
+  /// none.
+  virtual unsigned int GetSelected() const = 0;
+  /// Selects the entry at `index`; nothing when there is none.
+  virtual void SetSelected(unsigned int index) = 0;
+  virtual unsigned int GetNumberOfAllowableValues() const = 0;
+  /// Text of the entry at `index`; empty when there is none.
+  virtual const char* GetAllowableValue(unsigned int index) const = 0;
+  /// Index of the first entry with exactly this text, or -1.
+  virtual int FindIndexOf(const char* text) = 0;
+};

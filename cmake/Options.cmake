@@ -1,0 +1,32 @@
+# How everything here is compiled and linked: language, warnings, visibility, hardening, sanitizers. One target, so that no
+# file or folder has settings of its own.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+add_library(rho_options INTERFACE)
+target_include_directories(rho_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_definitions(rho_options INTERFACE _FILE_OFFSET_BITS=64)
+target_compile_options(rho_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -fstack-protector-strong
+  # Unique symbols would keep the module in memory after dlclose.
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
+  $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${RHO_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+target_link_options(rho_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+if(RHO_SANITIZE)
+  target_compile_options(rho_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(rho_options INTERFACE -fsanitize=address,undefined)
+else()
+  # A library that leaves a symbol to chance is a defect; sanitizer runtimes leave theirs to the program.
+  target_link_options(rho_options INTERFACE -Wl,-z,defs)
+endif()
