@@ -50,13 +50,14 @@ namespace {
 void ExpectNoLeak(const char* name, const std::function<void()>& action) {
   for (const bool rest : {false, true}) {
     long n = 0;
-    do {
+    for (bool failed = true; failed;) {
       const long before = live;
       failRest = rest;
       failing = ++n;
       action();
+      failed = std::exchange(failing, -1) <= 0;
       EXPECT_EQ(live, before) << name << ", allocation " << n << (rest ? " and all behind it" : "");
-    } while (std::exchange(failing, -1) <= 0);
+    }
     EXPECT_GT(n, 1) << name;
   }
 }
