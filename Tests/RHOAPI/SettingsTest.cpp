@@ -71,7 +71,7 @@ struct Boolean : TSetting<Boolean, IBoolSetting, kSettingTypeBool> {
 
 TEST(SettingHelpers, TreatTheCheckBoxesOfAllKindsAlike) {
   for (unsigned bits = 0; bits < 8; ++bits) {
-    const unsigned optional = bits & 1;
+    const unsigned optional = (bits & 1) * 5;
     const unsigned specified = bits & 2;
     Boolean boolean;
     IntSetting number;
