@@ -3,6 +3,7 @@
 #include "Host/ChannelOrder.h"
 #include "Host/Errors.h"
 #include "Host/InputBytes.h"
+#include "Host/MpegLength.h"
 #include "Host/SoundContainers.h"
 #include "Host/Utf8.h"
 
@@ -17,6 +18,7 @@
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
+constexpr std::size_t kMpegFrame = 1152;
 
 struct SoundFileCloser {
   void operator()(SNDFILE* file) const { sf_close(file); }
@@ -28,9 +30,15 @@ class VirtualFile {
   explicit VirtualFile(InputBytes& bytes) : m_bytes(bytes) {}
 
   SNDFILE* Open(SF_INFO& info) {
+    m_position = 0;
     SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
     return sf_open_virtual(&io, SFM_READ, &info, this);
   }
+
+  /// Makes all positions relative to the end fail, as in a stream.
+  void HideEnd() { m_isEndHidden = true; }
+
+  bool IsEndHidden() const { return m_isEndHidden; }
 
   void RethrowFailure() {
     if (m_failure) {
@@ -48,7 +56,8 @@ class VirtualFile {
   static sf_count_t Seek(sf_count_t offset, int whence, void* user) {
     sf_count_t& position = Self(user).m_position;
     const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position : Length(user);
-    if (offset < -base || offset > std::numeric_limits<sf_count_t>::max() - base) {
+    if ((whence == SEEK_END && Self(user).m_isEndHidden) || offset < -base ||
+        offset > std::numeric_limits<sf_count_t>::max() - base) {
       return -1;
     }
     position = base + offset;
@@ -74,6 +83,7 @@ class VirtualFile {
   InputBytes& m_bytes;
   sf_count_t m_position = 0;
   std::exception_ptr m_failure;
+  bool m_isEndHidden = false;
 };
 
 struct Representation {
@@ -107,6 +117,8 @@ Representation RepresentationOf(int format) {
       return {SampleType::kInt16, 16};
   }
 }
+
+bool IsMpeg(const SF_INFO& info) { return (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG; }
 
 SoundTags TagsOf(SNDFILE* file) {
   const auto text = [file](int which) {
@@ -149,7 +161,7 @@ class SoundInput::Decoder {
   void Open();
   void ReadFormat(const SF_INFO& info);
   sf_count_t ReadSamples(sf_count_t frames);
-  void HandleEnd();
+  void HandleShortRead(bool isLast);
   void NoteMissing(std::string text);
 
   Truncation m_truncation;
@@ -168,7 +180,9 @@ SoundInput::Decoder::Decoder(const std::string& path, Truncation truncation)
   Open();
   tags = TagsOf(m_file.get());
   bytes.StopKeeping();
-  m_blockFrames = std::max<std::size_t>(1, kBlockBytes / (SizeOf(format.sampleType) * format.channels));
+  // A cut MPEG frame costs libsndfile's whole read.
+  const std::size_t fittingFrames = kBlockBytes / (SizeOf(format.sampleType) * format.channels);
+  m_blockFrames = m_virtualFile.IsEndHidden() ? kMpegFrame : std::max<std::size_t>(1, fittingFrames);
   const std::size_t blockBytes = m_blockFrames * format.channels * SizeOf(format.sampleType);
   m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
 }
@@ -189,9 +203,18 @@ void SoundInput::Decoder::PrepareBytes() {
   if (!m_data) {
     return;
   }
-  const std::uint64_t available = bytes.Length() - std::min(bytes.Length(), m_data->start);
+  unsigned char sound = 0;
+  if (bytes.IsStream() && m_data->size == std::uint64_t{0} && bytes.ReadAt(m_data->start, &sound, 1) != 0) {
+    throw Failure(bytes.Name() +
+                  ": its header was not made for a pipe: no sound, it says, but more follows; save it to "
+                  "a file first");
+  }
+  const std::uint64_t available =
+      bytes.IsStream() ? InputBytes::kEndless / 2 : bytes.Length() - std::min(bytes.Length(), m_data->start);
   if (!m_data->size && m_data->isLittleEndianWav) {
-    SetWavSize(bytes, *m_data, bytes.IsStream() ? InputBytes::kEndless / 2 : available);
+    SetWavSize(bytes, *m_data, available);
+  } else if (!m_data->size && m_data->isCaf) {
+    SetCafSize(bytes, *m_data, available);
   } else if (m_data->size && *m_data->size > available) {
     NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
     if (m_data->isCaf) {
@@ -203,12 +226,22 @@ void SoundInput::Decoder::PrepareBytes() {
 void SoundInput::Decoder::Open() {
   SF_INFO info{};
   m_file.reset(m_virtualFile.Open(info));
+  if (m_file && IsMpeg(info) && !StatesMpegLength(bytes)) {
+    // libsndfile would stop at a guessed length, which may lie before the end, unless it cannot find one to guess from.
+    m_virtualFile.HideEnd();
+    m_file.reset();
+    info = {};
+    m_file.reset(m_virtualFile.Open(info));
+  }
   m_virtualFile.RethrowFailure();
   if (!m_file && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT) {
     throw Failure(bytes.Name() + ": is not a sound file of a known format");
   }
   if (!m_file) {
-    throw Failure(bytes.Name() + ": cannot be read as a sound file: " + LibraryText(nullptr));
+    // The text for a decoder without a single frame to decode speaks of a file that does not exist.
+    const std::string text = LibraryText(nullptr);
+    const bool isMisleading = text.find("does not exist") != std::string::npos;
+    throw Failure(bytes.Name() + ": cannot be read as a sound file: " + (isMisleading ? "no sound is found" : text));
   }
   if (info.channels <= 0 || info.samplerate <= 0) {
     throw Failure(bytes.Name() + ": is a sound file without channels or without a sample rate");
@@ -222,10 +255,9 @@ void SoundInput::Decoder::ReadFormat(const SF_INFO& info) {
   format.channels = static_cast<unsigned int>(info.channels);
   format.sampleType = representation.type;
   format.significantBits = representation.significantBits;
-  // The length of an MPEG stream is an estimate; the largest number stands for an unknown one.
-  const bool isOpenStream = bytes.IsStream() && m_data && !m_data->size;
-  const bool isMpeg = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG;
-  if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream && !isMpeg) {
+  // The largest number stands for an unknown one.
+  const bool isOpenStream = bytes.IsStream() && m_data && m_data->size.value_or(0) == 0;
+  if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {
     format.frames = static_cast<std::uint64_t>(info.frames);
   }
   m_order = WavChannelOrder(m_file.get(), info);
@@ -252,7 +284,7 @@ SampleBlock SoundInput::Decoder::Read() {
   m_virtualFile.RethrowFailure();
   m_framesRead += static_cast<std::uint64_t>(frames);
   if (frames < wanted) {
-    HandleEnd();
+    HandleShortRead(frames == 0);
   }
   const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
   if (!m_order.empty()) {
@@ -262,16 +294,19 @@ SampleBlock SoundInput::Decoder::Read() {
 }
 
 /// After a read that came short: the end, an early end, or damage.
-void SoundInput::Decoder::HandleEnd() {
-  const bool isMissing = format.frames && m_framesRead < *format.frames;
+void SoundInput::Decoder::HandleShortRead(bool isLast) {
+  const bool isError = sf_error(m_file.get()) != SF_ERR_NO_ERROR;
+  const bool isMissing = (isLast || isError) && format.frames && m_framesRead < *format.frames;
   if (isMissing && bytes.CameShort()) {
     NoteMissing(PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
-  } else if (sf_error(m_file.get()) != SF_ERR_NO_ERROR) {
-    throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) + ": " +
-                  LibraryText(m_file.get()));
-  } else if (isMissing) {
-    throw Failure(bytes.Name() +
-                  ": is damaged: " + PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
+  } else if (isError && bytes.CameShort()) {
+    // MPEG streams promise nothing, and many end in a cut frame or in something that is none.
+    if (!m_virtualFile.IsEndHidden()) {
+      NoteMissing("it ends in the middle of a piece of sound, after sample frame " + std::to_string(m_framesRead));
+    }
+  } else if (isError || isMissing) {
+    throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) +
+                  (isError ? ": " + LibraryText(m_file.get()) : ", the sound goes no further"));
   }
 }
 
