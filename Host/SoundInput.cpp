@@ -279,7 +279,7 @@ sf_count_t SoundInput::Decoder::ReadSamples(sf_count_t frames) {
 }
 
 SampleBlock SoundInput::Decoder::Read() {
-  const sf_count_t wanted = static_cast<sf_count_t>(m_blockFrames);
+  const auto wanted = static_cast<sf_count_t>(m_blockFrames);
   const sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
   m_virtualFile.RethrowFailure();
   m_framesRead += static_cast<std::uint64_t>(frames);
