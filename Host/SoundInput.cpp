@@ -6,12 +6,11 @@
 #include "Host/MpegLength.h"
 #include "Host/SoundContainers.h"
 #include "Host/Utf8.h"
+#include "Host/VirtualFile.h"
 
 #include <sndfile.h>
 #include <algorithm>
 #include <cstddef>
-#include <exception>
-#include <limits>
 #include <utility>
 #include <vector>
 
@@ -19,72 +18,6 @@ namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
 constexpr std::size_t kMpegFrame = 1152;
-
-struct SoundFileCloser {
-  void operator()(SNDFILE* file) const { sf_close(file); }
-};
-
-/// InputBytes as libsndfile's own input and output. Its C code cannot pass exceptions on, so they wait here.
-class VirtualFile {
- public:
-  explicit VirtualFile(InputBytes& bytes) : m_bytes(bytes) {}
-
-  SNDFILE* Open(SF_INFO& info) {
-    m_position = 0;
-    SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
-    return sf_open_virtual(&io, SFM_READ, &info, this);
-  }
-
-  /// Makes all positions relative to the end fail, as in a stream.
-  void HideEnd() { m_isEndHidden = true; }
-
-  bool IsEndHidden() const { return m_isEndHidden; }
-
-  void RethrowFailure() {
-    if (m_failure) {
-      std::rethrow_exception(std::exchange(m_failure, nullptr));
-    }
-  }
-
- private:
-  static VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
-
-  static sf_count_t Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
-
-  static sf_count_t Tell(void* user) { return Self(user).m_position; }
-
-  static sf_count_t Seek(sf_count_t offset, int whence, void* user) {
-    sf_count_t& position = Self(user).m_position;
-    const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position : Length(user);
-    if ((whence == SEEK_END && Self(user).m_isEndHidden) || offset < -base ||
-        offset > std::numeric_limits<sf_count_t>::max() - base) {
-      return -1;
-    }
-    position = base + offset;
-    return position;
-  }
-
-  static sf_count_t Read(void* to, sf_count_t count, void* user) {
-    VirtualFile& self = Self(user);
-    if (self.m_failure || count <= 0) {
-      return 0;
-    }
-    try {
-      const std::size_t done =
-          self.m_bytes.ReadAt(static_cast<std::uint64_t>(self.m_position), to, static_cast<std::size_t>(count));
-      self.m_position += static_cast<sf_count_t>(done);
-      return static_cast<sf_count_t>(done);
-    } catch (...) {
-      self.m_failure = std::current_exception();
-      return 0;
-    }
-  }
-
-  InputBytes& m_bytes;
-  sf_count_t m_position = 0;
-  std::exception_ptr m_failure;
-  bool m_isEndHidden = false;
-};
 
 struct Representation {
   SampleType type;
@@ -167,7 +100,7 @@ class SoundInput::Decoder {
   Truncation m_truncation;
   VirtualFile m_virtualFile;
   std::optional<SampleData> m_data;
-  std::unique_ptr<SNDFILE, SoundFileCloser> m_file;
+  SoundFile m_file;
   std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
   std::vector<double> m_block;       ///< for any sample type: aligned for all
   std::size_t m_blockFrames = 0;
@@ -225,13 +158,13 @@ void SoundInput::Decoder::PrepareBytes() {
 
 void SoundInput::Decoder::Open() {
   SF_INFO info{};
-  m_file.reset(m_virtualFile.Open(info));
+  m_file = m_virtualFile.Open(info);
   if (m_file && IsMpeg(info) && !StatesMpegLength(bytes)) {
     // libsndfile would stop at a guessed length, which may lie before the end, unless it cannot find one to guess from.
     m_virtualFile.HideEnd();
     m_file.reset();
     info = {};
-    m_file.reset(m_virtualFile.Open(info));
+    m_file = m_virtualFile.Open(info);
   }
   m_virtualFile.RethrowFailure();
   if (!m_file && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT) {
