@@ -191,7 +191,11 @@ std::optional<SampleData> FindSampleData(InputBytes& bytes) {
 
 void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   std::vector<unsigned char> head;
-  const auto append = [&head](const auto& values) { head.insert(head.end(), values.begin(), values.end()); };
+  const auto append = [&head](const auto& values) {
+    for (const auto value : values) {
+      head.push_back(static_cast<unsigned char>(value));
+    }
+  };
   const auto appendText = [&append](std::string_view text) { append(text); };
   const auto appendNumber = [&append](std::uint64_t value, std::size_t width) {
     append(NumberBytes(value, width, false));
