@@ -53,7 +53,7 @@ Outcome HostTest::RunHost(const std::string& command) const {
 void HostTest::MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
                          unsigned frames) const {
   std::ostringstream make;
-  make << "sox -R -n -r " << rate << " -c " << channels << " -b 24 ../base.wav synth " << frames << "s";
+  make << "sox -R -r " << rate << " -n -c " << channels << " -b 24 ../base.wav synth " << frames << "s";
   for (unsigned channel = 1; channel <= channels; ++channel) {
     make << " sine " << 200 * channel;
   }
