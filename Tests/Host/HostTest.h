@@ -29,6 +29,18 @@ struct Expected {
   bool isStream = false;  ///< came through a pipe: neither cues nor, unless it was known beforehand, duration
 };
 
+/// A file as ffprobe sees it; times and durations in sample frames, rounded from the file's own clock.
+struct Probe {
+  struct Packet {
+    std::int64_t time = 0;
+    std::int64_t duration = 0;
+    std::size_t size = 0;
+  };
+  std::vector<Packet> packets;
+  std::int64_t duration = -1;  ///< -1 when the file does not say
+  std::string others;          ///< codec, rate and channels; and whatever ffprobe has to complain of
+};
+
 class HostTest : public testing::Test {
  protected:
   HostTest();
@@ -49,6 +61,7 @@ class HostTest : public testing::Test {
 
   /// The samples of a file as ffmpeg decodes them, left-justified in 32 bits.
   std::vector<std::int32_t> Decode(const std::string& file, const std::string& options = "") const;
+  Probe ProbeFile(const std::string& file, unsigned rate, const std::string& options = "") const;
   /// ffprobe, mkvmerge and mkvinfo on a file of `frames` sample frames: format, every packet's time, duration and size.
   void ExpectJudgesAgree(const std::string& file, const Expected& expected, std::size_t frames) const;
 
