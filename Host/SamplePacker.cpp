@@ -43,7 +43,7 @@ bool SamplePacker::IsIdentity() const {
 }
 
 void SamplePacker::Pack(const void* samples, std::size_t count, unsigned char* to) {
-  const double fullScale = static_cast<double>(1U << (m_bits - 1));
+  const auto fullScale = static_cast<double>(1U << (m_bits - 1));
   switch (m_type) {
     case SampleType::kInt16:
       PackExactly(static_cast<const std::int16_t*>(samples), count, m_bits, to);
@@ -74,13 +74,15 @@ void SamplePacker::PackDithered(const Sample* samples, std::size_t count, double
   std::uint64_t clipped = 0;
   for (std::size_t i = 0; i < count; ++i) {
     double value = static_cast<double>(samples[i]) * scale;
+    double dither = noise.Next();
     if constexpr (std::is_floating_point_v<Sample>) {
       if (!(value >= -limit && value <= limit)) {
         ++clipped;
+        dither = 0;
         value = value > limit ? limit : value < -limit ? -limit : 0.0;
       }
     }
-    const auto rounded = static_cast<std::int32_t>(value + noise.Next() + bias) - (limit + 1);
+    const auto rounded = static_cast<std::int32_t>(value + dither + bias) - (limit + 1);
     const auto packed = static_cast<std::uint32_t>(std::clamp(rounded, -limit, limit - 1));
     if (stride == 2) {
       Put16(packed, to + 2 * i);

@@ -42,7 +42,8 @@ class SamplePacker {
   /// Packs `count` samples (not sample frames) and writes count × BytesPerSample() bytes.
   void Pack(const void* samples, std::size_t count, unsigned char* to);
 
-  /// Samples so far beyond -1 or 1 in floating point, set to full scale, and not-a-number, set to 0.
+  /// Samples so far beyond -1 or 1 in floating point, set to full scale, and not-a-number, set to 0; those without
+  /// dither.
   std::uint64_t ClippedSamples() const { return m_clippedSamples; }
 
  private:
