@@ -119,10 +119,10 @@ RC_GTEST_PROP(Packing, IsThatOfASlowPackerHoweverTheInputIsSplit, ()) {
     }
   }
   for (std::size_t index = 0; index < expected.packets.size(); ++index) {
-    RC_ASSERT(out.packets != nullptr && index < out.packets->size());
+    RC_ASSERT((out.packets != nullptr && index < out.packets->size()));
     RC_ASSERT(ReadSlots(out.packets->get(index), 0, "uuqqqb.b.") == expected.packets[index]);
   }
-  RC_ASSERT(out.packets == nullptr || out.packets->size() == expected.packets.size());
+  RC_ASSERT((out.packets == nullptr || out.packets->size() == expected.packets.size()));
   codec->Release();
   if (out.packets != nullptr) {
     out.packets->destroy();
