@@ -67,7 +67,7 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --fps 1e5 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost --fps 1e-300 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost none.wav new.mkv", 1, {"none.wav", "No such file or directory"}},
-      {"rhohost folder new.mkv", 1, {"folder", "directory"}},
+      {"rhohost folder new.mkv", 1, {"folder", "not a sound file"}},
       {"rhohost text.wav new.mkv", 1, {"text.wav", "not a sound file"}},
       {"rhohost empty.wav new.mkv", 1, {"empty.wav", "empty"}},
       {"rhohost header.wav new.mkv", 1, {"header.wav", "missing"}},
