@@ -10,8 +10,8 @@ namespace {
 
 /// How far from what the other decoder says, in units of the output's last bit.
 constexpr double kExact = 0;
-constexpr double kDithered = 1.6;   // triangular dither of one unit, and half a unit of rounding
-constexpr double kVorbis = 4;       // of 24 bits, for decoders that differ in the last bits of a float
+constexpr double kDithered = 1.6;  // triangular dither of one unit, and half a unit of rounding
+constexpr double kVorbis = 4;      // of 24 bits, for decoders that differ in the last bits of a float
 constexpr double kMP3 = 40;
 constexpr double kOpus = 20000;
 constexpr double kADPCM = 50;
@@ -91,7 +91,8 @@ TEST_P(SoundTest, ComesOutAsOtherReadersDecodeIt) {
   std::string resampling;
   std::size_t frames = 0;
   if (sound.outputRate != 0) {
-    resampling = "-af aresample=" + std::to_string(sound.outputRate) + ":resampler=soxr:precision=28:dither_method=none";
+    resampling =
+        "-af aresample=" + std::to_string(sound.outputRate) + ":resampler=soxr:precision=28:dither_method=none";
     frames = static_cast<std::size_t>(std::lround(static_cast<double>(kFrames) * sound.outputRate / sound.rate));
   }
   const std::vector<std::int32_t> wanted = Decode(sound.file, resampling);
@@ -101,7 +102,8 @@ TEST_P(SoundTest, ComesOutAsOtherReadersDecodeIt) {
   double worst = 0;
   double squares = 0;
   for (std::size_t index = 0; index < std::min(wanted.size(), found.size()); ++index) {
-    const double difference = std::ldexp(static_cast<double>(found[index]) - wanted[index], static_cast<int>(sound.bits) - 32);
+    const double difference =
+        std::ldexp(static_cast<double>(found[index]) - wanted[index], static_cast<int>(sound.bits) - 32);
     worst = std::max(worst, std::fabs(difference));
     squares += difference * difference;
   }

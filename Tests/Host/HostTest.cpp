@@ -1,5 +1,9 @@
 #include "Tests/Host/HostTest.h"
 
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -9,18 +13,15 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
-#include <spawn.h>
 #include <sstream>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 HostTest::HostTest() {
   std::string name = testing::TempDir() + "rhohost-test-XXXXXX";
   m_folder = ::mkdtemp(name.data());
-  static const bool isFound [[maybe_unused]] = ::setenv("PATH", (RHOHOST_FOLDER ":" + std::string(std::getenv("PATH"))).c_str(), 1) == 0;
+  static const bool isFound [[maybe_unused]] =
+      ::setenv("PATH", (RHOHOST_FOLDER ":" + std::string(std::getenv("PATH"))).c_str(), 1) == 0;
   fs::create_directory(m_folder / "work");
 }
 
@@ -46,7 +47,8 @@ Outcome HostTest::Wait(pid_t process) const {
 
 Outcome HostTest::RunHost(const std::string& command) const {
   Outcome outcome = Run(command);
-  EXPECT_TRUE(std::regex_match(outcome.errors, std::regex("(rhohost: [^\n\r]+\n)*"))) << command << "\n" << outcome.errors;
+  EXPECT_TRUE(std::regex_match(outcome.errors, std::regex("(rhohost: [^\n\r]+\n)*"))) << command << "\n"
+                                                                                      << outcome.errors;
   return outcome;
 }
 
@@ -78,8 +80,10 @@ std::vector<std::int32_t> HostTest::Decode(const std::string& file, const std::s
 }
 
 Probe HostTest::ProbeFile(const std::string& file, unsigned rate, const std::string& options) const {
-  std::istringstream lines(Run("ffprobe -v warning " + options + " -show_entries packet=pts,duration,size:stream=codec_name," +
-                               "sample_rate,channels,time_base:format=duration -of csv '" + file + "' 2>&1").output);
+  std::istringstream lines(Run("ffprobe -v warning " + options +
+                               " -show_entries packet=pts,duration,size:stream=codec_name," +
+                               "sample_rate,channels,time_base:format=duration -of csv '" + file + "' 2>&1")
+                               .output);
   Probe probe;
   double seconds = 0;
   long numerator = 0;
@@ -127,13 +131,15 @@ void HostTest::ExpectJudgesAgree(const std::string& file, const Expected& expect
   EXPECT_EQ(merged.code, 0) << merged.output;
   const Outcome info = Run("mkvinfo -v -v '" + file + "'");
   EXPECT_EQ(info.code, 0);
-  EXPECT_FALSE(std::regex_search(info.output + info.errors, std::regex("unknown element|warning|error|invalid", std::regex::icase)))
+  EXPECT_FALSE(std::regex_search(info.output + info.errors,
+                                 std::regex("unknown element|warning|error|invalid", std::regex::icase)))
       << info.output << info.errors;
   EXPECT_NE(info.output.find("Bit depth: " + std::to_string(expected.bits)), std::string::npos);
   const auto halfSeconds = static_cast<double>(frames) * 2 / expected.rate;
   const std::regex cue("\\+ Cue point");
   const auto cues = std::distance(std::sregex_iterator(info.output.begin(), info.output.end(), cue), {});
-  EXPECT_NEAR(static_cast<double>(cues), expected.isStream ? 0 : halfSeconds, expected.isStream ? 0 : halfSeconds / 4 + 1);
+  EXPECT_NEAR(static_cast<double>(cues), expected.isStream ? 0 : halfSeconds,
+              expected.isStream ? 0 : halfSeconds / 4 + 1);
 }
 
 std::string HostTest::Read(const std::string& file) const {

@@ -1,15 +1,15 @@
 #pragma once
 
-/// What the tests of rhohost share: a folder that goes when the test ends, commands run in it by the shell, sounds made by
-/// sox and ffmpeg, and the judgement of other people's readers on what rhohost has written.
+/// What the tests of rhohost share: a folder that goes when the test ends, commands run in it by the shell, sounds made
+/// by sox and ffmpeg, and the judgement of other people's readers on what rhohost has written.
 
 #include <gtest/gtest.h>
 
+#include <sys/types.h>
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 /// How a command ended.
@@ -53,8 +53,8 @@ class HostTest : public testing::Test {
   /// Runs a command that starts rhohost, and sees to it that every line of its errors begins with the program's name.
   Outcome RunHost(const std::string& command) const;
 
-  /// Makes a sound file: `frames` sample frames of noise and another tone in each channel, written as `tool` says, which
-  /// is "sox FORMAT OPTIONS" or "ffmpeg OUTPUT OPTIONS".
+  /// Makes a sound file: `frames` sample frames of noise and another tone in each channel, written as `tool` says,
+  /// which is "sox FORMAT OPTIONS" or "ffmpeg OUTPUT OPTIONS".
   void MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
                  unsigned frames = kFrames) const;
   static constexpr unsigned kFrames = 20011;

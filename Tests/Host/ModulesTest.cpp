@@ -36,9 +36,15 @@ TEST_F(HostTest, CallsAModuleInTheDocumentedOrder) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
   const Outcome outcome = Run("rhohost --quiet --module " BAD_MODULES "/Healthy.so in.wav out.mkv");
   EXPECT_EQ(outcome.code, 0);
-  EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("ValidateSettings .*IsFormatSupported .*CompressFrameBegin (CompressFrame )+flush CompressFrameEnd Release"))) << outcome.errors;
-  EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("SetFileFormatHint .*CompressFrameBegin"))) << outcome.errors;
-  EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("SetOutputPacketType .*CompressFrameBegin"))) << outcome.errors;
+  EXPECT_TRUE(std::regex_search(
+      outcome.errors,
+      std::regex(
+          "ValidateSettings .*IsFormatSupported .*CompressFrameBegin (CompressFrame )+flush CompressFrameEnd Release")))
+      << outcome.errors;
+  EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("SetFileFormatHint .*CompressFrameBegin")))
+      << outcome.errors;
+  EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("SetOutputPacketType .*CompressFrameBegin")))
+      << outcome.errors;
 }
 
 }  // namespace

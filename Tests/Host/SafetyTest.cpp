@@ -2,16 +2,16 @@
 
 #include "Tests/Host/HostTest.h"
 
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 #include <thread>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -38,7 +38,9 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
   MakeSound("four.wav", 48000, 4, "sox -b 16", 99);
   MakeSound("nine.wav", 48000, 9, "sox -b 16", 99);
   ASSERT_EQ(Run("ln in.wav hard.mkv; ln -s in.wav soft.mkv; mkdir folder; echo text >text.wav; : >empty.wav; "
-                "head -c 50 in.wav >header.wav").code, 0);
+                "head -c 50 in.wav >header.wav")
+                .code,
+            0);
   const std::map<std::string, std::string> before = Contents();
   const Refusal refusals[] = {
       {"rhohost", 2, {"INPUT"}},

@@ -2,8 +2,8 @@
 
 #include "Tests/Host/HostTest.h"
 
-#include <filesystem>
 #include <gmock/gmock.h>
+#include <filesystem>
 #include <regex>
 
 namespace {
@@ -55,7 +55,8 @@ TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
 
 TEST_F(HostTest, WritesStreamsThatAPipeCanCarry) {
   MakeSound("in.wav", 44100, 6, "sox -b 24", 3 * kFrames);
-  EXPECT_EQ(RunHost("rhohost --fps 25 in.wav - | cat >out.mkv && cat in.wav | rhohost --fps 25 - - >/dev/null").code, 0);
+  EXPECT_EQ(RunHost("rhohost --fps 25 in.wav - | cat >out.mkv && cat in.wav | rhohost --fps 25 - - >/dev/null").code,
+            0);
   EXPECT_EQ(Decode("out.mkv"), Decode("in.wav"));
   ExpectJudgesAgree("out.mkv", {44100, 6, 24, 25, true}, 3 * kFrames);
   const Outcome broken = RunHost("{ rhohost in.wav -; echo $? >code; } | head -c 9");
@@ -89,7 +90,8 @@ TEST_F(HostTest, SaysHowMuchOfATruncatedFileIsMissing) {
     ASSERT_LT(found.size(), wanted.size());
     const std::size_t missing = (wanted.size() - found.size()) / 2;
     EXPECT_GE(missing, kCut / 6);
-    const std::regex quantity("\\b(" + std::to_string(kCut) + "|" + std::to_string(kCut + 1) + "|" + std::to_string(missing) + ")\\b");
+    const std::regex quantity("\\b(" + std::to_string(kCut) + "|" + std::to_string(kCut + 1) + "|" +
+                              std::to_string(missing) + ")\\b");
     EXPECT_TRUE(std::regex_search(refused.errors, quantity)) << missing << " in " << refused.errors;
     wanted.resize(found.size());
     EXPECT_EQ(found, wanted);
@@ -108,7 +110,8 @@ TEST_F(HostTest, AnEmptyRecordingIsARecording) {
 TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
   // An AU file of floats: 2, -2, infinity, minus infinity, not a number, 0.5, -0.5, 0.
   Write("loud.au", std::string(".snd\0\0\0\x18\0\0\0\x20\0\0\0\6\0\0\x1F\x40\0\0\0\1"
-                               "\x40\0\0\0\xC0\0\0\0\x7F\x80\0\0\xFF\x80\0\0\x7F\xC0\0\0\x3F\0\0\0\xBF\0\0\0\0\0\0\0", 56));
+                               "\x40\0\0\0\xC0\0\0\0\x7F\x80\0\0\xFF\x80\0\0\x7F\xC0\0\0\x3F\0\0\0\xBF\0\0\0\0\0\0\0",
+                               56));
   const Outcome outcome = RunHost("rhohost loud.au out.mkv");
   EXPECT_EQ(outcome.code, 0);
   EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("\\b5 samples .*clipped"))) << outcome.errors;
@@ -121,13 +124,14 @@ TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
 }
 
 TEST_F(HostTest, KeepsTags) {
-  MakeSound("in.flac", 44100, 1, "ffmpeg -metadata title=T\xC3\xAFtle -metadata artist=Artist -metadata album=Album "
-                                 "-metadata date=2001-02-03 -metadata track=7");
+  MakeSound("in.flac", 44100, 1,
+            "ffmpeg -metadata title=T\xC3\xAFtle -metadata artist=Artist -metadata album=Album "
+            "-metadata date=2001-02-03 -metadata track=7");
   EXPECT_EQ(Run("metaflac --set-tag=COMMENT=Comment in.flac").code, 0);
   EXPECT_EQ(RunHost("rhohost in.flac out.mkv").code, 0);
   const Outcome tags = Run("ffprobe -v error -show_entries format_tags -of default=nw=1 out.mkv");
-  for (const char* const tag : {"title=T\xC3\xAFtle", "artist=Artist", "album=Album", "comment=Comment",
-                                "=2001-02-03", "track=7"}) {
+  for (const char* const tag :
+       {"title=T\xC3\xAFtle", "artist=Artist", "album=Album", "comment=Comment", "=2001-02-03", "track=7"}) {
     EXPECT_TRUE(std::regex_search(tags.output, std::regex(tag, std::regex::icase))) << tag << " in " << tags.output;
   }
 }
@@ -143,7 +147,8 @@ TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
   const Outcome outcome = Run("script -qec 'rhohost in.wav out.mkv' /dev/null");
   EXPECT_EQ(outcome.code, 0);
   EXPECT_LT(outcome.peakKiB, 32 * 1024);
-  EXPECT_TRUE(std::regex_search(outcome.output, std::regex("\r[^\r\n]*%[^\r\n]* left[^\n]*\rrhohost: out.mkv: "))) << outcome.output;
+  EXPECT_TRUE(std::regex_search(outcome.output, std::regex("\r[^\r\n]*%[^\r\n]* left[^\n]*\rrhohost: out.mkv: ")))
+      << outcome.output;
 
   const Probe tail = ProbeFile("out.mkv", kRate, "-read_intervals 10790%");
   EXPECT_EQ(tail.duration, kHours);
@@ -159,8 +164,11 @@ TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
 
 TEST_F(HostTest, CountsBeyondFourGibibytes) {
   // A CAF file of 7.1 at 96 kHz and 24 bits: the size of its samples, and 4 bytes of another field, take 33 bits.
-  Write("in.caf", std::string("caff\0\1\0\0desc\0\0\0\0\0\0\0\x20\x40\xF7\x70\0\0\0\0\0lpcm\0\0\0\2\0\0\0\x18\0\0\0\1\0\0\0\x08\0\0\0\x18"
-                              "data\0\0\0\1\0\0\x20\4\0\0\0\0", 68));
+  Write("in.caf",
+        std::string(
+            "caff\0\1\0\0desc\0\0\0\0\0\0\0\x20\x40\xF7\x70\0\0\0\0\0lpcm\0\0\0\2\0\0\0\x18\0\0\0\1\0\0\0\x08\0\0\0\x18"
+            "data\0\0\0\1\0\0\x20\4\0\0\0\0",
+            68));
   EXPECT_THAT(RunHost("rhohost in.caf out.mkv").errors, HasSubstr("4294975488"));
   std::filesystem::resize_file(m_folder / "work/in.caf", 68 + 0x1'0000'2000);
   EXPECT_THAT(RunHost("rhohost --dry-run in.caf out.mkv").output, HasSubstr("0:31:04.139"));

@@ -1,5 +1,5 @@
-/// An encoder module with one fault, the one that FAULT names; none at all for "Healthy", which tells each call of a run
-/// on standard error instead.
+/// An encoder module with one fault, the one that FAULT names; none at all for "Healthy", which tells each call of a
+/// run on standard error instead.
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
