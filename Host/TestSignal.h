@@ -20,10 +20,15 @@ class TestSignal {
   SampleBlock Read();
 
  private:
-  double Sample(double seconds, unsigned int channel) const;
+  /// A sine whose pitch rises by the same factor from each sample to the next.
+  struct Sweep {
+    double step;  ///< cycles per sample
+    double growth;
+    double phase = 0;  ///< cycles, 0 to 1
+  };
 
   SoundFormat m_format;
-  double m_seconds;
+  std::vector<Sweep> m_sweeps;  ///< one a channel
   std::uint64_t m_position = 0;
   std::vector<double> m_samples;
 };
