@@ -3,12 +3,11 @@
 /// What the tests of rhohost share: a folder that goes when the test ends, commands run in it by the shell, sounds made
 /// by sox and ffmpeg, and the judgement of other people's readers on what rhohost has written.
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <sys/types.h>
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -26,19 +25,19 @@ struct Expected {
   unsigned channels = 0;
   unsigned bits = 0;
   double framesPerSecond = 30;
-  bool isStream = false;  ///< came through a pipe: neither cues nor, unless it was known beforehand, duration
+  bool isStream = false;  ///< came through a pipe: no cues, and a duration only if it was known beforehand
 };
 
 /// A file as ffprobe sees it; times and durations in sample frames, rounded from the file's own clock.
 struct Probe {
   struct Packet {
-    std::int64_t time = 0;
-    std::int64_t duration = 0;
+    long long time = 0;
+    long long duration = 0;
     std::size_t size = 0;
   };
   std::vector<Packet> packets;
-  std::int64_t duration = -1;  ///< -1 when the file does not say
-  std::string others;          ///< codec, rate and channels; and whatever ffprobe has to complain of
+  long long duration = -1;  ///< -1 when the file does not say
+  std::string others;       ///< codec, rate and channels; and whatever ffprobe has to complain of
 };
 
 class HostTest : public testing::Test {
@@ -53,8 +52,8 @@ class HostTest : public testing::Test {
   /// Runs a command that starts rhohost, and sees to it that every line of its errors begins with the program's name.
   Outcome RunHost(const std::string& command) const;
 
-  /// Makes a sound file: `frames` sample frames of noise and another tone in each channel, written as `tool` says,
-  /// which is "sox FORMAT OPTIONS" or "ffmpeg OUTPUT OPTIONS".
+  /// Makes a sound file: a tone of its own in each channel, 32 bits, written by "sox OPTIONS FILE" or "ffmpeg OPTIONS
+  /// FILE" as `tool` begins.
   void MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
                  unsigned frames = kFrames) const;
   static constexpr unsigned kFrames = 20011;
@@ -67,8 +66,8 @@ class HostTest : public testing::Test {
 
   std::string Read(const std::string& file) const;
   void Write(const std::string& file, const std::string& bytes) const;
-  /// Names and contents of everything in the folder.
-  std::map<std::string, std::string> Contents() const;
+  /// Everything in the folder with its size and times.
+  std::string Listing() const { return Run("ls -liAR --time-style=full-iso").output; }
 
   std::filesystem::path m_folder;
 };

@@ -4,10 +4,10 @@
 
 #include <gmock/gmock.h>
 #include <filesystem>
-#include <regex>
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 std::string LittleEndian32(std::uint32_t value) {
@@ -90,9 +90,7 @@ TEST_F(HostTest, SaysHowMuchOfATruncatedFileIsMissing) {
     ASSERT_LT(found.size(), wanted.size());
     const std::size_t missing = (wanted.size() - found.size()) / 2;
     EXPECT_GE(missing, kCut / 6);
-    const std::regex quantity("\\b(" + std::to_string(kCut) + "|" + std::to_string(kCut + 1) + "|" +
-                              std::to_string(missing) + ")\\b");
-    EXPECT_TRUE(std::regex_search(refused.errors, quantity)) << missing << " in " << refused.errors;
+    EXPECT_THAT(refused.errors, ContainsRegex(" (1201|1202|" + std::to_string(missing) + ") "));
     wanted.resize(found.size());
     EXPECT_EQ(found, wanted);
   }
@@ -114,7 +112,7 @@ TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
                                56));
   const Outcome outcome = RunHost("rhohost loud.au out.mkv");
   EXPECT_EQ(outcome.code, 0);
-  EXPECT_TRUE(std::regex_search(outcome.errors, std::regex("\\b5 samples .*clipped"))) << outcome.errors;
+  EXPECT_THAT(outcome.errors, ContainsRegex(" 5 samples .*clipped"));
   const std::vector<double> wanted{0x7FFFFF, -0x800000, 0x7FFFFF, -0x800000, 0, 0x400000, -0x400000, 0};
   std::vector<double> found;
   for (const std::int32_t sample : Decode("out.mkv")) {
@@ -129,10 +127,11 @@ TEST_F(HostTest, KeepsTags) {
             "-metadata date=2001-02-03 -metadata track=7");
   EXPECT_EQ(Run("metaflac --set-tag=COMMENT=Comment in.flac").code, 0);
   EXPECT_EQ(RunHost("rhohost in.flac out.mkv").code, 0);
-  const Outcome tags = Run("ffprobe -v error -show_entries format_tags -of default=nw=1 out.mkv");
+  const std::string tags =
+      Run("ffprobe -v error -show_entries format_tags -of default=nw=1 out.mkv | tr A-Z a-z").output;
   for (const char* const tag :
-       {"title=T\xC3\xAFtle", "artist=Artist", "album=Album", "comment=Comment", "=2001-02-03", "track=7"}) {
-    EXPECT_TRUE(std::regex_search(tags.output, std::regex(tag, std::regex::icase))) << tag << " in " << tags.output;
+       {":title=t\xC3\xAFtle", ":artist=artist", ":album=album", ":comment=comment", "=2001-02-03", ":track=7"}) {
+    EXPECT_THAT(tags, HasSubstr(tag));
   }
 }
 
@@ -147,14 +146,13 @@ TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
   const Outcome outcome = Run("script -qec 'rhohost in.wav out.mkv' /dev/null");
   EXPECT_EQ(outcome.code, 0);
   EXPECT_LT(outcome.peakKiB, 32 * 1024);
-  EXPECT_TRUE(std::regex_search(outcome.output, std::regex("\r[^\r\n]*%[^\r\n]* left[^\n]*\rrhohost: out.mkv: ")))
-      << outcome.output;
+  EXPECT_THAT(outcome.output, ContainsRegex("\r[^\r\n]*%[^\r\n]* left[^\n]*\rrhohost: out.mkv: "));
 
   const Probe tail = ProbeFile("out.mkv", kRate, "-read_intervals 10790%");
   EXPECT_EQ(tail.duration, kHours);
   ASSERT_FALSE(tail.packets.empty());
   EXPECT_GT(tail.packets.front().time, 10780 * kRate);  // the cues led there
-  std::int64_t next = tail.packets.front().time / kPacket * kPacket;
+  long long next = tail.packets.front().time / kPacket * kPacket;
   for (const Probe::Packet& packet : tail.packets) {
     ASSERT_EQ(packet.time, next);
     next += packet.duration;
