@@ -4,12 +4,12 @@
 #include "Host/SettingKinds.h"
 #include "Toolbox/KelUtils/TimeCodes.h"
 
+#include <strings.h>
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 #include <optional>
-#include <strings.h>
 #include <system_error>
 #include <type_traits>
 #include <vector>
@@ -67,9 +67,7 @@ std::string Join(const Items& items, std::string_view separator, Text text) {
   return joined;
 }
 
-std::string BoolText(unsigned int value) {
-  return value == 0 ? "false" : value == 1 ? "true" : NumberText(value);
-}
+std::string BoolText(unsigned int value) { return value == 0 ? "false" : value == 1 ? "true" : NumberText(value); }
 
 std::string RangeText(unsigned long long in, unsigned long long out, unsigned long long scale) {
   return NumberText(in) + '-' + NumberText(out) + '/' + NumberText(scale);
@@ -156,8 +154,8 @@ struct Reader {
   std::string operator()(ISetting& /*setting*/) const { return {}; }
 };
 
-/// Hands the value that `text` stands for to a setting and returns how it should read then; nothing when there is no such
-/// value or it is not allowed.
+/// Hands the value that `text` stands for to a setting and returns how it should read then; nothing when there is no
+/// such value or it is not allowed.
 struct Writer {
   std::string text;
 
@@ -254,7 +252,8 @@ struct Allowed {
     }
     return setting.GetMinValue() < setting.GetMaxValue()
                ? NumberText(setting.GetMinValue()) + " to " + NumberText(setting.GetMaxValue())
-               : std::is_integral_v<Number> ? "a whole number" : "a number";
+           : std::is_integral_v<Number> ? "a whole number"
+                                        : "a number";
   }
   std::string operator()(IEnumSetting& setting) const {
     std::string values;

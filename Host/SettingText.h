@@ -1,7 +1,7 @@
 #pragma once
 
-/// Values of settings as text: what people read in `rhohost info` and write behind `--set`, and what presets file. Setting
-/// a value to its own text changes nothing, whatever the kind:
+/// Values of settings as text: what people read in `rhohost info` and write behind `--set`, and what presets file.
+/// Setting a value to its own text changes nothing, whatever the kind:
 ///
 ///   kind             text
 ///   bool             true, false; any other number as itself
@@ -21,16 +21,18 @@
 
 class ISetting;
 
-/// Name of the setting's kind, as above; "group" for a container, "unknown" for a type code that this host does not know.
+/// Name of the setting's kind, as above; "group" for a container, "unknown" for a type code that this host does not
+/// know.
 std::string_view SettingKind(ISetting& setting);
 
-/// The value as text; empty for a container and an unknown kind. Whether an optional value is specified is not looked at.
+/// The value as text; empty for a container and an unknown kind. Whether an optional value is specified is not looked
+/// at.
 std::string ValueText(ISetting& setting);
 
-/// Makes the value that `text` stands for the setting's, or leaves the setting as it was and throws WrongUse, which names
-/// label, value and what is allowed. A value is taken only when it is among the allowable ones, if there are any, or in the
-/// range, if there is one (a minimum below the maximum), and when reading it back shows that the setting has it. Entries of
-/// an enum are also found by other letter case.
+/// Makes the value that `text` stands for the setting's, or leaves the setting as it was and throws WrongUse, which
+/// names label, value and what is allowed. A value is taken only when it is among the allowable ones, if there are any,
+/// or in the range, if there is one (a minimum below the maximum), and when reading it back shows that the setting has
+/// it. Entries of an enum are also found by other letter case.
 void SetValueText(ISetting& setting, std::string_view text);
 
 /// What SetValueText takes: "16, 24", "0 to 100", or a description of the form.

@@ -47,8 +47,8 @@ class TSettingContainer : public ISettingArray {
   std::string m_toolTipText;
 };
 
-/// Lists settings that live elsewhere, normally members of the plug-in object. Their owner keeps them alive while they are
-/// listed. Copies list the same settings.
+/// Lists settings that live elsewhere, normally members of the plug-in object. Their owner keeps them alive while they
+/// are listed. Copies list the same settings.
 class RHOAPI_EXPORT SettingsGroup : public TSettingContainer<SettingsGroup, ISetting*> {
  public:
   SettingsGroup();
@@ -70,8 +70,8 @@ class RHOAPI_EXPORT SettingArray : public TSettingContainer<SettingArray, std::u
   /// When memory runs out nothing changes.
   SettingArray& operator=(const SettingArray& other);
 
-  /// Appends `setting`, which may be null, takes ownership of it, and returns its index. A setting is added to one array
-  /// once. When memory runs out the setting stays with the caller.
+  /// Appends `setting`, which may be null, takes ownership of it, and returns its index. A setting is added to one
+  /// array once. When memory runs out the setting stays with the caller.
   int AddSetting(ISetting* setting);
   /// Deletes every setting.
   void clear();

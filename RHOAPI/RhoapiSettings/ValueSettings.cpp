@@ -33,8 +33,7 @@ unsigned int TimeCodeSetting::GetUseDropFrame() const { return m_useDropFrame; }
 TimeInOutSetting::TimeInOutSetting(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut)
     : TAlwaysActiveSetting("", "", 7, 0), m_timeScale(timeScale), m_timeIn(timeIn), m_timeOut(timeOut) {}
 
-UnsignedIntArraySetting::UnsignedIntArraySetting()
-    : UnsignedIntArraySetting("", "", 0, nullptr, nullptr, 0, 0) {}
+UnsignedIntArraySetting::UnsignedIntArraySetting() : UnsignedIntArraySetting("", "", 0, nullptr, nullptr, 0, 0) {}
 
 UnsignedIntArraySetting::UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count,
                                                  unsigned int* values, const char** valueLabels, unsigned int min,

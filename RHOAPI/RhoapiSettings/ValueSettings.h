@@ -58,8 +58,8 @@ class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSe
   std::string m_fileFilter;
 };
 
-/// A time code. Two flags, 0 in a new setting, say what it counts: milliseconds, frames, or frames in drop-frame counting.
-/// They change the units that hosts show and nothing else; the value is never converted.
+/// A time code. Two flags, 0 in a new setting, say what it counts: milliseconds, frames, or frames in drop-frame
+/// counting. They change the units that hosts show and nothing else; the value is never converted.
 class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCodeSetting, kSettingTypeTimeCode> {
  public:
   TimeCodeSetting();
@@ -116,7 +116,8 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
     : public TAlwaysActiveSetting<UnsignedIntArraySetting, IUnsignedIntArraySetting, kSettingTypeUnsignedIntArray> {
  public:
   UnsignedIntArraySetting();
-  /// Copies the `count` numbers at `values` (zeros where that is null) and, unless `valueLabels` is null, as many labels.
+  /// Copies the `count` numbers at `values` (zeros where that is null) and, unless `valueLabels` is null, as many
+  /// labels.
   UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count, unsigned int* values,
                           const char** valueLabels, unsigned int min, unsigned int max);
 
