@@ -8,7 +8,7 @@
 #include <string_view>
 
 /// Owns a name beside `target`, in the same folder so that a rename can put the file in the target's place, and nothing
-/// that a user could take for a result: ".song.mkv.rhohost-4f0a93c1.tmp" for "song.mkv". The name is chosen at random;
+/// that a user could take for a result: ".song.mkv.rhohost-4f0a93c1b76d2e58.tmp" for "song.mkv". The name is chosen at random;
 /// the file itself is made by the holder. Up to 64 names are guarded against signals at a time, further ones work
 /// without. Holders may live on any threads.
 class TemporaryName {

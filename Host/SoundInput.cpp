@@ -1,0 +1,298 @@
+#include "Host/SoundInput.h"
+
+#include "Host/ChannelOrder.h"
+#include "Host/Errors.h"
+#include "Host/InputBytes.h"
+#include "Host/SoundContainers.h"
+#include "Host/Utf8.h"
+
+#include <sndfile.h>
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
+
+struct SoundFileCloser {
+  void operator()(SNDFILE* file) const { sf_close(file); }
+};
+
+/// InputBytes as libsndfile's own input and output. Its C code cannot pass exceptions on, so they wait here.
+class VirtualFile {
+ public:
+  explicit VirtualFile(InputBytes& bytes) : m_bytes(bytes) {}
+
+  SNDFILE* Open(SF_INFO& info) {
+    SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
+    return sf_open_virtual(&io, SFM_READ, &info, this);
+  }
+
+  void RethrowFailure() {
+    if (m_failure) {
+      std::rethrow_exception(std::exchange(m_failure, nullptr));
+    }
+  }
+
+ private:
+  static VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
+
+  static sf_count_t Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
+
+  static sf_count_t Tell(void* user) { return Self(user).m_position; }
+
+  static sf_count_t Seek(sf_count_t offset, int whence, void* user) {
+    sf_count_t& position = Self(user).m_position;
+    const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position : Length(user);
+    if (offset < -base || offset > std::numeric_limits<sf_count_t>::max() - base) {
+      return -1;
+    }
+    position = base + offset;
+    return position;
+  }
+
+  static sf_count_t Read(void* to, sf_count_t count, void* user) {
+    VirtualFile& self = Self(user);
+    if (self.m_failure || count <= 0) {
+      return 0;
+    }
+    try {
+      const std::size_t done =
+          self.m_bytes.ReadAt(static_cast<std::uint64_t>(self.m_position), to, static_cast<std::size_t>(count));
+      self.m_position += static_cast<sf_count_t>(done);
+      return static_cast<sf_count_t>(done);
+    } catch (...) {
+      self.m_failure = std::current_exception();
+      return 0;
+    }
+  }
+
+  InputBytes& m_bytes;
+  sf_count_t m_position = 0;
+  std::exception_ptr m_failure;
+};
+
+struct Representation {
+  SampleType type;
+  unsigned int significantBits;
+};
+
+/// The smallest representation that holds all that the subtype's decoder gives.
+Representation RepresentationOf(int format) {
+  switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_ALAC_20:
+      return {SampleType::kInt32, 20};
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_ALAC_24:
+    case SF_FORMAT_DWVW_24:
+    case SF_FORMAT_DWVW_N:
+      return {SampleType::kInt32, 24};
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_ALAC_32:
+      return {SampleType::kInt32, 32};
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_VORBIS:
+    case SF_FORMAT_OPUS:
+    case SF_FORMAT_MPEG_LAYER_I:
+    case SF_FORMAT_MPEG_LAYER_II:
+    case SF_FORMAT_MPEG_LAYER_III:
+      return {SampleType::kFloat, 24};
+    case SF_FORMAT_DOUBLE:
+      return {SampleType::kDouble, 53};
+    default:
+      return {SampleType::kInt16, 16};
+  }
+}
+
+SoundTags TagsOf(SNDFILE* file) {
+  const auto text = [file](int which) {
+    const char* value = sf_get_string(file, which);
+    return value == nullptr ? std::string() : ToUtf8(value);
+  };
+  return {text(SF_STR_TITLE),   text(SF_STR_ARTIST), text(SF_STR_ALBUM),
+          text(SF_STR_COMMENT), text(SF_STR_DATE),   text(SF_STR_TRACKNUMBER)};
+}
+
+std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
+  return "the file promises " + std::to_string(promised) + " " + unit + " of sound, " + std::to_string(missing) +
+         (missing == 1 ? " is missing" : " are missing");
+}
+
+/// libsndfile's text for an error, without its full stop.
+std::string LibraryText(SNDFILE* file) {
+  std::string text = sf_strerror(file);
+  while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == '\n')) {
+    text.pop_back();
+  }
+  return text;
+}
+
+}  // namespace
+
+class SoundInput::Decoder {
+ public:
+  Decoder(const std::string& path, Truncation truncation);
+
+  SampleBlock Read();
+
+  InputBytes bytes;
+  SoundFormat format;
+  SoundTags tags;
+  std::string missingText;
+
+ private:
+  void PrepareBytes();
+  void Open();
+  void ReadFormat(const SF_INFO& info);
+  sf_count_t ReadSamples(sf_count_t frames);
+  void HandleEnd();
+  void NoteMissing(std::string text);
+
+  Truncation m_truncation;
+  VirtualFile m_virtualFile;
+  std::optional<SampleData> m_data;
+  std::unique_ptr<SNDFILE, SoundFileCloser> m_file;
+  std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
+  std::vector<double> m_block;       ///< for any sample type: aligned for all
+  std::size_t m_blockFrames = 0;
+  std::uint64_t m_framesRead = 0;
+};
+
+SoundInput::Decoder::Decoder(const std::string& path, Truncation truncation)
+    : bytes(path), m_truncation(truncation), m_virtualFile(bytes) {
+  PrepareBytes();
+  Open();
+  tags = TagsOf(m_file.get());
+  bytes.StopKeeping();
+  m_blockFrames = std::max<std::size_t>(1, kBlockBytes / (SizeOf(format.sampleType) * format.channels));
+  const std::size_t blockBytes = m_blockFrames * format.channels * SizeOf(format.sampleType);
+  m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
+}
+
+/// Sets right what libsndfile would misread, and refuses what it would not notice.
+void SoundInput::Decoder::PrepareBytes() {
+  unsigned char magic[4]{};
+  const std::size_t magicSize = bytes.ReadAt(0, magic, sizeof magic);
+  if (magicSize == 0) {
+    throw Failure(bytes.Name() + ": is empty, not a sound file");
+  }
+  m_data = FindSampleData(bytes);
+  if (bytes.IsStream() && !m_data && std::string_view(reinterpret_cast<char*>(magic), magicSize) != "fLaC") {
+    throw Failure(bytes.Name() +
+                  ": no sound that can be read from a pipe (WAV, W64, AIFF, CAF, AU or FLAC); save it "
+                  "to a file first");
+  }
+  if (!m_data) {
+    return;
+  }
+  const std::uint64_t available = bytes.Length() - std::min(bytes.Length(), m_data->start);
+  if (!m_data->size && m_data->isLittleEndianWav) {
+    SetWavSize(bytes, *m_data, bytes.IsStream() ? InputBytes::kEndless / 2 : available);
+  } else if (m_data->size && *m_data->size > available) {
+    NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
+    if (m_data->isCaf) {
+      SetCafSize(bytes, *m_data, available);
+    }
+  }
+}
+
+void SoundInput::Decoder::Open() {
+  SF_INFO info{};
+  m_file.reset(m_virtualFile.Open(info));
+  m_virtualFile.RethrowFailure();
+  if (!m_file && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT) {
+    throw Failure(bytes.Name() + ": is not a sound file of a known format");
+  }
+  if (!m_file) {
+    throw Failure(bytes.Name() + ": cannot be read as a sound file: " + LibraryText(nullptr));
+  }
+  if (info.channels <= 0 || info.samplerate <= 0) {
+    throw Failure(bytes.Name() + ": is a sound file without channels or without a sample rate");
+  }
+  ReadFormat(info);
+}
+
+void SoundInput::Decoder::ReadFormat(const SF_INFO& info) {
+  const Representation representation = RepresentationOf(info.format);
+  format.sampleRate = static_cast<unsigned int>(info.samplerate);
+  format.channels = static_cast<unsigned int>(info.channels);
+  format.sampleType = representation.type;
+  format.significantBits = representation.significantBits;
+  // The length of an MPEG stream is an estimate; the largest number stands for an unknown one.
+  const bool isOpenStream = bytes.IsStream() && m_data && !m_data->size;
+  const bool isMpeg = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG;
+  if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream && !isMpeg) {
+    format.frames = static_cast<std::uint64_t>(info.frames);
+  }
+  m_order = WavChannelOrder(m_file.get(), info);
+}
+
+sf_count_t SoundInput::Decoder::ReadSamples(sf_count_t frames) {
+  void* to = m_block.data();
+  switch (format.sampleType) {
+    case SampleType::kInt16:
+      return sf_readf_short(m_file.get(), static_cast<short*>(to), frames);
+    case SampleType::kInt32:
+      return sf_readf_int(m_file.get(), static_cast<int*>(to), frames);
+    case SampleType::kFloat:
+      return sf_readf_float(m_file.get(), static_cast<float*>(to), frames);
+    case SampleType::kDouble:
+      break;
+  }
+  return sf_readf_double(m_file.get(), static_cast<double*>(to), frames);
+}
+
+SampleBlock SoundInput::Decoder::Read() {
+  const sf_count_t wanted = static_cast<sf_count_t>(m_blockFrames);
+  const sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
+  m_virtualFile.RethrowFailure();
+  m_framesRead += static_cast<std::uint64_t>(frames);
+  if (frames < wanted) {
+    HandleEnd();
+  }
+  const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
+  if (!m_order.empty()) {
+    ReorderChannels(m_block.data(), block.frames, SizeOf(format.sampleType), m_order);
+  }
+  return block;
+}
+
+/// After a read that came short: the end, an early end, or damage.
+void SoundInput::Decoder::HandleEnd() {
+  const bool isMissing = format.frames && m_framesRead < *format.frames;
+  if (isMissing && bytes.CameShort()) {
+    NoteMissing(PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
+  } else if (sf_error(m_file.get()) != SF_ERR_NO_ERROR) {
+    throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) + ": " +
+                  LibraryText(m_file.get()));
+  } else if (isMissing) {
+    throw Failure(bytes.Name() +
+                  ": is damaged: " + PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
+  }
+}
+
+void SoundInput::Decoder::NoteMissing(std::string text) {
+  if (m_truncation == Truncation::kRefused) {
+    throw Failure(bytes.Name() + ": is incomplete: " + text);
+  }
+  missingText = std::move(text);
+}
+
+SoundInput::SoundInput(const std::string& path, Truncation truncation)
+    : m_decoder(std::make_unique<Decoder>(path, truncation)) {}
+
+SoundInput::~SoundInput() = default;
+
+const SoundFormat& SoundInput::Format() const { return m_decoder->format; }
+
+const SoundTags& SoundInput::Tags() const { return m_decoder->tags; }
+
+SampleBlock SoundInput::Read() { return m_decoder->Read(); }
+
+const std::string& SoundInput::MissingText() const { return m_decoder->missingText; }
+
+int SoundInput::Descriptor() const { return m_decoder->bytes.Descriptor(); }
