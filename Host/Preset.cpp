@@ -54,34 +54,31 @@ void SavePreset(const std::string& path, IAudioCompressor& compressor, bool repl
   file.Commit();
 }
 
-void LoadPreset(const std::string& path, IAudioCompressor& compressor) {
+std::vector<Assignment> ReadPreset(const std::string& path, IAudioCompressor& compressor) {
   const Json preset = ReadJson(path);
   if (!preset.is_object() || !preset.contains("settings") || !preset["settings"].is_object()) {
     throw Failure(path + ": not a preset: it has no \"settings\"");
   }
   for (const auto& [key, code] : Codes(compressor).items()) {
     if (!preset.contains(key) || preset[key] != code) {
-      throw Failure(path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
+      throw WrongUse(path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
     }
   }
   const auto settings = ListSettings(compressor);
   std::vector<Assignment> assignments;
   for (const auto& [key, value] : preset["settings"].items()) {
+    const std::string place = path + ": \"" + key + "\": ";
     ISetting* const setting = FindSetting(settings, key);
     if (setting == nullptr) {
-      throw Failure(path + ": \"" + key + "\": the compressor has no such setting");
+      throw WrongUse(place + "the compressor has no such setting");
     }
-    assignments.push_back({setting, [key = key, value = value](ISetting& target) {
+    assignments.push_back({setting, [place, setting, value = value] {
                              try {
-                               SetValueJson(target, value);
+                               SetValueJson(*setting, value);
                              } catch (const WrongUse& refusal) {
-                               throw WrongUse('"' + key + "\": " + refusal.what());
+                               throw WrongUse(place + refusal.what());
                              }
                            }});
   }
-  try {
-    Assign(compressor, std::move(assignments));
-  } catch (const WrongUse& refusal) {
-    throw Failure(path + ": " + refusal.what());
-  }
+  return assignments;
 }

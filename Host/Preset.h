@@ -3,7 +3,10 @@
 /// Presets: the values of a compressor's settings in a JSON file, keyed by the names of SettingTree.h. docs/presets.md
 /// describes the file.
 
+#include "Host/SettingTree.h"
+
 #include <string>
+#include <vector>
 
 class IAudioCompressor;
 
@@ -11,7 +14,7 @@ class IAudioCompressor;
 /// Failure.
 void SavePreset(const std::string& path, IAudioCompressor& compressor, bool replaceExisting);
 
-/// Brings the compressor's settings to what the file says; those that it does not name stay. Throws Failure that names
-/// file and key when it cannot be read, is of another compressor, names a setting that there is none of, or gives one a
-/// value that it does not take; some settings may have changed then.
-void LoadPreset(const std::string& path, IAudioCompressor& compressor);
+/// What the file asks for; settings that it does not name stay as they are. Throws Failure when it cannot be read or is
+/// no preset, WrongUse when it is of another compressor or names a setting that there is none of. Whatever the
+/// assignments throw later names file and key.
+std::vector<Assignment> ReadPreset(const std::string& path, IAudioCompressor& compressor);

@@ -1,9 +1,9 @@
 #include "Host/SettingTree.h"
 
 #include "Host/Errors.h"
+#include "Host/SettingJson.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <algorithm>
 #include <exception>
 #include <set>
 #include <utility>
@@ -18,8 +18,9 @@ class Lister {
     if (setting == nullptr) {
       return;
     }
-    std::string name = prefix + setting->GetPresetLabel();
-    if (name == prefix || !m_names.insert(name).second) {
+    const std::string label = setting->GetPresetLabel();
+    std::string name = prefix + label;
+    if (label.empty() || !IsUtf8(label) || !m_names.insert(name).second) {
       name = prefix + '#' + std::to_string(place);
       m_names.insert(name);
     }
@@ -72,24 +73,42 @@ ISetting* FindSetting(const std::vector<NamedSetting>& settings, std::string_vie
   return found;
 }
 
-void Assign(IAudioCompressor& compressor, std::vector<Assignment> assignments) {
-  while (!assignments.empty()) {
+Assignment ReadAssignment(const std::vector<NamedSetting>& settings, const std::string& text) {
+  const std::size_t equals = text.find('=');
+  const std::string name = text.substr(0, equals);
+  ISetting* const setting = equals == std::string::npos ? nullptr : FindSetting(settings, name);
+  if (setting == nullptr) {
+    std::string names;
+    for (const NamedSetting& named : settings) {
+      names.append(names.empty() ? "" : ", ").append(named.name);
+    }
+    throw WrongUse('"' + text +
+                   "\": " + (equals == std::string::npos ? "expected NAME=VALUE" : "no setting \"" + name + '"') +
+                   "; there are: " + names);
+  }
+  return {setting, [setting, value = text.substr(equals + 1)] { SetValueOrUnspecify(*setting, value); }};
+}
+
+void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
+  std::vector<const Assignment*> pending;
+  for (const Assignment& assignment : assignments) {
+    std::erase_if(pending, [&](const Assignment* earlier) { return earlier->setting == assignment.setting; });
+    pending.push_back(&assignment);
+  }
+  while (!pending.empty()) {
     std::exception_ptr firstRefusal;
-    const auto isDone = [&firstRefusal](const Assignment& assignment) {
+    const std::size_t before = pending.size();
+    std::erase_if(pending, [&firstRefusal](const Assignment* assignment) {
       try {
-        assignment.assign(*assignment.setting);
+        assignment->assign();
         return true;
       } catch (const WrongUse&) {
-        if (firstRefusal == nullptr) {
-          firstRefusal = std::current_exception();
-        }
+        firstRefusal = firstRefusal == nullptr ? std::current_exception() : firstRefusal;
         return false;
       }
-    };
-    const std::size_t before = assignments.size();
-    assignments.erase(std::remove_if(assignments.begin(), assignments.end(), isDone), assignments.end());
+    });
     compressor.ValidateSettings();
-    if (assignments.size() == before) {
+    if (pending.size() == before) {
       std::rethrow_exception(firstRefusal);
     }
   }

@@ -26,13 +26,17 @@ std::vector<NamedSetting> ListSettings(IAudioCompressor& compressor);
 /// than one.
 ISetting* FindSetting(const std::vector<NamedSetting>& settings, std::string_view name);
 
-/// What is to be done to one setting. Throws WrongUse while the setting does not take it.
+/// What is to be done to one setting.
 struct Assignment {
   ISetting* setting = nullptr;
-  std::function<void(ISetting&)> assign;
+  std::function<void()> assign;  ///< throws WrongUse while the setting does not take it
 };
 
-/// Carries out all assignments, whatever order the settings need: what a setting refuses is tried again after
-/// ValidateSettings has brought the others into effect, as long as that helps. Throws what the first one still refused
-/// throws then.
-void Assign(IAudioCompressor& compressor, std::vector<Assignment> assignments);
+/// The assignment that `text` asks for, as in "SampleRate=48000"; an empty value makes an optional setting unspecified.
+/// Throws WrongUse when there is no such setting.
+Assignment ReadAssignment(const std::vector<NamedSetting>& settings, const std::string& text);
+
+/// Carries out the assignments, of several to one setting the last, whatever order the settings need: what a setting
+/// refuses is tried again after ValidateSettings has brought the others into effect, as long as that helps. Throws what
+/// the first one still refused throws then.
+void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments);
