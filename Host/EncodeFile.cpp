@@ -91,10 +91,10 @@ void ShowPlan(const Options& options, IAudioCompressor& compressor, const Source
 void TellSummary(const Options& options, const std::string& formatText, const EncodingFormat& format,
                  const Encoder& encoder, const Progress& progress, std::uint64_t clipped, const std::string& missing) {
   const std::uint64_t sampleFrames = encoder.EncodedSampleFrames();
-  std::string text = options.output + ": " + formatText + ", " + TimeText(sampleFrames, format.sampleRate) + " in " +
-                     NumberText(encoder.Packets(), "packet", "packets") + ", " +
-                     std::to_string(static_cast<unsigned long long>(progress.TimesRealTime(sampleFrames))) +
-                     " x real time";
+  std::string text =
+      (options.output == "-" ? "standard output" : options.output) + ": " + formatText + ", " +
+      TimeText(sampleFrames, format.sampleRate) + " in " + NumberText(encoder.Packets(), "packet", "packets") + ", " +
+      std::to_string(static_cast<unsigned long long>(progress.TimesRealTime(sampleFrames))) + " x real time";
   if (clipped != 0) {
     text += "; " + NumberText(clipped, "sample was", "samples were") + " beyond full scale and clipped";
   }

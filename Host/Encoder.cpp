@@ -25,6 +25,10 @@ Encoder::Encoder(IAudioCompressor& compressor, const EncodingFormat& format, dou
     : m_compressor(compressor),
       m_format(format),
       m_sampleFramesPerPacket(static_cast<std::uint64_t>(std::floor(format.sampleRate / framesPerSecond + 0.5))) {
+  if (m_sampleFramesPerPacket == 0) {
+    throw WrongUse("--fps: so many packets per second leave no sample frame for each at " +
+                   std::to_string(format.sampleRate) + " Hz");
+  }
   m_compressor.SetFrameRateHint(framesPerSecond);
   m_compressor.SetFileFormatHint(kMatroskaCode);
   m_compressor.SetStreamModeHint(kOutputStreamModeDefault);

@@ -28,7 +28,7 @@ class Encoder {
   using PacketSink = std::function<void(const EncodedPacket&)>;
 
   /// Prepares `compressor`, whose settings have come to stand at `format`, for packets of one video frame each in a
-  /// Matroska file. Throws Failure when it cannot do that.
+  /// Matroska file. Throws Failure when it cannot do that, WrongUse when a packet would have no sample frame.
   Encoder(IAudioCompressor& compressor, const EncodingFormat& format, double framesPerSecond);
 
   /// How many sample frames a packet has, except a shorter last one.

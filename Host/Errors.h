@@ -24,5 +24,5 @@ class WrongUse : public std::runtime_error {
 inline Failure SystemFailure(std::string_view path, std::string_view action, int error) {
   std::string text(path);
   text.append(": cannot ").append(action).append(": ").append(std::strerror(error));
-  return Failure(text);
+  return Failure{text};
 }

@@ -52,18 +52,12 @@ std::vector<unsigned int> AllowedValues(const IUnsignedIntSetting& setting) {
   return values;
 }
 
-/// The value to try in place of one that is not allowed: the next larger one, so that nothing is lost; beyond the
-/// largest one it is that, or a whole fraction of the value that is more than half of it.
-///   Substitute(37800, rates) == 44100, Substitute(192000, rates) == 96000, Substitute(176400, rates) == 88200
+/// The value to try in place of one that is not allowed: the next larger one, so that nothing is lost, else the
+/// largest.
+///   Substitute(37800, rates) == 44100, Substitute(192000, rates) == 96000
 unsigned int Substitute(unsigned int value, const std::vector<unsigned int>& allowed) {
-  const unsigned int largest = allowed.back();
-  if (value < largest) {
-    return *std::upper_bound(allowed.begin(), allowed.end(), value);
-  }
-  const auto fraction = std::find_if(allowed.rbegin(), allowed.rend(), [value, largest](unsigned int candidate) {
-    return candidate <= largest / 2 || value % candidate == 0;
-  });
-  return fraction == allowed.rend() || *fraction <= largest / 2 ? largest : *fraction;
+  const auto larger = std::upper_bound(allowed.begin(), allowed.end(), value);
+  return larger == allowed.end() ? allowed.back() : *larger;
 }
 
 void SetNumber(IUnsignedIntSetting& setting, unsigned int value, bool isWish, const NumberNames& names) {
@@ -125,7 +119,7 @@ void SetLayout(IAudioCompressor& compressor, IEnumSetting& setting, const Format
   const std::string layout = wishes.layout ? *wishes.layout : DefaultLayout(source->channels);
   const std::string label = setting.GetLabel();
   if (!SelectLayout(setting, layout)) {
-    const std::string refused = wishes.layout    ? layout
+    const std::string refused = wishes.layout    ? "\"" + layout + "\""
                                 : layout.empty() ? ChannelsText(source->channels)
                                                  : layout + " (" + ChannelsText(source->channels) + ")";
     Refuse(wishes.layout.has_value(), label + ": allowed are " + Enumerate(AllowedTexts(setting)) + ", not " + refused);

@@ -16,7 +16,6 @@ constexpr std::size_t kMostKept = std::size_t{4} << 20;
 
 int OpenDescriptor(const std::string& path, const std::string& name) {
   const bool isStandardInput = path == "-";
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg)
   const int descriptor =
       isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) {

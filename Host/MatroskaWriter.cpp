@@ -129,7 +129,6 @@ class MatroskaWriter::Muxer {
         m_clusterTicks(
             std::min<std::uint64_t>(std::numeric_limits<int16>::max(), 500'000'000 / m_clock.TickNanoseconds())),
         m_usualSampleFrames(description.sampleFramesPerPacket),
-        m_space(),
         m_trackEntry(GetChild<KaxTrackEntry>(m_tracks)) {
     WriteEbmlHead();
     m_segment.Open(m_output);
@@ -147,6 +146,9 @@ class MatroskaWriter::Muxer {
     if (m_cluster == nullptr || tick - m_clusterTick >= m_clusterTicks) {
       EndCluster();
       BeginCluster(tick);
+      if (m_file.IsSeekable()) {
+        AddCue({tick, m_segment.GetRelativePosition(*m_cluster)});
+      }
     }
     // The block owns the buffer's record, not the bytes.
     auto frame = std::make_unique<DataBuffer>(const_cast<binary*>(bytes), static_cast<uint32>(size));
@@ -170,6 +172,9 @@ class MatroskaWriter::Muxer {
   std::uint64_t LastTime() const { return m_lastTime; }
 
   void Finish() {
+    if (m_cluster == nullptr) {
+      BeginCluster(0);  // readers give up on a file that has none
+    }
     EndCluster();
     if (!m_file.IsSeekable()) {
       return;
@@ -186,9 +191,7 @@ class MatroskaWriter::Muxer {
       seekHead.IndexThis(cues, m_segment);
     }
     m_space.ReplaceWith(seekHead, m_output);
-    auto& duration = GetChild<KaxDuration>(m_info);
-    duration.SetValue(m_clock.ExactTicks(m_endTime));
-    duration.OverwriteData(m_output);
+    WriteDuration();
     m_segment.Close(m_output);
   }
 
@@ -270,9 +273,6 @@ class MatroskaWriter::Muxer {
     time.SetValue(tick);
     time.Render(m_output);
     m_clusterTick = tick;
-    if (m_file.IsSeekable()) {
-      AddCue({tick, m_segment.GetRelativePosition(*m_cluster)});
-    }
   }
 
   void EndCluster() {
@@ -312,6 +312,16 @@ class MatroskaWriter::Muxer {
       point.Render(m_output);
     }
     cues.Close(m_output);
+  }
+
+  void WriteDuration() {
+    auto& duration = GetChild<KaxDuration>(m_info);
+    if (m_endTime == 0) {
+      duration.VoidMe(m_output);  // zero is not allowed
+      return;
+    }
+    duration.SetValue(m_clock.ExactTicks(m_endTime));
+    duration.OverwriteData(m_output);
   }
 
   OutputFile& m_file;

@@ -28,7 +28,7 @@ struct Target {
 };
 
 Failure ExistsAlready(const std::string& target) {
-  return Failure(target + ": exists already; --force would replace it");
+  return Failure{target + ": exists already; --force would replace it"};
 }
 
 std::string FollowLinks(const std::string& target) {

@@ -117,8 +117,7 @@ bool IsLeftOpen(std::uint64_t size, std::uint64_t wholeSize, bool isAiff, const 
 std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGrammar& grammar, const Head& head,
                                           std::uint64_t size64, const InputBytes& bytes) {
   if (grammar.sizeSize == 8) {
-    const bool isOpen = data.Size() == 0 ? bytes.IsStream() : data.End() == InputBytes::kEndless;
-    return isOpen ? std::nullopt : std::optional(data.Size());
+    return data.End() == InputBytes::kEndless ? std::nullopt : std::optional(data.Size());
   }
   if (data.Size() == kOpen32 && size64 != 0 && size64 < InputBytes::kEndless) {
     return size64;
@@ -162,6 +161,14 @@ std::optional<SampleData> FindInChunks(InputBytes& bytes, const ChunkGrammar& gr
   return std::nullopt;
 }
 
+/// Whether RF64 may hold samples of this format, in libsndfile's view: integers, floating point, A-law, mu-law.
+bool IsPlainWavFormat(InputBytes& bytes, std::uint64_t formatAt) {
+  constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, 0xFFFE};
+  std::array<unsigned char, 2> tag{};
+  bytes.ReadAt(formatAt, tag.data(), tag.size());
+  return std::find(kPlain.begin(), kPlain.end(), Number(tag.data(), tag.size(), false)) != kPlain.end();
+}
+
 std::optional<SampleData> FindInAu(const Head& head) {
   const bool isBigEndian = HasText(head, 0, ".snd");
   if (!isBigEndian && !HasText(head, 0, "dns.")) {
@@ -191,7 +198,11 @@ std::optional<SampleData> FindSampleData(InputBytes& bytes) {
 
 void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   std::vector<unsigned char> head;
-  const auto append = [&head](const auto& values) { head.insert(head.end(), values.begin(), values.end()); };
+  const auto append = [&head](const auto& values) {
+    for (const auto value : values) {
+      head.push_back(static_cast<unsigned char>(value));
+    }
+  };
   const auto appendText = [&append](std::string_view text) { append(text); };
   const auto appendNumber = [&append](std::uint64_t value, std::size_t width) {
     append(NumberBytes(value, width, false));
@@ -208,6 +219,9 @@ void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   appendNumber(0, 4);  // no table of other long chunks
   for (ChunkWalker chunk(bytes, kGrammars[0]); chunk.Next() && !chunk.IsNamed("data");) {
     const std::uint64_t length = chunk.End() - chunk.Start();
+    if (chunk.IsNamed("fmt ") && !IsPlainWavFormat(bytes, chunk.Body())) {
+      return;
+    }
     if (!chunk.IsNamed("ds64") && length <= kLongestCopied) {
       std::vector<unsigned char> copy(static_cast<std::size_t>(length));
       bytes.ReadAt(chunk.Start(), copy.data(), copy.size());

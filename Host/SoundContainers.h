@@ -32,6 +32,6 @@ std::optional<SampleData> FindSampleData(InputBytes& bytes);
 /// of samples. `data` must be what FindSampleData found. What a 32-bit size cannot say is thereby read to its end.
 void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size);
 
-/// The same for a CAF file that is shorter than it says, which libsndfile would refuse. Nothing happens where the
-/// samples begin behind the first 1 MiB.
+/// The same for a CAF file that leaves its size open or is shorter than it says, which libsndfile would refuse. Nothing
+/// happens where the samples begin behind the first 1 MiB.
 void SetCafSize(InputBytes& bytes, const SampleData& data, std::uint64_t size);

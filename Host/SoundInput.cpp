@@ -3,78 +3,21 @@
 #include "Host/ChannelOrder.h"
 #include "Host/Errors.h"
 #include "Host/InputBytes.h"
+#include "Host/MpegLength.h"
 #include "Host/SoundContainers.h"
 #include "Host/Utf8.h"
+#include "Host/VirtualFile.h"
 
 #include <sndfile.h>
 #include <algorithm>
 #include <cstddef>
-#include <exception>
-#include <limits>
 #include <utility>
 #include <vector>
 
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
-
-struct SoundFileCloser {
-  void operator()(SNDFILE* file) const { sf_close(file); }
-};
-
-/// InputBytes as libsndfile's own input and output. Its C code cannot pass exceptions on, so they wait here.
-class VirtualFile {
- public:
-  explicit VirtualFile(InputBytes& bytes) : m_bytes(bytes) {}
-
-  SNDFILE* Open(SF_INFO& info) {
-    SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
-    return sf_open_virtual(&io, SFM_READ, &info, this);
-  }
-
-  void RethrowFailure() {
-    if (m_failure) {
-      std::rethrow_exception(std::exchange(m_failure, nullptr));
-    }
-  }
-
- private:
-  static VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
-
-  static sf_count_t Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
-
-  static sf_count_t Tell(void* user) { return Self(user).m_position; }
-
-  static sf_count_t Seek(sf_count_t offset, int whence, void* user) {
-    sf_count_t& position = Self(user).m_position;
-    const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position : Length(user);
-    if (offset < -base || offset > std::numeric_limits<sf_count_t>::max() - base) {
-      return -1;
-    }
-    position = base + offset;
-    return position;
-  }
-
-  static sf_count_t Read(void* to, sf_count_t count, void* user) {
-    VirtualFile& self = Self(user);
-    if (self.m_failure || count <= 0) {
-      return 0;
-    }
-    try {
-      const std::size_t done =
-          self.m_bytes.ReadAt(static_cast<std::uint64_t>(self.m_position), to, static_cast<std::size_t>(count));
-      self.m_position += static_cast<sf_count_t>(done);
-      return static_cast<sf_count_t>(done);
-    } catch (...) {
-      self.m_failure = std::current_exception();
-      return 0;
-    }
-  }
-
-  InputBytes& m_bytes;
-  sf_count_t m_position = 0;
-  std::exception_ptr m_failure;
-};
+constexpr std::size_t kMpegFrame = 1152;
 
 struct Representation {
   SampleType type;
@@ -107,6 +50,8 @@ Representation RepresentationOf(int format) {
       return {SampleType::kInt16, 16};
   }
 }
+
+bool IsMpeg(const SF_INFO& info) { return (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG; }
 
 SoundTags TagsOf(SNDFILE* file) {
   const auto text = [file](int which) {
@@ -149,13 +94,13 @@ class SoundInput::Decoder {
   void Open();
   void ReadFormat(const SF_INFO& info);
   sf_count_t ReadSamples(sf_count_t frames);
-  void HandleEnd();
+  void HandleShortRead(bool isLast);
   void NoteMissing(std::string text);
 
   Truncation m_truncation;
   VirtualFile m_virtualFile;
   std::optional<SampleData> m_data;
-  std::unique_ptr<SNDFILE, SoundFileCloser> m_file;
+  SoundFile m_file;
   std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
   std::vector<double> m_block;       ///< for any sample type: aligned for all
   std::size_t m_blockFrames = 0;
@@ -168,7 +113,9 @@ SoundInput::Decoder::Decoder(const std::string& path, Truncation truncation)
   Open();
   tags = TagsOf(m_file.get());
   bytes.StopKeeping();
-  m_blockFrames = std::max<std::size_t>(1, kBlockBytes / (SizeOf(format.sampleType) * format.channels));
+  // A cut MPEG frame costs libsndfile's whole read.
+  const std::size_t fittingFrames = kBlockBytes / (SizeOf(format.sampleType) * format.channels);
+  m_blockFrames = m_virtualFile.IsEndHidden() ? kMpegFrame : std::max<std::size_t>(1, fittingFrames);
   const std::size_t blockBytes = m_blockFrames * format.channels * SizeOf(format.sampleType);
   m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
 }
@@ -189,9 +136,18 @@ void SoundInput::Decoder::PrepareBytes() {
   if (!m_data) {
     return;
   }
-  const std::uint64_t available = bytes.Length() - std::min(bytes.Length(), m_data->start);
+  unsigned char sound = 0;
+  if (bytes.IsStream() && m_data->size == std::uint64_t{0} && bytes.ReadAt(m_data->start, &sound, 1) != 0) {
+    throw Failure(bytes.Name() +
+                  ": its header was not made for a pipe: no sound, it says, but more follows; save it to "
+                  "a file first");
+  }
+  const std::uint64_t available =
+      bytes.IsStream() ? InputBytes::kEndless / 2 : bytes.Length() - std::min(bytes.Length(), m_data->start);
   if (!m_data->size && m_data->isLittleEndianWav) {
-    SetWavSize(bytes, *m_data, bytes.IsStream() ? InputBytes::kEndless / 2 : available);
+    SetWavSize(bytes, *m_data, available);
+  } else if (!m_data->size && m_data->isCaf) {
+    SetCafSize(bytes, *m_data, available);
   } else if (m_data->size && *m_data->size > available) {
     NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
     if (m_data->isCaf) {
@@ -202,13 +158,23 @@ void SoundInput::Decoder::PrepareBytes() {
 
 void SoundInput::Decoder::Open() {
   SF_INFO info{};
-  m_file.reset(m_virtualFile.Open(info));
+  m_file = m_virtualFile.Open(info);
+  if (m_file && IsMpeg(info) && !StatesMpegLength(bytes)) {
+    // libsndfile would stop at a guessed length, which may lie before the end, unless it cannot find one to guess from.
+    m_virtualFile.HideEnd();
+    m_file.reset();
+    info = {};
+    m_file = m_virtualFile.Open(info);
+  }
   m_virtualFile.RethrowFailure();
   if (!m_file && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT) {
     throw Failure(bytes.Name() + ": is not a sound file of a known format");
   }
   if (!m_file) {
-    throw Failure(bytes.Name() + ": cannot be read as a sound file: " + LibraryText(nullptr));
+    // The text for a decoder without a single frame to decode speaks of a file that does not exist.
+    const std::string text = LibraryText(nullptr);
+    const bool isMisleading = text.find("does not exist") != std::string::npos;
+    throw Failure(bytes.Name() + ": cannot be read as a sound file: " + (isMisleading ? "no sound is found" : text));
   }
   if (info.channels <= 0 || info.samplerate <= 0) {
     throw Failure(bytes.Name() + ": is a sound file without channels or without a sample rate");
@@ -222,10 +188,9 @@ void SoundInput::Decoder::ReadFormat(const SF_INFO& info) {
   format.channels = static_cast<unsigned int>(info.channels);
   format.sampleType = representation.type;
   format.significantBits = representation.significantBits;
-  // The length of an MPEG stream is an estimate; the largest number stands for an unknown one.
-  const bool isOpenStream = bytes.IsStream() && m_data && !m_data->size;
-  const bool isMpeg = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG;
-  if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream && !isMpeg) {
+  // The largest number stands for an unknown one.
+  const bool isOpenStream = bytes.IsStream() && m_data && m_data->size.value_or(0) == 0;
+  if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {
     format.frames = static_cast<std::uint64_t>(info.frames);
   }
   m_order = WavChannelOrder(m_file.get(), info);
@@ -247,12 +212,12 @@ sf_count_t SoundInput::Decoder::ReadSamples(sf_count_t frames) {
 }
 
 SampleBlock SoundInput::Decoder::Read() {
-  const sf_count_t wanted = static_cast<sf_count_t>(m_blockFrames);
+  const auto wanted = static_cast<sf_count_t>(m_blockFrames);
   const sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
   m_virtualFile.RethrowFailure();
   m_framesRead += static_cast<std::uint64_t>(frames);
   if (frames < wanted) {
-    HandleEnd();
+    HandleShortRead(frames == 0);
   }
   const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
   if (!m_order.empty()) {
@@ -262,16 +227,19 @@ SampleBlock SoundInput::Decoder::Read() {
 }
 
 /// After a read that came short: the end, an early end, or damage.
-void SoundInput::Decoder::HandleEnd() {
-  const bool isMissing = format.frames && m_framesRead < *format.frames;
+void SoundInput::Decoder::HandleShortRead(bool isLast) {
+  const bool isError = sf_error(m_file.get()) != SF_ERR_NO_ERROR;
+  const bool isMissing = (isLast || isError) && format.frames && m_framesRead < *format.frames;
   if (isMissing && bytes.CameShort()) {
     NoteMissing(PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
-  } else if (sf_error(m_file.get()) != SF_ERR_NO_ERROR) {
-    throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) + ": " +
-                  LibraryText(m_file.get()));
-  } else if (isMissing) {
-    throw Failure(bytes.Name() +
-                  ": is damaged: " + PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
+  } else if (isError && bytes.CameShort()) {
+    // MPEG streams promise nothing, and many end in a cut frame or in something that is none.
+    if (!m_virtualFile.IsEndHidden()) {
+      NoteMissing("it ends in the middle of a piece of sound, after sample frame " + std::to_string(m_framesRead));
+    }
+  } else if (isError || isMissing) {
+    throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) +
+                  (isError ? ": " + LibraryText(m_file.get()) : ", the sound goes no further"));
   }
 }
 

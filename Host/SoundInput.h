@@ -13,7 +13,8 @@
 #include <memory>
 #include <string>
 
-/// What becomes of a sound that ends before its header says.
+/// What becomes of a sound that ends before its header says. WAV, RF64, W64, AIFF, CAF, AU, FLAC and MP3 with a Xing
+/// header say so; Ogg, MP3 without one and whatever leaves its size open do not.
 enum class Truncation {
   kRefused,  ///< a Failure that says how much is missing
   kAllowed,  ///< what is there is read; MissingText() tells the rest

@@ -15,7 +15,7 @@ namespace {
 enum class SlotState { free, claimed, guarded };
 struct Slot {
   std::atomic<SlotState> state{SlotState::free};
-  std::array<char, 4096> path;
+  std::array<char, 4096> path{};
 };
 static_assert(std::atomic<SlotState>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
