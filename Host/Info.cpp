@@ -4,6 +4,7 @@
 #include "Host/SettingKinds.h"
 #include "Host/SettingText.h"
 #include "Host/SettingTree.h"
+#include "Host/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
 #include <algorithm>
@@ -18,11 +19,7 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-/// Text for showing: what is not UTF-8 in it is replaced.
-Json TextJson(const char* text) {
-  const Json string(text == nullptr ? "" : text);
-  return Json::parse(string.dump(-1, ' ', false, Json::error_handler_t::replace));
-}
+Json TextJson(const char* text) { return ToUtf8(text == nullptr ? "" : text); }
 
 /// What a kind has beyond what all settings have.
 struct OwnAttributes {

@@ -2,6 +2,7 @@
 
 #include "Host/Errors.h"
 #include "Host/SettingText.h"
+#include "Host/Utf8.h"
 #include "RHOAPI/RhoapiSettingsInterface.h"
 #include "Toolbox/KelUtils/ChannelModes.h"
 
@@ -57,8 +58,7 @@ std::string TextOf(ISetting& setting, const Json& value) {
       return BytesFromHex(hex);
     }
   }
-  throw WrongUse(std::string(setting.GetLabel()) + ": " + value.dump() + " is no value of the kind \"" +
-                 std::string(SettingKind(setting)) + "\"; allowed: " + AllowedValues(setting));
+  throw WrongUse(Refusal(setting, value.dump()));
 }
 
 }  // namespace
@@ -97,14 +97,6 @@ void SetValueOrUnspecify(ISetting& setting, const std::string& text) {
   }
   if (isOptional) {
     setting.SetIsOptionalValueSpecified(unspecify ? 0 : 1);
-  }
-}
-
-bool IsUtf8(const std::string& text) {
-  try {
-    return !Json(text).dump().empty();
-  } catch (const Json::type_error&) {
-    return false;
   }
 }
 

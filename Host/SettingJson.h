@@ -21,8 +21,5 @@ void SetValueJson(ISetting& setting, const nlohmann::ordered_json& value);
 /// The same from the command line: an empty text makes an optional setting unspecified.
 void SetValueOrUnspecify(ISetting& setting, const std::string& text);
 
-/// Whether JSON can hold `text` as a string.
-bool IsUtf8(const std::string& text);
-
 /// A four-character code as people write it, "LPCM"; in hexadecimal where it has other than printable characters.
 std::string CodeText(unsigned int code);

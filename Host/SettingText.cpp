@@ -239,38 +239,47 @@ struct Writer {
   }
 };
 
+/// "a, b and c"
+std::string Enumerate(const std::vector<std::string>& texts) {
+  std::string list;
+  for (std::size_t index = 0; index < texts.size(); ++index) {
+    list.append(index == 0 ? "" : index + 1 == texts.size() ? " and " : ", ").append(texts[index]);
+  }
+  return list;
+}
+
 struct Allowed {
-  std::string operator()(IBoolSetting& /*setting*/) const { return "true, false"; }
+  std::string operator()(IBoolSetting& /*setting*/) const { return "true and false"; }
   template <class Number>
   std::string operator()(INumericSetting<Number>& setting) const {
-    std::string values;
+    std::vector<std::string> values;
     for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      values.append(index == 0 ? "" : ", ").append(NumberText(setting.GetAllowableValue(index)));
+      values.push_back(NumberText(setting.GetAllowableValue(index)));
     }
     if (!values.empty()) {
-      return values;
+      return Enumerate(values);
     }
-    return setting.GetMinValue() < setting.GetMaxValue()
-               ? NumberText(setting.GetMinValue()) + " to " + NumberText(setting.GetMaxValue())
-           : std::is_integral_v<Number> ? "a whole number"
-                                        : "a number";
+    if (setting.GetMinValue() < setting.GetMaxValue()) {
+      return NumberText(setting.GetMinValue()) + " to " + NumberText(setting.GetMaxValue());
+    }
+    return std::is_integral_v<Number> ? "whole numbers" : "numbers";
   }
   std::string operator()(IEnumSetting& setting) const {
-    std::string values;
+    std::vector<std::string> values;
     for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      values.append(index == 0 ? "" : ", ").append(setting.GetAllowableValue(index));
+      values.emplace_back(setting.GetAllowableValue(index));
     }
-    return values;
+    return Enumerate(values);
   }
-  std::string operator()(IFileSetting& /*setting*/) const { return "a path of at most 255 bytes"; }
-  std::string operator()(ITextSetting& /*setting*/) const { return "any text"; }
-  std::string operator()(ITimeCodeSetting& setting) const { return setting.GetUnits(); }
-  std::string operator()(ITimeInOutSetting& /*setting*/) const { return "IN-OUT/SCALE, in whole numbers"; }
+  std::string operator()(IFileSetting& /*setting*/) const { return "paths of at most 255 bytes"; }
+  std::string operator()(ITextSetting& /*setting*/) const { return "texts"; }
+  std::string operator()(ITimeCodeSetting& setting) const { return std::string("time codes ") + setting.GetUnits(); }
+  std::string operator()(ITimeInOutSetting& /*setting*/) const { return "time ranges IN-OUT/SCALE"; }
   std::string operator()(IUnsignedIntArraySetting& setting) const {
-    return NumberText(setting.GetNumberOfValues()) + " whole numbers with commas between them";
+    return "lists of " + NumberText(setting.GetNumberOfValues()) + " whole numbers";
   }
-  std::string operator()(IByteArraySetting& /*setting*/) const { return "two hexadecimal digits a byte"; }
-  std::string operator()(ISetting& /*setting*/) const { return "nothing"; }
+  std::string operator()(IByteArraySetting& /*setting*/) const { return "pairs of hexadecimal digits"; }
+  std::string operator()(ISetting& /*setting*/) const { return "no values"; }
 };
 
 }  // namespace
@@ -284,9 +293,12 @@ void SetValueText(ISetting& setting, std::string_view text) {
   const auto expected = VisitSetting(setting, Writer{std::string(text)});
   if (!expected || ValueText(setting) != *expected) {
     VisitSetting(setting, Writer{before});
-    throw WrongUse(std::string(setting.GetLabel()) + ": " + std::string(text) +
-                   " is not allowed; allowed: " + AllowedValues(setting));
+    throw WrongUse(Refusal(setting, text));
   }
 }
 
-std::string AllowedValues(ISetting& setting) { return VisitSetting(setting, Allowed()); }
+std::string Refusal(ISetting& setting, std::string_view value) {
+  const std::string_view label = setting.GetLabel();
+  return std::string(label.empty() ? SettingKind(setting) : label) + ": allowed are " +
+         VisitSetting(setting, Allowed()) + ", not " + (value.empty() ? "nothing" : std::string(value));
+}

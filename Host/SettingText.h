@@ -35,5 +35,5 @@ std::string ValueText(ISetting& setting);
 /// it. Entries of an enum are also found by other letter case.
 void SetValueText(ISetting& setting, std::string_view text);
 
-/// What SetValueText takes: "16, 24", "0 to 100", or a description of the form.
-std::string AllowedValues(ISetting& setting);
+/// The words for a value that a setting does not take: "Sample Size: allowed are 16 and 24, not 20".
+std::string Refusal(ISetting& setting, std::string_view value);

@@ -2,6 +2,7 @@
 
 #include "Host/Errors.h"
 #include "Host/SettingJson.h"
+#include "Host/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
 #include <exception>
