@@ -63,6 +63,8 @@ class OutputFile {
  private:
   class Descriptor;
 
+  void ReserveSpace();
+
   std::string m_shownTarget;
   std::string m_target;  ///< with symbolic links followed
   bool m_replaceExisting;
@@ -71,4 +73,5 @@ class OutputFile {
   std::unique_ptr<unsigned char[]> m_buffer;
   std::size_t m_buffered = 0;
   std::uint64_t m_flushed = 0;
+  std::uint64_t m_reserved = 0;  ///< up to where disk space has been asked for, where that makes sense
 };
