@@ -133,6 +133,9 @@ void AddSetting(Lines& lines, const Json& setting) {
 
   lines.Heading(text("label").empty() ? text("name") : text("label"), setting["depth"].get<unsigned int>() + 1);
   lines.Add("name", text("name"));
+  if (setting["presetLabel"] != setting["name"]) {
+    lines.Add("preset", text("presetLabel"));
+  }
   lines.Add("kind", text("kind"));
   if (!isGroup) {
     lines.Add("value", (text("text").empty() ? "(empty)" : text("text")) + (isUnspecified ? " (not specified)" : ""));

@@ -21,8 +21,8 @@ struct Options {
   std::string output;                       ///< "-" is standard output
   std::optional<double> testSignalSeconds;  ///< a built-in signal of this length in place of the input
   FormatWishes wishes;
-  double framesPerSecond = 30.0;  ///< at least 1
-  std::string module;             ///< empty: the one beside the program
+  double framesPerSecond = 30.0;         ///< at least 1
+  std::string module;                    ///< the one beside the program unless told otherwise
   std::string preset;                    ///< file to take settings from; empty: none
   std::vector<std::string> assignments;  ///< what settings are to be, as in "SampleRate=48000"
   std::string savePreset;                ///< file to put the settings into; empty: none

@@ -59,7 +59,8 @@ std::vector<Assignment> ReadPreset(const std::string& path, IAudioCompressor& co
   if (!preset.is_object() || !preset.contains("settings") || !preset["settings"].is_object()) {
     throw Failure(path + ": not a preset: it has no \"settings\"");
   }
-  for (const auto& [key, code] : Codes(compressor).items()) {
+  const Json codes = Codes(compressor);
+  for (const auto& [key, code] : codes.items()) {
     if (!preset.contains(key) || preset[key] != code) {
       throw WrongUse(path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
     }

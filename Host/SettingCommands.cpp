@@ -37,7 +37,7 @@ FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor)
 }
 
 void ShowInfo(const Options& options) {
-  const Module module(options.ModulePath());
+  const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
   ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
   const auto description = DescribeCompressor(*compressor, module.Version());
@@ -45,7 +45,7 @@ void ShowInfo(const Options& options) {
 }
 
 void MakePreset(const Options& options) {
-  const Module module(options.ModulePath());
+  const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
   ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
   SavePreset(options.savePreset, *compressor, options.force);

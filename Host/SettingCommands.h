@@ -7,8 +7,8 @@
 class IAudioCompressor;
 
 /// Brings the compressor's settings to what the preset and the assignments of `options` ask for, in this order, and
-/// returns the wishes for the format that follow: those of the options, else what was just assigned. Throws WrongUse when
-/// a setting does not take its value, Failure when the preset cannot be read.
+/// returns the wishes for the format that follow: those of the options, else what was just assigned. Throws WrongUse
+/// when a setting does not take its value, Failure when the preset cannot be read.
 FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor);
 
 /// Prints what the module and its settings are.

@@ -90,6 +90,9 @@ void SetValueJson(ISetting& setting, const Json& value) {
 }
 
 void SetValueOrUnspecify(ISetting& setting, const std::string& text) {
+  if (setting.GetIsActive() == 0) {
+    throw WrongUse(std::string(setting.GetLabel()) + ": not active, so that " + text + " would have no effect");
+  }
   const bool isOptional = setting.GetIsOptional() != 0;
   const bool unspecify = isOptional && text.empty();
   if (!unspecify) {
