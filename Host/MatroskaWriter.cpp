@@ -128,7 +128,7 @@ class MatroskaWriter::Muxer {
         m_clock(description.sampleRate),
         m_clusterTicks(
             std::min<std::uint64_t>(std::numeric_limits<int16>::max(), 500'000'000 / m_clock.TickNanoseconds())),
-        m_usualSampleFrames(description.sampleFramesPerPacket),
+        m_simpleSampleFrames(SimpleSampleFrames(description.sampleFramesPerPacket)),
         m_trackEntry(GetChild<KaxTrackEntry>(m_tracks)) {
     WriteEbmlHead();
     m_segment.Open(m_output);
@@ -153,7 +153,7 @@ class MatroskaWriter::Muxer {
     // The block owns the buffer's record, not the bytes.
     auto frame = std::make_unique<DataBuffer>(const_cast<binary*>(bytes), static_cast<uint32>(size));
     const std::uint64_t nanoseconds = tick * m_clock.TickNanoseconds();
-    if (sampleFrames == m_usualSampleFrames) {
+    if (sampleFrames == m_simpleSampleFrames) {
       KaxSimpleBlock block;
       block.SetParent(*m_cluster);
       block.AddFrame(m_trackEntry, nanoseconds, *frame.release(), LACING_NONE);
@@ -200,6 +200,12 @@ class MatroskaWriter::Muxer {
     std::uint64_t tick;
     std::uint64_t position;  // of the cluster, in the segment
   };
+
+  // Readers take a SimpleBlock's duration from the track's default duration and cut it to whole ticks. Where that would
+  // not give the usual number of sample frames (packets of seconds), every block has to have its own.
+  std::uint64_t SimpleSampleFrames(std::uint64_t usual) const {
+    return m_clock.Nanoseconds(usual) / m_clock.TickNanoseconds() == m_clock.Ticks(usual) ? usual : 0;
+  }
 
   void WriteEbmlHead() {
     EbmlHead head;
@@ -328,7 +334,7 @@ class MatroskaWriter::Muxer {
   FileCallback m_output;
   MatroskaClock m_clock;
   std::uint64_t m_clusterTicks;
-  std::uint64_t m_usualSampleFrames;
+  std::uint64_t m_simpleSampleFrames;  // in a packet that becomes a SimpleBlock
 
   OpenMaster<KaxSegment> m_segment;
   EbmlVoid m_space;  // where the SeekHead comes

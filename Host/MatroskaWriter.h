@@ -48,8 +48,9 @@ struct MatroskaDescription {
 /// the kind of stream that can be read while it is written: sizes of segment and clusters unknown, no SeekHead, no
 /// cues, and each cluster is flushed.
 ///
-/// Failures of the file come through as Failure, others are thrown as Failure too. Memory: 16 bytes a cue, of which
-/// 262,144 are kept at most: beyond that (36 hours at two a second) every second one is dropped, as often as needed.
+/// Failures of the file come through; after one the writer is only good for destruction. Memory: 16 bytes a cue, of
+/// which 262,144 are kept at most: beyond that (36 hours at two a second) every second one is dropped, as often as
+/// needed.
 class MatroskaWriter {
  public:
   /// Writes all that stands before the first packet. `file` must be new, and outlive the writer. Throws Failure when

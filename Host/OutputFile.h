@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 /// Throws what making an OutputFile with the same arguments would throw about the target, as far as that can be told

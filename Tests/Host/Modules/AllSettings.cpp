@@ -1,5 +1,5 @@
-// A module whose compressor offers, beside what the Linear PCM compressor does, every kind of setting: nested, optional,
-// inactive, and some without a label or with one that is taken.
+// A module whose compressor offers, beside what the Linear PCM compressor does, every kind of setting: nested,
+// optional, inactive, and some without a label or with one that is taken.
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 
