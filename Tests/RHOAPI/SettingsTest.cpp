@@ -82,7 +82,7 @@ TEST(Settings, KeepWhatTheyAreGivenAndHandItToTheirCopies) {
 
 TEST(SettingHelpers, TreatTheCheckBoxesOfAllKindsAlike) {
   for (unsigned bits = 0; bits < 8; ++bits) {
-    const unsigned optional = bits & 1;
+    const unsigned optional = (bits & 1) * 5;
     const unsigned specified = bits & 2;
     BoolSetting boolean("", "", 2);
     IntSetting number;
