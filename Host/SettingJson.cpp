@@ -49,10 +49,11 @@ std::string TextOf(ISetting& setting, const Json& value) {
     const std::string list = value.dump();
     return list.substr(1, list.size() - 2);
   }
-  if (value.is_string() && type != kSettingTypeBool && !isList) {
+  const bool isTextual = type != kSettingTypeBool && !isList && !IsNumeric(type);
+  if (value.is_string() && (isTextual || (type == kSettingTypeDouble && !Json::accept(value.get<std::string>())))) {
     return value.get<std::string>();
   }
-  if (value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
+  if (isTextual && value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
     const auto hex = value["hex"].get<std::string>();
     if (hex.find_first_not_of("0123456789abcdef") == std::string::npos && hex.size() % 2 == 0) {
       return BytesFromHex(hex);

@@ -23,7 +23,8 @@ class SettingsTest : public HostTest {
     const Outcome outcome = Info("--json " + options);
     EXPECT_EQ(outcome.code, 0) << outcome.errors;
     std::map<std::string, json> settings;
-    for (const json& setting : json::parse(outcome.output)["settings"]) {
+    const json description = json::parse(outcome.output);
+    for (const json& setting : description["settings"]) {
       EXPECT_TRUE(settings.emplace(setting["name"], setting).second) << "a name that two settings have";
     }
     return settings;

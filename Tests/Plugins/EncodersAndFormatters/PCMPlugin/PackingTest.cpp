@@ -13,7 +13,6 @@
 namespace {
 
 constexpr unsigned kRefused = 0x80010002;
-constexpr unsigned kOutputRate = 48000;
 
 // The slow, obvious packer: byte by byte. Packets and answers are written as text.
 struct Packer {
@@ -45,7 +44,7 @@ struct Packer {
     }
     const auto first = emitted;
     const auto emit = [this] {
-      packets.push_back(" 24 0 " + std::to_string(emitted) + ' ' + std::to_string(kOutputRate) + " 0 null " + held);
+      packets.push_back(" 24 0 " + std::to_string(emitted) + " 48000 0 null " + held);
       emitted += held.size() / frameBytes;
       held.clear();
     };
@@ -60,7 +59,7 @@ struct Packer {
     }
     ended = in == nullptr;
     const auto count = std::to_string(emitted - first);
-    return "0 " + std::to_string(first) + ' ' + std::to_string(kOutputRate) + ' ' + count + ' ' + count;
+    return "0 " + std::to_string(first) + " 48000 " + count + ' ' + count;
   }
 };
 
@@ -78,7 +77,7 @@ RC_GTEST_PROP(Packing, IsThatOfASlowPackerHoweverTheInputIsSplit, ()) {
   IAudioCompressor* codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
   KelEncAudio_t out{};
   for (const auto& [step, number] : *kSteps) {
-    out.sampleRate = kOutputRate;
+    out.sampleRate = 48000;
     std::string bytes(number, '\0');
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
     KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, number, 0, reinterpret_cast<unsigned char*>(bytes.data()), 0};
