@@ -172,7 +172,7 @@ TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
     EXPECT_NE(outcome.code, 0) << bad;
     EXPECT_THAT(outcome.errors, testing::AllOf(HasSubstr("bad: "), HasSubstr(says)));
   }
-  std::filesystem::remove(m_folder / "bad");
+  Run("rm bad");
   EXPECT_EQ(RunHost("rhohost --save-preset first --module " ALL_SETTINGS).code, 1)
       << "it exists, and there is no --force";
   EXPECT_EQ(RunHost("rhohost --save-preset none/x --module " ALL_SETTINGS).code, 1);
