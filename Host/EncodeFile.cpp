@@ -6,8 +6,10 @@
 #include "Host/MatroskaWriter.h"
 #include "Host/Module.h"
 #include "Host/OutputFile.h"
+#include "Host/Preset.h"
 #include "Host/Progress.h"
 #include "Host/SampleConverter.h"
+#include "Host/SettingCommands.h"
 #include "Host/SoundInput.h"
 #include "Host/TestSignal.h"
 
@@ -28,15 +30,16 @@ struct Source {
 
 /// The source, and the settings of `compressor` chosen for it.
 std::pair<Source, EncodingFormat> OpenSource(const Options& options, IAudioCompressor& compressor) {
+  const FormatWishes wishes = ApplySettings(options, compressor);
   Source source;
   if (options.testSignalSeconds) {
-    EncodingFormat format = ChooseFormat(compressor, options.wishes, nullptr);
+    EncodingFormat format = ChooseFormat(compressor, wishes, nullptr);
     source.signal = std::make_unique<TestSignal>(format.sampleRate, format.channels, *options.testSignalSeconds);
     return {std::move(source), std::move(format)};
   }
   source.file =
       std::make_unique<SoundInput>(options.input, options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
-  EncodingFormat format = ChooseFormat(compressor, options.wishes, &source.file->Format());
+  EncodingFormat format = ChooseFormat(compressor, wishes, &source.file->Format());
   return {std::move(source), std::move(format)};
 }
 
@@ -114,7 +117,7 @@ void CheckTarget(const Options& options) {
 }  // namespace
 
 void EncodeFile(const Options& options) {
-  const Module module(options.module.empty() ? Module::DefaultPath() : options.module);
+  const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
   CheckTarget(options);
 
@@ -126,6 +129,9 @@ void EncodeFile(const Options& options) {
     return;
   }
 
+  if (!options.savePreset.empty()) {
+    SavePreset(options.savePreset, *compressor, options.force);
+  }
   const MatroskaDescription description = Describe(source, format, encoder);
   SampleConverter converter(source.Format(), format.sampleRate, format.bits);
   OutputFile file(options.output, options.force);

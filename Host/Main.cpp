@@ -2,6 +2,7 @@
 #include "Host/Errors.h"
 #include "Host/Options.h"
 #include "Host/Progress.h"
+#include "Host/SettingCommands.h"
 #include "Host/TemporaryName.h"
 
 #include <fcntl.h>
@@ -26,7 +27,17 @@ void FillStandardStreams() {
 
 int Run(int argc, const char* const* argv) {
   if (const std::optional<Options> options = ReadOptions(argc, argv)) {
-    EncodeFile(*options);
+    switch (options->action) {
+      case Action::kEncode:
+        EncodeFile(*options);
+        break;
+      case Action::kShowInfo:
+        ShowInfo(*options);
+        break;
+      case Action::kMakePreset:
+        MakePreset(*options);
+        break;
+    }
   }
   return kDone;
 }

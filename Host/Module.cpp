@@ -34,7 +34,7 @@ Module::Module(const std::string& path)
   if (const int compressors = count(); compressors != 1) {
     throw Failure(m_path + ": the module offers " + std::to_string(compressors) + " compressors instead of one");
   }
-  info(0, &m_manufacturer, &m_codec, nullptr);
+  info(0, &m_manufacturer, &m_codec, &m_version);
 }
 
 Module::~Module() = default;

@@ -32,6 +32,9 @@ class Module {
   /// other codes.
   CompressorOwner CreateCompressor() const;
 
+  /// The version that the module announces.
+  unsigned int Version() const { return m_version; }
+
   /// Where the module is installed: in its bundle beside this program.
   static std::string DefaultPath();
 
@@ -48,4 +51,5 @@ class Module {
   IAudioCompressor* (*m_create)(unsigned int manufacturer, unsigned int codec);
   unsigned int m_manufacturer = 0;
   unsigned int m_codec = 0;
+  unsigned int m_version = 0;
 };

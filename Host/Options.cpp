@@ -1,6 +1,7 @@
 #include "Host/Options.h"
 
 #include "Host/Errors.h"
+#include "Host/Module.h"
 
 #include <CLI/CLI.hpp>
 
@@ -46,8 +47,24 @@ struct OptionTexts {
   std::string testSignal;
 };
 
-void Declare(CLI::App& app, Options& options, OptionTexts& texts) {
+/// What all commands take.
+void DeclareCommon(CLI::App& app, Options& options) {
   app.set_help_flag("-h,--help", "Show this help and end");
+  app.add_option("--module", options.module, "Encoder module (default: the one beside this program)")
+      ->type_name("PATH");
+  app.add_option("--set", options.assignments, "Set any setting, as \"rhohost info\" shows it; may be repeated")
+      ->type_name("NAME=VALUE")
+      ->expected(1)
+      ->take_all();
+  app.add_option("--preset", options.preset, "Take the settings from this preset first")->type_name("FILE");
+}
+
+void DeclareInfo(CLI::App& app, Options& options) {
+  DeclareCommon(app, options);
+  app.add_flag("--json", options.json, "Show it as JSON");
+}
+
+void DeclareEncode(CLI::App& app, Options& options, OptionTexts& texts) {
   app.set_version_flag("--version", "rhohost " RHOHOST_VERSION, "Show the version and end");
   app.add_option("INPUT", options.input, "Sound file, or - for standard input")->type_name("");
   app.add_option("OUTPUT", options.output, "Matroska file to write, or - for standard output")->type_name("");
@@ -58,8 +75,9 @@ void Declare(CLI::App& app, Options& options, OptionTexts& texts) {
       ->type_name("LAYOUT");
   app.add_option("--fps", texts.framesPerSecond, "Packets per second, as in 25, 29.97 or 30000/1001 (default: 30)")
       ->type_name("RATE");
-  app.add_option("--module", options.module, "Encoder module (default: the one beside this program)")
-      ->type_name("PATH");
+  DeclareCommon(app, options);
+  app.add_option("--save-preset", options.savePreset, "File the settings in this preset; no INPUT and OUTPUT needed")
+      ->type_name("FILE");
   app.add_option("--test-signal", texts.testSignal, "Encode a built-in signal of this length in place of INPUT")
       ->type_name("SECONDS");
   app.add_flag("--force", options.force, "Replace an existing output");
@@ -70,6 +88,10 @@ void Declare(CLI::App& app, Options& options, OptionTexts& texts) {
 
 void ReadFiles(const CLI::App& app, Options& options) {
   const std::size_t files = app.count("INPUT") + app.count("OUTPUT");
+  if (files == 0 && !options.savePreset.empty() && !options.testSignalSeconds) {
+    options.action = Action::kMakePreset;
+    return;
+  }
   if (options.testSignalSeconds) {
     if (files != 1) {
       throw WrongUse(files == 0 ? "OUTPUT is missing" : "INPUT and --test-signal exclude each other");
@@ -108,12 +130,21 @@ void ReadTexts(const CLI::App& app, const OptionTexts& texts, Options& options) 
 }  // namespace
 
 std::optional<Options> ReadOptions(int argc, const char* const* argv) {
-  CLI::App app("Encodes a sound file as Linear PCM in a Matroska file.", "rhohost");
+  const bool isInfo = argc > 1 && std::string_view(argv[1]) == "info";
+  CLI::App app(isInfo ? "Shows what an encoder module and its settings are."
+                      : "Encodes a sound file as Linear PCM in a Matroska file.\n"
+                        "\"rhohost info\" shows what there is to set.",
+               isInfo ? "rhohost info" : "rhohost");
   Options options;
   OptionTexts texts;
-  Declare(app, options, texts);
+  if (isInfo) {
+    options.action = Action::kShowInfo;
+    DeclareInfo(app, options);
+  } else {
+    DeclareEncode(app, options, texts);
+  }
   try {
-    app.parse(argc, argv);
+    app.parse(isInfo ? argc - 1 : argc, isInfo ? argv + 1 : argv);
   } catch (const CLI::CallForHelp&) {
     Print(app.help());
     return std::nullopt;
@@ -123,8 +154,13 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     throw WrongUse(error.what());
   }
-  ReadTexts(app, texts, options);
-  ReadFiles(app, options);
+  if (options.module.empty()) {
+    options.module = Module::DefaultPath();
+  }
+  if (!isInfo) {
+    ReadTexts(app, texts, options);
+    ReadFiles(app, options);
+  }
   return options;
 }
 

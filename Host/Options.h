@@ -6,14 +6,27 @@
 
 #include <optional>
 #include <string>
+#include <vector>
+
+/// What the program is asked to do.
+enum class Action {
+  kEncode,
+  kShowInfo,
+  kMakePreset,  ///< file the settings, without input and output
+};
 
 struct Options {
+  Action action = Action::kEncode;
   std::string input;                        ///< "-" is standard input; empty with a test signal
   std::string output;                       ///< "-" is standard output
   std::optional<double> testSignalSeconds;  ///< a built-in signal of this length in place of the input
   FormatWishes wishes;
-  double framesPerSecond = 30.0;  ///< at least 1
-  std::string module;             ///< empty: the one beside the program
+  double framesPerSecond = 30.0;         ///< at least 1
+  std::string module;                    ///< the one beside the program unless told otherwise
+  std::string preset;                    ///< file to take settings from; empty: none
+  std::vector<std::string> assignments;  ///< what settings are to be, as in "SampleRate=48000"
+  std::string savePreset;                ///< file to put the settings into; empty: none
+  bool json = false;
   bool force = false;
   bool allowTruncated = false;
   bool quiet = false;

@@ -30,6 +30,8 @@ std::size_t SequenceLength(std::string_view text) {
   return isInvalid ? 0 : length;
 }
 
+}  // namespace
+
 bool IsUtf8(std::string_view text) {
   while (!text.empty()) {
     const std::size_t length = SequenceLength(text);
@@ -40,8 +42,6 @@ bool IsUtf8(std::string_view text) {
   }
   return true;
 }
-
-}  // namespace
 
 std::string ToUtf8(std::string_view text) {
   if (IsUtf8(text)) {

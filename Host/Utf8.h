@@ -9,3 +9,6 @@
 ///     ToUtf8("Caf\xC3\xA9") == "Caf\xC3\xA9"
 ///     ToUtf8("Caf\xE9") == "Caf\xC3\xA9"
 std::string ToUtf8(std::string_view text);
+
+/// Whether all of `text` is UTF-8, without surrogates and overlong forms.
+bool IsUtf8(std::string_view text);
