@@ -18,8 +18,8 @@ nlohmann::ordered_json ValueJson(ISetting& setting);
 /// value makes it specified.
 void SetValueJson(ISetting& setting, const nlohmann::ordered_json& value);
 
-/// The same from the command line: an empty text makes an optional setting unspecified, and a setting that is not active
-/// takes nothing.
+/// The same from the command line: an empty text makes an optional setting unspecified, and a setting that is not
+/// active takes nothing.
 void SetValueOrUnspecify(ISetting& setting, const std::string& text);
 
 /// A four-character code as people write it, "LPCM"; in hexadecimal where it has other than printable characters.

@@ -46,7 +46,7 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   IPacket* get(unsigned long index) const override {
     return index < size() ? m_packets[m_first + index].get() : nullptr;
   }
-  IPacket* remove(unsigned long index) override { return index < size() ? Take(index) : nullptr; }
+  IPacket* remove(unsigned long index) override { return index < size() ? take(index) : nullptr; }
   void append(IPacket* packet) override {
     if (packet != nullptr) {
       m_packets.emplace_back().reset(packet);
@@ -67,7 +67,7 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   void setDesc(const char* text);
 
  private:
-  IPacket* Take(unsigned long index);
+  IPacket* take(unsigned long index);
 
   unsigned int m_track = 0;
   unsigned long long m_time = 0;

@@ -23,10 +23,10 @@ class PacketBytes {
   explicit PacketBytes(std::size_t size)
       : m_bytes(size == 0 ? nullptr : std::make_unique_for_overwrite<unsigned char[]>(size)), m_size(size) {}
 
-  /// A copy of the `size` bytes at `source`, which may be null when `size` is 0. Throws std::bad_alloc.
-  PacketBytes(const void* source, std::size_t size) : PacketBytes(size) {
-    if (size != 0) {
-      std::memcpy(m_bytes.get(), source, size);
+  /// A copy of the `size` bytes at `source`; no bytes when it is null. Throws std::bad_alloc.
+  PacketBytes(const void* source, std::size_t size) : PacketBytes(source == nullptr ? 0 : size) {
+    if (m_size != 0) {
+      std::memcpy(m_bytes.get(), source, m_size);
     }
   }
 
@@ -35,7 +35,7 @@ class PacketBytes {
     return text == nullptr ? PacketBytes() : PacketBytes(text, std::strlen(text));
   }
 
-  /// Keeps the first `size` bytes; nothing when there are no more than that.
+  /// Drops all but the first `size` bytes, if there are more. The memory stays.
   void truncate(std::size_t size) {
     if (size < m_size) {
       m_size = size;

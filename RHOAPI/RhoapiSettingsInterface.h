@@ -10,7 +10,8 @@
 /// Rules for all of them:
 /// - Texts go in and come out as NUL-terminated byte strings. A setter copies; a getter's pointer belongs to the
 /// setting
-///   and stays valid until that text is set again or the setting ends. A null text counts as the empty one.
+///   and stays valid until that text is set again or the setting ends. A null text counts as the empty one, unless an
+///   operation says otherwise.
 /// - Flags are unsigned integers, 0 for no and anything else for yes, kept exactly as given.
 /// - No operation reports an error: what a setting cannot take leaves it unchanged, and the caller learns so by reading
 ///   back. Only memory running out throws (std::bad_alloc).
@@ -122,7 +123,7 @@ class IEnumSetting : public ISetting {
   virtual unsigned int GetNumberOfAllowableValues() const = 0;
   /// Text of the entry at `index`; empty when there is none.
   virtual const char* GetAllowableValue(unsigned int index) const = 0;
-  /// Index of the first entry with exactly this text, or -1.
+  /// Index of the first entry with exactly this text, or -1; -1 for null.
   virtual int FindIndexOf(const char* text) = 0;
 };
 
@@ -182,7 +183,7 @@ class IUnsignedIntArraySetting : public ISetting {
 class IByteArraySetting : public ISetting {
  public:
   virtual unsigned int GetDataSize() const = 0;
-  /// The first byte; null when there are none. Valid until the next SetData.
+  /// The first byte, not to be read when there are none. Valid until the next SetData.
   virtual const unsigned char* GetData() const = 0;
   /// Takes a copy of the `size` bytes at `data`, which may be null when `size` is 0.
   virtual void SetData(const unsigned char* data, unsigned int size) = 0;

@@ -38,7 +38,7 @@ UnsignedIntArraySetting::UnsignedIntArraySetting() : UnsignedIntArraySetting("",
 UnsignedIntArraySetting::UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count,
                                                  unsigned int* values, const char** valueLabels, unsigned int min,
                                                  unsigned int max)
-    : TAlwaysActiveSetting(label, presetLabel, 8, 0), m_values(count), m_min(min), m_max(max) {
+    : TAlwaysActiveSetting(label, presetLabel, 8, 0), m_values(values == nullptr ? 0 : count), m_min(min), m_max(max) {
   UnsignedIntArraySetting::SetValues(values, count);
   if (valueLabels != nullptr) {
     std::transform(valueLabels, valueLabels + count, std::back_inserter(m_valueLabels), TextOrEmpty);

@@ -116,7 +116,7 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
     : public TAlwaysActiveSetting<UnsignedIntArraySetting, IUnsignedIntArraySetting, kSettingTypeUnsignedIntArray> {
  public:
   UnsignedIntArraySetting();
-  /// Copies the `count` numbers at `values` (zeros where that is null) and, unless `valueLabels` is null, as many
+  /// Copies the `count` numbers at `values` (none where that is null) and, unless `valueLabels` is null, as many
   /// labels.
   UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count, unsigned int* values,
                           const char** valueLabels, unsigned int min, unsigned int max);

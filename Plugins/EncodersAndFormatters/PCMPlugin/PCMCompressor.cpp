@@ -160,6 +160,8 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     return kRhoStatusSuccess;
   }
   const unsigned int size = in->dataSize - in->dataSize % m_bytesPerSampleFrame;
+  // The common call, which fills no packet, is one copy. A buffer without room, because its packet is done or could not
+  // be emitted, goes the long way.
   if (size != 0 && size < m_frameBuffer.size() - m_bufferedBytes) {
     std::memcpy(m_frameBuffer.data() + m_bufferedBytes, in->data, size);
     m_bufferedBytes += size;

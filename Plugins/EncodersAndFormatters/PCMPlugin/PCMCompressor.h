@@ -74,8 +74,8 @@ class CPCMCompressor : public CAAudioCompressor {
   UnsignedIntSetting m_sampleRate;
   StringEnumSetting m_channels;
   bool m_endOfStream = false;
-  /// The next packet's payload while it fills; empty until its first byte arrives. A full one moves into its packet, so
-  /// that samples are copied once.
+  /// The next packet's payload while it fills. Made by CompressFrameBegin, moved into the packet when full, so that
+  /// samples are copied once, and made again when more of them arrive.
   PacketBytes m_frameBuffer;
   unsigned int m_bytesPerPacket = 0;
   unsigned int m_bytesPerSampleFrame = 0;  ///< 0 until a run has begun
