@@ -47,8 +47,9 @@ InputBytes::InputBytes(const std::string& path)
 
 InputBytes::~InputBytes() { close(m_descriptor); }
 
-std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t size) {
+std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wanted) {
   auto* bytes = static_cast<unsigned char*>(to);
+  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, m_length - std::min(m_length, position)));
   if (m_isStream && m_keeping && position < kMostKept) {
     KeepUpTo(position + std::min<std::uint64_t>(size, kMostKept - position));
   }
@@ -61,7 +62,7 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t siz
     done += m_isStream ? ReadStream(position + done, bytes + done, size - done)
                        : ReadFile(position + done, bytes + done, size - done);
   }
-  m_cameShort = done < size;
+  m_cameShort = done < wanted;
   return done;
 }
 

@@ -7,6 +7,7 @@
 /// opens it and can be read in any order; what is asked for far ahead of them counts as lying behind the end, so that
 /// nobody waits for the end of a stream to look for chunks there.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -37,9 +38,12 @@ class InputBytes {
 
   int Descriptor() const { return m_descriptor; }
 
-  /// Reads up to `size` bytes at `position` and returns how many there are: fewer only at the end. Throws Failure for
+  /// Makes `length` the end, where it lies before the present one: nothing behind it is read.
+  void EndAt(std::uint64_t length) { m_length = std::min(m_length, length); }
+
+  /// Reads up to `wanted` bytes at `position` and returns how many there are: fewer only at the end. Throws Failure for
   /// an error of the system and for a position that a stream has passed.
-  std::size_t ReadAt(std::uint64_t position, void* to, std::size_t size);
+  std::size_t ReadAt(std::uint64_t position, void* to, std::size_t wanted);
 
   /// True when the last read came short because the bytes were at an end.
   bool CameShort() const { return m_cameShort; }

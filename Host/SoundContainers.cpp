@@ -150,6 +150,7 @@ std::optional<SampleData> FindInChunks(InputBytes& bytes, const ChunkGrammar& gr
     found.size = PromisedSize(chunk, grammar, head, size64, bytes);
     found.isLittleEndianWav = grammar.firstChunk == kWavFirstChunk && !grammar.isBigEndian;
     found.isCaf = grammar.magic == "caff";
+    found.isW64 = grammar.magic == "riff";
     if (found.isCaf) {
       SkipPreamble(found, kCafEditCount);
     } else if (grammar.dataName == kAiffData) {

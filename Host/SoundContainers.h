@@ -22,6 +22,7 @@ struct SampleData {
 
   bool isLittleEndianWav = false;  ///< RIFF, RF64 or BW64
   bool isCaf = false;
+  bool isW64 = false;
 };
 
 /// Looks for the samples; none in other formats, and where the chunks end before there are any. Throws Failure like

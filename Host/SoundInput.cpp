@@ -144,6 +144,10 @@ void SoundInput::Decoder::PrepareBytes() {
   }
   const std::uint64_t available =
       bytes.IsStream() ? InputBytes::kEndless / 2 : bytes.Length() - std::min(bytes.Length(), m_data->start);
+  if (m_data->isW64 && m_data->size) {
+    // libsndfile takes all that follows for samples.
+    bytes.EndAt(m_data->start + *m_data->size);
+  }
   if (!m_data->size && m_data->isLittleEndianWav) {
     SetWavSize(bytes, *m_data, available);
   } else if (!m_data->size && m_data->isCaf) {

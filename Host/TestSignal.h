@@ -22,8 +22,8 @@ class TestSignal {
  private:
   /// A sine whose pitch rises by the same factor from each sample to the next.
   struct Sweep {
-    double step;  ///< cycles per sample
-    double growth;
+    double step = 0;  ///< cycles per sample
+    double growth = 1;
     double phase = 0;  ///< cycles, 0 to 1
   };
 
