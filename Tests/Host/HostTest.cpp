@@ -1,13 +1,13 @@
 #include "Tests/Host/HostTest.h"
 
 #include <spawn.h>
-#include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -51,7 +51,7 @@ Outcome HostTest::RunHost(const std::string& command) const {
 }
 
 void HostTest::MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
-                         unsigned frames) const {
+                         std::size_t frames) const {
   std::ostringstream make;
   make << "sox -R -r " << rate << " -n -c " << channels << " -e signed -b 32 ../base.wav synth " << frames << "s";
   for (unsigned channel = 1; channel <= channels; ++channel) {
@@ -108,7 +108,7 @@ void HostTest::ExpectJudgesAgree(const std::string& file, const Expected& expect
   if (!expected.isStream || probe.duration >= 0) {
     EXPECT_EQ(probe.duration, frames);
   }
-  const auto framesPerPacket = static_cast<std::size_t>(expected.rate / expected.framesPerSecond + 0.5);
+  const auto framesPerPacket = static_cast<std::size_t>(std::lround(expected.rate / expected.framesPerSecond));
   std::size_t seen = 0;
   for (const Probe::Packet& packet : probe.packets) {
     const std::size_t inPacket = std::min(framesPerPacket, frames - seen);

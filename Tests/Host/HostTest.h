@@ -41,10 +41,11 @@ struct Probe {
 };
 
 class HostTest : public testing::Test {
- protected:
+ public:
   HostTest();
   ~HostTest() override;
 
+ protected:
   /// Starts a shell command in the folder, without input. Programs of the build are found by name.
   pid_t Start(const std::string& command) const;
   Outcome Wait(pid_t process) const;
@@ -55,8 +56,8 @@ class HostTest : public testing::Test {
   /// Makes a sound file: a tone of its own in each channel, 32 bits, written by "sox OPTIONS FILE" or "ffmpeg OPTIONS
   /// FILE" as `tool` begins.
   void MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
-                 unsigned frames = kFrames) const;
-  static constexpr unsigned kFrames = 20011;
+                 std::size_t frames = kFrames) const;
+  static constexpr std::size_t kFrames = 20011;
 
   /// The samples of a file as ffmpeg decodes them, left-justified in 32 bits.
   std::vector<std::int32_t> Decode(const std::string& file, const std::string& options = "") const;
