@@ -151,7 +151,7 @@ TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
   EXPECT_EQ(json::parse(Read("changed"))["settings"]["All/Inner/Note"], json({{"hex", "436166e9"}}));
   EXPECT_EQ(Described("--preset changed --set Level=6").at("All/Level")["value"], 6) << "the command line counts more";
 
-  const auto before = Contents();
+  const auto before = Listing();
   const json good = json::parse(Read("first"));
   for (const auto& [pointer, value, says] : std::vector<std::tuple<const char*, json, const char*>>{
            {"/settings/All~1Level", 5, "\"All/Level\": Level: allowed are -6, 0 and 6, not 5"},
@@ -176,7 +176,7 @@ TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
   EXPECT_EQ(RunHost("rhohost --save-preset first --module " ALL_SETTINGS).code, 1)
       << "it exists, and there is no --force";
   EXPECT_EQ(RunHost("rhohost --save-preset none/x --module " ALL_SETTINGS).code, 1);
-  EXPECT_TRUE(Contents() == before) << "written whole or not at all";
+  EXPECT_EQ(Listing(), before) << "written whole or not at all";
 }
 
 TEST_F(SettingsTest, DecideTheFormatOfTheOutput) {
