@@ -13,7 +13,6 @@
 #include <absl/strings/str_replace.h>
 #include <absl/strings/str_split.h>
 #include <benchmark/benchmark.h>
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/algorithm/string/split.hpp>
 
@@ -101,7 +100,8 @@ void RegisterTokenize() {
     Register(work + "/absl", [text] { return std::list<std::string>(absl::StrSplit(text, ' ', absl::SkipEmpty())); });
     Register(work + "/boost", [text] {
       std::list<std::string> out;
-      boost::split(out, text, boost::is_any_of(" \""), boost::token_compress_on);
+      boost::split(
+          out, text, [](char c) { return c == ' ' || c == '"'; }, boost::token_compress_on);
       return out;
     });
   }
