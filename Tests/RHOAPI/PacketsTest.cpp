@@ -1,0 +1,82 @@
+#include "RHOAPI/RHOAPIPacket.h"
+#include "RHOAPI/RHOAPIPacketBundle.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+#include "Tests/Support/Slots.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
+static std::string Answers(const IPacket* packet) { return ReadSlots(packet, 0, "uuqqqb.b."); }
+
+TEST(Packets, SayWhatTheyHoldAndHandItToTheirCopies) {
+  auto* const packet = new TRHOAPIPacket(IPacket::kPacketTypeLinearPCM, nullptr, "");
+  EXPECT_EQ(Answers(packet), " 24 0 0 1000 0 null null");
+  packet->m_track = 1;
+  packet->m_time = 1ULL << 40;
+  packet->m_timeBase = 2;
+  packet->m_duration = 3;
+  packet->setDesc("abc");
+  packet->setData("data");
+  auto* const clone = CallSlot<IPacket*>(packet, 9);
+  packet->setData(nullptr);
+  EXPECT_EQ(Answers(packet), " 24 1 1099511627776 2 3 abc null");
+  CallSlot(packet, 10);
+  EXPECT_EQ(Answers(clone), " 24 1 1099511627776 2 3 abc data");
+  CallSlot(clone, 12);
+  EXPECT_EQ(Answers(OwnedPacket(new TRHOAPIPacket(nullptr)).get()), " 0 0 0 1000 0 null null");
+}
+
+RC_GTEST_PROP(PacketBundle, IsAListThatOwnsItsPackets, (const std::vector<std::pair<unsigned char, int>>& steps)) {
+  OwnedPacket bundle(new TPacketBundle("desc"));
+  std::vector<std::string> expected;
+  const auto payload = [](const IPacket* packet) { return packet == nullptr ? "none" : ReadSlots(packet, 7, "b"); };
+  for (const auto& [step, number] : steps) {
+    const auto index = step / 8 % (expected.size() + 1);
+    const auto there = index < expected.size() ? expected[index] : "none";
+    OwnedPacket packet(new TRHOAPIPacket(IPacket::kPacketTypeLinearPCM, nullptr, std::to_string(number).c_str()));
+    const auto given = payload(packet.get());
+    if (step % 8 < 2) {
+      packet.reset(CallSlot<IPacket*>(bundle.get(), 16, index));
+      RC_ASSERT(payload(packet.get()) == there);
+      expected.erase(expected.begin() + static_cast<long>(index),
+                     expected.begin() + static_cast<long>(index + (there == "none" ? 0 : 1)));
+    } else if (step % 8 == 2) {
+      RC_ASSERT(CallSlot<IPacket*>(bundle.get(), 18, index, nullptr) == nullptr);
+      const OwnedPacket taken(CallSlot<IPacket*>(bundle.get(), 18, index, packet.get()));
+      RC_ASSERT(payload(taken.get()) == there);
+      if (taken != nullptr) {
+        expected[index] = payload(packet.release());
+      }
+    } else if (step % 8 == 3) {
+      OwnedPacket clone(CallSlot<IPacket*>(bundle.get(), 9));
+      CallSlot(bundle.get(), 13);
+      RC_ASSERT(Answers(bundle.get()) + ReadSlots(bundle.get(), 14, "q") == " 28 0 0 1000 0 desc null 0");
+      bundle = std::move(clone);
+    } else {
+      CallSlot(bundle.get(), 17, nullptr);
+      CallSlot(bundle.get(), 17, packet.release());
+      expected.push_back(given);
+    }
+    RC_ASSERT(CallSlot<unsigned long>(bundle.get(), 14) == expected.size());
+    for (unsigned long place = 0; place <= expected.size(); ++place) {
+      RC_ASSERT(payload(CallSlot<IPacket*>(bundle.get(), 15, place)) ==
+                (place < expected.size() ? expected[place] : "none"));
+    }
+  }
+}
+
+TEST(AddIfNotAlreadyThere, AddsWhatIsNew) {
+  std::vector<int> list;
+  for (const int value : {24, 28, 24, 28, 5, 28}) {
+    add_if_not_already_there(list, value);
+  }
+  EXPECT_EQ(list, (std::vector<int>{24, 28, 5}));
+}
+
+TEST(PluginProperties, AnswerInSlotOrder) {
+  const PluginProperties standard;
+  EXPECT_EQ(ReadSlots(&standard, 2, "uuuu"), " 0 1 1 1");
+  auto* const copy = PluginProperties(1, 2, 3, 4).CreateCopy();
+  EXPECT_EQ(ReadSlots(copy, 2, "uuuu"), " 1 2 3 4");
+  CallSlot(copy, 1);
+}

@@ -1,0 +1,48 @@
+#include "Toolbox/KelUtils/AudioBuffers.h"
+
+#include "RHOAPI/RHOAPIPacket.h"
+#include "Tests/Support/Slots.h"
+
+#include <gtest/gtest.h>
+#include <array>
+
+TEST(AudioBuffers, KnowTheSizeOfEveryFormat) {
+  std::string sizes = std::to_string(BytesPerSample(static_cast<EAudioFormatType>(~0U)));
+  for (unsigned format = 0; format < 14; ++format) {
+    sizes += std::to_string(BytesPerSample(static_cast<EAudioFormatType>(format)));
+  }
+  EXPECT_EQ(sizes, "012234412234400");
+}
+
+TEST(AudioBuffers, PadBehindTheHeldSamplesAndNowhereElse) {
+  constexpr std::array<unsigned, 6> kCases[] = {{2, 2, 10, 64, 40, 40},
+                                                {2, 2, 10, 40, 40, 64},
+                                                {2, 2, 10, 39, 40, 64},
+                                                {2, 1, 31, 63, 62, 62},
+                                                {3, 2, 100, 64, 600, 64},
+                                                {12, 2, 10, 64, 0, 64},
+                                                {4, 1U << 15, 1U << 15, 64, 0, 64},
+                                                {3, ~0U, ~0U, 64, 3, 64}};
+  for (const auto& [format, channels, samples, size, frameSize, kept] : kCases) {
+    std::string bytes(64, 'x');
+    KelAudio_t audio{0, 0, 0, static_cast<EAudioFormatType>(format), channels, 0, samples, size, 0, nullptr, 0};
+    KelPadAudioBufferWithSilence(audio);
+    audio.data = reinterpret_cast<unsigned char*>(bytes.data());
+    KelPadAudioBufferWithSilence(audio);
+    const std::string expected = std::string(kept, 'x') + std::string(kept < size ? size - kept : 0, '\0');
+    EXPECT_EQ(bytes, expected + std::string(64 - expected.size(), 'x')) << format << ' ' << samples << ' ' << size;
+    EXPECT_EQ(CalcFrameSize(audio), frameSize);
+  }
+}
+
+TEST(EncodedAudio, GathersPacketsInOneBundle) {
+  KelEncAudio_t audio{};
+  const unsigned char bytes[] = {'a', 0, 'c'};
+  audio.addDataPacket(IPacket::kPacketTypeLinearPCM, nullptr, 0);
+  EXPECT_EQ(audio.packets->get(1), nullptr);
+  const TRHOAPIPacket* const second = audio.addDataPacket(IPacket::kPacketTypeNone, bytes, 3);
+  EXPECT_EQ(audio.packets->get(1), second);
+  EXPECT_EQ(ReadSlots(audio.packets->get(0), 0, "uuqqqb.b."), " 24 0 0 1000 0 null null");
+  EXPECT_EQ(ReadSlots(second, 0, "uuqqqb.b."), std::string(" 0 0 0 1000 0 null a\0c", 22));
+  CallSlot(audio.packets, 12);
+}
