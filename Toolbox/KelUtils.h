@@ -4,3 +4,8 @@
 
 #include "Toolbox/KelUtils/AudioBuffers.h"  // IWYU pragma: export
 #include "Toolbox/KelUtils/ChannelModes.h"  // IWYU pragma: export
+#include "Toolbox/KelUtils/Checksums.h"     // IWYU pragma: export
+#include "Toolbox/KelUtils/ColorFormats.h"  // IWYU pragma: export
+#include "Toolbox/KelUtils/Images.h"        // IWYU pragma: export
+#include "Toolbox/KelUtils/RawDumps.h"      // IWYU pragma: export
+#include "Toolbox/KelUtils/RowPacking.h"    // IWYU pragma: export
