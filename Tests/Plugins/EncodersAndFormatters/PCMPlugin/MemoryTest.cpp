@@ -1,0 +1,151 @@
+#include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <array>
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+// What this program's operator new and delete have done and shall do. The module allocates through them.
+namespace {
+
+long live = 0;          // blocks not freed yet
+long made = 0;          // blocks ever made
+long failing = -1;      // when it counts down to 0, an allocation fails
+bool failRest = false;  // and those behind it too
+bool share = false;     // blocks of this size are one and the same, so that a test can have more than the machine
+constexpr std::size_t kSharedSize = 1 << 20;
+alignas(64) unsigned char shared[kSharedSize];
+
+void* Allocate(std::size_t size) {
+  if (failing == 0 || (failing > 0 && --failing == 0)) {
+    failing = failRest ? 0 : -2;
+    throw std::bad_alloc();
+  }
+  ++made;
+  ++live;
+  return share && size == kSharedSize ? shared : std::malloc(size);
+}
+
+void Free(void* block) {
+  live -= block != nullptr ? 1 : 0;
+  std::free(block == shared ? nullptr : block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void operator delete(void* block) noexcept { Free(block); }
+void operator delete[](void* block) noexcept { Free(block); }
+void operator delete(void* block, std::size_t /*size*/) noexcept { Free(block); }
+void operator delete[](void* block, std::size_t /*size*/) noexcept { Free(block); }
+
+namespace {
+
+// Runs `action` with the n-th allocation failing, for every n, alone and with all behind it.
+void ExpectNoLeak(const char* name, const std::function<void()>& action) {
+  for (const bool rest : {false, true}) {
+    long n = 0;
+    do {
+      const long before = live;
+      failRest = rest;
+      failing = ++n;
+      action();
+      EXPECT_EQ(live, before) << name << ", allocation " << n << (rest ? " and all behind it" : "");
+    } while (std::exchange(failing, -1) <= 0);
+    EXPECT_GT(n, 1) << name;
+  }
+}
+
+struct Encoding {
+  IAudioCompressor* codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
+  std::array<unsigned char, 8000> bytes{};
+  KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, sizeof bytes, 0, bytes.data(), 0};
+  KelEncAudio_t out{};
+  Encoding() { out.sampleRate = 44100; }
+  ~Encoding() {
+    if (codec != nullptr) {
+      codec->Release();
+    }
+    if (out.packets != nullptr) {
+      out.packets->destroy();
+    }
+  }
+};
+
+TEST(Memory, RunsOutAnywhereWithoutALeak) {
+  ExpectNoLeak("CreateAudioCompressor", [] { Encoding(); });
+  Encoding source;
+  source.codec->CompressFrameBegin(nullptr);
+  source.codec->CompressFrame(&source.in, &source.out);
+  ExpectNoLeak("CreateCopy", [&] {
+    if (IAudioCompressor* const copy = source.codec->CreateCopy()) {
+      copy->Release();
+    }
+  });
+  ExpectNoLeak("a run", [] {
+    Encoding run;
+    if (run.codec == nullptr) {
+      return;
+    }
+    const unsigned begun = run.codec->CompressFrameBegin(nullptr);
+    for (KelAudio_t* in : {&run.in, &run.in, static_cast<KelAudio_t*>(nullptr)}) {
+      try {
+        EXPECT_EQ(run.codec->CompressFrame(in, &run.out), begun == 0 ? 0 : 0x80010002);
+      } catch (const std::bad_alloc&) {
+        EXPECT_EQ(begun, 0U);
+      }
+    }
+    for (unsigned long index = 0; run.out.packets != nullptr && index < run.out.packets->size(); ++index) {
+      EXPECT_EQ(run.out.packets->get(index)->getTime(), index * 1470);
+    }
+  });
+}
+
+TEST(Memory, IsTakenForPacketsAlone) {
+  Encoding run;
+  run.codec->CompressFrameBegin(nullptr);
+  long before = 0;
+  for (int call = 0; call < 1000; ++call) {
+    before = call == 10 ? made : before;
+    run.in.dataSize = 1470;
+    run.codec->CompressFrame(&run.in, &run.out);
+    if (run.out.packets != nullptr) {
+      run.out.packets->clear();
+    }
+  }
+  EXPECT_LE(made - before, 2 * 990 / 4 + 2) << "an object and a payload each";
+}
+
+TEST(Memory, ReachesSampleTimesBeyond32BitsInAFewCalls) {
+  constexpr unsigned kMost = 0xFFFFFFFF;
+  void* const zeros = mmap(nullptr, kMost, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(zeros, MAP_FAILED);
+  Encoding run;
+  run.codec->GetSampleSizeSetting()->SetValue(8);
+  run.codec->GetSampleRateSetting()->SetValue(kSharedSize);
+  run.codec->GetChannelModeSetting()->SetValue("Mono");
+  run.codec->SetFrameRateHint(1);
+  run.codec->CompressFrameBegin(nullptr);
+  run.in.data = static_cast<unsigned char*>(zeros);
+  run.in.dataSize = kMost;
+  share = true;
+  run.codec->CompressFrame(&run.in, &run.out);
+  EXPECT_EQ(run.out.sampleCount, kMost - kSharedSize + 1);
+  EXPECT_EQ(run.out.packets->size(), 4095U);
+  run.in.dataSize = 1;
+  run.codec->CompressFrame(&run.in, &run.out);
+  run.codec->CompressFrame(&run.in, &run.out);
+  EXPECT_EQ(run.out.time, 1ULL << 32);
+  run.codec->CompressFrame(nullptr, &run.out);
+  EXPECT_EQ(run.out.packets->get(4096)->getTime(), 1ULL << 32);
+  EXPECT_EQ(run.out.packets->get(4096)->getDataSize(), 1U);
+  run.out.packets->clear();
+  share = false;
+  munmap(zeros, kMost);
+}
+
+}  // namespace

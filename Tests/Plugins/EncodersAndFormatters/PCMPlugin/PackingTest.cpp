@@ -1,0 +1,132 @@
+#include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+#include "RHOAPI/RhoapiSettings.h"
+#include "Tests/Support/Slots.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+#include <array>
+#include <cmath>
+#include <random>
+
+namespace {
+
+constexpr unsigned kRefused = 0x80010002;
+constexpr unsigned kOutputRate = 48000;
+
+// The slow, obvious packer: byte by byte. Packets and answers are written as text.
+struct Packer {
+  unsigned rate = 44100, bits = 16, channels = 2;
+  double hint = 30.0;
+  std::size_t frameBytes = 0, packetBytes = 0;
+  unsigned long long emitted = 0;
+  bool ended = false;
+  std::string held;
+  std::vector<std::string> packets;
+
+  unsigned Begin() {
+    const double frames = std::round(rate / hint);
+    const unsigned bytes = bits / 8 * channels;
+    if (!(hint > 0) || !(frames >= 1) || bytes == 0 || !(frames * bytes < 4294967296.0)) {
+      return kRefused;
+    }
+    frameBytes = bytes;
+    packetBytes = static_cast<std::size_t>(frames) * bytes;
+    emitted = 0;
+    held.clear();
+    return 0;
+  }
+
+  // Status, and what the output record then says.
+  std::string Frame(const std::string* in, const std::string& before) {
+    if (ended || frameBytes == 0) {
+      return (ended ? "0" : std::to_string(kRefused)) + before;
+    }
+    const auto first = emitted;
+    const auto emit = [this] {
+      packets.push_back(" 24 0 " + std::to_string(emitted) + ' ' + std::to_string(kOutputRate) + " 0 null " + held);
+      emitted += held.size() / frameBytes;
+      held.clear();
+    };
+    for (std::size_t index = 0; in != nullptr && index < in->size() - in->size() % frameBytes; ++index) {
+      held += (*in)[index];
+      if (held.size() == packetBytes) {
+        emit();
+      }
+    }
+    if (in == nullptr && !held.empty()) {
+      emit();
+    }
+    ended = in == nullptr;
+    const auto count = std::to_string(emitted - first);
+    return "0 " + std::to_string(first) + ' ' + std::to_string(kOutputRate) + ' ' + count + ' ' + count;
+  }
+};
+
+std::string Describe(const KelAudio_t& out) {
+  return ' ' + std::to_string(out.time) + ' ' + std::to_string(out.timeScale) + ' ' + std::to_string(out.duration) +
+         ' ' + std::to_string(out.sampleCount);
+}
+
+enum Step { kSet, kBegin, kFrame, kFlush, kEnd, kCopy, kRefusal };
+
+RC_GTEST_PROP(Packing, IsThatOfASlowPackerHoweverTheInputIsSplit, ()) {
+  const auto steps = *rc::gen::container<std::vector<std::pair<Step, unsigned>>>(
+      rc::gen::pair(rc::gen::weightedElement<Step>(
+                        {{3, kSet}, {3, kBegin}, {12, kFrame}, {2, kFlush}, {3, kEnd}, {2, kCopy}, {1, kRefusal}}),
+                    rc::gen::inRange(0U, 20000U)));
+  Packer expected;
+  std::minstd_rand random;
+  IAudioCompressor* codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
+  KelEncAudio_t out{};
+  for (const auto& [step, number] : steps) {
+    out.sampleRate = kOutputRate;
+    if (step == kSet) {
+      expected.rate = (std::array{0U, 8000U, 44100U, 96000U, 8000U})[number % 5];
+      expected.bits = (std::array{7U, 16U, 20U, 24U})[number / 5 % 4];
+      expected.channels = (std::array{1U, 2U, 6U, 8U})[number / 20 % 4];
+      expected.hint = (std::array{30.0, 29.97, 3200.0, 2000.0, 16000.0, 16001.0, 1e-300, 0.0, -30.0, HUGE_VAL,
+                                  std::nan("")})[number / 80 % 11];
+      CallSlot(codec->GetSampleRateSetting(), 22, expected.rate);
+      CallSlot(codec->GetSampleSizeSetting(), 22, expected.bits);
+      static_cast<StringEnumSetting*>(codec->GetChannelModeSetting())->SetValue(static_cast<int>(expected.channels));
+      CallSlot(codec, 6, expected.hint);
+    } else if (step == kBegin) {
+      RC_ASSERT(CallSlot<unsigned>(codec, 10, nullptr) == expected.Begin());
+    } else if (step == kFrame || step == kFlush) {
+      std::string bytes(number, '\0');
+      std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+      KelAudio_t in{};
+      in.dataSize = number;
+      in.data = reinterpret_cast<unsigned char*>(bytes.data());
+      const auto before = Describe(out);
+      const auto status = CallSlot<unsigned>(codec, 11, step == kFlush ? nullptr : &in, &out);
+      RC_ASSERT(std::to_string(status) + Describe(out) == expected.Frame(step == kFlush ? nullptr : &bytes, before));
+    } else if (step == kEnd) {
+      RC_ASSERT(CallSlot<unsigned>(codec, 12) == 0U);
+      expected.ended = false;
+    } else if (step == kCopy) {
+      auto* const copy = CallSlot<IAudioCompressor*>(codec, 13);
+      CallSlot(codec, 14);
+      codec = copy;
+    } else {
+      KelAudio_t in{};
+      in.dataSize = number + 1;
+      const unsigned status = expected.ended ? 0 : kRefused;
+      RC_ASSERT(CallSlot<unsigned>(codec, 11, &in, &out) == status && codec->CompressFrame(nullptr, nullptr) == status);
+      out.sampleRate = 0;
+      RC_ASSERT(CallSlot<unsigned>(codec, 11, nullptr, &out) == status);
+    }
+  }
+  for (std::size_t index = 0; index < expected.packets.size(); ++index) {
+    RC_ASSERT(out.packets != nullptr && index < out.packets->size());
+    RC_ASSERT(ReadSlots(out.packets->get(index), 0, "uuqqqb.b.") == expected.packets[index]);
+  }
+  RC_ASSERT(out.packets == nullptr || out.packets->size() == expected.packets.size());
+  codec->Release();
+  if (out.packets != nullptr) {
+    out.packets->destroy();
+  }
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+#include "RHOAPI/RhoapiSettings.h"
+#include "Tests/Support/Slots.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+namespace {
+
+template <class Setting, class Value>
+void ExpectTheRulesOfNumbers(const char* kinds) {
+  Value allowable[] = {16, 24};
+  Setting setting("", "", 20, 8, 32, 2, allowable);
+  setting.SetLowLabel("low");
+  setting.SetHighLabel("high");
+  EXPECT_EQ(ReadSlots(&setting, 19, kinds), " low high 20 8 32 2");
+  const auto value = [&] { return CallSlot<Value>(&setting, 21); };
+  const auto takes = [&](Value number) { return CallSlot(&setting, 22, number), value() == number; };
+  EXPECT_TRUE(takes(5)) << "unconstrained, and the range is for the host";
+  setting.SetIsValueConstrained(2);
+  EXPECT_TRUE(takes(24) && !takes(20) && value() == 24);
+  EXPECT_TRUE((CallSlot(&setting, 28, 0U), value()) == 16 && (CallSlot(&setting, 28, 2U), value()) == 16);
+  for (const auto& [index, number] : {std::pair<unsigned, Value>{0, 16}, {1, 24}, {2, 0}}) {  // there is no third
+    EXPECT_EQ(CallSlot<Value>(&setting, 26, index), number);
+    EXPECT_EQ(CallSlot<int>(&setting, 27, number), number == 0 ? -1 : static_cast<int>(index));
+  }
+  Setting copy(setting);
+  copy.ResetAllowableValues(2, nullptr);
+  copy.SetValue(24);
+  EXPECT_TRUE(copy.GetValue() == 16 && copy.GetNumberOfAllowableValues() == 0 && takes(24)) << "lists are their own";
+}
+
+TEST(NumericSettings, ApplyTheConstraintAndNeverTheRange) {
+  ExpectTheRulesOfNumbers<UnsignedIntSetting, unsigned>("ssu.uuu");
+  ExpectTheRulesOfNumbers<IntSetting, int>("ssu.uuu");
+  ExpectTheRulesOfNumbers<DoubleSetting, double>("ssd.ddu");
+}
+
+RC_GTEST_PROP(UnsignedIntSetting, KeepsItsValuesAscending, (std::vector<unsigned char> given, unsigned char added)) {
+  std::vector<unsigned> values(given.begin(), given.end());
+  UnsignedIntSetting setting("", "", 0, 0, 0, static_cast<unsigned>(values.size()), values.data());
+  setting.AddAllowableValue(added);
+  values.push_back(added);
+  std::sort(values.begin(), values.end());
+  for (unsigned index = 0; index < values.size(); ++index) {
+    RC_ASSERT(setting.GetAllowableValue(index) == values[index]);
+    RC_ASSERT(setting.FindIndexOf(values[index]) ==
+              std::find(values.begin(), values.end(), values[index]) - values.begin());
+  }
+}
+
+TEST(IntSetting, SharesTheCallersArrayWithItsCopies) {
+  int allowable[] = {9, -3, 9};
+  IntSetting setting("", "", 0, 0, 0, 3, allowable);
+  IntSetting copy(setting);
+  allowable[1] = 7;
+  EXPECT_TRUE(copy.FindIndexOf(7) == 1 && copy.FindIndexOf(9) == 0 && copy.FindIndexOf(-3) == -1);
+  copy.ResetMinMax(-5, 5);
+  copy.ResetAllowableValues(-1, allowable);
+  EXPECT_TRUE(copy.FindIndexOf(9) == -1 && copy.GetMinValue() == -5 && copy.GetMaxValue() == 5);
+}
+
+TEST(DoubleSetting, ComparesInThousandths) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  for (const auto& [value, allowable, equal] :
+       std::initializer_list<std::tuple<double, double, bool>>{{29.9704, 29.97, true},
+                                                               {29.969, 29.97, false},
+                                                               {-0.0004, 0.0004, true},
+                                                               {0.00094, -0.00104, true},
+                                                               {0.00096, 0, false},
+                                                               {-0.00106, 0, false},
+                                                               {kInfinity, 1e300, true},
+                                                               {-kInfinity, 1e300, false}}) {
+    double values[] = {allowable};
+    DoubleSetting setting("", "", 1, 0, 0, 1, values);
+    setting.SetIsValueConstrained(1);
+    setting.SetValue(value);
+    EXPECT_EQ(setting.GetValue(), equal ? value : 1) << value << " against " << allowable;
+  }
+}
+
+}  // namespace
