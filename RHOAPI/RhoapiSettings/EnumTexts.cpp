@@ -1,26 +1,21 @@
 #include "RHOAPI/RhoapiSettings/EnumTexts.h"
 
+#include "Toolbox/KelUtils/LowerByte.h"
+#include "Toolbox/KelUtils/Text.h"
+
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <string_view>
 
 namespace {
 
-// The C library's tolower is defined for what an unsigned char holds.
-char ToLower(char character) { return static_cast<char>(std::tolower(static_cast<unsigned char>(character))); }
-
-bool EqualIgnoringCase(char left, char right) { return left == right || ToLower(left) == ToLower(right); }
+bool EqualIgnoringCase(char left, char right) { return left == right || LowerByte(left) == LowerByte(right); }
 
 }  // namespace
 
-std::string to_lower_case(const std::string& text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), ToLower);
-  return lower;
-}
+std::string to_lower_case(const std::string& text) { return KelToLowerCase(text); }
 
-std::string to_lower_case(const char* text) { return to_lower_case(std::string(text == nullptr ? "" : text)); }
+std::string to_lower_case(const char* text) { return KelToLowerCase(text); }
 
 int TEnumTexts::FindExactly(const char* text) const {
   if (text == nullptr) {

@@ -1,0 +1,57 @@
+#include "Toolbox/KelUtils/FourCharacterCodes.h"
+
+#include <array>
+#include <string_view>
+
+namespace {
+
+struct NamedCodec {
+  std::string_view name;
+  unsigned int first;
+  unsigned int second;
+};
+
+constexpr std::array<NamedCodec, 2> kNamedCodecs{{
+    {"ZAVQuillVideoCodec1", 0x5A415620, 0x514C4C31},
+    {"ZAVMVC1 ", 0x4D437074, 0x56433120},
+}};
+
+unsigned int CodeAt(std::string_view text) {
+  unsigned int code = 0;
+  for (const char character : text.substr(0, 4)) {
+    code = code << 8U | static_cast<unsigned char>(character);
+  }
+  return code;
+}
+
+}  // namespace
+
+unsigned int KelCharToUInt32(unsigned char const* p) {
+  if (p == nullptr) {
+    return 0;
+  }
+  return static_cast<unsigned int>(p[0]) << 24U | static_cast<unsigned int>(p[1]) << 16U |
+         static_cast<unsigned int>(p[2]) << 8U | static_cast<unsigned int>(p[3]);
+}
+
+bool KelGetFourCCCodes(char const* name, unsigned int* first, unsigned int* second) {
+  if (name == nullptr || first == nullptr || second == nullptr) {
+    return false;
+  }
+  *first = 0;
+  *second = 0;
+  const std::string_view wanted(name);
+  for (const NamedCodec& codec : kNamedCodecs) {
+    if (codec.name == wanted) {
+      *first = codec.first;
+      *second = codec.second;
+      return true;
+    }
+  }
+  if (wanted.size() != 8) {
+    return false;
+  }
+  *first = CodeAt(wanted);
+  *second = CodeAt(wanted.substr(4));
+  return true;
+}

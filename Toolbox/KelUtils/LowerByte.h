@@ -1,0 +1,7 @@
+#pragma once
+
+#include <cctype>
+
+/// `byte` through the C library's tolower, which is defined for what an unsigned char holds and nothing else. In the C
+/// locale A to Z become a to z and every other byte stays.
+inline char LowerByte(char byte) { return static_cast<char>(std::tolower(static_cast<unsigned char>(byte))); }

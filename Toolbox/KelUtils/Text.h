@@ -1,0 +1,37 @@
+#pragma once
+
+/// Small questions and changes to whole texts. A text is a string of bytes: no encoding is known or checked, and zero
+/// bytes inside a std::string are bytes like any other. Where a text is given as a pointer, it ends at its first zero
+/// byte and null counts as empty. The only failure is std::bad_alloc.
+
+#include "RHOAPI/RHOAPIExport.h"
+
+#include <string>
+
+/// `text` with every occurrence of `what` replaced by `with`, found from the left and not overlapping; what was put in
+/// is not searched again. An empty `what` occurs nowhere. One pass, linear in the length of the text and the result.
+///   KelReplace("abab", "ab", "b") == "bb", KelReplace("aaa", "a", "aa") == "aaaaaa"
+RHOAPI_EXPORT std::string KelReplace(std::string const& text, std::string const& what, std::string const& with);
+
+/// A copy with every byte passed through the C library's tolower: in the C locale A to Z become a to z and all other
+/// bytes stay. The range begin to end is empty when `begin` is null or not before `end`.
+///   KelToLowerCase("Clip.MOV") == "clip.mov"
+RHOAPI_EXPORT std::string KelToLowerCase(char const* begin, char const* end);
+RHOAPI_EXPORT std::string KelToLowerCase(std::string const& text);
+RHOAPI_EXPORT std::string KelToLowerCase(char const* text);
+
+/// Whether `text` ends with `tail`; an empty tail ends every text. With `ignoreCase`, ASCII letters also match their
+/// other case, whatever the locale.
+///   KelStrMatchTail("Movie.MOV", ".mov", true) is true, with false it is false
+template <class TChar>
+bool KelStrMatchTail(TChar const* text, TChar const* tail, bool ignoreCase);
+template <>
+RHOAPI_EXPORT bool KelStrMatchTail<char>(char const* text, char const* tail, bool ignoreCase);
+
+/// The number that `text` begins with: white space is skipped, then an optional sign and decimal digits are read and
+/// the rest is ignored. 0 when there is no number; the nearest int when it does not fit.
+///   KelConvertToScalar<int>(" -12abc") == -12, KelConvertToScalar<int>("abc") == 0
+template <class TScalar>
+TScalar KelConvertToScalar(char const* text);
+template <>
+RHOAPI_EXPORT int KelConvertToScalar<int>(char const* text);
