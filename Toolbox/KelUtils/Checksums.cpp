@@ -1,6 +1,6 @@
 #include "Toolbox/KelUtils/Checksums.h"
 
-#include "Toolbox/KelUtils/CarrylessFold.h"
+#include "Toolbox/KelUtils/CarrylessRemainder.h"
 #include "Toolbox/KelUtils/CyclicRemainder.h"
 #include "Toolbox/KelUtils/OwnedFile.h"
 
@@ -16,16 +16,14 @@ constexpr std::uint16_t kPolynomial8 = 0xD5 << 8;
 
 template <std::uint16_t Polynomial>
 std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
-  using Remainder = CyclicRemainder<Polynomial>;
-  static constexpr FoldConstants kConstants = MakeFoldConstants(Polynomial);
-  const std::size_t blocks = size / kFoldBlock;
-  if (kFoldCarryless != nullptr && blocks >= kFoldMinimumBlocks) {
-    const auto folded = kFoldCarryless(kConstants, remainder, data, blocks);
-    remainder = Remainder::Update(0, folded.data(), folded.size());
-    data += blocks * kFoldBlock;
-    size %= kFoldBlock;
+  static constexpr CarrylessConstants kConstants = MakeCarrylessConstants(Polynomial);
+  const std::size_t blocks = size / kCarrylessBlock;
+  if (kUpdateCarryless != nullptr && blocks >= kCarrylessMinimumBlocks) {
+    remainder = kUpdateCarryless(kConstants, remainder, data, blocks);
+    data += blocks * kCarrylessBlock;
+    size %= kCarrylessBlock;
   }
-  return Remainder::Update(remainder, data, size);
+  return CyclicRemainder<Polynomial>::Update(remainder, data, size);
 }
 
 std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, std::size_t count) {

@@ -50,16 +50,20 @@ class CyclicRemainder {
   }
   static constexpr std::array<Table, kSlice> kTables = MakeTables();
 
-  // No lookup waits for another: the remainder so far is added to the first two bytes, and the byte at i has
-  // size - 1 - i bytes behind it. `size` is kSlice at most.
+  // The byte at i has size - 1 - i bytes behind it. The remainder so far is added to the first two bytes, which are
+  // looked up last: the others need not wait for it. `size` is kSlice at most.
   static std::uint16_t UpdateSlice(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
-    if (size < 2) {
-      return size == 0 ? remainder : static_cast<std::uint16_t>(remainder << 8U ^ Lookup(0, data[0] ^ remainder >> 8U));
+    if (size == 0) {
+      return remainder;
     }
-    unsigned int sum = Lookup(size - 1, data[0] ^ remainder >> 8U) ^ Lookup(size - 2, data[1] ^ remainder);
+    if (size == 1) {
+      return static_cast<std::uint16_t>(remainder << 8U ^ Lookup(0, data[0] ^ remainder >> 8U));
+    }
+    unsigned int sum = 0;
     for (std::size_t i = 2; i < size; ++i) {
       sum ^= Lookup(size - 1 - i, data[i]);
     }
+    sum ^= Lookup(size - 1, data[0] ^ remainder >> 8U) ^ Lookup(size - 2, data[1] ^ remainder);
     return static_cast<std::uint16_t>(sum);
   }
 
