@@ -2,10 +2,8 @@
 
 #include <utility>
 
-TRHOAPIPacket::TRHOAPIPacket(TPacketType type, const char* desc, const char* data) : m_type(type) {
-  setDesc(desc);
-  setData(data);
-}
+TRHOAPIPacket::TRHOAPIPacket(TPacketType type, const char* desc, const char* data)
+    : m_type(type), m_descriptor(PacketBytes::fromText(desc)), m_data(PacketBytes::fromText(data)) {}
 
 TRHOAPIPacket::TRHOAPIPacket(const IPacket* source) {
   if (source == nullptr) {

@@ -18,3 +18,16 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
 }
 
 void TPacketBundle::setDesc(const char* text) { m_descriptor = PacketBytes::fromText(text); }
+
+IPacket* TPacketBundle::Take(unsigned long index) {
+  const auto taken = m_packets.begin() + static_cast<std::ptrdiff_t>(m_first + index);
+  IPacket* const packet = taken->release();
+  if (index != 0) {
+    m_packets.erase(taken);
+  } else if (++m_first > m_packets.size() / 2) {
+    // Close the gap once it is the larger part: each packet moves at most once for every one that was taken.
+    m_packets.erase(m_packets.begin(), m_packets.begin() + static_cast<std::ptrdiff_t>(m_first));
+    m_first = 0;
+  }
+  return packet;
+}

@@ -38,30 +38,27 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   IPacket* clone() const override { return new TPacketBundle(this); }
   void destroy() override { delete this; }
 
-  void clear() override { m_packets.clear(); }
-  unsigned long size() const override { return m_packets.size(); }
+  void clear() override {
+    m_packets.clear();
+    m_first = 0;
+  }
+  unsigned long size() const override { return m_packets.size() - m_first; }
   IPacket* get(unsigned long index) const override {
-    return index < m_packets.size() ? m_packets[index].get() : nullptr;
+    return index < size() ? m_packets[m_first + index].get() : nullptr;
   }
-  IPacket* remove(unsigned long index) override {
-    if (index >= m_packets.size()) {
-      return nullptr;
-    }
-    IPacket* const packet = m_packets[index].release();
-    m_packets.erase(m_packets.begin() + static_cast<std::ptrdiff_t>(index));
-    return packet;
-  }
+  IPacket* remove(unsigned long index) override { return index < size() ? Take(index) : nullptr; }
   void append(IPacket* packet) override {
     if (packet != nullptr) {
       m_packets.emplace_back().reset(packet);
     }
   }
   IPacket* replace(unsigned long index, IPacket* packet) override {
-    if (index >= m_packets.size() || packet == nullptr) {
+    if (index >= size() || packet == nullptr) {
       return nullptr;
     }
-    IPacket* const previous = m_packets[index].release();
-    m_packets[index].reset(packet);
+    OwnedPacket& place = m_packets[m_first + index];
+    IPacket* const previous = place.release();
+    place.reset(packet);
     return previous;
   }
 
@@ -70,10 +67,14 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   void setDesc(const char* text);
 
  private:
+  IPacket* Take(unsigned long index);
+
   unsigned int m_track = 0;
   unsigned long long m_time = 0;
   unsigned long long m_timeBase = 1000;
   unsigned long long m_duration = 0;
   PacketBytes m_descriptor;
+  /// Hosts take packets from the front: those before m_first are gone, so that each costs the same however many follow.
   std::vector<OwnedPacket> m_packets;
+  std::size_t m_first = 0;
 };

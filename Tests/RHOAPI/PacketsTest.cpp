@@ -4,11 +4,9 @@
 #include "Tests/Support/Slots.h"
 
 #include <gtest/gtest.h>
-#include <list>
+#include <rapidcheck/gtest.h>
 
-namespace {
-
-std::string Answers(const IPacket* packet) { return ReadSlots(packet, 0, "uuqqqb.b."); }
+static std::string Answers(const IPacket* packet) { return ReadSlots(packet, 0, "uuqqqb.b."); }
 
 TEST(Packets, SayWhatTheyHoldAndHandItToTheirCopies) {
   auto* const packet = new TRHOAPIPacket(IPacket::kPacketTypeLinearPCM, nullptr, "");
@@ -28,43 +26,51 @@ TEST(Packets, SayWhatTheyHoldAndHandItToTheirCopies) {
   EXPECT_EQ(Answers(OwnedPacket(new TRHOAPIPacket(nullptr)).get()), " 0 0 0 1000 0 null null");
 }
 
-TEST(PacketBundle, OwnsItsPacketsUntilTheyAreTaken) {
-  auto* const bundle = new TPacketBundle("desc");
-  const auto held = [](const IPacket* holder) {
-    std::string text = ReadSlots(holder, 14, "q");
-    for (unsigned long index = 0; const auto* packet = CallSlot<IPacket*>(holder, 15, index); ++index) {
-      text += ReadSlots(packet, 7, "b");
+RC_GTEST_PROP(PacketBundle, IsAListThatOwnsItsPackets, (const std::vector<std::pair<unsigned char, int>>& steps)) {
+  OwnedPacket bundle(new TPacketBundle("desc"));
+  std::vector<std::string> expected;
+  const auto payload = [](const IPacket* packet) { return packet == nullptr ? "none" : ReadSlots(packet, 7, "b"); };
+  for (const auto& [step, number] : steps) {
+    const auto index = step / 8 % (expected.size() + 1);
+    const auto there = index < expected.size() ? expected[index] : "none";
+    OwnedPacket packet(new TRHOAPIPacket(IPacket::kPacketTypeLinearPCM, nullptr, std::to_string(number).c_str()));
+    const auto given = payload(packet.get());
+    if (step % 8 < 2) {
+      packet.reset(CallSlot<IPacket*>(bundle.get(), 16, index));
+      RC_ASSERT(payload(packet.get()) == there);
+      expected.erase(expected.begin() + static_cast<long>(index),
+                     expected.begin() + static_cast<long>(index + (there == "none" ? 0 : 1)));
+    } else if (step % 8 == 2) {
+      RC_ASSERT(CallSlot<IPacket*>(bundle.get(), 18, index, nullptr) == nullptr);
+      const OwnedPacket taken(CallSlot<IPacket*>(bundle.get(), 18, index, packet.get()));
+      RC_ASSERT(payload(taken.get()) == there);
+      if (taken != nullptr) {
+        expected[index] = payload(packet.release());
+      }
+    } else if (step % 8 == 3) {
+      OwnedPacket clone(CallSlot<IPacket*>(bundle.get(), 9));
+      CallSlot(bundle.get(), 13);
+      RC_ASSERT(Answers(bundle.get()) + ReadSlots(bundle.get(), 14, "q") == " 28 0 0 1000 0 desc null 0");
+      bundle = std::move(clone);
+    } else {
+      CallSlot(bundle.get(), 17, nullptr);
+      CallSlot(bundle.get(), 17, packet.release());
+      expected.push_back(given);
     }
-    return text;
-  };
-  OwnedPacket other(new TRHOAPIPacket(IPacket::kPacketTypeLinearPCM, nullptr, "other"));
-  for (const char* text : {"a", "b", "c"}) {
-    EXPECT_EQ(CallSlot<IPacket*>(bundle, 18, bundle->size(), other.get()), nullptr);
-    CallSlot(bundle, 17, new TRHOAPIPacket(IPacket::kPacketTypeLinearPCM, nullptr, text));
-    CallSlot(bundle, 17, nullptr);
+    RC_ASSERT(CallSlot<unsigned long>(bundle.get(), 14) == expected.size());
+    for (unsigned long place = 0; place <= expected.size(); ++place) {
+      RC_ASSERT(payload(CallSlot<IPacket*>(bundle.get(), 15, place)) ==
+                (place < expected.size() ? expected[place] : "none"));
+    }
   }
-  EXPECT_EQ(held(bundle), " 3 a b c");
-  EXPECT_STREQ(ReadSlots(OwnedPacket(CallSlot<IPacket*>(bundle, 16, 1UL)).get(), 7, "b").c_str(), " b");
-  EXPECT_EQ(CallSlot<IPacket*>(bundle, 16, 2UL), nullptr);
-  EXPECT_EQ(CallSlot<IPacket*>(bundle, 18, 0UL, nullptr), nullptr);
-  EXPECT_EQ(held(bundle), " 2 a c");
-  other.reset(CallSlot<IPacket*>(bundle, 18, 0UL, other.release()));
-  EXPECT_EQ(ReadSlots(other.get(), 7, "b"), " a");
-  const OwnedPacket clone(CallSlot<IPacket*>(bundle, 9));
-  CallSlot(bundle, 13);
-  EXPECT_EQ(Answers(bundle) + held(bundle), " 28 0 0 1000 0 desc null 0");
-  CallSlot(bundle, 10);
-  EXPECT_EQ(Answers(clone.get()) + held(clone.get()), " 28 0 0 1000 0 desc null 2 other c");
-  const TPacketBundle none(static_cast<const IPacketBundle*>(nullptr));
-  EXPECT_EQ(Answers(&none) + held(&none), " 28 0 0 1000 0 null null 0");
 }
 
 TEST(AddIfNotAlreadyThere, AddsWhatIsNew) {
-  std::list<int> list;
+  std::vector<int> list;
   for (const int value : {24, 28, 24, 28, 5, 28}) {
     add_if_not_already_there(list, value);
   }
-  EXPECT_EQ(list, (std::list<int>{24, 28, 5}));
+  EXPECT_EQ(list, (std::vector<int>{24, 28, 5}));
 }
 
 TEST(PluginProperties, AnswerInSlotOrder) {
@@ -74,5 +80,3 @@ TEST(PluginProperties, AnswerInSlotOrder) {
   EXPECT_EQ(ReadSlots(copy, 2, "uuuu"), " 1 2 3 4");
   CallSlot(copy, 1);
 }
-
-}  // namespace

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <string>
 
-namespace {
-
 TEST(ChannelModes, ConvertToNamesAndCountsAndBack) {
   std::string modes;
   for (unsigned value = 0; value < 16; ++value) {
@@ -34,5 +32,3 @@ TEST(ManufacturerAndCodec, AreWrittenMostSignificantByteFirst) {
                                               10));
   EXPECT_FALSE(KelGetManufactureCodecEightCCString(nullptr, 0, 0));
 }
-
-}  // namespace

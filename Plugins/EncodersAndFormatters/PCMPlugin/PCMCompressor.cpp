@@ -157,26 +157,14 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
       EmitPacket(output);
     }
     m_endOfStream = true;
-  } else {
-    const unsigned char* source = in->data;
-    unsigned int remaining = in->dataSize - in->dataSize % m_bytesPerSampleFrame;
-    while (remaining != 0) {
-      if (m_frameBuffer.empty()) {
-        m_frameBuffer = PacketBytes(m_bytesPerPacket);
-      }
-      const unsigned int taken = std::min(remaining, m_bytesPerPacket - m_bufferedBytes);
-      std::memcpy(m_frameBuffer.data() + m_bufferedBytes, source, taken);
-      source += taken;
-      remaining -= taken;
-      m_bufferedBytes += taken;
-      if (m_bufferedBytes == m_bytesPerPacket) {
-        EmitPacket(output);
-      }
-    }
+    return kRhoStatusSuccess;
   }
-  if (output.sampleCount != 0) {
-    output.duration = SaturatingCast<unsigned long long>(static_cast<double>(output.timeScale) * output.sampleCount /
-                                                         output.sampleRate);
+  const unsigned int size = in->dataSize - in->dataSize % m_bytesPerSampleFrame;
+  if (size != 0 && size < m_frameBuffer.size() - m_bufferedBytes) {
+    std::memcpy(m_frameBuffer.data() + m_bufferedBytes, in->data, size);
+    m_bufferedBytes += size;
+  } else {
+    FillPackets(in->data, size, output);
   }
   return kRhoStatusSuccess;
 }
@@ -190,6 +178,22 @@ unsigned int CPCMCompressor::BytesPerSampleFrame() const {
   return m_sampleSize.GetValue() / 8 * static_cast<unsigned int>(m_channels.GetValueInt());
 }
 
+void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size, KelEncAudio_t& out) {
+  while (size != 0) {
+    if (m_frameBuffer.empty()) {
+      m_frameBuffer = PacketBytes(m_bytesPerPacket);
+    }
+    const unsigned int taken = std::min(size, m_bytesPerPacket - m_bufferedBytes);
+    std::memcpy(m_frameBuffer.data() + m_bufferedBytes, source, taken);
+    source += taken;
+    size -= taken;
+    m_bufferedBytes += taken;
+    if (m_bufferedBytes == m_bytesPerPacket) {
+      EmitPacket(out);
+    }
+  }
+}
+
 void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
   const unsigned int sampleFrames = m_bufferedBytes / m_bytesPerSampleFrame;
   TRHOAPIPacket* const packet = out.addDataPacket(IPacket::kPacketTypeLinearPCM, nullptr, 0);
@@ -198,6 +202,8 @@ void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
   packet->m_time = m_emittedSampleFrames;
   packet->m_timeBase = out.sampleRate;
   out.sampleCount += sampleFrames;
+  out.duration =
+      SaturatingCast<unsigned long long>(static_cast<double>(out.timeScale) * out.sampleCount / out.sampleRate);
   m_emittedSampleFrames += sampleFrames;
   m_bufferedBytes = 0;
 }

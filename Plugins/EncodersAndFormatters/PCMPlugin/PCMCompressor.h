@@ -64,6 +64,8 @@ class CPCMCompressor : public CAAudioCompressor {
 
  private:
   unsigned int BytesPerSampleFrame() const;
+  /// Takes in whole sample frames, emitting each packet as it fills.
+  void FillPackets(const unsigned char* source, unsigned int size, KelEncAudio_t& out);
   void EmitPacket(KelEncAudio_t& out);
 
   unsigned int m_codec;
