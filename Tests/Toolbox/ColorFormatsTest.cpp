@@ -47,14 +47,10 @@ TEST(ColorFormats, ConvertAsPublished) {
             "19>1,3,4,5,6,9,11,18,19,21,22,24,30,31,32 20>1,3,4,5,6,9,11,18,19,20,21,22,23,24,30,31,32 "
             "21>1,3,4,5,6,9,11,18,21,24,30,31,32 22>1,3,4,5,6,9,11,18,19,21,22,24,30,31,32 "
             "23>1,3,4,5,6,9,11,18,19,20,21,22,23,24,30,31,32 30>6");
-  const auto isCompatibleThoughNotConvertible = [](EColorFormats from, EColorFormats to) {
-    return KelAreColorFormatsCompatible(from, to) != KelCanDoColorConversion(from, to);
-  };
-  std::ostringstream themselves;
-  for (unsigned format = 7; format < 70; format += format == 17 ? 7 : 1) {
-    themselves << ' ' << format << '>' << format;
+  for (const auto& [from, to] : {std::pair{9U, 9U}, {99U, 99U}, {9U, 6U}, {9U, 11U}, {18U, 19U}}) {
+    EXPECT_EQ(KelAreColorFormatsCompatible(static_cast<EColorFormats>(from), static_cast<EColorFormats>(to)),
+              to < 10 || to == 99);
   }
-  EXPECT_EQ(Pairs(isCompatibleThoughNotConvertible), themselves.str());
 }
 
 TEST(ColorFormats, SwapTheirComponents) {
@@ -67,10 +63,9 @@ TEST(ColorFormats, SwapTheirComponents) {
 }
 
 TEST(ColorFormatsDeathTest, WithoutBytesAreReported) {
-  for (const unsigned format : {7U, 8U, 12U, 14U, 15U, 16U, 25U, 29U, 33U, ~0U}) {
+  for (const unsigned format : {7U, 12U, 16U, 29U, 33U, ~0U}) {
     EXPECT_DEATH(GetBytesPerPixel(static_cast<EColorFormats>(format)),
-                 "[: ]Toolbox/KelUtils/ColorFormats.cpp:[0-9]+: GetBytesPerPixel: Assertion `false' failed")
-        << format;
+                 "[: ]Toolbox/KelUtils/ColorFormats.cpp:[0-9]+: GetBytesPerPixel: Assertion `false' failed");
   }
 }
 
