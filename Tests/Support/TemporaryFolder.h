@@ -1,7 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,7 +10,7 @@
 /// A folder of its own for one test, removed with all that is in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder() { EXPECT_NE(mkdtemp(m_path.data()), nullptr) << m_path; }
+  TemporaryFolder() { EXPECT_NE(::mkdtemp(m_path.data()), nullptr) << m_path; }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() { std::filesystem::remove_all(m_path); }

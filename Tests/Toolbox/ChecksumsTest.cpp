@@ -85,12 +85,12 @@ TEST(ChecksumsOfSamples, AreThoseOfTheirLowBytesRowByRow) {
   const int shapes[][3] = {{2, 2, 3}, {1, 9, 1}, {5000, 3, 5001}, {2049, 4, -3000}, {64, 5, 0}, {-1, 5, 1}, {5, -1, 1}};
   for (const auto& [width, height, stride] : shapes) {
     short* const first = samples.data() + (stride < 0 ? -stride * (height - 1) : 0);
-    std::vector<unsigned char> bytes;
+    std::string bytes;
     for (int index = 0; index < width * height; ++index) {
-      bytes.push_back(static_cast<unsigned char>(first[index / width * stride + index % width]));
+      bytes += static_cast<char>(first[index / width * stride + index % width]);
     }
     EXPECT_EQ(Calc16BitCRCShort(first, width, height, stride, 0x55AA),
-              (BitByBit<16, 0x1021>(bytes.data(), width * height, 0x55AA)))
+              (BitByBit<16, 0x1021>(reinterpret_cast<unsigned char*>(bytes.data()), width * height, 0x55AA)))
         << width << " x " << height << " by " << stride;
   }
 }

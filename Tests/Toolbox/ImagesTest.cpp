@@ -98,8 +98,8 @@ RC_GTEST_PROP(Images, AreCopiedAndFlippedByteByByte, ()) {
   const auto expectPlane = [&](int plane, int rowBytesOf, int rows) {
     const unsigned char* const from = source.image.planes[plane];
     const unsigned char* const to = target.image.planes[plane];
-    const int fromStep = source.image.rowBytes[rowBytesOf];
-    const int toStep = target.image.rowBytes[rowBytesOf];
+    const std::ptrdiff_t fromStep = source.image.rowBytes[rowBytesOf];
+    const std::ptrdiff_t toStep = target.image.rowBytes[rowBytesOf];
     for (int row = 0; from != nullptr && to != nullptr && row < rows; ++row) {
       const auto place = expected.begin() + (to - target.bytes.data()) + (mirrored ? rows - 1 - row : row) * toStep;
       std::copy_n(from + row * fromStep, std::min(fromStep, toStep), place);
@@ -179,11 +179,11 @@ TEST(Images, AreMovedToAnotherBuffer) {
 
 TEST(RowPacking, WritesComponentsMostSignificantByteFirst) {
   for (const bool mirrored : {false, true}) {
-    std::vector<unsigned short> pixels(3 * 24);
+    std::vector<unsigned short> pixels(72);
     std::iota(pixels.begin(), pixels.end(), static_cast<unsigned short>(0x1234));
-    Bytes packed(3 * 44, 0xEE);
+    Bytes packed(132, 0xEE);
     Bytes expected = packed;
-    for (std::size_t at = 0; at < std::size_t{3} * 32; ++at) {
+    for (std::size_t at = 0; at < 96; ++at) {
       const unsigned component = pixels[(mirrored ? 2 - at / 32 : at / 32) * 24 + at % 32 / 2];
       expected[at / 32 * 44 + at % 32] = static_cast<unsigned char>(at % 2 == 0 ? component >> 8U : component);
     }

@@ -7,8 +7,8 @@
 #include <cstring>
 
 // A sanitizer's allocator answers as others do when it is asked for too much.
-extern "C" const char* __asan_default_options();
-extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer's name for it
+extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() { return "allocator_may_return_null=1"; }
 
 namespace {
 
@@ -66,7 +66,7 @@ TEST(Handles, GrowShrinkAndEmpty) {
 TEST(ZeroedClass, IsNotConstructedWithoutMemory) {
   struct Huge : KelMemory_c {
     Huge() { ADD_FAILURE(); }
-    char bytes[PTRDIFF_MAX / 4];
+    char bytes[PTRDIFF_MAX / 4] = {};
   };
   EXPECT_EQ(new Huge, nullptr);
   auto* const bytes = static_cast<char*>(KelMemory_c::operator new(1000));

@@ -58,12 +58,12 @@ KEL_CARRYLESS std::uint16_t Update(const CarrylessConstants& constants, std::uin
     }
   }
 
-  const __m128i byBlock = LoadDistance(constants.byBlock);
-  const __m128i front = FoldOnto(lanes[1], lanes[0], byBlock);
-  const __m128i back = FoldOnto(lanes[3], lanes[2], byBlock);
+  const __m128i byOne = LoadDistance(constants.byBlock);
+  const __m128i front = FoldOnto(lanes[1], lanes[0], byOne);
+  const __m128i back = FoldOnto(lanes[3], lanes[2], byOne);
   __m128i message = FoldOnto(back, front, LoadDistance(constants.byTwoBlocks));
   for (; blocks != 0; --blocks, data += kCarrylessBlock) {
-    message = FoldOnto(LoadBlock(data), message, byBlock);
+    message = FoldOnto(LoadBlock(data), message, byOne);
   }
   return Reduce(constants, message);
 }

@@ -5,9 +5,9 @@
 #include "Toolbox/KelUtils/OwnedFile.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace {
 
@@ -27,12 +27,12 @@ std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::si
 }
 
 std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, std::size_t count) {
-  std::array<unsigned char, 2048> bytes;
+  unsigned char bytes[2048];
   while (count != 0) {
-    const std::size_t part = std::min(count, bytes.size());
-    std::transform(samples, samples + part, bytes.begin(),
+    const std::size_t part = std::min(count, std::size(bytes));
+    std::transform(samples, samples + part, bytes,
                    [](short sample) { return static_cast<unsigned char>(sample & 0xFF); });
-    remainder = Update<kPolynomial16>(remainder, bytes.data(), part);
+    remainder = Update<kPolynomial16>(remainder, bytes, part);
     samples += part;
     count -= part;
   }

@@ -56,16 +56,17 @@ class CyclicRemainder {
     if (size == 0) {
       return remainder;
     }
+    const unsigned int high = remainder / 0x100U;
+    const unsigned int low = remainder % 0x100U;
     if (size == 1) {
-      return static_cast<std::uint16_t>(remainder << 8U ^ Lookup(0, data[0] ^ remainder >> 8U));
+      return static_cast<std::uint16_t>(Lookup(0, data[0] ^ high) ^ low << 8U);
     }
     unsigned int sum = 0;
     for (std::size_t i = 2; i < size; ++i) {
       sum ^= Lookup(size - 1 - i, data[i]);
     }
-    sum ^= Lookup(size - 1, data[0] ^ remainder >> 8U) ^ Lookup(size - 2, data[1] ^ remainder);
-    return static_cast<std::uint16_t>(sum);
+    return static_cast<std::uint16_t>(sum ^ Lookup(size - 1, data[0] ^ high) ^ Lookup(size - 2, data[1] ^ low));
   }
 
-  static unsigned int Lookup(std::size_t bytesBehind, unsigned int byte) { return kTables[bytesBehind][byte & 0xFFU]; }
+  static unsigned int Lookup(std::size_t bytesBehind, unsigned int byte) { return kTables[bytesBehind][byte]; }
 };
