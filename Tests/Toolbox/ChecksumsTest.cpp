@@ -108,7 +108,7 @@ TEST(ChecksumTables, AreSourceTextOfTheTablesInUse) {
     expected << "unsigned int pnCRCTab[256] = {" << std::hex << std::uppercase << std::setfill('0');
     for (unsigned index = 0; index < 256; ++index) {
       auto byte = static_cast<unsigned char>(index);
-      const unsigned entry = polynomial == 0x1021 ? Calc16BitCRC(&byte, 1, 0) : Calc8BitCRC(&byte, 1, 0) << 8U;
+      const unsigned entry = polynomial == 0x1021 ? Calc16BitCRC(&byte, 1, 0) : Calc8BitCRC(&byte, 1, 0) * 0x100U;
       expected << (index % 8 == 0 ? "\n\t" : "") << "0x" << std::setw(4) << (entry & ((1ULL << width % 32) - 1))
                << ",  ";
     }

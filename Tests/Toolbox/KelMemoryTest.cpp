@@ -13,7 +13,8 @@ extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() {
 namespace {
 
 TEST(Blocks, AreFilledAndKeptWhenTheyGrow) {
-  for (const unsigned char fill : {'\0', 'x'}) {
+  for (const char letter : {'\0', 'x'}) {
+    const auto fill = static_cast<unsigned char>(letter);
     auto* const block = static_cast<char*>(KelRealloc(KelAllocPtrSet(1000, fill), 100000));
     EXPECT_EQ(std::count(block, block + 1000, fill), 1000);
     KelFreePtr(block);
