@@ -1,6 +1,6 @@
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
-TPacketBundle::TPacketBundle(const char* desc) : m_descriptor(PacketBytes::fromText(desc)) {}
+TPacketBundle::TPacketBundle(const char* desc) : m_descriptor(BytesOf(desc)) {}
 
 TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   if (source == nullptr) {
@@ -10,16 +10,19 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   m_time = source->getTime();
   m_timeBase = source->getTimeBase();
   m_duration = source->getDuration();
-  m_descriptor = PacketBytes(source->getDescriptor(), source->getDescriptorSize());
-  m_packets.reserve(source->size());
-  for (unsigned long index = 0; index < source->size(); ++index) {
-    m_packets.emplace_back(source->get(index)->clone());
+  m_descriptor = BytesAt(source->getDescriptor(), source->getDescriptorSize());
+  const unsigned long size = source->size();
+  m_packets.reserve(size);
+  for (unsigned long index = 0; index < size; ++index) {
+    if (const IPacket* const packet = source->get(index); packet != nullptr) {
+      m_packets.emplace_back(packet->clone());
+    }
   }
 }
 
-void TPacketBundle::setDesc(const char* text) { m_descriptor = PacketBytes::fromText(text); }
+void TPacketBundle::setDesc(const char* text) { m_descriptor = BytesOf(text); }
 
-IPacket* TPacketBundle::Take(unsigned long index) {
+IPacket* TPacketBundle::take(unsigned long index) {
   const auto taken = m_packets.begin() + static_cast<std::ptrdiff_t>(m_first + index);
   IPacket* const packet = taken->release();
   if (index != 0) {

@@ -9,9 +9,10 @@
 ///   codec->ValidateSettings();
 ///   codec->SetFrameRateHint(25.0);                                              // hints, packet type
 ///   codec->CompressFrameBegin(nullptr);                                         // a run begins
-///   codec->CompressFrame(&in, &out);                                            // any number of times
-///   codec->CompressFrame(nullptr, &out);                                        // flush: the last packets
-///   codec->CompressFrameEnd();                                                  // another run may begin
+///   out.sampleRate = codec->GetSampleRate();                                    // becomes the packets' time base
+///   codec->CompressFrame(&in, &out);                                            // any number; take out.packets after
+///   each codec->CompressFrame(nullptr, &out);                                        // flush: the last, shorter
+///   packet codec->CompressFrameEnd();                                                  // another run may begin
 ///   codec->Release();                                                           // never delete
 ///
 /// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed. A
@@ -67,7 +68,8 @@ class IAudioCompressor {
   /// Begins a run with the settings and hints as they are. The argument is a description of the input that a compressor
   /// may read; it may be null where none does.
   virtual RhoStatus CompressFrameBegin(KelAudio_t* format) = 0;
-  /// Takes in a buffer and adds the packets that are ready to `out`, which must be a KelEncAudio_t. Without input it
+  /// Takes in a buffer and adds the packets that are ready to `out`, which must be a KelEncAudio_t whose
+  /// sample rate the host has set; they pile up there until the host takes them. Without input it
   /// flushes what is left and ends the stream.
   virtual RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) = 0;
   /// Ends a run. It does not flush.
@@ -77,7 +79,8 @@ class IAudioCompressor {
   virtual IAudioCompressor* CreateCopy() = 0;
   /// Deletes the compressor and returns 0.
   virtual RhoStatus Release() = 0;
-  /// Brings dependent settings in line with the chosen ones. To be called after changing settings.
+  /// Brings dependent settings in line with the chosen ones. To be called after changing settings. May throw
+  /// std::bad_alloc, and then changes nothing.
   virtual void ValidateSettings() = 0;
   /// The compressor's own settings, valid as long as the compressor; null where it has no such setting.
   virtual IUnsignedIntSetting* GetDataRateSetting() = 0;    ///< bytes per second of output

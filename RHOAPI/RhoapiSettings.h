@@ -6,4 +6,6 @@
 #include "RHOAPI/RhoapiSettings/EnumTexts.h"           // IWYU pragma: export
 #include "RHOAPI/RhoapiSettings/EnumeratedSettings.h"  // IWYU pragma: export
 #include "RHOAPI/RhoapiSettings/NumericSettings.h"     // IWYU pragma: export
+#include "RHOAPI/RhoapiSettings/SettingContainers.h"   // IWYU pragma: export
 #include "RHOAPI/RhoapiSettings/SettingHelpers.h"      // IWYU pragma: export
+#include "RHOAPI/RhoapiSettings/ValueSettings.h"       // IWYU pragma: export

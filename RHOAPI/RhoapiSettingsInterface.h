@@ -10,11 +10,14 @@
 /// Rules for all of them:
 /// - Texts go in and come out as NUL-terminated byte strings. A setter copies; a getter's pointer belongs to the
 /// setting
-///   and stays valid until that text is set again or the setting ends. A null text counts as the empty one.
+///   and stays valid until that text is set again or the setting ends. A null text counts as the empty one, unless an
+///   operation says otherwise.
 /// - Flags are unsigned integers, 0 for no and anything else for yes, kept exactly as given.
 /// - No operation reports an error: what a setting cannot take leaves it unchanged, and the caller learns so by reading
 ///   back. Only memory running out throws (std::bad_alloc).
 /// - A setting is used by one thread at a time. Its owner, normally the plug-in object, ends its life.
+
+#include "Toolbox/KelUtils/TimeCodes.h"
 
 /// What GetType answers: which sub-interface a setting implements.
 enum ESettingType : unsigned int {
@@ -120,6 +123,89 @@ class IEnumSetting : public ISetting {
   virtual unsigned int GetNumberOfAllowableValues() const = 0;
   /// Text of the entry at `index`; empty when there is none.
   virtual const char* GetAllowableValue(unsigned int index) const = 0;
-  /// Index of the first entry with exactly this text, or -1.
+  /// Index of the first entry with exactly this text, or -1; -1 for null.
   virtual int FindIndexOf(const char* text) = 0;
+};
+
+/// A file's path.
+class IFileSetting : public ISetting {
+ public:
+  virtual const char* GetValue() const = 0;
+  /// Takes the first 255 characters of `path`.
+  virtual void SetValue(const char* path) = 0;
+  /// Which files the host's dialog offers, in a syntax that is the host's.
+  virtual const char* GetQTFileFilter() const = 0;
+  virtual void SetDialogHint(unsigned int dialogHint) = 0;
+};
+
+class ITextSetting : public ISetting {
+ public:
+  virtual const char* GetValue() const = 0;
+  virtual void SetValue(const char* text) = 0;
+};
+
+/// A time code; the units tell whether it counts frames or milliseconds.
+class ITimeCodeSetting : public ISetting {
+ public:
+  virtual KelTimeCode GetValue() const = 0;
+  virtual void SetValue(KelTimeCode value) = 0;
+};
+
+/// A range of time, in ticks of a time scale (ticks per second). Nothing ties the three numbers together.
+class ITimeInOutSetting : public ISetting {
+ public:
+  virtual void GetValue(unsigned long long& timeScale, unsigned long long& timeIn,
+                        unsigned long long& timeOut) const = 0;
+  virtual void SetValue(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut) = 0;
+  virtual unsigned long long GetTimeScale() const = 0;
+  virtual unsigned long long GetTimeIn() const = 0;
+  virtual unsigned long long GetTimeOut() const = 0;
+};
+
+/// A fixed number of unsigned values, each with a label. The range is information for the host.
+class IUnsignedIntArraySetting : public ISetting {
+ public:
+  virtual unsigned int GetNumberOfValues() const = 0;
+  /// The value at `index`; 0 when there is none.
+  virtual unsigned int GetValue(unsigned int index) const = 0;
+  /// Takes `value` at `index`; nothing when there is no such place.
+  virtual void SetValue(unsigned int index, unsigned int value) = 0;
+  /// Copies all values to `dest`; none when `capacity`, in values, does not hold them all.
+  virtual void GetValues(unsigned int* dest, unsigned int capacity) const = 0;
+  /// Takes all values from the first of the `count` at `src`; none when those are too few.
+  virtual void SetValues(unsigned int* src, unsigned int count) = 0;
+  /// The label of the value at `index`; null when there is none.
+  virtual const char* GetValueLabel(unsigned int index) const = 0;
+  virtual unsigned int GetMinValue() const = 0;
+  virtual unsigned int GetMaxValue() const = 0;
+};
+
+class IByteArraySetting : public ISetting {
+ public:
+  virtual unsigned int GetDataSize() const = 0;
+  /// The first byte, not to be read when there are none. Valid until the next SetData.
+  virtual const unsigned char* GetData() const = 0;
+  /// Takes a copy of the `size` bytes at `data`, which may be null when `size` is 0.
+  virtual void SetData(const unsigned char* data, unsigned int size) = 0;
+};
+
+/// A list of settings that is a setting itself. It is never optional and has no units.
+class ISettingArray : public ISetting {
+ public:
+  unsigned int GetType() const override { return kSettingTypeArray; }
+  unsigned int GetDialogHint() const override { return 13; }
+  const char* GetUnits() const override { return ""; }
+  unsigned int GetIsValueConstrained() const override { return 0; }
+  void SetIsOptional(unsigned int /*optional*/) override {}
+  unsigned int GetIsOptional() const override { return 0; }
+  void SetIsOptionalValueSpecified(unsigned int /*specified*/) override {}
+  unsigned int GetIsOptionalValueSpecified() const override { return 1; }
+  void SetOptionalText(const char* /*text*/) override {}
+  const char* GetOptionalText() const override { return ""; }
+  void SetToolTipText(const char* /*text*/) override {}
+  const char* GetToolTipText() const override { return ""; }
+
+  virtual unsigned int GetNumberOfSettings() const = 0;
+  /// The setting at `index`, or null: a place may be empty, and there may be no such place.
+  virtual ISetting* GetSetting(unsigned int index) const = 0;
 };

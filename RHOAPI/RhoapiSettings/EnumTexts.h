@@ -16,6 +16,7 @@ class RHOAPI_EXPORT TEnumTexts {
   unsigned int Size() const { return static_cast<unsigned int>(m_texts.size()); }
   /// The text at `index`; empty when there is none.
   const char* At(unsigned int index) const { return index < m_texts.size() ? m_texts[index].c_str() : ""; }
+  /// `text` is not null.
   void Append(const char* text) { m_texts.emplace_back(text); }
   void Clear() { m_texts.clear(); }
 

@@ -3,6 +3,7 @@
 #include "Toolbox/KelUtils/SaturatingCast.h"
 
 #include <algorithm>
+#include <cmath>
 
 UnsignedIntSetting::UnsignedIntSetting() : UnsignedIntSetting("", "", 0, 0, 0, 0, nullptr) {}
 
@@ -17,12 +18,9 @@ void UnsignedIntSetting::AddAllowableValue(unsigned int value) {
 }
 
 void UnsignedIntSetting::ResetAllowableValues(unsigned int count, unsigned int* values) {
-  std::vector<unsigned int> replacement;
-  if (values != nullptr) {
-    replacement.assign(values, values + count);
-  }
-  std::sort(replacement.begin(), replacement.end());
-  m_allowableValues.swap(replacement);
+  // Where the memory at hand is too small, assign takes new memory before it lets go of anything.
+  m_allowableValues.assign(values, values == nullptr ? values : values + count);
+  std::sort(m_allowableValues.begin(), m_allowableValues.end());
 }
 
 IntSetting::IntSetting() : IntSetting("", "", 0, 0, 0, 0, nullptr) {}
@@ -43,8 +41,11 @@ DoubleSetting::DoubleSetting(const char* label, const char* presetLabel, double 
                              unsigned int count, double* values)
     : TNumericSetting(label, presetLabel, value, min, max), m_allowableValues(count, values) {}
 
-long long DoubleSetting::CompareKey(double number) {
-  return SaturatingCast<long long>((number + m_compareRounding) * m_comparePrecision);
+bool DoubleSetting::AreEqual(double left, double right) {
+  const auto key = [](double number) {
+    return SaturatingCast<long long>((number + m_compareRounding) * m_comparePrecision);
+  };
+  return !std::isnan(left) && !std::isnan(right) && key(left) == key(right);
 }
 
 void DoubleSetting::ResetAllowableValues(unsigned int count, double* values) { m_allowableValues = {count, values}; }

@@ -143,9 +143,9 @@ class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubl
 
   unsigned int GetNumberOfAllowableValues() const override { return m_allowableValues.Size(); }
   double GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
-  /// Numbers beyond what 64 bits can count in thousandths compare equal to one another; NaN compares as 0.
+  /// Numbers beyond what 64 bits can count in thousandths compare equal to one another; NaN equals nothing.
   int FindIndexOf(double value) override {
-    return m_allowableValues.Find([key = CompareKey(value)](double allowable) { return CompareKey(allowable) == key; });
+    return m_allowableValues.Find([value](double allowable) { return AreEqual(allowable, value); });
   }
 
   void ResetAllowableValues(unsigned int count, double* values);
@@ -156,7 +156,7 @@ class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubl
   static double m_compareRounding;
 
  private:
-  static long long CompareKey(double number);
+  static bool AreEqual(double left, double right);
 
   TBorrowedValues<double, unsigned int> m_allowableValues;
 };

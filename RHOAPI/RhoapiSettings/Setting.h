@@ -58,3 +58,13 @@ class TSetting : public Interface {
   unsigned int m_isOptional = 0;
   unsigned int m_isOptionalValueSpecified = 0;
 };
+
+/// A leaf setting that is always active.
+template <class Concrete, class Interface, ESettingType kType>
+class TAlwaysActiveSetting : public TSetting<Concrete, Interface, kType> {
+ public:
+  void SetIsActive(unsigned int /*active*/) override {}
+
+ protected:
+  using TSetting<Concrete, Interface, kType>::TSetting;
+};

@@ -17,7 +17,13 @@ struct Kind {
 
 template <class Setting, auto... kArguments>
 std::unique_ptr<ISetting> Make(bool use) {
-  auto setting = std::make_unique<Setting>("Label", "Preset", kArguments...);
+  auto setting = [] {
+    if constexpr (requires { Setting("Label", "Preset", kArguments...); }) {
+      return std::make_unique<Setting>("Label", "Preset", kArguments...);
+    } else {
+      return std::make_unique<Setting>(kArguments...);
+    }
+  }();
   if constexpr (requires { setting->SetUnits("units"); }) {
     setting->SetUnits(use ? "units" : nullptr);
   }
@@ -41,6 +47,18 @@ const Kind kKinds[] = {
      " 2 33 Label units Preset 1 8 11 13 text tip"},
     {"StringEnum", Make<StringEnumSetting>, " 2 5 Label  Preset 1 1 0 0  ",
      " 2 5 Label units Preset 1 8 11 13 text tip"},
+    {"Bool", Make<BoolSetting, 1>, " 1 1 Label  Preset 0 1 0 0  ", " 1 33 Label  Preset 0 8 11 13 text tip"},
+    {"Text", Make<TextSetting, nullptr>, " 10 11 Label  Preset 1 1 0 0  ",
+     " 10 11 Label units Preset 1 8 11 13 text tip"},
+    {"File", Make<FileSetting, nullptr, nullptr>, " 6 6 Label  Preset 1 1 0 0  ",
+     " 6 33 Label units Preset 1 8 11 13 text tip"},
+    {"TimeCode", Make<TimeCodeSetting, KelTimeCode{}>, " 11 1 Label hh:mm:ss:mmm Preset 0 1 0 0  ",
+     " 11 33 Label hh:mm:ss:mmm Preset 0 8 11 13 text tip"},
+    {"TimeInOut", Make<TimeInOutSetting, 1, 2, 3>, " 7 7    0 1 0 0  ", " 7 7    0 1 11 13 text tip"},
+    {"UnsignedIntArray", Make<UnsignedIntArraySetting, 0, nullptr, nullptr, 1, 9>, " 8 8 Label  Preset 0 1 0 0  ",
+     " 8 33 Label  Preset 0 1 11 13 text tip"},
+    {"ByteArray", Make<ByteArraySetting, nullptr, 0>, " 9 7 Label  Preset 0 1 0 0  ",
+     " 9 7 Label  Preset 0 1 11 13 text tip"},
 };
 
 std::string CommonAnswers(const ISetting* setting) { return ReadSlots(setting, 2, "uusssu.u..u.u.s.s"); }
@@ -62,18 +80,11 @@ TEST(Settings, KeepWhatTheyAreGivenAndHandItToTheirCopies) {
   }
 }
 
-struct Boolean : TSetting<Boolean, IBoolSetting, kSettingTypeBool> {
-  Boolean() : TSetting("", "", 1, 0) {}
-  unsigned int GetValue() const override { return m_value; }
-  void SetValue(unsigned int value) override { m_value = value; }
-  unsigned int m_value = 2;
-};
-
 TEST(SettingHelpers, TreatTheCheckBoxesOfAllKindsAlike) {
   for (unsigned bits = 0; bits < 8; ++bits) {
     const unsigned optional = (bits & 1) * 5;
     const unsigned specified = bits & 2;
-    Boolean boolean;
+    BoolSetting boolean("", "", 2);
     IntSetting number;
     ISetting* const setting = (bits & 4) != 0 ? static_cast<ISetting*>(&boolean) : &number;
     for (ISetting* const either : {static_cast<ISetting*>(nullptr), setting}) {

@@ -40,11 +40,15 @@ struct RHOAPI_EXPORT KelEncAudio_t : KelAudio_t {
   /// takes packets out (remove, clear) and frees the bundle with destroy().
   IPacketBundle* packets;
 
-  /// Appends a packet of the given type with a copy of the `size` bytes at `payload` (which may be null when `size` is
-  /// 0), no descriptor, track 0, time 0, time base 1000 and duration 0; makes the bundle first where there is
-  /// none. The packet belongs to the bundle; the caller may fill in what it likes. Throws std::bad_alloc, and then the
-  /// list of packets is as it was.
+  /// Appends a packet of the given type with a copy of the `size` bytes at `payload` (none when it is null), no
+  /// descriptor, track 0, time 0, time base 1000 and duration 0; makes the bundle first where there is none. The packet
+  /// belongs to the bundle; the caller may fill in what it likes. Throws std::bad_alloc, and then the list of packets
+  /// is as it was.
   TRHOAPIPacket* addDataPacket(IPacket::TPacketType type, const unsigned char* payload, unsigned long size);
+
+  /// Appends `packet`, which is not null, and takes ownership of it. Throws std::bad_alloc, and then the packet stays
+  /// with the caller.
+  void addPacket(IPacket* packet);
 };
 
 static_assert(sizeof(EAudioFormatType) == 4 && sizeof(IPacket::TPacketType) == 4);

@@ -20,7 +20,7 @@ RHOAPI_EXPORT int RhoGetNumberAudioCompressors();
 RHOAPI_EXPORT void RhoGetAudioCompressorInfo(unsigned int index, unsigned int* manufacturer, unsigned int* codec,
                                              unsigned int* version);
 
-/// A new compressor, to be let go of with its Release; null for codes other than the two above and when memory runs
-/// out.
+/// A new compressor, to be let go of with its Release; null for codes other than those that RhoGetAudioCompressorInfo
+/// writes ('ZAV ' and 'LPCM') and when memory runs out.
 RHOAPI_EXPORT IAudioCompressor* CreateAudioCompressor(unsigned int manufacturer, unsigned int codec);
 }

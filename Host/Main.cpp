@@ -1,0 +1,61 @@
+#include "Host/EncodeFile.h"
+#include "Host/Errors.h"
+#include "Host/Options.h"
+#include "Host/Progress.h"
+#include "Host/SettingCommands.h"
+#include "Host/TemporaryName.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <new>
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+/// Where a standard stream was closed by whoever started the program, puts one that fails in every use: else a file
+/// that is opened later would take its number, and messages would end up in it.
+void FillStandardStreams() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) == -1) {
+      open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
+int Run(int argc, const char* const* argv) {
+  if (const std::optional<Options> options = ReadOptions(argc, argv)) {
+    switch (options->action) {
+      case Action::kEncode:
+        EncodeFile(*options);
+        break;
+      case Action::kShowInfo:
+        ShowInfo(*options);
+        break;
+      case Action::kMakePreset:
+        MakePreset(*options);
+        break;
+    }
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  FillStandardStreams();
+  RemoveTemporaryFilesOnSignals();
+  try {
+    return Run(argc, argv);
+  } catch (const WrongUse& error) {
+    Tell(error.what());
+    return kWrongUse;
+  } catch (const std::bad_alloc&) {
+    Tell("out of memory");
+  } catch (const std::exception& error) {
+    Tell(error.what());
+  }
+  return kFailed;
+}

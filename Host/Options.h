@@ -1,0 +1,45 @@
+#pragma once
+
+/// The command line.
+
+#include "Host/FormatChoice.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What the program is asked to do.
+enum class Action {
+  kEncode,
+  kShowInfo,
+  kMakePreset,  ///< file the settings, without input and output
+};
+
+struct Options {
+  Action action = Action::kEncode;
+  std::string input;                        ///< "-" is standard input; empty with a test signal
+  std::string output;                       ///< "-" is standard output
+  std::optional<double> testSignalSeconds;  ///< a built-in signal of this length in place of the input
+  FormatWishes wishes;
+  double framesPerSecond = 30.0;         ///< at least 1
+  std::string module;                    ///< the one beside the program unless told otherwise
+  std::string preset;                    ///< file to take settings from; empty: none
+  std::vector<std::string> assignments;  ///< what settings are to be, as in "SampleRate=48000"
+  std::string savePreset;                ///< file to put the settings into; empty: none
+  bool json = false;
+  bool force = false;
+  bool allowTruncated = false;
+  bool quiet = false;
+  bool dryRun = false;
+};
+
+/// Reads the command line. Nothing, when it asked for help or the version only: that has then been printed. Throws
+/// WrongUse that names the argument.
+std::optional<Options> ReadOptions(int argc, const char* const* argv);
+
+/// Frames per second from "25", "29.97" or "30000/1001"; nothing for any other text, and below 1.
+///   ParseFrameRate("30000/1001") == 30000.0 / 1001
+std::optional<double> ParseFrameRate(const std::string& text);
+
+/// Writes `text` to standard output. Throws Failure when it does not arrive there.
+void Print(const std::string& text);

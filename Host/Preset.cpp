@@ -1,0 +1,85 @@
+#include "Host/Preset.h"
+
+#include "Host/Errors.h"
+#include "Host/OutputFile.h"
+#include "Host/SettingJson.h"
+#include "Host/SettingTree.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+Json Codes(IAudioCompressor& compressor) {
+  unsigned int manufacturer = 0;
+  unsigned int codec = 0;
+  compressor.GetAudioCompressorInfo(manufacturer, codec);
+  return {{"manufacturer", CodeText(manufacturer)}, {"codec", CodeText(codec)}};
+}
+
+Json ReadJson(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw SystemFailure(path, "open the preset", errno);
+  }
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (file.bad()) {
+    throw SystemFailure(path, "read the preset", errno);
+  }
+  try {
+    return Json::parse(text);
+  } catch (const Json::parse_error& error) {
+    throw Failure(path + ": not a preset: " + error.what());
+  }
+}
+
+}  // namespace
+
+void SavePreset(const std::string& path, IAudioCompressor& compressor, bool replaceExisting) {
+  Json preset = Codes(compressor);
+  Json& values = preset["settings"] = Json::object();
+  for (const NamedSetting& named : ListSettings(compressor)) {
+    if (named.setting->GetType() != kSettingTypeArray) {
+      values[named.name] = ValueJson(*named.setting);
+    }
+  }
+  const std::string text = preset.dump(2) + '\n';
+  OutputFile file(path, replaceExisting);
+  file.Write(text.data(), text.size());
+  file.Commit();
+}
+
+std::vector<Assignment> ReadPreset(const std::string& path, IAudioCompressor& compressor) {
+  const Json preset = ReadJson(path);
+  if (!preset.is_object() || !preset.contains("settings") || !preset["settings"].is_object()) {
+    throw Failure(path + ": not a preset: it has no \"settings\"");
+  }
+  const Json codes = Codes(compressor);
+  for (const auto& [key, code] : codes.items()) {
+    if (!preset.contains(key) || preset[key] != code) {
+      throw WrongUse(path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
+    }
+  }
+  const auto settings = ListSettings(compressor);
+  std::vector<Assignment> assignments;
+  for (const auto& [key, value] : preset["settings"].items()) {
+    const std::string place = path + ": \"" + key + "\": ";
+    ISetting* const setting = FindSetting(settings, key);
+    if (setting == nullptr) {
+      throw WrongUse(place + "the compressor has no such setting");
+    }
+    assignments.push_back({setting, [place, setting, value = value] {
+                             try {
+                               SetValueJson(*setting, value);
+                             } catch (const WrongUse& refusal) {
+                               throw WrongUse(place + refusal.what());
+                             }
+                           }});
+  }
+  return assignments;
+}

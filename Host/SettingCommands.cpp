@@ -1,0 +1,52 @@
+#include "Host/SettingCommands.h"
+
+#include "Host/Info.h"
+#include "Host/Module.h"
+#include "Host/Preset.h"
+#include "Host/SettingTree.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor) {
+  std::vector<Assignment> assignments;
+  if (!options.preset.empty()) {
+    assignments = ReadPreset(options.preset, compressor);
+  }
+  const auto settings = ListSettings(compressor);
+  for (const std::string& text : options.assignments) {
+    assignments.push_back(ReadAssignment(settings, text));
+  }
+  Assign(compressor, assignments);
+
+  const auto isAssigned = [&assignments](const ISetting* setting) {
+    return std::any_of(assignments.begin(), assignments.end(),
+                       [setting](const Assignment& assignment) { return assignment.setting == setting; });
+  };
+  FormatWishes wishes = options.wishes;
+  if (!wishes.sampleRate && isAssigned(compressor.GetSampleRateSetting())) {
+    wishes.sampleRate = compressor.GetSampleRate();
+  }
+  if (!wishes.bits && isAssigned(compressor.GetSampleSizeSetting())) {
+    wishes.bits = compressor.GetSampleSize();
+  }
+  if (!wishes.layout && isAssigned(compressor.GetChannelModeSetting())) {
+    wishes.layout = compressor.GetChannelModeSetting()->GetValue();
+  }
+  return wishes;
+}
+
+void ShowInfo(const Options& options) {
+  const Module module(options.module);
+  const CompressorOwner compressor = module.CreateCompressor();
+  ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
+  const auto description = DescribeCompressor(*compressor, module.Version());
+  Print(options.json ? description.dump(2) + '\n' : DescriptionText(description));
+}
+
+void MakePreset(const Options& options) {
+  const Module module(options.module);
+  const CompressorOwner compressor = module.CreateCompressor();
+  ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
+  SavePreset(options.savePreset, *compressor, options.force);
+}

@@ -1,0 +1,116 @@
+#include "Host/SettingJson.h"
+
+#include "Host/Errors.h"
+#include "Host/SettingText.h"
+#include "Host/Utf8.h"
+#include "RHOAPI/RhoapiSettingsInterface.h"
+#include "Toolbox/KelUtils/ChannelModes.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+bool IsNumeric(unsigned int type) {
+  return type == kSettingTypeInt || type == kSettingTypeUnsignedInt || type == kSettingTypeDouble;
+}
+
+std::string BytesAsHex(const std::string& bytes) {
+  std::string hex;
+  for (const unsigned char byte : bytes) {
+    std::array<char, 3> digits{};
+    std::snprintf(digits.data(), digits.size(), "%02x", byte);
+    hex += digits.data();
+  }
+  return hex;
+}
+
+std::string BytesFromHex(const std::string& hex) {
+  std::string bytes;
+  for (std::size_t place = 0; place + 1 < hex.size(); place += 2) {
+    bytes += static_cast<char>(std::stoi(hex.substr(place, 2), nullptr, 16));
+  }
+  return bytes;
+}
+
+/// The text that `value` stands for; throws WrongUse when it is not of the kind that the setting needs.
+std::string TextOf(ISetting& setting, const Json& value) {
+  const unsigned int type = setting.GetType();
+  const bool isList = type == kSettingTypeUnsignedIntArray;
+  if (type == kSettingTypeBool ? value.is_boolean() || value.is_number() : IsNumeric(type) && value.is_number()) {
+    return value.dump();
+  }
+  if (isList && value.is_array() &&
+      std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_number(); })) {
+    const std::string list = value.dump();
+    return list.substr(1, list.size() - 2);
+  }
+  const bool isTextual = type != kSettingTypeBool && !isList && !IsNumeric(type);
+  if (value.is_string() && (isTextual || (type == kSettingTypeDouble && !Json::accept(value.get<std::string>())))) {
+    return value.get<std::string>();
+  }
+  if (isTextual && value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
+    const auto hex = value["hex"].get<std::string>();
+    if (hex.find_first_not_of("0123456789abcdef") == std::string::npos && hex.size() % 2 == 0) {
+      return BytesFromHex(hex);
+    }
+  }
+  throw WrongUse(Refusal(setting, value.dump()));
+}
+
+}  // namespace
+
+Json ValueJson(ISetting& setting) {
+  const unsigned int type = setting.GetType();
+  const bool isUnspecified = setting.GetIsOptional() != 0 && setting.GetIsOptionalValueSpecified() == 0;
+  if (isUnspecified || type == kSettingTypeArray) {
+    return nullptr;
+  }
+  const std::string text = ValueText(setting);
+  if (type == kSettingTypeUnsignedIntArray) {
+    return Json::parse('[' + text + ']');
+  }
+  if (type == kSettingTypeBool || (IsNumeric(type) && Json::accept(text))) {
+    return Json::parse(text);
+  }
+  return IsUtf8(text) ? Json(text) : Json{{"hex", BytesAsHex(text)}};
+}
+
+void SetValueJson(ISetting& setting, const Json& value) {
+  const bool isOptional = setting.GetIsOptional() != 0;
+  if (!value.is_null() || !isOptional) {
+    SetValueText(setting, TextOf(setting, value));
+  }
+  if (isOptional) {
+    setting.SetIsOptionalValueSpecified(value.is_null() ? 0 : 1);
+  }
+}
+
+void SetValueOrUnspecify(ISetting& setting, const std::string& text) {
+  if (setting.GetIsActive() == 0) {
+    throw WrongUse(std::string(setting.GetLabel()) + ": not active, so that " + text + " would have no effect");
+  }
+  const bool isOptional = setting.GetIsOptional() != 0;
+  const bool unspecify = isOptional && text.empty();
+  if (!unspecify) {
+    SetValueText(setting, text);
+  }
+  if (isOptional) {
+    setting.SetIsOptionalValueSpecified(unspecify ? 0 : 1);
+  }
+}
+
+std::string CodeText(unsigned int code) {
+  std::array<char, 9> text{};
+  KelGetManufactureCodecEightCCString(text.data(), code, 0);
+  if (std::all_of(text.begin(), text.begin() + 4,
+                  [](char character) { return character >= ' ' && character <= '~'; })) {
+    return text.data();
+  }
+  std::snprintf(text.data(), text.size(), "%08X", code);
+  return std::string("0x") + text.data();
+}

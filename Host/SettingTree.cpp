@@ -1,0 +1,116 @@
+#include "Host/SettingTree.h"
+
+#include "Host/Errors.h"
+#include "Host/SettingJson.h"
+#include "Host/Utf8.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+
+#include <exception>
+#include <set>
+#include <utility>
+
+namespace {
+
+constexpr unsigned int kDeepest = 32;
+
+class Lister {
+ public:
+  void Add(ISetting* setting, const std::string& prefix, unsigned int depth, std::size_t place) {
+    if (setting == nullptr) {
+      return;
+    }
+    const std::string label = setting->GetPresetLabel();
+    std::string name = prefix + label;
+    if (label.empty() || !IsUtf8(label) || !m_names.insert(name).second) {
+      name = prefix + '#' + std::to_string(place);
+      m_names.insert(name);
+    }
+    m_settings.push_back({name, depth, setting});
+    if (setting->GetType() == kSettingTypeArray && depth < kDeepest) {
+      auto& container = static_cast<ISettingArray&>(*setting);
+      for (unsigned int index = 0; index < container.GetNumberOfSettings(); ++index) {
+        Add(container.GetSetting(index), name + '/', depth + 1, index);
+      }
+    }
+  }
+
+  std::vector<NamedSetting> Take() { return std::move(m_settings); }
+
+ private:
+  std::vector<NamedSetting> m_settings;
+  std::set<std::string> m_names;
+};
+
+}  // namespace
+
+std::vector<NamedSetting> ListSettings(IAudioCompressor& compressor) {
+  Lister lister;
+  std::size_t place = 0;
+  for (ISetting* const setting :
+       {static_cast<ISetting*>(compressor.GetSampleRateSetting()),
+        static_cast<ISetting*>(compressor.GetSampleSizeSetting()),
+        static_cast<ISetting*>(compressor.GetChannelModeSetting()),
+        static_cast<ISetting*>(compressor.GetDataRateSetting()), compressor.GetNonStandardSettings()}) {
+    lister.Add(setting, "", 0, place++);
+  }
+  return lister.Take();
+}
+
+ISetting* FindSetting(const std::vector<NamedSetting>& settings, std::string_view name) {
+  ISetting* found = nullptr;
+  for (const NamedSetting& candidate : settings) {
+    if (candidate.name == name) {
+      return candidate.setting;
+    }
+  }
+  for (const NamedSetting& candidate : settings) {
+    if (candidate.setting->GetPresetLabel() == name) {
+      if (found != nullptr) {
+        return nullptr;
+      }
+      found = candidate.setting;
+    }
+  }
+  return found;
+}
+
+Assignment ReadAssignment(const std::vector<NamedSetting>& settings, const std::string& text) {
+  const std::size_t equals = text.find('=');
+  const std::string name = text.substr(0, equals);
+  ISetting* const setting = equals == std::string::npos ? nullptr : FindSetting(settings, name);
+  if (setting == nullptr) {
+    std::string names;
+    for (const NamedSetting& named : settings) {
+      names.append(names.empty() ? "" : ", ").append(named.name);
+    }
+    throw WrongUse('"' + text +
+                   "\": " + (equals == std::string::npos ? "expected NAME=VALUE" : "no setting \"" + name + '"') +
+                   "; there are: " + names);
+  }
+  return {setting, [setting, value = text.substr(equals + 1)] { SetValueOrUnspecify(*setting, value); }};
+}
+
+void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
+  std::vector<const Assignment*> pending;
+  for (const Assignment& assignment : assignments) {
+    std::erase_if(pending, [&](const Assignment* earlier) { return earlier->setting == assignment.setting; });
+    pending.push_back(&assignment);
+  }
+  while (!pending.empty()) {
+    std::exception_ptr firstRefusal;
+    const std::size_t before = pending.size();
+    std::erase_if(pending, [&firstRefusal](const Assignment* assignment) {
+      try {
+        assignment->assign();
+        return true;
+      } catch (const WrongUse&) {
+        firstRefusal = firstRefusal == nullptr ? std::current_exception() : firstRefusal;
+        return false;
+      }
+    });
+    compressor.ValidateSettings();
+    if (pending.size() == before) {
+      std::rethrow_exception(firstRefusal);
+    }
+  }
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+/// Settings that list settings. The two classes differ in who owns what they list.
+///
+/// Copying one, by constructor, assignment or CreateCopy, copies the list alone: the new container has no label, preset
+/// label and tool tip, the target of an assignment keeps its own. A new copy is as active as its source.
+
+#include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RhoapiSettings/Setting.h"
+
+#include <memory>
+#include <vector>
+
+/// What both classes have in common: the list, of `Pointer`s, and the container's own attributes.
+template <class Concrete, class Pointer>
+class TSettingContainer : public ISettingArray {
+ public:
+  TSettingContainer() = default;
+  TSettingContainer(const TSettingContainer& other) : ISettingArray(other), m_isActive(other.m_isActive) {}
+  TSettingContainer& operator=(const TSettingContainer& /*other*/) { return *this; }
+
+  const char* GetLabel() const override { return m_label.c_str(); }
+  const char* GetPresetLabel() const override { return m_presetLabel.c_str(); }
+  void SetIsActive(unsigned int active) override { m_isActive = active; }
+  unsigned int GetIsActive() const override { return m_isActive; }
+  ISetting* CreateCopy() const override { return new Concrete(static_cast<const Concrete&>(*this)); }
+  void SetToolTipText(const char* text) override { m_toolTipText = TextOrEmpty(text); }
+  const char* GetToolTipText() const override { return m_toolTipText.c_str(); }
+  unsigned int GetNumberOfSettings() const override { return static_cast<unsigned int>(m_settings.size()); }
+  ISetting* GetSetting(unsigned int index) const override {
+    return index < m_settings.size() ? Address(m_settings[index]) : nullptr;
+  }
+
+  void SetLabel(const char* label) { m_label = TextOrEmpty(label); }
+  void SetPresetLabel(const char* presetLabel) { m_presetLabel = TextOrEmpty(presetLabel); }
+
+ protected:
+  std::vector<Pointer> m_settings;
+
+ private:
+  static ISetting* Address(ISetting* setting) { return setting; }
+  static ISetting* Address(const std::unique_ptr<ISetting>& setting) { return setting.get(); }
+
+  unsigned int m_isActive = 1;
+  std::string m_label;
+  std::string m_presetLabel;
+  std::string m_toolTipText;
+};
+
+/// Lists settings that live elsewhere, normally members of the plug-in object. Their owner keeps them alive while they
+/// are listed. Copies list the same settings.
+class RHOAPI_EXPORT SettingsGroup : public TSettingContainer<SettingsGroup, ISetting*> {
+ public:
+  SettingsGroup();
+  SettingsGroup(const SettingsGroup& other);
+  SettingsGroup& operator=(const SettingsGroup& other);
+
+  /// Appends `setting`, which may be listed already.
+  void include(ISetting& setting);
+  /// Forgets every setting.
+  void clear();
+};
+
+/// Owns the settings that it lists and deletes them when it ends. Copies hold copies.
+class RHOAPI_EXPORT SettingArray : public TSettingContainer<SettingArray, std::unique_ptr<ISetting>> {
+ public:
+  /// The argument has no effect.
+  explicit SettingArray(unsigned int unused);
+  SettingArray(const SettingArray& other);
+  /// When memory runs out nothing changes.
+  SettingArray& operator=(const SettingArray& other);
+
+  /// Appends `setting`, which may be null, takes ownership of it, and returns its index. A setting is added to one
+  /// array once. When memory runs out the setting stays with the caller.
+  int AddSetting(ISetting* setting);
+  /// Deletes every setting.
+  void clear();
+};

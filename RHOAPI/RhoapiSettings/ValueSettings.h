@@ -1,0 +1,171 @@
+#pragma once
+
+/// The kinds that hold one value and no list of allowable ones. They take what they are given, unchecked; where a class
+/// says no more, its constructor takes the starting value and the rest is its interface.
+
+#include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RhoapiSettings/Setting.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vector>
+
+class RHOAPI_EXPORT BoolSetting : public TSetting<BoolSetting, IBoolSetting, kSettingTypeBool> {
+ public:
+  BoolSetting();
+  BoolSetting(const char* label, const char* presetLabel, unsigned int value);
+
+  unsigned int GetValue() const override { return m_value; }
+  void SetValue(unsigned int value) override { m_value = value; }
+  using TSetting::SetDialogHint;
+
+ private:
+  unsigned int m_value;
+};
+
+class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSettingTypeText> {
+ public:
+  TextSetting();
+  TextSetting(const char* label, const char* presetLabel, const char* value);
+
+  const char* GetValue() const override { return m_value.c_str(); }
+  void SetValue(const char* text) override { m_value = TextOrEmpty(text); }
+  using TSetting::SetUnits;
+
+ private:
+  std::string m_value;
+};
+
+/// A path of at most 255 characters; of a longer one the rest is dropped without notice.
+class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSettingTypeFile> {
+ public:
+  explicit FileSetting(unsigned int dialogHint);
+  FileSetting(const char* label, const char* presetLabel, const char* value, const char* fileFilter);
+
+  const char* GetValue() const override { return m_value.data(); }
+  void SetValue(const char* path) override {
+    const char* const text = TextOrEmpty(path);
+    const std::size_t length = strnlen(text, m_value.size() - 1);
+    std::fill(std::copy_n(text, length, m_value.begin()), m_value.end(), '\0');
+  }
+  const char* GetQTFileFilter() const override { return m_fileFilter.c_str(); }
+  void SetDialogHint(unsigned int dialogHint) override { TSetting::SetDialogHint(dialogHint); }
+  using TSetting::SetUnits;
+
+ private:
+  std::array<char, 256> m_value{};
+  std::string m_fileFilter;
+};
+
+/// A time code. Two flags, 0 in a new setting, say what it counts: milliseconds, frames, or frames in drop-frame
+/// counting. They change the units that hosts show and nothing else; the value is never converted.
+class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCodeSetting, kSettingTypeTimeCode> {
+ public:
+  TimeCodeSetting();
+  TimeCodeSetting(const char* label, const char* presetLabel, KelTimeCode value);
+
+  const char* GetUnits() const override {
+    if (m_useFrameCount == 0) {
+      return "hh:mm:ss:mmm";
+    }
+    return m_useDropFrame == 0 ? "hh:mm:ss:ff" : "hh:mm:ss;ff";
+  }
+  KelTimeCode GetValue() const override { return m_value; }
+  void SetValue(KelTimeCode value) override { m_value = value; }
+
+  void SetUseFrameCount(unsigned int useFrameCount);
+  unsigned int GetUseFrameCount() const;
+  void SetUseDropFrame(unsigned int useDropFrame);
+  unsigned int GetUseDropFrame() const;
+  using TSetting::SetDialogHint;
+
+ private:
+  KelTimeCode m_value;
+  unsigned int m_useFrameCount = 0;
+  unsigned int m_useDropFrame = 0;
+};
+
+/// A range of time. It has no label and no preset label.
+class RHOAPI_EXPORT TimeInOutSetting
+    : public TAlwaysActiveSetting<TimeInOutSetting, ITimeInOutSetting, kSettingTypeTimeInOut> {
+ public:
+  TimeInOutSetting(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut);
+
+  void GetValue(unsigned long long& timeScale, unsigned long long& timeIn, unsigned long long& timeOut) const override {
+    timeScale = m_timeScale;
+    timeIn = m_timeIn;
+    timeOut = m_timeOut;
+  }
+  void SetValue(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut) override {
+    m_timeScale = timeScale;
+    m_timeIn = timeIn;
+    m_timeOut = timeOut;
+  }
+  unsigned long long GetTimeScale() const override { return m_timeScale; }
+  unsigned long long GetTimeIn() const override { return m_timeIn; }
+  unsigned long long GetTimeOut() const override { return m_timeOut; }
+
+ private:
+  unsigned long long m_timeScale;
+  unsigned long long m_timeIn;
+  unsigned long long m_timeOut;
+};
+
+class RHOAPI_EXPORT UnsignedIntArraySetting
+    : public TAlwaysActiveSetting<UnsignedIntArraySetting, IUnsignedIntArraySetting, kSettingTypeUnsignedIntArray> {
+ public:
+  UnsignedIntArraySetting();
+  /// Copies the `count` numbers at `values` (none where that is null) and, unless `valueLabels` is null, as many
+  /// labels.
+  UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count, unsigned int* values,
+                          const char** valueLabels, unsigned int min, unsigned int max);
+
+  unsigned int GetNumberOfValues() const override { return static_cast<unsigned int>(m_values.size()); }
+  unsigned int GetValue(unsigned int index) const override { return index < m_values.size() ? m_values[index] : 0; }
+  void SetValue(unsigned int index, unsigned int value) override {
+    if (index < m_values.size()) {
+      m_values[index] = value;
+    }
+  }
+  void GetValues(unsigned int* dest, unsigned int capacity) const override {
+    if (dest != nullptr && capacity >= m_values.size()) {
+      std::copy(m_values.begin(), m_values.end(), dest);
+    }
+  }
+  void SetValues(unsigned int* src, unsigned int count) override {
+    if (src != nullptr && count >= m_values.size()) {
+      std::copy_n(src, m_values.size(), m_values.begin());
+    }
+  }
+  const char* GetValueLabel(unsigned int index) const override {
+    return index < m_valueLabels.size() ? m_valueLabels[index].c_str() : nullptr;
+  }
+  unsigned int GetMinValue() const override { return m_min; }
+  unsigned int GetMaxValue() const override { return m_max; }
+  using TSetting::SetDialogHint;
+
+ private:
+  std::vector<unsigned int> m_values;
+  std::vector<std::string> m_valueLabels;
+  unsigned int m_min;
+  unsigned int m_max;
+};
+
+class RHOAPI_EXPORT ByteArraySetting
+    : public TAlwaysActiveSetting<ByteArraySetting, IByteArraySetting, kSettingTypeByteArray> {
+ public:
+  ByteArraySetting();
+  /// Copies the `size` bytes at `data`, which may be null when `size` is 0.
+  ByteArraySetting(const char* label, const char* presetLabel, const unsigned char* data, unsigned int size);
+
+  unsigned int GetDataSize() const override { return static_cast<unsigned int>(m_data.size()); }
+  const unsigned char* GetData() const override { return m_data.data(); }
+  /// `data` may lie within the bytes that the setting holds. Null bytes count as none.
+  void SetData(const unsigned char* data, unsigned int size) override {
+    m_data = data == nullptr ? std::vector<unsigned char>() : std::vector<unsigned char>(data, data + size);
+  }
+
+ private:
+  std::vector<unsigned char> m_data;
+};

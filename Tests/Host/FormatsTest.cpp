@@ -1,0 +1,119 @@
+/// Every kind of sound file comes out as ffmpeg would have decoded it, sample for sample where nothing has to be
+/// converted, and the same bytes each time.
+
+#include "Tests/Host/HostTest.h"
+
+#include <cmath>
+#include <ostream>
+
+namespace {
+
+/// How far from what the other decoder says, in units of the output's last bit.
+constexpr float kExact = 0;
+constexpr float kDithered = 1.6F;  // triangular dither of one unit, and half a unit of rounding
+constexpr float kVorbis = 4;       // here and for Opus: decoders differ in the last bits of a float
+constexpr float kMP3 = 12;
+constexpr float kADPCM = 25;
+
+struct Sound {
+  const char* file;
+  unsigned rate;
+  unsigned channels;
+  const char* tool;  ///< see MakeSound; null for a file that is there already
+  unsigned bits;     ///< of the output
+  float tolerance;
+  double framesPerSecond = 30;
+  const char* options = "";
+  unsigned outputRate = 0;  ///< when it differs
+};
+
+void PrintTo(const Sound& sound, std::ostream* out) { *out << sound.file << ' ' << sound.options; }
+
+#define ALSA "/usr/share/sounds/alsa/"
+#define FREEDESKTOP "/usr/share/sounds/freedesktop/stereo/"
+
+const Sound kSounds[] = {
+    {"u8.wav", 8000, 1, "sox -b 8 -e unsigned", 16, kExact},
+    {"16 bits.wav", 44100, 2, "sox -b 16", 16, kExact},
+    {"24\xFF.wav", 48000, 6, "sox -b 24", 24, kExact},
+    {"32.wav", 96000, 2, "sox -b 32", 24, kDithered},
+    {"float.wav", 88200, 2, "sox -e float -b 32", 24, kDithered},
+    {"double.wav", 44100, 1, "sox -e float -b 64", 24, kDithered},
+    {"mu-law.wav", 8000, 1, "sox -e u-law", 16, kExact},
+    {"a-law.wav", 8000, 1, "sox -e a-law", 16, kExact},
+    {"adpcm.wav", 22050, 2, "sox -e ima-adpcm", 16, kADPCM},
+    {"rf64.wav", 48000, 8, "ffmpeg -rf64 always -c:a pcm_s24le", 24, kExact},
+    {"16.w64", 32000, 8, "ffmpeg -c:a pcm_s16le", 16, kExact},
+    {"24.w64", 11025, 7, "sox -b 24", 24, kExact},
+    {"16.aiff", 16000, 2, "sox -b 16", 16, kExact},
+    {"24.aiff", 48000, 6, "ffmpeg -c:a pcm_s24be", 24, kExact},
+    {"16.aifc", 64000, 2, "sox -b 16", 16, kExact},
+    {"float.aiff", 24000, 2, "ffmpeg -c:a pcm_f32be", 24, kDithered},
+    {"16.caf", 44100, 8, "ffmpeg -c:a pcm_s16le", 16, kExact},
+    {"24.caf", 44100, 6, "ffmpeg -c:a pcm_s24be", 24, kExact},
+    {"16.au", 22050, 1, "sox -b 16", 16, kExact},
+    {"float.au", 22050, 2, "sox -e float -b 32", 24, kDithered},
+    {"16.flac", 44100, 2, "sox -b 16", 16, kExact},
+    {"8.flac", 16000, 1, "sox -b 8", 16, kExact},
+    {"24.flac", 96000, 6, "sox -b 24", 24, kExact},
+    {"7.flac", 48000, 7, "ffmpeg -sample_fmt s16", 16, kExact},
+    {"6.ogg", 48000, 6, "sox -C 4", 24, kVorbis},
+    {"8.ogg", 48000, 8, "sox -C 4", 24, kVorbis},
+    {"2.opus", 48000, 2, "ffmpeg -c:a libopus", 24, kVorbis},
+    {"6.opus", 48000, 6, "ffmpeg -c:a libopus", 24, kVorbis},
+    {"1.mp3", 22050, 1, "ffmpeg -c:a libmp3lame", 24, kMP3},
+    {"2.mp3", 44100, 2, "ffmpeg -c:a libmp3lame -b:a 192k", 24, kMP3},
+    {ALSA "Front_Center.wav", 48000, 1, nullptr, 16, kExact},
+    {FREEDESKTOP "window-question.oga", 44100, 2, nullptr, 24, kVorbis},
+    {FREEDESKTOP "service-login.oga", 22050, 2, nullptr, 24, kVorbis},
+    // What is asked for goes before what the input suggests.
+    {"more.wav", 44100, 2, "sox -b 16", 24, kExact, 25, "--bits 24 --fps 25"},
+    {"fewer.wav", 48000, 6, "sox -b 24", 16, kDithered, 30000 / 1001.0, "--bits 16 --fps 30000/1001 --channels 5.1"},
+    {"float16.wav", 48000, 1, "sox -e float -b 32", 16, kDithered, 29.97, "--bits 16 --fps=29.97 --channels Mono"},
+    {"up.wav", 44100, 2, "sox -b 16", 16, kDithered, 59.94, "--rate 48000 --fps 59.94", 48000},
+    {"down.wav", 192000, 6, "sox -b 24", 24, kDithered, 120, "--rate 96000 --fps 120", 96000},
+    {"odd.flac", 37800, 1, "sox -b 16", 16, kDithered, 1, "--rate 11025 --fps 1", 11025},
+};
+
+class SoundTest : public HostTest, public testing::WithParamInterface<Sound> {};
+
+TEST_P(SoundTest, ComesOutAsOtherReadersDecodeIt) {
+  const Sound& sound = GetParam();
+  const std::string input = std::string("'") + sound.file + "'";
+  if (sound.tool != nullptr) {
+    MakeSound(sound.file, sound.rate, sound.channels, sound.tool);
+  }
+  const std::string command = "rhohost " + std::string(sound.options) + " -- " + input;
+  const Outcome outcome = RunHost(command + " 1.mkv && " + command + " 2.mkv && cmp 1.mkv 2.mkv");
+  ASSERT_EQ(outcome.code, 0) << outcome.errors << outcome.output;
+
+  std::string resampling;
+  std::size_t frames = 0;
+  if (sound.outputRate != 0) {
+    resampling =
+        "-af aresample=" + std::to_string(sound.outputRate) + ":resampler=soxr:precision=28:dither_method=none";
+    frames = static_cast<std::size_t>(std::lround(static_cast<double>(kFrames) * sound.outputRate / sound.rate));
+  }
+  const std::vector<std::int32_t> wanted = Decode(sound.file, resampling);
+  const std::vector<std::int32_t> found = Decode("1.mkv");
+  frames = frames == 0 ? wanted.size() / sound.channels : frames;
+  ASSERT_EQ(found.size(), frames * sound.channels);
+  double worst = 0;
+  double squares = 0;
+  for (std::size_t index = 0; index < std::min(wanted.size(), found.size()); ++index) {
+    const double difference =
+        std::ldexp(static_cast<double>(found[index]) - wanted[index], static_cast<int>(sound.bits) - 32);
+    worst = std::max(worst, std::fabs(difference));
+    squares += difference * difference;
+  }
+  EXPECT_LE(worst, sound.tolerance);
+  if (sound.tolerance == kDithered) {
+    EXPECT_NEAR(std::sqrt(squares / static_cast<double>(found.size())), 0.5, 0.03);
+  }
+  const unsigned rate = sound.outputRate == 0 ? sound.rate : sound.outputRate;
+  ExpectJudgesAgree("1.mkv", {rate, sound.channels, sound.bits, sound.framesPerSecond}, frames);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sounds, SoundTest, testing::ValuesIn(kSounds));
+
+}  // namespace

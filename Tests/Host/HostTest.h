@@ -1,0 +1,74 @@
+#pragma once
+
+/// What the tests of rhohost share: a folder that goes when the test ends, commands run in it by the shell, sounds made
+/// by sox and ffmpeg, and the judgement of other people's readers on what rhohost has written.
+
+#include <gmock/gmock.h>
+
+#include <sys/types.h>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// How a command ended.
+struct Outcome {
+  int code = 0;  ///< as a shell tells it: 128 + n after signal n
+  std::string output;
+  std::string errors;
+  long peakKiB = 0;  ///< the most memory that it or one of its children had resident
+};
+
+/// What a Matroska file must turn out to be.
+struct Expected {
+  unsigned rate = 0;
+  unsigned channels = 0;
+  unsigned bits = 0;
+  double framesPerSecond = 30;
+  bool isStream = false;  ///< came through a pipe: no cues, and a duration only if it was known beforehand
+};
+
+/// A file as ffprobe sees it; times and durations in sample frames, rounded from the file's own clock.
+struct Probe {
+  struct Packet {
+    long long time = 0;
+    long long duration = 0;
+    std::size_t size = 0;
+  };
+  std::vector<Packet> packets;
+  long long duration = -1;  ///< -1 when the file does not say
+  std::string others;       ///< codec, rate and channels; and whatever ffprobe has to complain of
+};
+
+class HostTest : public testing::Test {
+ public:
+  HostTest();
+  ~HostTest() override;
+
+ protected:
+  /// Starts a shell command in the folder, without input. Programs of the build are found by name.
+  pid_t Start(const std::string& command) const;
+  Outcome Wait(pid_t process) const;
+  Outcome Run(const std::string& command) const { return Wait(Start(command)); }
+  /// Runs a command that starts rhohost, and sees to it that every line of its errors begins with the program's name.
+  Outcome RunHost(const std::string& command) const;
+
+  /// Makes a sound file: a tone of its own in each channel, 32 bits, written by "sox OPTIONS FILE" or "ffmpeg OPTIONS
+  /// FILE" as `tool` begins.
+  void MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
+                 std::size_t frames = kFrames) const;
+  static constexpr std::size_t kFrames = 20011;
+
+  /// The samples of a file as ffmpeg decodes them, left-justified in 32 bits.
+  std::vector<std::int32_t> Decode(const std::string& file, const std::string& options = "") const;
+  Probe ProbeFile(const std::string& file, unsigned rate, const std::string& options = "") const;
+  /// ffprobe, mkvmerge and mkvinfo on a file of `frames` sample frames: format, every packet's time, duration and size.
+  void ExpectJudgesAgree(const std::string& file, const Expected& expected, std::size_t frames) const;
+
+  std::string Read(const std::string& file) const;
+  void Write(const std::string& file, const std::string& bytes) const;
+  /// Everything in the folder with its size and times.
+  std::string Listing() const { return Run("ls -liAR --time-style=full-iso").output; }
+
+  std::filesystem::path m_folder;
+};

@@ -1,0 +1,47 @@
+/// rhohost with modules other than its own: it says what is wrong with each, and a good one is called in the documented
+/// order.
+
+#include "Tests/Host/HostTest.h"
+
+#include <utility>
+
+namespace {
+
+using testing::ContainsRegex;
+
+TEST_F(HostTest, SaysWhatIsWrongWithAModule) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  Write("out.mkv", "old");
+  const std::string before = Listing();
+  for (const auto& [module, says] : std::vector<std::pair<std::string, const char*>>{
+           {"NoEntryPoint", "no entry point CreateAudioCompressor"},
+           {"NoCompressors", "0 compressors"},
+           {"NoObject", "no compressor"},
+           {"NoRate", "no setting for the sample rate"},
+           {"NoMatroska", "Matroska"},
+           {"NoPackets", "linear PCM"},
+           {"NoBegin", "begin .*80010001"},
+           {"NoFrame", "encode .*80010002"},
+           {"NoFlush", "flush .*80010002"},
+           {"NoEnd", "end .*00000001"},
+       }) {
+    SCOPED_TRACE(module);
+    const Outcome outcome = RunHost("rhohost --force --module " BAD_MODULES "/" + module + ".so in.wav out.mkv");
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.errors, ContainsRegex(says));
+    EXPECT_EQ(Listing(), before);
+  }
+}
+
+TEST_F(HostTest, CallsAModuleInTheDocumentedOrder) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  const Outcome outcome = Run("rhohost --quiet --module " BAD_MODULES "/Healthy.so in.wav out.mkv");
+  EXPECT_EQ(outcome.code, 0);
+  for (const char* const order : {"ValidateSettings .*CompressFrameBegin", "SetFileFormatHint .*CompressFrameBegin",
+                                  "IsFormatSupported .*CompressFrameBegin", "SetOutputPacketType .*CompressFrameBegin",
+                                  "CompressFrameBegin (CompressFrame )+flush CompressFrameEnd Release $"}) {
+    EXPECT_THAT(outcome.errors, ContainsRegex(order));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,155 @@
+/// What rhohost refuses, how it says so, and that nothing but a whole result ever changes a file.
+
+#include "Tests/Host/HostTest.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using testing::HasSubstr;
+
+class SafetyTest : public HostTest {
+ protected:
+  SafetyTest() {
+    MakeSound("in.wav", 48000, 2, "sox -b 16");
+    Write("old.mkv", "old");
+  }
+};
+
+struct Refusal {
+  const char* command;
+  int code;
+  std::vector<const char*> says;
+};
+
+TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
+  MakeSound("fast.wav", 192000, 1, "sox -b 16", 99);
+  MakeSound("odd.wav", 37800, 1, "sox -b 16", 99);
+  MakeSound("three.wav", 48000, 3, "sox -b 16", 99);
+  MakeSound("four.wav", 48000, 4, "sox -b 16", 99);
+  MakeSound("nine.wav", 48000, 9, "sox -b 16", 99);
+  ASSERT_EQ(Run("ln in.wav hard.mkv; ln -s in.wav soft.mkv; mkdir folder; echo text >text.wav; : >empty.wav; "
+                "head -c 50 in.wav >header.wav")
+                .code,
+            0);
+  const std::string before = Listing();
+  const Refusal refusals[] = {
+      {"rhohost", 2, {"INPUT"}},
+      {"rhohost in.wav", 2, {"OUTPUT"}},
+      {"rhohost in.wav new.mkv more.mkv", 2, {"more.mkv"}},
+      {"rhohost '' new.mkv", 2, {}},
+      {"rhohost --unknown in.wav new.mkv", 2, {"--unknown"}},
+      {"rhohost --rate fast in.wav new.mkv", 2, {"--rate", "fast"}},
+      {"rhohost --rate -1 in.wav new.mkv", 2, {"--rate"}},
+      {"rhohost --rate 4294967344 in.wav new.mkv", 2, {"--rate", "4294967344"}},
+      {"rhohost --rate 0 in.wav new.mkv", 2, {"Sample Rate", "0 Hz", "8000", "96000"}},
+      {"rhohost --rate 192000 in.wav new.mkv", 2, {"Sample Rate", "192000 Hz", "8000", "88200", "try --rate 96000"}},
+      {"rhohost fast.wav new.mkv", 1, {"Sample Rate", "192000 Hz", "8000", "88200", "try --rate 96000"}},
+      {"rhohost odd.wav new.mkv", 1, {"Sample Rate", "37800 Hz", "try --rate 44100"}},
+      {"rhohost --bits 20 in.wav new.mkv", 2, {"Sample Size", "20", "16", "24"}},
+      {"rhohost --channels Quad in.wav new.mkv", 2, {"Channels", "Quad", "Mono", "Stereo", "5.1", "6.1", "7.1"}},
+      {"rhohost --channels '' in.wav new.mkv", 2, {"Channels", "Mono", "7.1"}},
+      {"rhohost --channels 5.1 in.wav new.mkv", 2, {"5.1", "6", "2", "try --channels Stereo"}},
+      {"rhohost three.wav new.mkv", 1, {"Channels", "3", "Mono", "Stereo", "5.1"}},
+      {"rhohost four.wav new.mkv", 1, {"Channels", "4", "Mono", "Stereo", "5.1"}},
+      {"rhohost nine.wav new.mkv", 1, {"Channels", "9", "Mono", "Stereo", "5.1"}},
+      {"rhohost --fps 0 in.wav new.mkv", 2, {"--fps", "0"}},
+      {"rhohost --fps=-25 in.wav new.mkv", 2, {"--fps", "-25"}},
+      {"rhohost --fps 25/0 in.wav new.mkv", 2, {"--fps", "25/0"}},
+      {"rhohost --fps nan in.wav new.mkv", 2, {"--fps", "nan"}},
+      {"rhohost --fps 1e5 in.wav new.mkv", 2, {"--fps"}},
+      {"rhohost --fps 1e-300 in.wav new.mkv", 2, {"--fps"}},
+      {"rhohost none.wav new.mkv", 1, {"none.wav", "No such file or directory"}},
+      {"rhohost folder new.mkv", 1, {"folder", "not a sound file"}},
+      {"rhohost text.wav new.mkv", 1, {"text.wav", "not a sound file"}},
+      {"rhohost empty.wav new.mkv", 1, {"empty.wav", "empty"}},
+      {"rhohost header.wav new.mkv", 1, {"header.wav", "missing"}},
+      {"rhohost - new.mkv", 1, {"standard input", "empty"}},
+      {"rhohost - new.mkv <&-", 1, {"standard input", "Bad file descriptor"}},
+      {"rhohost in.wav old.mkv", 1, {"old.mkv", "exists", "--force"}},
+      {"rhohost in.wav folder", 1, {"folder", "Is a directory"}},
+      {"rhohost in.wav none/new.mkv", 1, {"none/new.mkv", "No such file or directory"}},
+      {"rhohost in.wav old.mkv/new.mkv", 1, {"old.mkv/new.mkv", "Not a directory"}},
+      {"rhohost --force in.wav in.wav", 1, {"in.wav", "input"}},
+      {"rhohost --force in.wav folder/../in.wav", 1, {"in.wav", "input"}},
+      {"rhohost --force in.wav hard.mkv", 1, {"hard.mkv", "input"}},
+      {"rhohost --force in.wav soft.mkv", 1, {"soft.mkv", "input"}},
+      {"rhohost --force - soft.mkv <in.wav", 1, {"soft.mkv", "input"}},
+      {"rhohost in.wav - >&-", 1, {"Bad file descriptor"}},
+      {"rhohost in.wav /dev/full", 1, {"/dev/full", "No space left on device"}},
+      {"rhohost in.wav - >/dev/full", 1, {"No space left on device"}},
+      {"rhohost --help >/dev/full", 1, {"No space left on device"}},
+      {"(ulimit -f 20; exec rhohost in.wav new.mkv)", 1, {"new.mkv", "File too large"}},
+      {"(ulimit -f 20; exec rhohost --force in.wav old.mkv)", 1, {"old.mkv", "File too large"}},
+      {"head -c 60000 in.wav | rhohost --force - old.mkv", 1, {"missing"}},
+      {"rhohost --force --module none.so in.wav old.mkv", 1, {"none.so"}},
+      {"rhohost --force --module in.wav in.wav old.mkv", 1, {"in.wav"}},
+  };
+  for (const auto& [command, code, says] : refusals) {
+    SCOPED_TRACE(command);
+    const Outcome outcome = RunHost(command);
+    EXPECT_EQ(outcome.code, code);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_NE(outcome.errors, "");
+    for (const char* const text : says) {
+      EXPECT_THAT(outcome.errors, HasSubstr(text));
+    }
+    ASSERT_EQ(Listing(), before);
+  }
+}
+
+TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
+  const std::string before = Listing();
+  const Outcome plan = RunHost("rhohost --dry-run --force --bits 24 --fps 25 in.wav old.mkv");
+  EXPECT_EQ(plan.code, 0);
+  for (const char* const text : {"Linear PCM", "48000 Hz", "24 bits", "Stereo", "1920 sample frames", "old.mkv"}) {
+    EXPECT_THAT(plan.output + plan.errors, HasSubstr(text));
+  }
+  for (const char* const option : {"--help", "--version"}) {
+    const Outcome told = RunHost(std::string("rhohost ") + option);
+    EXPECT_EQ(told.code, 0);
+    EXPECT_THAT(told.output, HasSubstr("rhohost"));
+    EXPECT_EQ(told.errors, "");
+  }
+  EXPECT_EQ(Listing(), before);
+  const Outcome quiet = RunHost("rhohost --quiet --force in.wav old.mkv");
+  EXPECT_EQ(quiet.code, 0);
+  EXPECT_EQ(quiet.output + quiet.errors, "");
+  const Outcome loud = RunHost("rhohost in.wav new.mkv");
+  EXPECT_EQ(loud.output, "");
+  EXPECT_EQ(std::count(loud.errors.begin(), loud.errors.end(), '\n'), 1) << loud.errors;
+  EXPECT_EQ(Read("new.mkv"), Read("old.mkv"));
+  EXPECT_EQ(Run("ls -A").output, "in.wav\nnew.mkv\nold.mkv\n");
+}
+
+class SignalTest : public SafetyTest, public testing::WithParamInterface<int> {};
+
+TEST_P(SignalTest, EndsItAndLeavesTheOldOutput) {
+  ASSERT_EQ(mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+  // Both ends, so that it neither ends nor keeps anyone waiting; fed until rhohost has begun to write.
+  const int pipe = open((m_folder / "pipe").c_str(), O_RDWR | O_NONBLOCK);
+  std::string endless = Read("in.wav");
+  endless.replace(endless.find("data") + 4, 4, 4, '\xFF');
+  const std::string before = Listing();
+  const pid_t process = Start("exec rhohost --force - old.mkv <../pipe");
+  for (std::size_t fed = 0; Listing() == before; fed %= endless.size()) {
+    const ssize_t written = write(pipe, endless.data() + fed, endless.size() - fed);
+    fed += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+  }
+  EXPECT_EQ(Read("old.mkv"), "old");
+  ASSERT_EQ(kill(process, GetParam()), 0);
+  const Outcome outcome = Wait(process);
+  EXPECT_EQ(outcome.code, 128 + GetParam());
+  EXPECT_EQ(Listing(), before);
+  close(pipe);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+}  // namespace

@@ -1,0 +1,176 @@
+/// Pipes, and inputs that are shorter, longer or louder than they should be.
+
+#include "Tests/Host/HostTest.h"
+
+#include <gmock/gmock.h>
+#include <filesystem>
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+
+std::string LittleEndian32(std::uint32_t value) {
+  std::string bytes;
+  for (int shift = 0; shift < 32; shift += 8) {
+    bytes += static_cast<char>(value >> shift & 0xFF);
+  }
+  return bytes;
+}
+
+/// A WAV file or its beginning, with other sizes of the whole and of the samples.
+std::string WithSizes(std::string wav, std::uint32_t whole, std::uint32_t samples) {
+  wav.replace(4, 4, LittleEndian32(whole));
+  return wav.replace(wav.find("data") + 4, 4, LittleEndian32(samples));
+}
+
+TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  const std::vector<std::int32_t> wanted = Decode("in.wav");
+  for (const std::uint32_t size : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+    Write(std::to_string(size), WithSizes(Read("in.wav"), size, size));
+  }
+  for (const char* const command : {
+           "cat in.wav | rhohost - out.mkv",
+           "cat 0 | rhohost - out.mkv",
+           "cat 2147483647 | rhohost - out.mkv",
+           "cat 4294967295 | rhohost - out.mkv",
+           "{ head -c 99 0; sleep 0.1; tail -c +100 0; } | rhohost - out.mkv",
+           R"({ cat in.wav; printf 'LIST\4\0\0\0INFO'; } | rhohost - out.mkv)",
+           "sox -V1 in.wav -t wav - | rhohost - out.mkv",
+           "sox -V1 in.wav -b 24 -t wav - | rhohost - out.mkv",
+           "ffmpeg -v error -i in.wav -metadata title=Pipe -f wav - | rhohost - out.mkv",
+           "ffmpeg -v error -i in.wav -rf64 always -f wav - | rhohost - out.mkv",
+           "rhohost - out.mkv <in.wav",
+           "mkfifo pipe && { cat in.wav >pipe & } && rhohost pipe out.mkv",
+           "cat in.wav | rhohost - - | cat >out.mkv",
+       }) {
+    SCOPED_TRACE(command);
+    EXPECT_EQ(RunHost(command).code, 0);
+    EXPECT_EQ(Decode("out.mkv"), wanted);
+    std::filesystem::remove(m_folder / "work/out.mkv");
+  }
+  EXPECT_EQ(RunHost("head -c 70000 in.wav | rhohost - out.mkv").code, 1);
+}
+
+TEST_F(HostTest, WritesStreamsThatAPipeCanCarry) {
+  MakeSound("in.wav", 44100, 6, "sox -b 24", 3 * kFrames);
+  EXPECT_EQ(RunHost("rhohost --fps 25 in.wav - | cat >out.mkv && cat in.wav | rhohost --fps 25 - - >/dev/null").code,
+            0);
+  EXPECT_EQ(Decode("out.mkv"), Decode("in.wav"));
+  ExpectJudgesAgree("out.mkv", {44100, 6, 24, 25, true}, 3 * kFrames);
+  const Outcome broken = RunHost("{ rhohost in.wav -; echo $? >code; } | head -c 9");
+  EXPECT_EQ(Read("code"), "1\n");
+  EXPECT_THAT(broken.errors, HasSubstr("Broken pipe"));
+}
+
+TEST_F(HostTest, SaysHowMuchOfATruncatedFileIsMissing) {
+  constexpr unsigned kCut = 1201;
+  for (const auto& [file, tool] : std::vector<std::pair<const char*, const char*>>{
+           {"cut.wav", "sox -b 16"},
+           {"cut24.wav", "sox -b 24"},
+           {"cutrf64.wav", "ffmpeg -rf64 always"},
+           {"cut.w64", "sox -b 16"},
+           {"cut.aiff", "sox -b 16"},
+           {"cut.caf", "ffmpeg -c:a pcm_s16be"},
+           {"cut.au", "sox -b 16"},
+           {"cut.flac", "sox -b 16"},
+       }) {
+    SCOPED_TRACE(file);
+    MakeSound(file, 48000, 2, tool);
+    std::vector<std::int32_t> wanted = Decode(file);
+    const std::string bytes = Read(file);
+    Write(file, bytes.substr(0, bytes.size() - kCut));
+    const std::string files = std::string(file).append(" out.mkv");
+    const Outcome refused = RunHost("rhohost " + files);
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_EQ(Read("out.mkv"), "");
+    EXPECT_EQ(RunHost("rhohost --allow-truncated " + files).code, 0);
+    const std::vector<std::int32_t> found = Decode("out.mkv");
+    std::filesystem::remove(m_folder / "work/out.mkv");
+    ASSERT_LT(found.size(), wanted.size());
+    const std::size_t missing = (wanted.size() - found.size()) / 2;
+    EXPECT_GE(missing, kCut / 6);
+    EXPECT_THAT(refused.errors, ContainsRegex(" (1201|1202|" + std::to_string(missing) + ") "));
+    wanted.resize(found.size());
+    EXPECT_EQ(found, wanted);
+  }
+}
+
+TEST_F(HostTest, AnEmptyRecordingIsARecording) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  const std::string header = Read("in.wav");
+  Write("empty.wav", WithSizes(header.substr(0, header.find("data") + 8), 36, 0));
+  EXPECT_EQ(RunHost("rhohost empty.wav out.mkv").code, 0);
+  EXPECT_EQ(Run("mkvmerge -o ../remuxed.mkv out.mkv").code, 0);
+  EXPECT_TRUE(ProbeFile("out.mkv", 48000).packets.empty());
+}
+
+TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
+  // An AU file of floats: 2, -2, infinity, minus infinity, not a number, 0.5, -0.5, 0.
+  Write("loud.au", std::string(".snd\0\0\0\x18\0\0\0\x20\0\0\0\6\0\0\x1F\x40\0\0\0\1"
+                               "\x40\0\0\0\xC0\0\0\0\x7F\x80\0\0\xFF\x80\0\0\x7F\xC0\0\0\x3F\0\0\0\xBF\0\0\0\0\0\0\0",
+                               56));
+  const Outcome outcome = RunHost("rhohost loud.au out.mkv");
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.errors, ContainsRegex(" 5 samples .*clipped"));
+  const std::vector<double> wanted{0x7FFFFF, -0x800000, 0x7FFFFF, -0x800000, 0, 0x400000, -0x400000, 0};
+  std::vector<double> found;
+  for (const std::int32_t sample : Decode("out.mkv")) {
+    found.push_back(sample / 256.0);
+  }
+  EXPECT_THAT(found, testing::Pointwise(testing::DoubleNear(2), wanted));
+}
+
+TEST_F(HostTest, KeepsTags) {
+  MakeSound("in.flac", 44100, 1,
+            "ffmpeg -metadata title=T\xC3\xAFtle -metadata artist=Artist -metadata album=Album "
+            "-metadata date=2001-02-03 -metadata track=7");
+  EXPECT_EQ(Run("metaflac --set-tag=COMMENT=Comment in.flac").code, 0);
+  EXPECT_EQ(RunHost("rhohost in.flac out.mkv").code, 0);
+  const std::string tags =
+      Run("ffprobe -v error -show_entries format_tags -of default=nw=1 out.mkv | tr A-Z a-z").output;
+  for (const char* const tag :
+       {":title=t\xC3\xAFtle", ":artist=artist", ":album=album", ":comment=comment", "=2001-02-03", ":track=7"}) {
+    EXPECT_THAT(tags, HasSubstr(tag));
+  }
+}
+
+TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
+  constexpr unsigned kRate = 11025;
+  constexpr unsigned kPacket = 368;
+  constexpr std::uint32_t kHours = 3 * 3600 * kRate + 77;
+  MakeSound("in.wav", kRate, 2, "sox -b 16");
+  const std::string header = Read("in.wav").substr(0, 44);
+  Write("in.wav", WithSizes(header, 36 + 4 * kHours, 4 * kHours));
+  std::filesystem::resize_file(m_folder / "work/in.wav", 44 + 4 * std::uintmax_t{kHours});
+  const Outcome outcome = Run("script -qec 'rhohost in.wav out.mkv' /dev/null");
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
+  EXPECT_THAT(outcome.output, ContainsRegex("\r[^\r\n]*%[^\r\n]* left[^\n]*\rrhohost: out.mkv: "));
+
+  const Probe tail = ProbeFile("out.mkv", kRate, "-read_intervals 10790%");
+  EXPECT_EQ(tail.duration, kHours);
+  ASSERT_FALSE(tail.packets.empty());
+  EXPECT_GT(tail.packets.front().time, 10780 * kRate);  // the cues led there
+  long long next = tail.packets.front().time / kPacket * kPacket;
+  for (const Probe::Packet& packet : tail.packets) {
+    ASSERT_EQ(packet.time, next);
+    next += packet.duration;
+  }
+  EXPECT_EQ(next, kHours);
+}
+
+TEST_F(HostTest, CountsBeyondFourGibibytes) {
+  // A CAF file of 7.1 at 96 kHz and 24 bits: the size of its samples, and 4 bytes of another field, take 33 bits.
+  Write("in.caf",
+        std::string(
+            "caff\0\1\0\0desc\0\0\0\0\0\0\0\x20\x40\xF7\x70\0\0\0\0\0lpcm\0\0\0\2\0\0\0\x18\0\0\0\1\0\0\0\x08\0\0\0\x18"
+            "data\0\0\0\1\0\0\x20\4\0\0\0\0",
+            68));
+  EXPECT_THAT(RunHost("rhohost in.caf out.mkv").errors, HasSubstr("4294975488"));
+  std::filesystem::resize_file(m_folder / "work/in.caf", 68 + 0x1'0000'2000);
+  EXPECT_THAT(RunHost("rhohost --dry-run in.caf out.mkv").output, HasSubstr("0:31:04.139"));
+}
+
+}  // namespace
