@@ -54,7 +54,8 @@ RHOAPI_EXPORT int KelSetHandleSize(char** handle, unsigned long size);
 /// Frees the bytes and the handle; null is ignored.
 RHOAPI_EXPORT void KelDisposeHandle(char** handle);
 
-/// Base of classes whose instances begin as zero bytes: what a constructor does not set is 0.
+/// Base of classes whose instances lie in zeroed storage. A constructor sets what it needs all the same: to the
+/// language, members that it leaves alone have no value, and a compiler may drop the zeros.
 ///
 /// `new` of such a class gives null when memory runs out, and runs no constructor then; check the result. An instance
 /// has malloc's alignment and no more, whatever the class asks for. Arrays come from the global operator new[].
