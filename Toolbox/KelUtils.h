@@ -4,10 +4,15 @@
 
 #include "Toolbox/KelUtils/AudioBuffers.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/ChannelModes.h"        // IWYU pragma: export
+#include "Toolbox/KelUtils/Checksums.h"           // IWYU pragma: export
 #include "Toolbox/KelUtils/CloseEnough.h"         // IWYU pragma: export
+#include "Toolbox/KelUtils/ColorFormats.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/FourCharacterCodes.h"  // IWYU pragma: export
 #include "Toolbox/KelUtils/FrameRates.h"          // IWYU pragma: export
 #include "Toolbox/KelUtils/Identifiers.h"         // IWYU pragma: export
+#include "Toolbox/KelUtils/Images.h"              // IWYU pragma: export
+#include "Toolbox/KelUtils/RawDumps.h"            // IWYU pragma: export
+#include "Toolbox/KelUtils/RowPacking.h"          // IWYU pragma: export
 #include "Toolbox/KelUtils/Text.h"                // IWYU pragma: export
 #include "Toolbox/KelUtils/TextEncoding.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/TimeCodes.h"           // IWYU pragma: export

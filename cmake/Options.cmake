@@ -18,6 +18,8 @@ target_compile_definitions(rho_options INTERFACE _FILE_OFFSET_BITS=64)
 target_compile_options(rho_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
   -fstack-protector-strong
+  # Reports name files as they lie in this tree, wherever it was built.
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
   # Unique symbols would keep the module in memory after dlclose.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
   $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${RHO_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
