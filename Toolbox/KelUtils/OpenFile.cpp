@@ -2,13 +2,16 @@
 
 #include "Toolbox/KelUtils/PathErrors.h"
 
-#include <algorithm>
 #include <string>
+#include <string_view>
 
 namespace {
 
 // The same mode with "e", close on exec, before a comma and what may follow one.
-std::string ClosedOnExec(std::string mode) { return mode.insert(std::min(mode.find(','), mode.size()), "e"); }
+std::string ClosedOnExec(std::string_view mode) {
+  const std::string_view letters = mode.substr(0, mode.find(','));
+  return std::string(letters).append("e").append(mode.substr(letters.size()));
+}
 
 }  // namespace
 

@@ -9,7 +9,7 @@
 #include <string>
 
 /// What separates the levels of a path: "/". Separators are recognised by its first character, appended as a whole.
-extern RHOAPI_EXPORT const char* const kDirSeparator;
+RHOAPI_EXPORT extern const char* const kDirSeparator;
 
 /// Whether the path begins with the separator; false for an empty one.
 RHOAPI_EXPORT bool KelIsAbsolutePath(const std::string& path);
