@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -298,6 +299,8 @@ void RegisterSearchAndReplace() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Large blocks come fresh from the system each time, as they do in a program that loads one file.
+  mallopt(M_MMAP_THRESHOLD, static_cast<int>(kMiB));
   std::string pattern = (fs::temp_directory_path() / "files_benchmark_XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) {
     std::perror("files_benchmark");

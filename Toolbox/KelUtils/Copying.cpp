@@ -11,31 +11,34 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
 namespace {
 
 // The position at the end of the file, which is left at its start.
-off_t MeasureAndRewind(int file, const std::string& path) {
-  const off_t size = lseek(file, 0, SEEK_END);
-  if (size < 0 || lseek(file, 0, SEEK_SET) < 0) {
+off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
+  const off_t size = lseek(file.Get(), 0, SEEK_END);
+  if (size < 0 || lseek(file.Get(), 0, SEEK_SET) < 0) {
     throw PathError("failed to seek", path);
   }
   return size;
 }
 
-// Copies up to `size` bytes, or more where the last piece has more; how many it copied.
-off_t CopyBytes(int source, int destination, off_t size, IKelProgressReporter* reporter, const std::string& path) {
+// Copies `size` bytes, more where the file has grown meanwhile, or less where it ends before; how many it copied.
+off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelProgressReporter* reporter,
+                const std::string& destination) {
   std::array<char, 8192> buffer{};
   off_t copied = 0;
   while (copied < size) {
-    const std::size_t held = ReadFully(source, buffer.data(), buffer.size());
+    const auto enough = static_cast<std::size_t>(std::min<off_t>(size - copied, buffer.size()));
+    const std::size_t held = ReadUpTo(from, buffer.data(), buffer.size(), enough);
     if (held == 0) {
       break;
     }
-    if (!WriteFully(destination, buffer.data(), held)) {
-      throw PathError("failed to write to", path);
+    if (!WriteFully(to, buffer.data(), held)) {
+      throw PathError("failed to write to", destination);
     }
     copied += static_cast<off_t>(held);
     if (reporter != nullptr && !reporter->updateProgress(static_cast<double>(copied) / static_cast<double>(size))) {
@@ -48,25 +51,18 @@ off_t CopyBytes(int source, int destination, off_t size, IKelProgressReporter* r
 // Whether `folder` is `ancestor` or lies below it, going up through the folders that are really there.
 bool LiesWithin(const std::string& folder, const std::string& ancestor) {
   struct stat wanted {};
-  if (stat(ancestor.c_str(), &wanted) != 0) {
+  struct stat level {};
+  if (stat(ancestor.c_str(), &wanted) != 0 || stat(folder.c_str(), &level) != 0) {
     return false;
   }
-  const auto isSame = [](const struct stat& left, const struct stat& right) {
-    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
-  };
-  struct stat level {};
-  struct stat below {};
-  for (std::string path = folder; stat(path.c_str(), &level) == 0; path += "/..") {
-    if (isSame(level, wanted)) {
-      return true;
-    }
-    const bool isRoot = isSame(level, below);
-    if (isRoot) {
+  std::string path = folder;
+  for (struct stat below{}; !IsSameItem(level, wanted); below = level) {
+    const bool isRoot = below.st_mode != 0 && IsSameItem(level, below);
+    if (isRoot || stat((path += "/..").c_str(), &level) != 0) {
       return false;
     }
-    below = level;
   }
-  return false;
+  return true;
 }
 
 void RefuseToCopyIntoItself(const std::string& source, const std::string& destination) {
@@ -102,21 +98,23 @@ bool KelCopyFile(const std::string& source, const std::string& destination, IKel
   if (!from.IsOpen()) {
     throw FailedToOpen(source);
   }
-  if (IsFolder(from.Get())) {
+  const struct stat fromStatus = StatusOf(from);
+  if (IsFolder(fromStatus)) {
     return false;
   }
   Descriptor to = OpenForWriting(destination);
   if (!to.IsOpen()) {
     throw FailedToOpen(destination);
   }
-  if (IsSameItem(from.Get(), to.Get())) {
+  const struct stat toStatus = StatusOf(to);
+  if (IsSameItem(fromStatus, toStatus)) {
     throw PathError("copy failed, source and destination are the same file:", destination);
   }
-  if (!MakeEmpty(to.Get())) {
+  if (!MakeEmpty(to, toStatus)) {
     throw FailedToOpen(destination);
   }
-  const off_t size = MeasureAndRewind(from.Get(), source);
-  const off_t copied = CopyBytes(from.Get(), to.Get(), size, reporter, destination);
+  const off_t size = MeasureAndRewind(from, source);
+  const off_t copied = CopyBytes(from, to, size, reporter, destination);
   if (copied != size) {
     return false;
   }

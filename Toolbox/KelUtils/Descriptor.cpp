@@ -3,7 +3,6 @@
 #include "Toolbox/KelUtils/Interrupted.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -28,30 +27,29 @@ Descriptor OpenForReading(const std::string& path) { return Open(path, O_RDONLY 
 
 Descriptor OpenForWriting(const std::string& path) { return Open(path, O_WRONLY | O_CREAT); }
 
-bool MakeEmpty(int descriptor) {
+struct stat StatusOf(const Descriptor& descriptor) {
   struct stat status {};
-  if (fstat(descriptor, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_size == 0)) {
-    return true;
+  if (fstat(descriptor.Get(), &status) != 0) {
+    status = {};
   }
-  return RetryInterrupted([&] { return ftruncate(descriptor, 0); }) == 0;
+  return status;
 }
 
-bool IsSameItem(int left, int right) {
-  struct stat leftStatus {};
-  struct stat rightStatus {};
-  return fstat(left, &leftStatus) != 0 || fstat(right, &rightStatus) != 0 ||
-         (leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino);
+bool IsFolder(const struct stat& status) { return S_ISDIR(status.st_mode); }
+
+bool IsSameItem(const struct stat& left, const struct stat& right) {
+  return left.st_mode == 0 || right.st_mode == 0 || (left.st_dev == right.st_dev && left.st_ino == right.st_ino);
 }
 
-bool IsFolder(int descriptor) {
-  struct stat status {};
-  return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+bool MakeEmpty(const Descriptor& descriptor, const struct stat& status) {
+  const bool isEmpty = !S_ISREG(status.st_mode) || status.st_size == 0;
+  return isEmpty || RetryInterrupted([&] { return ftruncate(descriptor.Get(), 0); }) == 0;
 }
 
-std::size_t ReadFully(int descriptor, char* buffer, std::size_t size) {
+std::size_t ReadUpTo(const Descriptor& descriptor, char* buffer, std::size_t size, std::size_t enough) {
   std::size_t held = 0;
-  while (held < size) {
-    const ssize_t count = RetryInterrupted([&] { return read(descriptor, buffer + held, size - held); });
+  while (held < enough) {
+    const ssize_t count = RetryInterrupted([&] { return read(descriptor.Get(), buffer + held, size - held); });
     if (count <= 0) {
       break;
     }
@@ -60,9 +58,9 @@ std::size_t ReadFully(int descriptor, char* buffer, std::size_t size) {
   return held;
 }
 
-bool WriteFully(int descriptor, const char* buffer, std::size_t size) {
+bool WriteFully(const Descriptor& descriptor, const char* buffer, std::size_t size) {
   while (size != 0) {
-    const ssize_t count = RetryInterrupted([&] { return write(descriptor, buffer, size); });
+    const ssize_t count = RetryInterrupted([&] { return write(descriptor.Get(), buffer, size); });
     if (count <= 0) {
       return false;
     }

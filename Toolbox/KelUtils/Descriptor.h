@@ -4,6 +4,8 @@
 /// and short calls are dealt with here, once. Every descriptor is closed when a program is executed. Internal to the
 /// toolbox.
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <string>
 
@@ -34,16 +36,20 @@ Descriptor OpenForReading(const std::string& path);
 /// Opens for writing, or creates; what a file holds is left in place for MakeEmpty.
 Descriptor OpenForWriting(const std::string& path);
 
-/// Empties the file; true also for what cannot be emptied, such as a device.
-bool MakeEmpty(int descriptor);
+/// What the system knows of an open item; all zero when it does not tell.
+struct stat StatusOf(const Descriptor& descriptor);
 
-/// Whether both descriptors lead to one item, whatever names were used to open it; true also when that cannot be told.
-bool IsSameItem(int left, int right);
+bool IsFolder(const struct stat& status);
 
-bool IsFolder(int descriptor);
+/// Whether both are one item, whatever names lead to it; true also when the system did not tell.
+bool IsSameItem(const struct stat& left, const struct stat& right);
 
-/// Reads until `buffer` is full, the file ends or a call fails; the number of bytes read.
-std::size_t ReadFully(int descriptor, char* buffer, std::size_t size);
+/// Empties an open file; true also for what cannot be emptied, such as a device.
+bool MakeEmpty(const Descriptor& descriptor, const struct stat& status);
+
+/// Reads at most `size` bytes, and goes on until it has `enough` of them, the file ends or a call fails; the number of
+/// bytes read.
+std::size_t ReadUpTo(const Descriptor& descriptor, char* buffer, std::size_t size, std::size_t enough);
 
 /// Writes all of `buffer`; false when a call fails or writes nothing.
-bool WriteFully(int descriptor, const char* buffer, std::size_t size);
+bool WriteFully(const Descriptor& descriptor, const char* buffer, std::size_t size);

@@ -67,7 +67,7 @@ long long kel_fileSize64(FILE* stream) {
 
 long long KelFileSize(const char* path) {
   Descriptor descriptor = OpenForReading(OrEmpty(path));
-  const bool isFile = descriptor.IsOpen() && !IsFolder(descriptor.Get());
+  const bool isFile = descriptor.IsOpen() && !IsFolder(StatusOf(descriptor));
   const std::unique_ptr<FILE, CloseStream> stream(isFile ? fdopen(descriptor.Get(), "r") : nullptr);
   if (stream == nullptr) {
     return 0;

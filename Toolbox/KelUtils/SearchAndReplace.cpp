@@ -1,5 +1,6 @@
 #include "Toolbox/KelUtils/SearchAndReplace.h"
 
+#include "Toolbox/KelUtils/Descriptor.h"
 #include "Toolbox/KelUtils/Folders.h"
 #include "Toolbox/KelUtils/OpenFile.h"
 #include "Toolbox/KelUtils/Text.h"
@@ -80,8 +81,7 @@ bool FilterStream(const Replacements& replacements, FILE* input, FILE* output) {
 bool IsSameFile(FILE* file, const char* path) {
   struct stat left {};
   struct stat right {};
-  return fstat(fileno(file), &left) == 0 && stat(path, &right) == 0 && left.st_dev == right.st_dev &&
-         left.st_ino == right.st_ino;
+  return fstat(fileno(file), &left) == 0 && stat(path, &right) == 0 && IsSameItem(left, right);
 }
 
 // What is no file, such as a device, is left alone.
