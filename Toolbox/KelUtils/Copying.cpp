@@ -65,8 +65,8 @@ bool LiesWithin(const std::string& folder, const std::string& ancestor) {
   return true;
 }
 
-void RefuseToCopyIntoItself(const std::string& source, const std::string& destination) {
-  if (LiesWithin(destination, source)) {
+void RefuseToCopyIntoItself(const std::string& source, const std::string& folder, const std::string& destination) {
+  if (LiesWithin(folder, source)) {
     throw PathError("copy failed, the destination lies inside the source:", destination);
   }
 }
@@ -86,7 +86,7 @@ std::string InsideFolder(const std::string& folder, const std::string& path) {
 }
 
 bool CopyFolder(const std::string& source, const std::string& destination, IKelProgressReporter* reporter) {
-  RefuseToCopyIntoItself(source, FolderOf(destination));
+  RefuseToCopyIntoItself(source, FolderOf(destination), destination);
   kel_mkdir_UTF8(destination.c_str());
   return KelCopyFolderContents(source, destination, reporter);
 }
@@ -133,7 +133,7 @@ bool KelCopyFolderContents(const std::string& source, const std::string& destina
   }
   TKelOpenFolder::TPrivate from(source);
   const std::string base = TKelOpenFolder(destination).folderPath() + kDirSeparator;
-  RefuseToCopyIntoItself(source, destination);
+  RefuseToCopyIntoItself(source, destination, destination);
   return VisitEntries(from, [&] {
     const std::string target = base + from.m_entry.d_name;
     if (from.itemIsFolder()) {
