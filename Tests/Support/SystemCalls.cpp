@@ -9,32 +9,28 @@
 
 namespace {
 
-struct Planned {
-  bool isActive = false;
+struct {
   Call call{};
   int left = 0;
   int error = 0;
   std::function<void()> before;
-};
-Planned g_planned;
+} g_fault;
 
-void Plan(Call call, int nth, int error, std::function<void()> before) {
-  g_planned = {true, call, nth, error, std::move(before)};
+// How much of `size` the next call of this kind is to handle; -1 when it is to fail.
+long Allowed(Call call, unsigned long size) {
+  if (g_fault.call != call || g_fault.left <= 0 || --g_fault.left > 0) {
+    return static_cast<long>(size);
+  }
+  if (g_fault.before) {
+    g_fault.before();
+    return static_cast<long>(size);
+  }
+  errno = g_fault.error;
+  return g_fault.error != 0 ? -1 : size != 0;
 }
 
-enum class Outcome { kNormal, kShort, kFailure };
-
-Outcome Next(Call call) {
-  if (!g_planned.isActive || g_planned.call != call || g_planned.left <= 0 || --g_planned.left > 0) {
-    return Outcome::kNormal;
-  }
-  if (g_planned.before) {
-    g_planned.before();
-    return Outcome::kNormal;
-  }
-  errno = g_planned.error;
-  return g_planned.error == 0 ? Outcome::kShort : Outcome::kFailure;
-}
+unsigned long AtLeastNothing(long allowed) { return allowed == -1 ? 0 : static_cast<unsigned long>(allowed); }
+bool Fails(Call call) { return Allowed(call, 1) == -1; }
 
 template <class Function>
 Function* Real(Function*, const char* name) {
@@ -43,62 +39,52 @@ Function* Real(Function*, const char* name) {
 
 }  // namespace
 
-Fault::Fault(Call call, int nth, int error) { Plan(call, nth, error, nullptr); }
-Fault::Fault(Call call, int nth, std::function<void()> before) { Plan(call, nth, 0, std::move(before)); }
-Fault::~Fault() { g_planned = {}; }
-bool Fault::Occurred() const { return g_planned.left == 0; }
+Fault::Fault(Call call, int nth, int error) { g_fault = {call, nth, error, nullptr}; }
+Fault::Fault(Call call, int nth, std::function<void()> before) { g_fault = {call, nth, 0, std::move(before)}; }
+Fault::~Fault() { g_fault = {}; }
+bool Fault::Occurred() const { return g_fault.left == 0; }
 
-#define FAILS(call) (Next(call) == Outcome::kFailure)
 #define REAL(function)                                    \
   (*[] {                                                  \
     static auto* const real = Real(&function, #function); \
     return real;                                          \
   }())
+#define FAULTY(call, failure, result, function, parameters, arguments) \
+  result function parameters { return Fails(call) ? failure : REAL(function) arguments; }
+#define PARTIAL(call, function, parameters, ...)             \
+  long function parameters {                                 \
+    const long allowed = Allowed(call, size);                \
+    return allowed == -1 ? -1 : REAL(function)(__VA_ARGS__); \
+  }
 
 #pragma GCC visibility push(default)  // so that the module's calls come here too
 extern "C" {
-
-long read(int file, void* buffer, unsigned long size) {
-  const Outcome outcome = Next(Call::kRead);
-  return outcome == Outcome::kFailure ? -1 : REAL(read)(file, buffer, outcome == Outcome::kShort ? size != 0 : size);
-}
-
-long write(int file, const void* buffer, unsigned long size) {
-  const Outcome outcome = Next(Call::kWrite);
-  return outcome == Outcome::kFailure ? -1 : REAL(write)(file, buffer, outcome == Outcome::kShort ? size != 0 : size);
-}
 
 int open64(const char* path, int flags, ...) {
   std::va_list rest;
   va_start(rest, flags);
   const unsigned mode = va_arg(rest, unsigned);
   va_end(rest);
-  return FAILS(Call::kOpen) ? -1 : REAL(open64)(path, flags, mode);
+  return Fails(Call::kOpen) ? -1 : REAL(open64)(path, flags, mode);
 }
-
-int openat64(int folder, const char* path, int flags, ...) {
-  return FAILS(Call::kOpenAt) ? -1 : REAL(openat64)(folder, path, flags);
+FAULTY(Call::kOpenAt, -1, int, openat64, (int at, const char* path, int flags, ...), (at, path, flags))
+PARTIAL(Call::kRead, read, (int file, void* buffer, unsigned long size), file, buffer,
+        static_cast<unsigned long>(allowed))
+PARTIAL(Call::kWrite, write, (int file, const void* buffer, unsigned long size), file, buffer,
+        static_cast<unsigned long>(allowed))
+FAULTY(Call::kSeek, -1, long, lseek64, (int file, long offset, int whence), (file, offset, whence))
+FAULTY(Call::kClose, (REAL(close)(file), -1), int, close, (int file), (file))
+FAULTY(Call::kRemove, -1, int, unlinkat, (int at, const char* path, int flags), (at, path, flags))
+FAULTY(Call::kFork, -1, int, fork, (), ())
+FAULTY(Call::kPipe, -1, int, pipe2, (int* ends, int flags), (ends, flags))
+FAULTY(Call::kOpenFolder, nullptr, void*, opendir, (const char* path), (path))
+FAULTY(Call::kReadFolder, nullptr, void*, readdir64, (void* folder), (folder))
+FAULTY(Call::kStreamSeek, -1, int, fseeko64, (void* stream, long offset, int whence), (stream, offset, whence))
+unsigned long fread(void* buffer, unsigned long unit, unsigned long size, void* stream) {
+  return REAL(fread)(buffer, unit, AtLeastNothing(Allowed(Call::kStreamRead, size)), stream);
 }
-
-long lseek64(int file, long offset, int whence) {
-  return FAILS(Call::kSeek) ? -1 : REAL(lseek64)(file, offset, whence);
-}
-
-int fork() { return FAILS(Call::kFork) ? -1 : REAL(fork)(); }
-
-int pipe2(int* ends, int flags) { return FAILS(Call::kPipe) ? -1 : REAL(pipe2)(ends, flags); }
-
-void* opendir(const char* path) { return FAILS(Call::kOpenFolder) ? nullptr : REAL(opendir)(path); }
-
-void* readdir64(void* folder) { return FAILS(Call::kReadFolder) ? nullptr : REAL(readdir64)(folder); }
-
-int unlinkat(int folder, const char* path, int flags) {
-  return FAILS(Call::kRemove) ? -1 : REAL(unlinkat)(folder, path, flags);
-}
-
-int close(int file) {
-  const int result = REAL(close)(file);
-  return FAILS(Call::kClose) ? -1 : result;
+unsigned long fwrite(const void* buffer, unsigned long unit, unsigned long size, void* stream) {
+  return REAL(fwrite)(buffer, unit, AtLeastNothing(Allowed(Call::kStreamWrite, size)), stream);
 }
 }
 #pragma GCC visibility pop

@@ -3,75 +3,33 @@
 #include "Toolbox/KelUtils/UncPaths.h"
 
 #include <gtest/gtest.h>
-#include <functional>
 #include <list>
+#include <sstream>
 
 namespace {
 
+namespace fs = std::filesystem;
+
 std::string Simplified(const std::string& path) {
-  std::string output = "untouched";
-  return KelSimplifyPath(path, output) ? output : output + " fails";
+  std::string output = "fails";
+  return KelSimplifyPath(path, output) || output != "fails" ? output : "fails";
 }
 
-TEST(SimplifyPath, GivesAbsolutePathsWithoutDots) {
-  const TemporaryFolder folder;
-  const auto previous = std::filesystem::current_path();
-  std::filesystem::create_directories(folder / "b");
-  std::filesystem::current_path(folder / "b");
-  const std::string here = folder / "b";
-  const std::string failure = "untouched fails";
-  const char* const deep = "../../../../../../../../../../../../../..";
-  const std::vector<std::pair<std::string, std::string>> cases{
-      {"/a/b/c", "/a/b/c"},
-      {"/a/./b/../c/", "/a/c"},
-      {"/a/b/..", "/a"},
-      {"/a/..", "/"},
-      {"/", "/"},
-      {"/./", "/"},
-      {"/a/./..", "/"},
-      {"/..", failure},
-      {"/a/../..", failure},
-      {"/a//b", "/a//b"},
-      {"/a//", "/a//"},
-      {"//a", "//a"},
-      {"/a/.../b", "/a/.../b"},
-      {"", failure},
-      {deep, failure},
-      {"x/../y", here + "/y"},
-      {"..", folder.Path()},
-      {".", here},
-      {"../c//d/./", folder / "c//d"},
-      {".x", here + "/.x"},
-  };
-  for (const auto& [path, expected] : cases) {
-    EXPECT_EQ(Simplified(path), expected) << path;
-  }
-  std::filesystem::current_path("/");
-  EXPECT_EQ(Simplified("x/."), "/x");
-  std::filesystem::current_path(here);
-  std::filesystem::remove(here);
-  EXPECT_EQ(Simplified("x"), failure) << "no working directory";
-  std::filesystem::current_path(previous);
-}
-
-// The rules as they read, one character and one component after the other.
+// The rules as they read, for an absolute path, one character and one component after the other.
 std::string SimplifiedSlowly(const std::string& path) {
   std::list<std::string> components;
-  for (std::size_t at = path[0] == '/' ? 1 : 0; at < path.size(); ++at) {
+  for (std::size_t at = 1; at < path.size(); ++at) {
     components.emplace_back(1, path[at]);
     while (++at < path.size() && path[at] != '/') {
       components.back() += path[at];
     }
   }
   for (auto at = components.begin(); at != components.end();) {
-    if (*at == "..") {
-      if (at == components.begin()) {
-        return "untouched fails";
-      }
-      at = components.erase(std::prev(at), std::next(at));
-    } else {
-      at = *at == "." ? components.erase(at) : std::next(at);
+    if (*at == ".." && at == components.begin()) {
+      return "fails";
     }
+    const auto first = *at == ".." ? std::prev(at) : at;
+    at = *at == "." || *at == ".." ? components.erase(first, std::next(at)) : std::next(at);
   }
   std::string output = components.empty() ? "/" : "";
   for (const std::string& component : components) {
@@ -80,136 +38,108 @@ std::string SimplifiedSlowly(const std::string& path) {
   return output;
 }
 
-TEST(SimplifyPath, DoesAsTheSlowVersionForEveryShortPath) {
-  const std::function<void(const std::string&)> check = [&check](const std::string& path) {
-    const std::string expected = SimplifiedSlowly(path);
-    ASSERT_EQ(Simplified(path), expected) << path;
-    if (expected.front() == '/') {
-      ASSERT_EQ(Simplified(expected), expected) << "once more";
+void CheckPathsThatBeginWith(const std::string& path) {
+  const std::string expected = SimplifiedSlowly(path);
+  ASSERT_EQ(Simplified(path), expected) << path;
+  ASSERT_EQ(expected == "fails" ? expected : Simplified(expected), expected) << "twice";
+  for (const char* next : {"/", ".", "a"}) {
+    if (path.size() < 9) {
+      CheckPathsThatBeginWith(path + next);
     }
-    for (const char* next : {"/", ".", "a"}) {
-      if (path.size() < 9) {
-        check(path + next);
-      }
-    }
-  };
-  check("/");
-}
-
-TEST(FullPathName, EmptiesStringsAndLeavesOtherTextsAlone) {
-  std::string output = "before";
-  EXPECT_FALSE(KelGetFullPathName(std::string(), output));
-  EXPECT_EQ(output, "");
-  CKelStr<char> path;
-  CKelStr<char> text;
-  text.assign("before");
-  EXPECT_THROW(KelGetFullPathName(path, text), std::logic_error);
-  path.assign("/..");
-  EXPECT_FALSE(KelGetFullPathName(path, text));
-  EXPECT_STREQ(text.m_data, "before");
-  path.assign("/a/../b");
-  EXPECT_TRUE(KelGetFullPathName(path, path));
-  EXPECT_STREQ(path.m_data, "/b");
-}
-
-TEST(Paths, AreJoined) {
-  const std::vector<std::vector<std::string>> cases{{"a/", "/b", "a/b"}, {"a///", "///b", "a/b"}, {"", "b", "/b"},
-                                                    {"a", "", "a/"},     {"/", "b", "/b"},        {"", "", "/"}};
-  for (const auto& names : cases) {
-    EXPECT_EQ(KelJoinPaths(names[0], names[1], 0), names[2]);
-    EXPECT_EQ(KelJoinPaths(names[0], names[1].c_str(), '/'), names[2]);
   }
-  EXPECT_EQ(KelJoinPaths("a/", "b", '\\'), "a/\\b");
-  EXPECT_EQ(KelJoinPaths("a", static_cast<const char*>(nullptr), 0), "a/");
 }
 
-TEST(Paths, AreParsed) {
-  const std::vector<std::vector<std::string>> cases{{"/a/b/c.txt", "/a/b/", "c.txt", "true"},
-                                                    {"/a/b/", "/a/", "b", "true"},
-                                                    {"/", "/", "", "true"},
-                                                    {"//", "/", "", "true"},
-                                                    {"c.txt", "", "c.txt", "false"},
-                                                    {"a/", "", "a/", "false"},
-                                                    {"a//b//", "a//", "b", "true"},
-                                                    {"", "untouched", "untouched", "false"}};
-  for (const auto& parts : cases) {
-    std::string folder = "untouched";
-    std::string name = "untouched";
-    EXPECT_EQ(KelParseFilePath(parts[0], folder, name), parts[3] == "true") << parts[0];
-    EXPECT_EQ(folder + "|" + name, parts[1] + "|" + parts[2]) << parts[0];
+TEST(SimplifyPath, DoesAsTheSlowVersionForEveryShortPath) { CheckPathsThatBeginWith("/"); }
+
+TEST(SimplifyPath, StartsFromTheWorkingDirectory) {
+  const TemporaryFolder folder;
+  const fs::path previous = fs::current_path();
+  const std::string here = folder / "b";
+  fs::create_directory(here);
+  fs::current_path(here);
+  EXPECT_EQ(Simplified("x/../y") + Simplified(".x/"), here + "/y" + here + "/.x");
+  EXPECT_EQ(Simplified(".") + Simplified("..") + Simplified("../c//d/."), here + folder.Path() + (folder / "c//d"));
+  EXPECT_EQ(Simplified("../../../../../../../../../../..") + Simplified(""), "failsfails");
+  fs::remove(here);
+  EXPECT_EQ(Simplified("x"), "fails") << "there is none";
+  fs::current_path("/");
+  EXPECT_EQ(Simplified("x/."), "/x");
+  fs::current_path(previous);
+}
+
+TEST(Paths, AreJoinedAndParsed) {
+  std::istringstream joined("a/|/b|a/b a///|///b|a/b |b|/b a||a/ /|b|/b ||/");
+  for (std::string first, second, result; std::getline(joined, first, '|');) {
+    std::getline(std::getline(joined, second, '|'), result, ' ');
+    EXPECT_EQ(KelJoinPaths(first, second, 0), result);
+    EXPECT_EQ(KelJoinPaths(first, second.c_str(), '/'), result);
   }
-  CKelStr<char> empty;
-  CKelStr<char> name;
-  empty.assign("");
-  name.assign("before");
-  EXPECT_FALSE(KelParseFilePath(empty, empty, name));
-  EXPECT_STREQ(name.m_data, "");
+  EXPECT_EQ(KelJoinPaths("a/", "b", '\\') + KelJoinPaths("a", static_cast<const char*>(nullptr), 0), "a/\\ba/");
+
+  std::istringstream parsed(
+      "/a/b/c.txt=/a/b/|c.txt|1 /a/b/=/a/|b|1 /=/||1 //=/||1 c.txt=|c.txt|0 a/=|a/|0 a//b//=a//|b|1");
+  for (std::string path, result; std::getline(std::getline(parsed, path, '='), result, ' ');) {
+    std::string folder;
+    std::string name;
+    const char answer = KelParseFilePath(path, folder, name) ? '1' : '0';
+    EXPECT_EQ(folder + "|" + name + "|" + answer, result) << path;
+  }
+  std::string untouched = "x";
+  EXPECT_TRUE(!KelParseFilePath(std::string(), untouched, untouched) && untouched == "x");
+  EXPECT_TRUE(!KelGetFullPathName(std::string(), untouched) && untouched.empty());
 }
 
 TEST(Extensions, AreFoundReplacedAndRemoved) {
-  // Path, path with ".new", replaced extension ("-" for none), without extension, file name.
-  const std::vector<std::vector<std::string>> cases{{"b.mov", "b.new", ".mov", "b", "b.mov"},
-                                                    {"a.b/c", "a.b/c.new", "-", "a.b/c", "c"},
-                                                    {"x.", "x.new", ".", "x", "x."},
-                                                    {"a.b\\c", "a.b\\c.new", "-", "a.b\\c", "c"},
-                                                    {"dir/f.tar.gz", "dir/f.tar.new", ".gz", "dir/f.tar", "f.tar.gz"},
-                                                    {".hidden", ".new", ".hidden", "", ".hidden"},
-                                                    {"a\\b/c", "a\\b/c.new", "-", "a\\b/c", "c"},
-                                                    {"a/b.x\\c", "a/b.x\\c.new", "-", "a/b", "c"},
-                                                    {"dir/", "dir/.new", "-", "dir/", ""},
-                                                    {"", "", "-", "", ""}};
-  for (const auto& parts : cases) {
-    std::string path = parts[0];
-    std::string old = "-";
-    EXPECT_EQ(KelReplaceFilenameExtension(path, ".new", &old), parts[2] != "-") << parts[0];
-    EXPECT_EQ(path + " " + old, parts[1] + " " + parts[2]) << parts[0];
-    EXPECT_EQ(KelGetPathFileNameNoExtension(parts[0]), parts[3]) << parts[0];
-    EXPECT_EQ(KelGetFileNameWithExtension(parts[0]), parts[4]) << parts[0];
-    path = parts[0];
-    EXPECT_EQ(KelRemoveFilenameExtension(path), parts[2] != "-");
-    EXPECT_EQ(path + (parts[2] == "-" ? "" : parts[2]), parts[0]);
+  // Path, the same with .x, the replaced extension, the path without extension, the file name.
+  std::istringstream cases(
+      "b.mov|b.x|.mov|b|b.mov x.|x.x|.|x|x. a.b/c|a.b/c.x||a.b/c|c a.b\\c|a.b\\c.x||a.b\\c|c .hid|.x|.hid||.hid "
+      "d/f.tar.gz|d/f.tar.x|.gz|d/f.tar|f.tar.gz a\\b/c|a\\b/c.x||a\\b/c|c a/b.x\\c|a/b.x\\c.x||a/b|c "
+      "dir/|dir/.x||dir/|");
+  for (std::string path, rest; std::getline(std::getline(cases, path, '|'), rest, ' ');) {
+    std::string replaced = path;
+    std::string removed = path;
+    std::string old;
+    EXPECT_EQ(KelReplaceFilenameExtension(replaced, ".x", &old), KelRemoveFilenameExtension(removed));
+    EXPECT_EQ(removed + old, path);
+    replaced.append("|").append(old).append("|").append(KelGetPathFileNameNoExtension(path));
+    EXPECT_EQ(replaced + "|" + KelGetFileNameWithExtension(path), rest);
   }
-  EXPECT_TRUE(KelFilenameExtensionMatches("clip.mov", ".MOV") && KelFilenameExtensionMatches("CLIP.MOV", "mov") &&
-              KelFilenameExtensionMatches("a", "") && KelFilenameExtensionMatches(nullptr, nullptr));
+  std::string empty;
+  EXPECT_TRUE(!KelReplaceFilenameExtension(empty, ".x", &empty) && empty.empty());
+  EXPECT_TRUE(KelFilenameExtensionMatches("C.mov", ".MOV") && KelFilenameExtensionMatches("C.MOV", "mov"));
+  EXPECT_TRUE(KelFilenameExtensionMatches("a", "") && KelFilenameExtensionMatches(nullptr, nullptr));
   EXPECT_FALSE(KelFilenameExtensionMatches("a", "abc") || KelFilenameExtensionMatches("a.wav", "mov"));
 }
 
 TEST(UncPaths, FollowTheFirstSmbVolume) {
-  const std::vector<Mount> mounts{{"ext4", "/Volumes/disk", "/dev/sda1"},
-                                  {"smbfs", "", "//nobody@nowhere/none"},
-                                  {"smbfs", "/Volumes/share", "//me@server._smb._tcp.local/share"},
-                                  {"cifs", "/Volumes/share/inner", "//late/never"},
-                                  {"smb3", "/mnt", "//server/share"}};
-  const std::vector<std::pair<std::string, std::string>> cases{{"/Volumes/share/dir/a.mov", "server/share/dir/a.mov"},
-                                                               {"/Volumes/share/", "server/share/"},
-                                                               {"/Volumes/share/inner/a", "server/share/inner/a"},
-                                                               {"/mnt/dir/a.mov", "//server/share/dir/a.mov"},
-                                                               {"/Volumes/share", "/Volumes/share"},
-                                                               {"/Volumes/shared/a", "/Volumes/shared/a"},
-                                                               {"/Volumes/disk/a", "/Volumes/disk/a"},
-                                                               {"", ""}};
-  for (const auto& [path, expected] : cases) {
+  const std::vector<Mount> mounts{{"ext4", "/V/disk", "/dev/a"},
+                                  {"smbfs", "", "//x@y/z"},
+                                  {"smbfs", "/V/s", "//me@server._smb._tcp.local/share"},
+                                  {"cifs", "/V/s/inner", "//l/n"},
+                                  {"smb3", "/mnt", "//srv/sh"},
+                                  {"smbfs", "/m", "x._smb._tcp.local"}};
+  std::istringstream cases(
+      "/V/s/d/a.mov server/share/d/a.mov /V/s/inner/a server/share/inner/a /mnt/d/a //srv/sh/d/a "
+      "/V/s /V/s /V/sh/a /V/sh/a /V/disk/a /V/disk/a /a /a /m/a x._smb._tcp.local/a");
+  for (std::string path, expected; cases >> path >> expected;) {
     EXPECT_EQ(ConvertToUnc(path, mounts), expected);
   }
-  EXPECT_EQ(ConvertToUnc("/m/a", {{"smbfs", "/m", "x._smb._tcp.local"}}), "x._smb._tcp.local/a")
-      << "too near the front";
   const TemporaryFolder local;
   EXPECT_EQ(ConvertMacPathToUnc(local.Path()), local.Path());
 }
 
 TEST(KelStr, OwnsItsText) {
   CKelStr<char> text;
-  EXPECT_EQ(text.m_data, nullptr);
-  const CKelStr<char> copyOfNothing(text);
-  EXPECT_STREQ(copyOfNothing.m_data, "");
-  text.assign("ab");
+  EXPECT_TRUE(CKelStr<char>(text).m_data != nullptr && text.m_data == nullptr);
+  EXPECT_THROW(KelGetFullPathName(text, text), std::logic_error);
+  text.assign("/.");
+  EXPECT_TRUE(!KelGetFullPathName(text += ".", text) && text.m_length == 3);
   text += text;
-  const CKelStr<char> result = text += "cd";
-  EXPECT_EQ(std::string(result.m_data, result.m_length + 1), std::string("ababcd\0", 7));
-  text.assign(text.m_data + 4);
-  EXPECT_STREQ((text = *&text).m_data, "cd");
+  text.assign(text.m_data + 2);
+  EXPECT_EQ(std::string(text.m_data, text.m_length + 1), std::string("./..\0", 5));
+  EXPECT_TRUE(KelParseFilePath(text, text, text));
   text.fill(3, *text.m_data);
-  EXPECT_STREQ(text.m_data, "ccc");
+  EXPECT_STREQ((text += static_cast<const char*>(nullptr)).m_data, "...");
   EXPECT_THROW(text.fill(0xFFFFFFFFU, 'x'), std::bad_alloc);
   text.fill(0, 'x');
   EXPECT_STREQ(text.m_data, "");
