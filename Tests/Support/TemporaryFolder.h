@@ -15,6 +15,17 @@ inline std::string ReadFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
+/// The text of the std::runtime_error that `action` throws; "nothing" when it throws none.
+template <class Action>
+std::string MessageOf(Action action) {
+  try {
+    action();
+    return "nothing";
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
 /// A folder for one test, which goes with all that is in it.
 class TemporaryFolder {
  public:

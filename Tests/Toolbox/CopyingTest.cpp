@@ -43,11 +43,9 @@ TEST(Progress, IsReportedStepByStep) {
 template <class Copy>
 std::string ResultOf(Copy copy, const TemporaryFolder& folder, const std::string& from, const std::string& to,
                      IKelProgressReporter* reporter = nullptr) {
-  try {
-    return copy(folder / from, folder / to, reporter) ? "true" : "false";
-  } catch (const std::runtime_error& error) {
-    return KelReplace(error.what(), folder.Path() + "/", "");
-  }
+  bool result = false;
+  const std::string message = MessageOf([&] { result = copy(folder / from, folder / to, reporter); });
+  return message != "nothing" ? KelReplace(message, folder.Path() + "/", "") : result ? "true" : "false";
 }
 
 TEST(CopyFile, CopiesEveryByteInStepsOf8192WhateverIsInterruptedOrShort) {
