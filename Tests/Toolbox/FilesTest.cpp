@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <cerrno>
 #include <chrono>
-#include <regex>
+#include <string_view>
 
 namespace {
 
@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 TEST(LoadFile, GetsAllOfAFileAndKeepsThePosition) {
   const TemporaryFolder folder;
-  for (const std::size_t size : {0, 1, 65535, 65536, 65537, 300000}) {
+  for (const std::size_t size : {0, 1, 262143, 262144, 262145, 600000}) {
     const std::string content = std::string(size / 2, '\0') + std::string(size - size / 2, 'x');
     const TKelOpenFile file(folder.Write("file", content).c_str(), "rb");
     const auto length = static_cast<long long>(size);
@@ -30,7 +30,7 @@ TEST(LoadFile, GetsAllOfAFileAndKeepsThePosition) {
 
 TEST(Streams, GoOnAfterPartsAndStopWhereNothingMoves) {
   const TemporaryFolder folder;
-  const std::string text(200000, 'x');
+  const std::string text(1000000, 'x');
   const TKelOpenFile file(folder.Write("file", "").c_str(), "w+b");
   for (const auto& [call, last] : {std::pair(Call::kStreamWrite, 1), std::pair(Call::kStreamRead, 4)}) {
     for (int nth = 1; nth <= last; ++nth) {
@@ -74,16 +74,23 @@ TEST(FolderPaths, AreMadeLevelByLevel) {
   EXPECT_EQ(folder.Tree(), "a/ a/b/ a/b/c/ a/file= ");
 }
 
+// The name with an h for every hexadecimal digit of its identifier.
+std::string Shape(std::string name) {
+  const auto isDigit = [](char c) { return std::string_view("0123456789abcdef").find(c) != std::string_view::npos; };
+  std::replace_if(name.begin() + static_cast<std::ptrdiff_t>(name.find('_')), name.end() - 4, isDigit, 'h');
+  return name;
+}
+
 TEST(TempFilename, StandsBesideThePath) {
-  const std::regex pattern("(|/d/)enc_[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\\.tmp");
-  for (const std::string path : {"out.mov", "/d/out.mov"}) {
+  for (const std::string folder : {"", "/d/"}) {
     std::string buffer(100, 'x');
+    const std::string path = folder + "out.mov";
     const std::string name = KelGetTempFilename(path, "enc_", ".tmp");
-    EXPECT_TRUE(std::regex_match(name, pattern) && name.starts_with("/d/") == path.starts_with("/d/")) << name;
+    EXPECT_EQ(Shape(name), folder + "enc_hhhhhhhh-hhhh-hhhh-hhhh-hhhhhhhhhhhh.tmp");
     EXPECT_FALSE(KelGetTempFilename(buffer.data(), "enc_", ".tmp", path, name.size()) ||
                  KelGetTempFilename(nullptr, "enc_", ".tmp", path, 100));
     EXPECT_TRUE(KelGetTempFilename(buffer.data(), "enc_", ".tmp", path.c_str(), name.size() + 1));
-    EXPECT_TRUE(std::regex_match(buffer.c_str(), pattern) && buffer.c_str() != name) << buffer;
+    EXPECT_TRUE(buffer.c_str() != name && Shape(buffer.c_str()) == Shape(name)) << buffer;
   }
 }
 

@@ -5,6 +5,7 @@
 #include "Toolbox/KelUtils/OpenFolderPrivate.h"
 #include "Toolbox/KelUtils/Removal.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <cerrno>
@@ -32,7 +33,8 @@ TEST(OpenFile, SaysWhatItCannotOpen) {
   const SampleTree tree;
   EXPECT_EQ(MessageOf([&] { TKelOpenFile((tree / "none").c_str(), "rb"); }), FailedToOpen(tree / "none"));
   EXPECT_EQ(MessageOf([] { TKelOpenFile(nullptr, "rb"); }), FailedToOpen(""));
-  EXPECT_NE(TKelOpenFile((tree / "a").c_str(), "rb,ccs=UTF-8").m_file, nullptr);
+  const TKelOpenFile file((tree / "a").c_str(), "rb");
+  EXPECT_EQ(fcntl(fileno(file.m_file), F_GETFD), FD_CLOEXEC);
 }
 
 TEST(OpenFolder, ListsTheSimplifiedFolderAndSaysWhatItCannotOpen) {

@@ -4,6 +4,7 @@
 #include "Toolbox/KelUtils/Folders.h"
 #include "Toolbox/KelUtils/Identifiers.h"
 #include "Toolbox/KelUtils/Paths.h"
+#include "Toolbox/KelUtils/Platform.h"
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -28,7 +29,7 @@ const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
 // Grows `data` piece by piece up to `size`, so that each piece is still in the cache when it is read into: filling all
 // of it with zeros first would move everything through memory twice.
 bool ReadToSize(FILE* stream, std::size_t size, std::string& data) {
-  constexpr std::size_t kPiece = 64UL * 1024;
+  constexpr std::size_t kPiece = 256UL * 1024;
   std::size_t held = 0;
   while (held < size) {
     if (held == data.size()) {
@@ -101,6 +102,7 @@ bool KelLoadFile(FILE* stream, std::string& data) {
   const auto size = static_cast<std::size_t>(end);
   data.clear();
   data.reserve(size);
+  ExpectToFill(data.data(), size);
   if (!ReadToSize(stream, size, data)) {
     data.resize(size);
     return false;

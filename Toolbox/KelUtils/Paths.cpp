@@ -184,7 +184,7 @@ bool KelReplaceFilenameExtension(std::string& path, const char* newExtension, st
     return false;
   }
   std::string replaced = path.substr(dot);
-  path.replace(dot, std::string::npos, added);
+  path.erase(dot).append(added);
   if (oldExtension != nullptr) {
     *oldExtension = std::move(replaced);
   }

@@ -3,6 +3,7 @@
 /// What the toolbox asks of the system beyond POSIX: one declaration here, one definition for each system in a source
 /// with its suffix. Internal to the toolbox.
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -22,3 +23,7 @@ bool ReadExecutablePath(std::string& path);
 
 /// Processors that are online, at least 1.
 int CountProcessors();
+
+/// Says that a large block is about to be filled from end to end, so that the system can provide it in large pages. A
+/// hint: what lies in the block stays as it is.
+void ExpectToFill(char* block, std::size_t size);

@@ -1,10 +1,12 @@
 #include "Toolbox/KelUtils/Platform.h"
 
 #include <mntent.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 
@@ -40,3 +42,12 @@ bool ReadExecutablePath(std::string& path) {
 }
 
 int CountProcessors() { return static_cast<int>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN))); }
+
+void ExpectToFill(char* block, std::size_t size) {
+  constexpr std::size_t kWorthwhile = 4UL * 1024 * 1024;
+  if (size >= kWorthwhile) {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t beforePage = (page - reinterpret_cast<std::uintptr_t>(block) % page) % page;
+    madvise(block + beforePage, (size - beforePage) / page * page, MADV_HUGEPAGE);
+  }
+}

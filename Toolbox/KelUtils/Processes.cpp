@@ -139,7 +139,12 @@ bool KelLaunchApplication(const std::string& application, const std::list<std::s
               : LaunchDetached(application, arguments, workingFolder);
 }
 
-int KelCreateProcessUtf8(CKelStr<char> command) { return std::system(command.m_data == nullptr ? "" : command.m_data); }
+int KelCreateProcessUtf8(CKelStr<char> command) {
+  if (command.m_data == nullptr) {
+    command.assign("");
+  }
+  return std::system(command.m_data);
+}
 
 int kel_safe_pipe(int* descriptors, int flags) {
   constexpr int kDocumentedNonBlocking = 4;
