@@ -51,7 +51,7 @@ std::string ResultOf(Copy copy, const TemporaryFolder& folder, const std::string
 TEST(CopyFile, CopiesEveryByteInStepsOf8192WhateverIsInterruptedOrShort) {
   const TemporaryFolder folder;
   std::string content;
-  for (const std::size_t size : {0, 1, 8191, 8192, 8193, 20000}) {
+  for (const std::size_t size : {0U, 1U, 8191U, 8192U, 8193U, 20000U}) {
     while (content.size() < size) {
       content += static_cast<char>(content.size() * 31 >> 3);
     }

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 TEST(LoadFile, GetsAllOfAFileAndKeepsThePosition) {
   const TemporaryFolder folder;
-  for (const std::size_t size : {0, 1, 262143, 262144, 262145, 600000}) {
+  for (const std::size_t size : {0U, 1U, 262143U, 262144U, 262145U, 600000U}) {
     const std::string content = std::string(size / 2, '\0') + std::string(size - size / 2, 'x');
     const TKelOpenFile file(folder.Write("file", content).c_str(), "rb");
     const auto length = static_cast<long long>(size);

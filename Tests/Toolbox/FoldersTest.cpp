@@ -51,12 +51,12 @@ TEST(OpenFolder, ListsTheSimplifiedFolderAndSaysWhatItCannotOpen) {
   EXPECT_EQ(opened.itemName() + (opened.itemIsFolder() ? "/" : ""), last) << "stays after the end";
   EXPECT_EQ(opened.folderPath() + TKelOpenFolder("/").itemPath().substr(0, 2), tree.Path() + "//");
 
-  EXPECT_EQ(MessageOf([] { TKelOpenFolder(std::string()); }), "invalid (empty) folder path specified");
+  EXPECT_EQ(MessageOf([] { TKelOpenFolder none(""); }), "invalid (empty) folder path specified");
   for (const std::string& path : {tree / "x/../none", std::string("/.."), tree / "a"}) {
     EXPECT_EQ(MessageOf([&] { TKelOpenFolder none(path); }), "opendir failed for \"" + path + "\"");
   }
   const Fault fault(Call::kReadFolder, 1, EIO);
-  EXPECT_EQ(MessageOf([] { TKelOpenFolder("/."); }), "readdir_r failed for \"/.\"");
+  EXPECT_EQ(MessageOf([] { TKelOpenFolder none("/."); }), "readdir_r failed for \"/.\"");
 }
 
 TEST(OpenFolder, FindsOutUnknownTypes) {
@@ -103,7 +103,7 @@ TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
   Collector all(9);
   EXPECT_TRUE(KelForEachFile(tree / "./b/..", all) && KelForEachFile("none/..//x", all));
   EXPECT_EQ(all.m_files, (Files{tree / "a", tree / "b/c/d", tree / "link", "none/..//x"}));
-  for (const std::size_t limit : {1, 2, 3}) {
+  for (const std::size_t limit : {1U, 2U, 3U}) {
     Collector some(limit);
     EXPECT_TRUE(!KelForEachFile(tree.Path(), some) && some.m_files.size() == limit);
   }
