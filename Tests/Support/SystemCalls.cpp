@@ -44,18 +44,12 @@ Fault::Fault(Call call, int nth, std::function<void()> before) { g_fault = {call
 Fault::~Fault() { g_fault = {}; }
 bool Fault::Occurred() const { return g_fault.left == 0; }
 
-#define REAL(function)                                    \
-  (*[] {                                                  \
-    static auto* const real = Real(&function, #function); \
-    return real;                                          \
+// The function of that name that the program would use without this file.
+#define REAL(function)                                      \
+  (*[] {                                                    \
+    static auto* const real = Real(&(function), #function); \
+    return real;                                            \
   }())
-#define FAULTY(call, failure, result, function, parameters, arguments) \
-  result function parameters { return Fails(call) ? failure : REAL(function) arguments; }
-#define PARTIAL(call, function, parameters, ...)             \
-  long function parameters {                                 \
-    const long allowed = Allowed(call, size);                \
-    return allowed == -1 ? -1 : REAL(function)(__VA_ARGS__); \
-  }
 
 #pragma GCC visibility push(default)  // so that the module's calls come here too
 extern "C" {
@@ -67,24 +61,52 @@ int open64(const char* path, int flags, ...) {
   va_end(rest);
   return Fails(Call::kOpen) ? -1 : REAL(open64)(path, flags, mode);
 }
-FAULTY(Call::kOpenAt, -1, int, openat64, (int at, const char* path, int flags, ...), (at, path, flags))
-PARTIAL(Call::kRead, read, (int file, void* buffer, unsigned long size), file, buffer,
-        static_cast<unsigned long>(allowed))
-PARTIAL(Call::kWrite, write, (int file, const void* buffer, unsigned long size), file, buffer,
-        static_cast<unsigned long>(allowed))
-FAULTY(Call::kSeek, -1, long, lseek64, (int file, long offset, int whence), (file, offset, whence))
-FAULTY(Call::kClose, (REAL(close)(file), -1), int, close, (int file), (file))
-FAULTY(Call::kRemove, -1, int, unlinkat, (int at, const char* path, int flags), (at, path, flags))
-FAULTY(Call::kFork, -1, int, fork, (), ())
-FAULTY(Call::kPipe, -1, int, pipe2, (int* ends, int flags), (ends, flags))
-FAULTY(Call::kOpenFolder, nullptr, void*, opendir, (const char* path), (path))
-FAULTY(Call::kReadFolder, nullptr, void*, readdir64, (void* folder), (folder))
-FAULTY(Call::kStreamSeek, -1, int, fseeko64, (void* stream, long offset, int whence), (stream, offset, whence))
-unsigned long fread(void* buffer, unsigned long unit, unsigned long size, void* stream) {
-  return REAL(fread)(buffer, unit, AtLeastNothing(Allowed(Call::kStreamRead, size)), stream);
+
+int openat64(int at, const char* path, int flags, ...) {
+  return Fails(Call::kOpenAt) ? -1 : REAL(openat64)(at, path, flags);
 }
-unsigned long fwrite(const void* buffer, unsigned long unit, unsigned long size, void* stream) {
-  return REAL(fwrite)(buffer, unit, AtLeastNothing(Allowed(Call::kStreamWrite, size)), stream);
+
+long read(int file, void* buffer, unsigned long size) {
+  const long allowed = Allowed(Call::kRead, size);
+  return allowed == -1 ? -1 : REAL(read)(file, buffer, static_cast<unsigned long>(allowed));
+}
+
+long write(int file, const void* buffer, unsigned long size) {
+  const long allowed = Allowed(Call::kWrite, size);
+  return allowed == -1 ? -1 : REAL(write)(file, buffer, static_cast<unsigned long>(allowed));
+}
+
+long lseek64(int file, long offset, int whence) {
+  return Fails(Call::kSeek) ? -1 : REAL(lseek64)(file, offset, whence);
+}
+
+int close(int file) {
+  const int result = REAL(close)(file);
+  return Fails(Call::kClose) ? -1 : result;
+}
+
+int unlinkat(int at, const char* path, int flags) {
+  return Fails(Call::kRemove) ? -1 : REAL(unlinkat)(at, path, flags);
+}
+
+int fork() { return Fails(Call::kFork) ? -1 : REAL(fork)(); }
+
+int pipe2(int* ends, int flags) { return Fails(Call::kPipe) ? -1 : REAL(pipe2)(ends, flags); }
+
+void* opendir(const char* path) { return Fails(Call::kOpenFolder) ? nullptr : REAL(opendir)(path); }
+
+void* readdir64(void* folder) { return Fails(Call::kReadFolder) ? nullptr : REAL(readdir64)(folder); }
+
+int fseeko64(void* stream, long offset, int whence) {
+  return Fails(Call::kStreamSeek) ? -1 : REAL(fseeko64)(stream, offset, whence);
+}
+
+unsigned long fread(void* buffer, unsigned long unit, unsigned long count, void* stream) {
+  return REAL(fread)(buffer, unit, AtLeastNothing(Allowed(Call::kStreamRead, count)), stream);
+}
+
+unsigned long fwrite(const void* buffer, unsigned long unit, unsigned long count, void* stream) {
+  return REAL(fwrite)(buffer, unit, AtLeastNothing(Allowed(Call::kStreamWrite, count)), stream);
 }
 }
 #pragma GCC visibility pop

@@ -12,7 +12,7 @@
 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// The text of the std::runtime_error that `action` throws; "nothing" when it throws none.
@@ -44,7 +44,7 @@ class TemporaryFolder {
 
   /// Makes a file with the folders above it, and returns its path.
   std::string Write(const std::string& name, const std::string& content) const {
-    const std::string path = *this / name;
+    std::string path = *this / name;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << content;
     return path;

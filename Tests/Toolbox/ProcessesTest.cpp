@@ -37,12 +37,10 @@ TEST(DetachedLaunch, RunsOnItsOwnWithExactlyTheseArguments) {
   const TemporaryFolder folder;
   mkfifo((folder / "result").c_str(), 0600);
   // The test reads what the program writes, in an order that neither can change: no clock is needed.
-  const std::list<std::string> arguments{
-      "-c",
-      "exec > result; echo \"$#|$1|$2|$PWD\"; cut -d' ' -f4,6 /proc/$$/stat; grep SigIgn /proc/$$/status; "
-      "ls -l /proc/self/fd",
-      "sh", "a \"b\" $HOME '", ""};
-  EXPECT_TRUE(Launch("sh", arguments, folder.Path()));
+  const char* const script =
+      "exec > result; echo \"$#|$1|$2|$PWD\"; cut -d' ' -f4,6 /proc/$$/stat; grep SigIgn /proc/$$/status;"
+      "ls -l /proc/self/fd";
+  EXPECT_TRUE(Launch("sh", {"-c", script, "sh", "a \"b\" $HOME '", ""}, folder.Path()));
   std::ifstream result(folder / "result");
   std::string line;
   std::getline(result, line);
