@@ -160,7 +160,7 @@ void RegisterCopyFolder() {
   Register("copy 400 files/stdio", prepare, [=] {
     mkdir(to.c_str(), 0700);
     for (const std::string& name : names) {
-      CopyWithStdio(from + ("/" + name), to + ("/" + name));
+      CopyWithStdio(fs::path(from) / name, fs::path(to) / name);
     }
   });
 }

@@ -1,14 +1,14 @@
 #pragma once
 
 #include <unistd.h>
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
+#include <set>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -53,18 +53,13 @@ class TemporaryFolder {
   /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", files in "=" and what
   /// they hold.
   std::string Tree() const {
-    std::vector<std::string> items;
+    std::set<std::string> items;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path)) {
       const std::string path = entry.path().string();
       const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : "=";
-      items.push_back(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
+      items.insert(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
     }
-    std::sort(items.begin(), items.end());
-    std::string tree;
-    for (const std::string& item : items) {
-      tree += item;
-    }
-    return tree;
+    return std::accumulate(items.begin(), items.end(), std::string());
   }
 
  private:

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <list>
 #include <sstream>
+#include <vector>
 
 namespace {
 
