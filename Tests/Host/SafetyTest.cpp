@@ -36,9 +36,8 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
   MakeSound("three.wav", 48000, 3, "sox -b 16", 99);
   MakeSound("four.wav", 48000, 4, "sox -b 16", 99);
   MakeSound("nine.wav", 48000, 9, "sox -b 16", 99);
-  MakeSound("in.mp3", 22050, 1, "ffmpeg -c:a libmp3lame");
   ASSERT_EQ(Run("ln in.wav hard.mkv; ln -s in.wav soft.mkv; mkdir folder; echo text >text.wav; : >empty.wav; "
-                "head -c 50 in.wav >header.wav; head -c 2000 in.mp3 >cut.mp3")
+                "head -c 50 in.wav >header.wav")
                 .code,
             0);
   const std::string before = Listing();
@@ -73,7 +72,6 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost text.wav new.mkv", 1, {"text.wav", "not a sound file"}},
       {"rhohost empty.wav new.mkv", 1, {"empty.wav", "empty"}},
       {"rhohost header.wav new.mkv", 1, {"header.wav", "missing"}},
-      {"rhohost cut.mp3 new.mkv", 1, {"cut.mp3", "missing"}},
       {"rhohost - new.mkv", 1, {"standard input", "empty"}},
       {"rhohost - new.mkv <&-", 1, {"standard input", "Bad file descriptor"}},
       {"rhohost in.wav old.mkv", 1, {"old.mkv", "exists", "--force"}},
