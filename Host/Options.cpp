@@ -54,8 +54,7 @@ void DeclareCommon(CLI::App& app, Options& options) {
       ->type_name("PATH");
   app.add_option("--set", options.assignments, "Set any setting, as \"rhohost info\" shows it; may be repeated")
       ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   app.add_option("--preset", options.preset, "Take the settings from this preset first")->type_name("FILE");
 }
 
@@ -102,6 +101,16 @@ void ReadFiles(const CLI::App& app, Options& options) {
   }
   if (options.output.empty() || (options.input.empty() && !options.testSignalSeconds)) {
     throw WrongUse("a file name is empty");
+  }
+}
+
+/// An empty name would otherwise count as none given.
+void RefuseEmptyNames(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    const std::string type = option->get_type_name();
+    if ((type == "FILE" || type == "PATH") && option->count() != 0 && option->results().back().empty()) {
+      throw WrongUse(option->get_name() + ": a file name is empty");
+    }
   }
 }
 
@@ -154,6 +163,7 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     throw WrongUse(error.what());
   }
+  RefuseEmptyNames(app);
   if (options.module.empty()) {
     options.module = Module::DefaultPath();
   }
