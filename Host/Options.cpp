@@ -2,11 +2,11 @@
 
 #include "Host/Errors.h"
 #include "Host/Module.h"
+#include "Host/Numbers.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
@@ -15,14 +15,6 @@ namespace {
 
 /// A week. Test signals are for trying things out.
 constexpr double kLongestTestSignal = 7.0 * 24 * 3600;
-
-/// All of `text` as a number in plain notation.
-template <class Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
 
 template <class Number>
 Number NumberOrWrongUse(const char* option, const std::string& text, const std::optional<Number>& number,
