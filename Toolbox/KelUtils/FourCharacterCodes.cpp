@@ -16,14 +16,6 @@ constexpr std::array<NamedCodec, 2> kNamedCodecs{{
     {"ZAVMVC1 ", 0x4D437074, 0x56433120},
 }};
 
-unsigned int CodeAt(std::string_view text) {
-  unsigned int code = 0;
-  for (const char character : text.substr(0, 4)) {
-    code = code << 8U | static_cast<unsigned char>(character);
-  }
-  return code;
-}
-
 }  // namespace
 
 unsigned int KelCharToUInt32(unsigned char const* p) {
@@ -51,7 +43,8 @@ bool KelGetFourCCCodes(char const* name, unsigned int* first, unsigned int* seco
   if (wanted.size() != 8) {
     return false;
   }
-  *first = CodeAt(wanted);
-  *second = CodeAt(wanted.substr(4));
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(name);
+  *first = KelCharToUInt32(bytes);
+  *second = KelCharToUInt32(bytes + 4);
   return true;
 }
