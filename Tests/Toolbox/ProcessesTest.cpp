@@ -14,8 +14,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // What the open descriptors lead to; the one that asks is among them.
 std::multiset<std::string> OpenDescriptors() {
   std::multiset<std::string> items;
