@@ -74,7 +74,7 @@ TEST(DoubleSetting, ComparesInThousandths) {
   for (const auto& [value, listed, equal] : cases) {
     double allowable = listed;
     DoubleSetting setting("", "", 1, 0, 0, 1, &allowable);
-    EXPECT_EQ(setting.FindIndexOf(value), equal ? 0 : -1) << value << " against " << allowable;
+    EXPECT_EQ(setting.FindIndexOf(value), equal ? 0 : -1) << value << " against " << listed;
     setting.SetIsValueConstrained(1);
     setting.SetValue(value);
     EXPECT_EQ(setting.GetValue(), equal ? value : 1) << "the value given, not the one it matched";

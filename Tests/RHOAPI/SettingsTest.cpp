@@ -17,14 +17,14 @@ struct Kind {
 template <class Setting, auto... kArguments>
 std::unique_ptr<ISetting> Make(bool use) {
   auto setting = [] {
-    if constexpr (requires { Setting("L", "P", kArguments...); }) {
-      return std::make_unique<Setting>("L", "P", kArguments...);
+    if constexpr (requires { Setting("La", "Pr", kArguments...); }) {
+      return std::make_unique<Setting>("La", "Pr", kArguments...);
     } else {
       return std::make_unique<Setting>(kArguments...);
     }
   }();
   if constexpr (requires { setting->SetUnits("units"); }) {
-    setting->SetUnits(use ? "u" : nullptr);
+    setting->SetUnits(use ? "un" : nullptr);
   }
   if constexpr (requires { setting->SetDialogHint(33); }) {
     setting->SetDialogHint(use ? 33 : setting->GetDialogHint());
@@ -36,19 +36,20 @@ std::unique_ptr<ISetting> Make(bool use) {
 }
 
 const Kind kKinds[] = {
-    {Make<UnsignedIntSetting, 5, 1, 9, 0, nullptr>, " 4 1 L  P 0 1 0 0  ", " 4 33 L u P 77 8 11 13 text tip"},
-    {Make<IntSetting, 5, 1, 9, 0, nullptr>, " 3 1 L  P 0 1 0 0  ", " 3 33 L u P 77 8 11 13 text tip"},
-    {Make<DoubleSetting, 5, 1, 9, 0, nullptr>, " 5 1 L  P 0 1 0 0  ", " 5 33 L u P 77 8 11 13 text tip"},
-    {Make<EnumSetting, nullptr, 0, nullptr>, " 2 5 L  P 1 1 0 0  ", " 2 33 L u P 1 8 11 13 text tip"},
-    {Make<StringEnumSetting>, " 2 5 L  P 1 1 0 0  ", " 2 5 L u P 1 8 11 13 text tip"},
-    {Make<BoolSetting, 1>, " 1 1 L  P 0 1 0 0  ", " 1 33 L  P 0 8 11 13 text tip"},
-    {Make<TextSetting, nullptr>, " 10 11 L  P 1 1 0 0  ", " 10 11 L u P 1 8 11 13 text tip"},
-    {Make<FileSetting, nullptr, nullptr>, " 6 6 L  P 1 1 0 0  ", " 6 33 L u P 1 8 11 13 text tip"},
-    {Make<TimeCodeSetting, KelTimeCode{}>, " 11 1 L hh:mm:ss:mmm P 0 1 0 0  ",
-     " 11 33 L hh:mm:ss:mmm P 0 8 11 13 text tip"},
+    {Make<UnsignedIntSetting, 5, 1, 9, 0, nullptr>, " 4 1 La  Pr 0 1 0 0  ", " 4 33 La un Pr 77 8 11 13 text tip"},
+    {Make<IntSetting, 5, 1, 9, 0, nullptr>, " 3 1 La  Pr 0 1 0 0  ", " 3 33 La un Pr 77 8 11 13 text tip"},
+    {Make<DoubleSetting, 5, 1, 9, 0, nullptr>, " 5 1 La  Pr 0 1 0 0  ", " 5 33 La un Pr 77 8 11 13 text tip"},
+    {Make<EnumSetting, nullptr, 0, nullptr>, " 2 5 La  Pr 1 1 0 0  ", " 2 33 La un Pr 1 8 11 13 text tip"},
+    {Make<StringEnumSetting>, " 2 5 La  Pr 1 1 0 0  ", " 2 5 La un Pr 1 8 11 13 text tip"},
+    {Make<BoolSetting, 1>, " 1 1 La  Pr 0 1 0 0  ", " 1 33 La  Pr 0 8 11 13 text tip"},
+    {Make<TextSetting, nullptr>, " 10 11 La  Pr 1 1 0 0  ", " 10 11 La un Pr 1 8 11 13 text tip"},
+    {Make<FileSetting, nullptr, nullptr>, " 6 6 La  Pr 1 1 0 0  ", " 6 33 La un Pr 1 8 11 13 text tip"},
+    {Make<TimeCodeSetting, KelTimeCode{}>, " 11 1 La hh:mm:ss:mmm Pr 0 1 0 0  ",
+     " 11 33 La hh:mm:ss:mmm Pr 0 8 11 13 text tip"},
     {Make<TimeInOutSetting, 1, 2, 3>, " 7 7    0 1 0 0  ", " 7 7    0 1 11 13 text tip"},
-    {Make<UnsignedIntArraySetting, 0, nullptr, nullptr, 1, 9>, " 8 8 L  P 0 1 0 0  ", " 8 33 L  P 0 1 11 13 text tip"},
-    {Make<ByteArraySetting, nullptr, 0>, " 9 7 L  P 0 1 0 0  ", " 9 7 L  P 0 1 11 13 text tip"},
+    {Make<UnsignedIntArraySetting, 0, nullptr, nullptr, 1, 9>, " 8 8 La  Pr 0 1 0 0  ",
+     " 8 33 La  Pr 0 1 11 13 text tip"},
+    {Make<ByteArraySetting, nullptr, 0>, " 9 7 La  Pr 0 1 0 0  ", " 9 7 La  Pr 0 1 11 13 text tip"},
 };
 
 TEST(Settings, KeepWhatTheyAreGivenAndHandItToTheirCopies) {

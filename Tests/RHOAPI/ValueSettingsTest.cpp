@@ -19,16 +19,12 @@ TEST(ValueSettings, KeepValuesAsGiven) {
   const auto copies = std::tuple(CopyOf(boolean), CopyOf(text), CopyOf(timeCode), CopyOf(range));
   CallSlot(&text, 20, static_cast<const char*>(nullptr));
   EXPECT_EQ(ReadSlots(&text, 19, "s"), " ");
-
-  EXPECT_EQ(ReadSlots(std::get<0>(copies).get(), 19, "u"), " 2");
-  EXPECT_EQ(ReadSlots(std::get<1>(copies).get(), 19, "s"), " after");
+  EXPECT_EQ(ReadSlots(std::get<0>(copies).get(), 19, "u") + ReadSlots(std::get<1>(copies).get(), 19, "s"), " 2 after");
   const auto code = CallSlot<KelTimeCode>(std::get<2>(copies).get(), 19);
   EXPECT_TRUE(code.hours == -30000 && code.seconds == 255 && code.milliseconds == 65535 && code.dropFrame);
-  unsigned long long scale = 0;
-  unsigned long long in = 0;
-  unsigned long long out = 1;
-  CallSlot(std::get<3>(copies).get(), 19, &scale, &in, &out);
-  EXPECT_TRUE(scale == 1 && in == ~0ULL && out == 0);
+  std::array<unsigned long long, 3> times{0, 0, 1};
+  CallSlot(std::get<3>(copies).get(), 19, &times[0], &times[1], &times[2]);
+  EXPECT_EQ(times, (std::array{1ULL, ~0ULL, 0ULL}));
 }
 
 TEST(ValueSettings, CutLongPathsAndForgetTheLongerOnes) {
@@ -39,8 +35,7 @@ TEST(ValueSettings, CutLongPathsAndForgetTheLongerOnes) {
     EXPECT_EQ(CopyOf(file)->GetValue(), std::string(length, 'y'));
   }
   CallSlot(&file, 22, 5U);
-  EXPECT_EQ(file.GetDialogHint(), 5);
-  EXPECT_EQ(FileSetting(9).GetDialogHint(), 9);
+  EXPECT_TRUE(file.GetDialogHint() == 5 && FileSetting(9).GetDialogHint() == 9);
 }
 
 TEST(ValueSettings, ShowTheUnitsOfTimeCodesByTheirFlags) {

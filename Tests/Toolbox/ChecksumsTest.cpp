@@ -60,8 +60,7 @@ TEST(PublishedChecksums, ComeOut) {
   EXPECT_EQ(Calc16BitCRC(data, 9, 0xFFFF), 0x29B1);
   EXPECT_EQ(Calc16BitCRC(data + 4, 5, Calc16BitCRC(data, 4, 0)), 0x31C3);
   EXPECT_EQ(Calc8BitCRC(data, 9, 0), 0xBC);
-  EXPECT_EQ(Calc8BitCRC(data, 9, 0x12FF), 0x7C) << "only the low byte of the initial value counts";
-  EXPECT_EQ(Calc8BitCRC(data, 0, 0x12FF), 0x12FF);
+  EXPECT_TRUE(Calc8BitCRC(data, 9, 0x12FF) == 0x7C && Calc8BitCRC(data, 0, 0x12FF) == 0x12FF) << "the low byte counts";
   EXPECT_EQ(Calc8BitCRC(nullptr, 1, 7) + Calc16BitCRC(nullptr, 1, 7) + Calc16BitCRCShort(nullptr, 1, 1, 1, 7), 21);
 }
 

@@ -67,7 +67,8 @@ TEST(CopyFile, CopiesEveryByteInStepsOf8192WhateverIsInterruptedOrShort) {
       folder.Write("to", std::string(50000, 'y'));
       const Fault fault(call, nth, error);
       ASSERT_EQ(ResultOf(KelCopyFile, folder, "from", "to"), "true") << call << ' ' << nth;
-      ASSERT_TRUE((fault.Occurred() || *call == 'o') && ReadFile(folder / "to") == content) << call << ' ' << nth;
+      ASSERT_TRUE(fault.Occurred() == (nth < 3 || *call != 'o') && ReadFile(folder / "to") == content)
+          << call << ' ' << nth;
     }
   }
 }

@@ -148,8 +148,9 @@ TEST(Images, CarryTheirPacketAsPointerOrClone) {
   };
   EXPECT_TRUE(carried(nullptr, false) == nullptr && carried(nullptr, true) == &packet);
   EXPECT_EQ(carried(&packet, false), &packet);
-  const OwnedPacket clone(carried(&packet, true));
-  EXPECT_TRUE(clone.get() != &packet && clone->getDescriptorSize() == 4);
+  IPacket* const clone = carried(&packet, true);
+  EXPECT_TRUE(clone != &packet && clone->getDescriptorSize() == 4);
+  clone->destroy();
 }
 
 TEST(Images, AreMovedToAnotherBuffer) {

@@ -14,8 +14,9 @@ extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() {
 namespace {
 
 TEST(Blocks, AreFilledAndKeptWhenTheyGrow) {
-  for (const unsigned char fill : {0, 200}) {
-    auto* const block = static_cast<unsigned char*>(KelRealloc(KelAllocPtrSet(1000, fill), 100000));
+  for (const char letter : {'\0', 'x'}) {
+    const auto fill = static_cast<unsigned char>(letter);
+    auto* const block = static_cast<char*>(KelRealloc(KelAllocPtrSet(1000, fill), 100000));
     EXPECT_EQ(std::count(block, block + 1000, fill), 1000);
     KelFreePtr(block);
     EXPECT_EQ(KelAllocPtrSet(ULONG_MAX, fill), nullptr);
