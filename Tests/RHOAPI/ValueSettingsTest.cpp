@@ -30,7 +30,7 @@ TEST(ValueSettings, KeepValuesAsGiven) {
 TEST(ValueSettings, CutLongPathsAndForgetTheLongerOnes) {
   FileSetting file("", "", std::string(300, 'x').c_str(), "filter");
   EXPECT_EQ(ReadSlots(&file, 19, "s.s"), ' ' + std::string(255, 'x') + " filter");
-  for (const std::size_t length : {255, 254, 0}) {
+  for (const std::size_t length : {255U, 254U, 0U}) {
     CallSlot(&file, 20, std::string(length, 'y').c_str());
     EXPECT_EQ(CopyOf(file)->GetValue(), std::string(length, 'y'));
   }
