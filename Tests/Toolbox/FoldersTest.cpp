@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <set>
@@ -112,6 +113,16 @@ TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
   const Fault fault("opendir", 2, EACCES);
   EXPECT_TRUE(KelForEachFile(tree / "b", unlisted));
   EXPECT_EQ(unlisted.m_files, Files{tree / "b/c"}) << "handed out like a file";
+}
+
+TEST(ForEachFile, FindsNothingInAFolderThatIsGone) {
+  const SampleTree tree;
+  const int folder = open((tree / "empty").c_str(), O_RDONLY | O_CLOEXEC);
+  fs::remove(tree / "empty");
+  Collector none(9);
+  EXPECT_TRUE(KelForEachFile("/proc/self/fd/" + std::to_string(folder), none));
+  EXPECT_EQ(none.m_files, Files{}) << "a listing without even \".\"";
+  close(folder);
 }
 
 TEST(CountFiles, NeedsEveryFileReadable) {
