@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <set>
@@ -109,6 +110,16 @@ TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
   EXPECT_EQ(unlisted.m_files, Files{tree / "b/c"}) << "handed out like a file";
 }
 
+TEST(ForEachFile, FindsNothingInAFolderThatIsGone) {
+  const SampleTree tree;
+  const int folder = open((tree / "empty").c_str(), O_RDONLY | O_CLOEXEC);
+  fs::remove(tree / "empty");
+  Collector none(9);
+  EXPECT_TRUE(KelForEachFile("/proc/self/fd/" + std::to_string(folder), none));
+  EXPECT_EQ(none.m_files, Files{}) << "a listing without even \".\"";
+  close(folder);
+}
+
 TEST(CountFiles, NeedsEveryFileReadable) {
   const SampleTree tree;
   EXPECT_EQ(KelCountFiles(tree / "empty") * 100 + KelCountFiles(tree.Path()) * 10 + KelCountFiles(tree / "a"), 31U);
@@ -131,7 +142,7 @@ TEST(MatchingFiles, AreAppendedByName) {
 TEST(Removal, TakesTreesAndLinksButNothingBehindThem) {
   const SampleTree tree;
   fs::create_directory_symlink(tree / "b", tree / "empty/link");
-  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty/x/..") && kel_remove_dir_recursively_UTF8(tree / "link/"));
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty/x/..") && kel_remove_dir_recursively_UTF8(tree / "link//"));
   EXPECT_FALSE(kel_remove_dir_recursively_UTF8(tree / "a") || kel_remove_dir_recursively_UTF8(tree / "none") ||
                kel_remove_dir_recursively_UTF8(static_cast<const char*>(nullptr)));
   EXPECT_TRUE(kel_remove_dir_recursively_UTF8("") && kel_remove_dir_recursively_UTF8(std::string()));
