@@ -11,6 +11,16 @@
 
 namespace {
 
+// Whether `what` stands at `at`, where there is room for it. A call of memcmp takes longer than to compare a word.
+bool BeginsWith(const char* at, const std::string& what) {
+  constexpr std::size_t kWord = 16;
+  if (what.size() > kWord) {
+    return std::memcmp(at, what.data(), what.size()) == 0;
+  }
+  const auto same = [](char left, char right) { return left == right; };
+  return std::equal(what.begin(), what.end(), at, same);
+}
+
 // The first place in begin to end where `what`, which is not empty, occurs; `end` when there is none.
 //
 // Looking for the first byte alone is the fastest way to a match, as long as most of what it finds is one. After some
@@ -28,7 +38,7 @@ const char* FindText(const char* begin, const char* end, const std::string& what
         return end;
       }
     }
-    if (what.size() == 1 || std::memcmp(begin, what.data(), what.size()) == 0) {
+    if (BeginsWith(begin, what)) {
       return begin;
     }
     ++begin;
@@ -54,8 +64,9 @@ std::string KelReplace(std::string const& text, std::string const& what, std::st
   if (match == end) {
     return text;
   }
+  // Untouched room costs nothing, but a text that outgrows it by a few bytes has to move.
   std::string replaced;
-  replaced.reserve(text.size());
+  replaced.reserve(text.size() + text.size() / 8);
   for (; match != end; match = FindText(rest, end, what)) {
     if (match != rest) {
       replaced.append(rest, match);

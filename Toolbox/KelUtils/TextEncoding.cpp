@@ -7,7 +7,7 @@
 namespace {
 
 using SymbolPair = std::array<char, 2>;
-constexpr std::size_t kPairs = 64 * 64;
+constexpr std::size_t kPairs = 4096;
 
 // The two symbols for each value of twelve bits.
 constexpr std::array<SymbolPair, kPairs> MakePairs(const char* alphabet) {
@@ -16,6 +16,15 @@ constexpr std::array<SymbolPair, kPairs> MakePairs(const char* alphabet) {
     pairs[bits] = {alphabet[bits % 64], alphabet[bits / 64]};
   }
   return pairs;
+}
+
+// `count` bytes, at most three, the first in the lowest bits.
+unsigned int BitsOf(const unsigned char* bytes, std::size_t count) {
+  unsigned int bits = 0;
+  for (std::size_t index = 0; index < count; ++index) {
+    bits |= static_cast<unsigned int>(bytes[index]) << 8 * index;
+  }
+  return bits;
 }
 
 }  // namespace
@@ -31,12 +40,12 @@ void KelEncodeBase64(std::vector<unsigned char> const& data, std::string& out) {
   const unsigned char* in = data.data();
   char* symbols = out.data();
   for (const unsigned char* const end = in + (data.size() - rest); in != end; in += 3, symbols += 4) {
-    const unsigned int bits = in[0] | in[1] << 8U | in[2] << 16U;
+    const unsigned int bits = BitsOf(in, 3);
     std::memcpy(symbols, pairs[bits & 0xFFFU].data(), 2);
     std::memcpy(symbols + 2, pairs[bits >> 12U].data(), 2);
   }
   if (rest != 0) {
-    const unsigned int bits = in[0] | (rest == 2 ? in[1] << 8U : 0U);
+    const unsigned int bits = BitsOf(in, rest);
     std::memcpy(symbols, pairs[bits & 0xFFFU].data(), 2);
     if (rest == 2) {
       symbols[2] = alphabet[bits >> 12U];

@@ -1,5 +1,7 @@
 #include "Toolbox/KelUtils/Tokens.h"
 
+#include <algorithm>
+
 int KelTokenize(std::list<std::string>& out, std::string const& text, char separator, char quote, bool keepEmpty) {
   const char* token = text.data();
   const char* const end = token + text.size();
@@ -12,13 +14,11 @@ int KelTokenize(std::list<std::string>& out, std::string const& text, char separ
   };
 
   bool quoted = false;
-  for (const char* at = token; at != end; ++at) {
-    const bool separates = !quoted && *at == separator;
-    if (separates || *at == quote) {
-      append(at, keepEmpty);
-      token = at + 1;
-      quoted = !quoted && !separates;
-    }
+  const auto ends = [&](char c) { return c == quote || (c == separator && !quoted); };
+  for (const char* at = std::find_if(token, end, ends); at != end; at = std::find_if(token, end, ends)) {
+    append(at, keepEmpty);
+    token = at + 1;
+    quoted = !quoted && *at != separator;
   }
   append(end, keepEmpty && count != 0);
   return static_cast<int>(count);

@@ -1,0 +1,163 @@
+// The text functions beside those of well-known libraries, the lenient match beside an exact one, and the allocations
+// of the time codes.
+
+#include "Benchmarks/Allocations.h"
+#include "Benchmarks/Ratios.h"
+#include "RHOAPI/RhoapiSettings/EnumTexts.h"
+#include "Toolbox/KelUtils/Text.h"
+#include "Toolbox/KelUtils/TextEncoding.h"
+#include "Toolbox/KelUtils/TimeCodes.h"
+#include "Toolbox/KelUtils/Tokens.h"
+
+#include <absl/strings/escaping.h>
+#include <absl/strings/str_replace.h>
+#include <absl/strings/str_split.h>
+#include <benchmark/benchmark.h>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/split.hpp>
+
+#include <cstddef>
+#include <list>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kKiB = 1024;
+constexpr std::size_t kMiB = kKiB * kKiB;
+
+template <class Action>
+void Register(const std::string& name, Action action) {
+  benchmark::RegisterBenchmark(name.c_str(), [action](benchmark::State& state) {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(action());
+    }
+  });
+}
+
+std::string Repeat(std::string_view unit, std::size_t size) {
+  std::string text;
+  while (text.size() < size) {
+    text += unit;
+  }
+  text.resize(size);
+  return text;
+}
+
+std::string Words(std::size_t size) {
+  std::mt19937 random(1);
+  std::string text;
+  while (text.size() < size) {
+    for (auto letters = 2 + random() % 7; letters > 0; --letters) {
+      text += static_cast<char>('a' + random() % 26);
+    }
+    text += ' ';
+  }
+  text.resize(size);
+  return text;
+}
+
+struct Replacement {
+  const char* name;
+  std::string text, what, with;
+};
+
+void RegisterReplace() {
+  const Replacement replacements[] = {
+      {"frequent", Repeat("some text, ab and more ", kMiB), "ab", "xy"},
+      {"growing", Repeat("some text, ab and more ", kMiB), "ab", "a longer text"},
+      {"rare", Repeat(std::string(kMiB / 16 - 1, 'x') + "q", kMiB), "q", "zz"},
+      {"rare word", Repeat(Words(kMiB / 16) + "another", kMiB), "another", "one"},
+      {"absent", Words(kMiB), "another", "one"},
+      {"absent first byte", Words(kMiB), "#", "one"},
+      {"dense 64 KiB", Repeat("a", kMiB / 16), "a", "b"},
+      {"dense growing 64 KiB", Repeat("a", kMiB / 16), "a", "bb"},
+      {"dense pairs 64 KiB", Repeat("ab", kMiB / 16), "ab", "b"},
+      {"adverse 64 KiB", Repeat("a", kMiB / 16), std::string(31, 'a') + "b", "b"},
+      {"adverse middle 64 KiB", Repeat("a", kMiB / 16), std::string(15, 'a') + "b" + std::string(15, 'a'), "b"},
+  };
+  for (const Replacement& r : replacements) {
+    const std::string work = std::string("replace ") + r.name;
+    Register(work + "/ours", [r] { return KelReplace(r.text, r.what, r.with); });
+    Register(work + "/absl", [r] { return absl::StrReplaceAll(r.text, {{r.what, r.with}}); });
+    Register(work + "/boost", [r] { return boost::replace_all_copy(r.text, r.what, r.with); });
+  }
+}
+
+void RegisterTokenize() {
+  for (const std::size_t size : {std::size_t(60), std::size_t(100000)}) {
+    const std::string text = Words(size);
+    const std::vector<std::string> tokens = absl::StrSplit(text, ' ', absl::SkipEmpty());
+    const std::string work = "tokenize " + std::to_string(size);
+    Register(work + "/ours", [text] {
+      std::list<std::string> out;
+      KelTokenize(out, text, ' ', '"', false);
+      return out;
+    });
+    Register(work + "/building the list", [tokens] { return std::list<std::string>(tokens.begin(), tokens.end()); });
+    Register(work + "/absl", [text] { return std::list<std::string>(absl::StrSplit(text, ' ', absl::SkipEmpty())); });
+    Register(work + "/boost", [text] {
+      std::list<std::string> out;
+      boost::split(
+          out, text, [](char c) { return c == ' ' || c == '"'; }, boost::token_compress_on);
+      return out;
+    });
+  }
+}
+
+void RegisterEncode() {
+  for (const std::size_t size : {std::size_t(1), std::size_t(16), std::size_t(100), kKiB, 64 * kKiB, kMiB}) {
+    const std::string bytes = Words(size);
+    const std::vector<unsigned char> data(bytes.begin(), bytes.end());
+    const std::string work = "encode " + std::to_string(size);
+    Register(work + "/ours", [data] {
+      std::string out;
+      KelEncodeBase64(data, out);
+      return out;
+    });
+    Register(work + "/absl", [bytes] { return absl::Base64Escape(bytes); });
+  }
+}
+
+void RegisterMatch() {
+  TEnumTexts names;
+  for (const char* name : {"Mono", "Stereo", "5.1", "6.1", "7.1"}) {
+    names.Append(name);
+  }
+  for (const char* text : {"Mono", "Stereo", "7.1", "STEREO", "st", "Stereo Wide", "Quadraphonic"}) {
+    const std::string work = std::string("match ") + text;
+    Register(work + "/ours", [names, text] { return names.FindLeniently(text); });
+    Register(work + "/exact scan", [names, text] { return names.FindExactly(text); });
+  }
+}
+
+template <class Action>
+void RegisterCounting(const char* name, Action action) {
+  benchmark::RegisterBenchmark(name, [action](benchmark::State& state) {
+    const long before = AllocationCount();
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(action());
+    }
+    state.counters["allocations"] =
+        benchmark::Counter(static_cast<double>(AllocationCount() - before), benchmark::Counter::kAvgIterations);
+  });
+}
+
+void RegisterTimeCodes() {
+  RegisterCounting("time code from text", [] { return KelStringToTimeCode("10:20:30;12", true); });
+  RegisterCounting("time code to text",
+                   [code = KelStringToTimeCode("10:20:30;12", true)] { return KelTimeCodeToString(code, true); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RegisterReplace();
+  RegisterTokenize();
+  RegisterEncode();
+  RegisterMatch();
+  RegisterTimeCodes();
+  return RunAndPrintRatios(argc, argv);
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <unistd.h>
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// The text of the std::runtime_error that `action` throws; "nothing" when it throws none.
+template <class Action>
+std::string MessageOf(Action action) {
+  try {
+    action();
+    return "nothing";
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
+/// A folder for one test, which goes with all that is in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : m_path((std::filesystem::temp_directory_path() / "rho_test_XXXXXX").string()) {
+    if (mkdtemp(m_path.data()) == nullptr) {
+      throw std::runtime_error("no temporary folder");
+    }
+    m_path = std::filesystem::canonical(m_path).string();
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() { std::filesystem::remove_all(m_path); }
+
+  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+  const std::string& Path() const { return m_path; }
+
+  /// Makes a file with the folders above it, and returns its path.
+  std::string Write(const std::string& name, const std::string& content) const {
+    const std::string path = *this / name;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
+  }
+
+  /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", files in "=" and what
+  /// they hold.
+  std::string Tree() const {
+    std::vector<std::string> items;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path)) {
+      const std::string path = entry.path().string();
+      const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : "=";
+      items.push_back(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
+    }
+    std::sort(items.begin(), items.end());
+    std::string tree;
+    for (const std::string& item : items) {
+      tree += item;
+    }
+    return tree;
+  }
+
+ private:
+  std::string m_path;
+};
