@@ -1,8 +1,8 @@
-#include "Host/EncodeFile.h"
+#include "Host/EncodeOne.h"
 #include "Host/Errors.h"
 #include "Host/Options.h"
-#include "Host/Progress.h"
 #include "Host/SettingCommands.h"
+#include "Host/StatusLine.h"
 #include "Host/TemporaryName.h"
 
 #include <fcntl.h>
@@ -29,7 +29,7 @@ int Run(int argc, const char* const* argv) {
   if (const std::optional<Options> options = ReadOptions(argc, argv)) {
     switch (options->action) {
       case Action::kEncode:
-        EncodeFile(*options);
+        EncodeOne(*options);
         break;
       case Action::kShowInfo:
         ShowInfo(*options);
