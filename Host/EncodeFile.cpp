@@ -37,16 +37,13 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
 }
 
 EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
-  SoundTags tags = m_source.Tags();
-  const MatroskaDescription description{
-      .sampleRate = m_format.sampleRate,
-      .channels = m_format.channels,
-      .bitsPerSample = m_format.bits,
-      .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
-      .sampleFrames = SampleFrames(),
-      .application = "rhohost " RHOHOST_VERSION,
-      .tags = {std::move(tags.title), std::move(tags.artist), std::move(tags.album), std::move(tags.comment),
-               std::move(tags.date), std::move(tags.trackNumber)}};
+  const MatroskaDescription description{.sampleRate = m_format.sampleRate,
+                                        .channels = m_format.channels,
+                                        .bitsPerSample = m_format.bits,
+                                        .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
+                                        .sampleFrames = SampleFrames(),
+                                        .application = "rhohost " RHOHOST_VERSION,
+                                        .tags = m_source.Tags()};
   SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
   OutputFile file(m_output, m_replaceExisting);
   MatroskaWriter writer(file, description);

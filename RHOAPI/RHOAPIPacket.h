@@ -4,7 +4,13 @@
 #include "RHOAPI/RHOAPIPacketBytes.h"
 #include "RHOAPI/RHOAPIPacketInterface.h"
 
-/// The module's packet: plain values and two owned byte arrays.
+#include <cstddef>
+#include <vector>
+
+/// The module's packet: plain values, a descriptor and a payload.
+///
+/// A producer of many packets makes each with room for its payload, in one block of memory with the packet, and fills
+/// that; everyone else sets the payload from what they have.
 class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
  public:
   /// Track, time and duration 0, time base 1000; descriptor and payload from the texts, without their terminating NUL,
@@ -18,15 +24,24 @@ class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
   TRHOAPIPacket(const TRHOAPIPacket&) = delete;
   TRHOAPIPacket& operator=(const TRHOAPIPacket&) = delete;
 
+  /// A new packet, the caller's, without descriptor and with a payload of `size` bytes, undefined until they are
+  /// written to room(). Throws std::bad_alloc.
+  static TRHOAPIPacket* withRoom(TPacketType type, unsigned long size);
+  unsigned char* room() { return reinterpret_cast<unsigned char*>(this + 1); }
+  /// Drops all but the first `size` bytes of that payload, if there are more. The memory stays.
+  void truncateRoom(unsigned long size);
+
   TPacketType getType() const override { return m_type; }
   unsigned int getTrack() const override { return m_track; }
   unsigned long long getTime() const override { return m_time; }
   unsigned long long getTimeBase() const override { return m_timeBase; }
   unsigned long long getDuration() const override { return m_duration; }
-  const unsigned char* getDescriptor() const override { return m_descriptor.data(); }
+  const unsigned char* getDescriptor() const override { return FirstOf(m_descriptor); }
   unsigned long getDescriptorSize() const override { return m_descriptor.size(); }
-  const unsigned char* getData() const override { return m_data.data(); }
-  unsigned long getDataSize() const override { return m_data.size(); }
+  const unsigned char* getData() const override {
+    return m_roomSize != 0 ? reinterpret_cast<const unsigned char*>(this + 1) : FirstOf(m_data);
+  }
+  unsigned long getDataSize() const override { return m_roomSize != 0 ? m_roomSize : m_data.size(); }
   IPacket* clone() const override { return new TRHOAPIPacket(this); }
   void destroy() override { delete this; }
 
@@ -35,8 +50,9 @@ class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
   void setData(const char* text);
   void setDesc(const char* text);
 
-  /// Replaces the payload with `bytes`, without a copy.
-  void takeData(PacketBytes bytes) noexcept;
+  // Of a packet with room the size of its block is not that of its class, so that it is freed by address alone.
+  static void* operator new(std::size_t size) { return ::operator new(size); }
+  static void operator delete(void* packet) { ::operator delete(packet); }
 
   TPacketType m_type = kPacketTypeNone;
   unsigned int m_track = 0;
@@ -45,6 +61,7 @@ class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
   unsigned long long m_duration = 0;
 
  private:
-  PacketBytes m_descriptor;
-  PacketBytes m_data;
+  std::vector<unsigned char> m_descriptor;
+  std::vector<unsigned char> m_data;  ///< the payload, unless it lies in the room behind the packet
+  unsigned long m_roomSize = 0;
 };

@@ -1,6 +1,6 @@
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
-TPacketBundle::TPacketBundle(const char* desc) : m_descriptor(PacketBytes::fromText(desc)) {}
+TPacketBundle::TPacketBundle(const char* desc) : m_descriptor(BytesOf(desc)) {}
 
 TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   if (source == nullptr) {
@@ -10,7 +10,7 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   m_time = source->getTime();
   m_timeBase = source->getTimeBase();
   m_duration = source->getDuration();
-  m_descriptor = PacketBytes(source->getDescriptor(), source->getDescriptorSize());
+  m_descriptor = BytesAt(source->getDescriptor(), source->getDescriptorSize());
   const unsigned long size = source->size();
   m_packets.reserve(size);
   for (unsigned long index = 0; index < size; ++index) {
@@ -20,7 +20,7 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   }
 }
 
-void TPacketBundle::setDesc(const char* text) { m_descriptor = PacketBytes::fromText(text); }
+void TPacketBundle::setDesc(const char* text) { m_descriptor = BytesOf(text); }
 
 IPacket* TPacketBundle::take(unsigned long index) {
   const auto taken = m_packets.begin() + static_cast<std::ptrdiff_t>(m_first + index);

@@ -33,7 +33,7 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   unsigned long long getTime() const override { return m_time; }
   unsigned long long getTimeBase() const override { return m_timeBase; }
   unsigned long long getDuration() const override { return m_duration; }
-  const unsigned char* getDescriptor() const override { return m_descriptor.data(); }
+  const unsigned char* getDescriptor() const override { return FirstOf(m_descriptor); }
   unsigned long getDescriptorSize() const override { return m_descriptor.size(); }
   IPacket* clone() const override { return new TPacketBundle(this); }
   void destroy() override { delete this; }
@@ -73,7 +73,7 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   unsigned long long m_time = 0;
   unsigned long long m_timeBase = 1000;
   unsigned long long m_duration = 0;
-  PacketBytes m_descriptor;
+  std::vector<unsigned char> m_descriptor;
   /// Hosts take packets from the front: those before m_first are gone, so that each costs the same however many follow.
   std::vector<OwnedPacket> m_packets;
   std::size_t m_first = 0;

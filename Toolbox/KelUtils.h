@@ -4,13 +4,16 @@
 
 #include "Toolbox/KelUtils/AudioBuffers.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/ChannelModes.h"        // IWYU pragma: export
+#include "Toolbox/KelUtils/Checksums.h"           // IWYU pragma: export
 #include "Toolbox/KelUtils/CloseEnough.h"         // IWYU pragma: export
+#include "Toolbox/KelUtils/ColorFormats.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/Copying.h"             // IWYU pragma: export
 #include "Toolbox/KelUtils/Files.h"               // IWYU pragma: export
 #include "Toolbox/KelUtils/Folders.h"             // IWYU pragma: export
 #include "Toolbox/KelUtils/FourCharacterCodes.h"  // IWYU pragma: export
 #include "Toolbox/KelUtils/FrameRates.h"          // IWYU pragma: export
 #include "Toolbox/KelUtils/Identifiers.h"         // IWYU pragma: export
+#include "Toolbox/KelUtils/Images.h"              // IWYU pragma: export
 #include "Toolbox/KelUtils/KelStr.h"              // IWYU pragma: export
 #include "Toolbox/KelUtils/Modules.h"             // IWYU pragma: export
 #include "Toolbox/KelUtils/OpenFile.h"            // IWYU pragma: export
@@ -18,7 +21,9 @@
 #include "Toolbox/KelUtils/Paths.h"               // IWYU pragma: export
 #include "Toolbox/KelUtils/Processes.h"           // IWYU pragma: export
 #include "Toolbox/KelUtils/Progress.h"            // IWYU pragma: export
+#include "Toolbox/KelUtils/RawDumps.h"            // IWYU pragma: export
 #include "Toolbox/KelUtils/Removal.h"             // IWYU pragma: export
+#include "Toolbox/KelUtils/RowPacking.h"          // IWYU pragma: export
 #include "Toolbox/KelUtils/SearchAndReplace.h"    // IWYU pragma: export
 #include "Toolbox/KelUtils/SystemQueries.h"       // IWYU pragma: export
 #include "Toolbox/KelUtils/Text.h"                // IWYU pragma: export

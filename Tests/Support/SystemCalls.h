@@ -2,36 +2,18 @@
 
 #include <functional>
 
-/// The system calls of the whole program, the module's among them, go through SystemCalls.cpp when that is linked. They
-/// do what they always do unless a test asks for a fault.
-enum class Call {
-  kOpen,
-  kOpenAt,
-  kRead,
-  kWrite,
-  kSeek,
-  kClose,
-  kRemove,
-  kFork,
-  kPipe,
-  kOpenFolder,
-  kReadFolder,
-  kStreamRead,
-  kStreamWrite,
-  kStreamSeek
-};
-
-/// While it lives, the n-th call of a kind (from 1, counted from here on) is a fault. One at a time.
+/// While it lives, the n-th call (from 1, counted from here on) of a system function by the program or the module is a
+/// fault. One at a time. SystemCalls.cpp lists the functions that can be named.
 class Fault {
  public:
   /// The call fails with this errno and does nothing; with 0, a read or write handles one byte at most.
-  Fault(Call call, int nth, int error);
+  Fault(const char* function, int nth, int error);
   /// Something happens just before the call.
-  Fault(Call call, int nth, std::function<void()> before);
+  Fault(const char* function, int nth, std::function<void()> before);
   Fault(const Fault&) = delete;
   Fault& operator=(const Fault&) = delete;
   ~Fault();
 
-  /// Whether there were as many calls; a loop over n ends when not.
+  /// Whether there were as many calls.
   bool Occurred() const;
 };

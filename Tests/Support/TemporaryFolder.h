@@ -1,18 +1,18 @@
 #pragma once
 
 #include <unistd.h>
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
+#include <set>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// The text of the std::runtime_error that `action` throws; "nothing" when it throws none.
@@ -44,7 +44,7 @@ class TemporaryFolder {
 
   /// Makes a file with the folders above it, and returns its path.
   std::string Write(const std::string& name, const std::string& content) const {
-    const std::string path = *this / name;
+    std::string path = *this / name;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << content;
     return path;
@@ -53,18 +53,13 @@ class TemporaryFolder {
   /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", files in "=" and what
   /// they hold.
   std::string Tree() const {
-    std::vector<std::string> items;
+    std::set<std::string> items;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path)) {
       const std::string path = entry.path().string();
       const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : "=";
-      items.push_back(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
+      items.insert(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
     }
-    std::sort(items.begin(), items.end());
-    std::string tree;
-    for (const std::string& item : items) {
-      tree += item;
-    }
-    return tree;
+    return std::accumulate(items.begin(), items.end(), std::string());
   }
 
  private:

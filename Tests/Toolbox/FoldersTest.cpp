@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <algorithm>
 #include <cerrno>
 #include <set>
 
@@ -51,12 +52,12 @@ TEST(OpenFolder, ListsTheSimplifiedFolderAndSaysWhatItCannotOpen) {
   EXPECT_EQ(opened.itemName() + (opened.itemIsFolder() ? "/" : ""), last) << "stays after the end";
   EXPECT_EQ(opened.folderPath() + TKelOpenFolder("/").itemPath().substr(0, 2), tree.Path() + "//");
 
-  EXPECT_EQ(MessageOf([] { TKelOpenFolder(std::string()); }), "invalid (empty) folder path specified");
+  EXPECT_EQ(MessageOf([] { TKelOpenFolder none(""); }), "invalid (empty) folder path specified");
   for (const std::string& path : {tree / "x/../none", std::string("/.."), tree / "a"}) {
     EXPECT_EQ(MessageOf([&] { TKelOpenFolder none(path); }), "opendir failed for \"" + path + "\"");
   }
-  const Fault fault(Call::kReadFolder, 1, EIO);
-  EXPECT_EQ(MessageOf([] { TKelOpenFolder("/."); }), "readdir_r failed for \"/.\"");
+  const Fault fault("readdir", 1, EIO);
+  EXPECT_EQ(MessageOf([] { TKelOpenFolder none("/."); }), "readdir_r failed for \"/.\"");
 }
 
 TEST(OpenFolder, FindsOutUnknownTypes) {
@@ -103,12 +104,12 @@ TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
   Collector all(9);
   EXPECT_TRUE(KelForEachFile(tree / "./b/..", all) && KelForEachFile("none/..//x", all));
   EXPECT_EQ(all.m_files, (Files{tree / "a", tree / "b/c/d", tree / "link", "none/..//x"}));
-  for (const std::size_t limit : {1, 2, 3}) {
+  for (const std::size_t limit : {1U, 2U, 3U}) {
     Collector some(limit);
     EXPECT_TRUE(!KelForEachFile(tree.Path(), some) && some.m_files.size() == limit);
   }
   Collector unlisted(9);
-  const Fault fault(Call::kOpenFolder, 2, EACCES);
+  const Fault fault("opendir", 2, EACCES);
   EXPECT_TRUE(KelForEachFile(tree / "b", unlisted));
   EXPECT_EQ(unlisted.m_files, Files{tree / "b/c"}) << "handed out like a file";
 }
@@ -148,15 +149,15 @@ TEST(Removal, TakesTreesAndLinksButNothingBehindThem) {
 
 TEST(Removal, IsNotLedAstrayByWhatOthersDo) {
   const SampleTree tree;
-  const Fault swaps(Call::kOpenAt, 2, [&tree] {
+  const Fault swaps("openat", 2, [&tree] {
     fs::rename(tree / "b/c", tree / "moved");
     fs::create_directory_symlink(tree / "moved", tree / "b/c");
   });
   EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "b"));
   EXPECT_EQ(tree.Tree(), "a= empty/ link@ moved/ moved/d= ");
-  const Fault removes(Call::kRemove, 1, [&tree] { fs::remove(tree / "moved/d"); });
+  const Fault removes("unlinkat", 1, [&tree] { fs::remove(tree / "moved/d"); });
   EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "moved"));
-  const Fault adds(Call::kRemove, 2, [&tree] { tree.Write("empty/new/file", ""); });
+  const Fault adds("unlinkat", 2, [&tree] { tree.Write("empty/new/file", ""); });
   tree.Write("empty/file", "");
   EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty"));
   EXPECT_EQ(tree.Tree(), "a= link@ ");
@@ -165,7 +166,7 @@ TEST(Removal, IsNotLedAstrayByWhatOthersDo) {
 TEST(Removal, StopsAtTheFirstFailure) {
   for (int nth = 1; nth <= 3; ++nth) {
     const SampleTree tree;
-    const Fault fault(Call::kRemove, nth, EPERM);
+    const Fault fault("unlinkat", nth, EPERM);
     EXPECT_FALSE(kel_remove_dir_recursively_UTF8(tree / "b"));
     EXPECT_EQ(tree.Tree(), std::string("a= b/ b/c/ b/c/d= ").substr(0, 18 - (nth > 1 ? 7 : 0) - (nth > 2 ? 5 : 0)) +
                                "empty/ link@ ");

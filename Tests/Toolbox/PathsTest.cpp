@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <list>
 #include <sstream>
+#include <vector>
 
 namespace {
 
@@ -81,8 +82,8 @@ TEST(Paths, AreJoinedAndParsed) {
   for (std::string path, result; std::getline(std::getline(parsed, path, '='), result, ' ');) {
     std::string folder;
     std::string name;
-    const char answer = KelParseFilePath(path, folder, name) ? '1' : '0';
-    EXPECT_EQ(folder + "|" + name + "|" + answer, result) << path;
+    const char* const answer = KelParseFilePath(path, folder, name) ? "|1" : "|0";
+    EXPECT_EQ((folder + "|").append(name).append(answer), result) << path;
   }
   std::string untouched = "x";
   EXPECT_TRUE(!KelParseFilePath(std::string(), untouched, untouched) && untouched == "x");

@@ -24,7 +24,7 @@ TEST(SearchAndReplace, DoesAsTheSlowVersion) {
     std::string expected;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-      line = line.c_str();
+      line = line.substr(0, line.find('\0'));
       const bool isEmpty = line.empty();
       for (const auto& [what, with] : replacements) {
         line = KelReplace(line, what, with);

@@ -1,9 +1,4 @@
-#include "Toolbox/KelUtils/Text.h"
-
-#include "Toolbox/KelUtils/Identifiers.h"
-#include "Toolbox/KelUtils/TextEncoding.h"
-#include "Toolbox/KelUtils/Tokens.h"
-#include "Toolbox/KelUtils/Trimming.h"
+#include "Toolbox/KelUtils.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
@@ -30,31 +25,27 @@ RC_GTEST_PROP(Replace, IsReplacingStepByStep, ()) {
   const std::string with = *TextOf("abc");
   // Long runs of false starts, with something long to look for.
   const std::string run(*rc::gen::inRange<std::size_t>(1, 400), 'a');
-  const std::string text = *TextOf("ab") + run + run + what + what + run + 'b' + *TextOf("ab");
+  const std::string text = *TextOf("ab") + run + run + what + '\0' + what + run + 'b' + *TextOf("ab");
   RC_ASSERT(KelReplace(text, what, with) == ReplaceStepByStep(text, what, with));
   RC_ASSERT(KelReplace(text, run + 'b', with) == ReplaceStepByStep(text, run + 'b', with));
   RC_ASSERT(KelReplace(text, "", with) == text);
 }
 
-// Byte by byte, with a buffer for plain and one for quoted text.
+// Byte by byte into the last token, which is open.
 Tokens TokenizeByBytes(const std::string& text, char separator, char quote, bool keepEmpty) {
-  Tokens tokens;
-  std::string buffers[2];
+  Tokens tokens{""};
   bool quoted = false;
-  const auto flush = [&](bool evenEmpty) {
-    if (!buffers[quoted].empty() || evenEmpty) {
-      tokens.push_back(std::exchange(buffers[quoted], ""));
-    }
-  };
   for (const char c : text) {
     if ((quoted || c != separator) && c != quote) {
-      buffers[quoted] += c;
+      tokens.back() += c;
     } else {
-      flush(keepEmpty);
+      tokens.emplace_back();
       quoted = !quoted && c != separator;
     }
   }
-  flush(keepEmpty && !tokens.empty());
+  if (!keepEmpty || tokens.size() == 1) {
+    tokens.remove("");
+  }
   return tokens;
 }
 
@@ -68,22 +59,17 @@ RC_GTEST_PROP(Tokenize, AppendsTheTokens, (bool keepEmpty)) {
   RC_ASSERT(KelSplitString(text) == TokenizeByBytes(text, ' ', '"', false));
 }
 
-// Six bits after six bits, each bit fetched on its own.
-std::string EncodeByBits(const std::vector<unsigned char>& data) {
-  std::string out;
+RC_GTEST_PROP(EncodeBase64, TakesSixBitsASymbol, (const std::vector<unsigned char>& data, std::string out)) {
+  std::string expected;
   for (std::size_t first = 0; first < 8 * data.size(); first += 6) {
     std::size_t symbol = 0;
     for (std::size_t bit = std::min(first + 6, 8 * data.size()); bit-- > first;) {
       symbol = symbol * 2 + (data[bit / 8] >> bit % 8) % 2;
     }
-    out += "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_."[symbol];
+    expected += "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_."[symbol];
   }
-  return out;
-}
-
-RC_GTEST_PROP(EncodeBase64, TakesSixBitsASymbol, (const std::vector<unsigned char>& data, std::string out)) {
   KelEncodeBase64(data, out);
-  RC_ASSERT(out == EncodeByBits(data));
+  RC_ASSERT(out == expected);
 }
 
 TEST(Letters, DifferInCaseWithinAsciiOnly) {
@@ -97,15 +83,16 @@ TEST(Letters, DifferInCaseWithinAsciiOnly) {
     ASSERT_EQ(KelToLowerCase(text)[1], static_cast<char>(letter ? left | 32 : left)) << left;
   }
   EXPECT_FALSE(KelStrMatchTail("mov", ".mov", true) || KelStrMatchTail("aab", "aa", false));
-  EXPECT_TRUE(KelStrMatchTail<char>(nullptr, nullptr, false));
-  EXPECT_EQ(KelToLowerCase(nullptr) + KelToLowerCase("ABc", nullptr), "");
+  EXPECT_TRUE(KelStrMatchTail<char>(nullptr, nullptr, false) && KelStrMatchTail("x", "", false));
+  EXPECT_EQ(KelToLowerCase(nullptr) + KelToLowerCase("A", nullptr) + KelToLowerCase({"A\0B", 3}),
+            std::string("a\0b", 3));
 }
 
 RC_GTEST_PROP(ConvertToScalar, IsExtractionFromAStream, ()) {
   const std::string text = *rc::gen::oneOf(TextOf(" \t\n+-0123x"), TextOf("-0123456789"));
   int expected = 0;
   std::istringstream(text) >> expected;
-  RC_ASSERT(KelConvertToScalar<int>(text.c_str()) == expected);
+  RC_ASSERT(KelConvertToScalar<int>(text.c_str()) == expected && KelConvertToScalar<int>(nullptr) == 0);
 }
 
 TEST(Trim, TakesOneWhiteSpaceFromEachEndOrAWholeRun) {
@@ -120,9 +107,10 @@ TEST(Trim, TakesOneWhiteSpaceFromEachEndOrAWholeRun) {
   EXPECT_EQ(KelTrimFromHead('0', nullptr, 3) + KelTrimFromTail('0', "a\0000", 3), std::string("a\0", 2));
 }
 
-TEST(GUID, IsInLowerCase) {
+TEST(GUID, IsNewAndInLowerCase) {
   const std::string id = KelGetGUID();
-  EXPECT_TRUE(id.size() == 36 && id[8] == '-' && id.find_first_not_of("0123456789abcdef-") == std::string::npos) << id;
+  const testing::Matcher<std::string> form = testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}");
+  EXPECT_TRUE(form.Matches(id) && KelGetGUID() != id) << id;
 }
 
 }  // namespace

@@ -32,11 +32,17 @@ void KelPadAudioBufferWithSilence(KelAudio_t& buffer) {
 
 TRHOAPIPacket* KelEncAudio_t::addDataPacket(IPacket::TPacketType type, const unsigned char* payload,
                                             unsigned long size) {
+  std::unique_ptr<TRHOAPIPacket> packet(TRHOAPIPacket::withRoom(type, payload == nullptr ? 0 : size));
+  if (packet->getDataSize() != 0) {
+    std::memcpy(packet->room(), payload, size);
+  }
+  addPacket(packet.get());
+  return packet.release();
+}
+
+void KelEncAudio_t::addPacket(IPacket* packet) {
   if (packets == nullptr) {
     packets = new TPacketBundle(static_cast<const char*>(nullptr));
   }
-  auto packet = std::make_unique<TRHOAPIPacket>(type, nullptr, nullptr);
-  packet->takeData(PacketBytes(payload, size));
-  packets->append(packet.get());
-  return packet.release();
+  packets->append(packet);
 }

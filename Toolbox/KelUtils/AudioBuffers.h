@@ -45,6 +45,10 @@ struct RHOAPI_EXPORT KelEncAudio_t : KelAudio_t {
   /// belongs to the bundle; the caller may fill in what it likes. Throws std::bad_alloc, and then the list of packets
   /// is as it was.
   TRHOAPIPacket* addDataPacket(IPacket::TPacketType type, const unsigned char* payload, unsigned long size);
+
+  /// Appends `packet`, which is not null, and takes ownership of it. Throws std::bad_alloc, and then the packet stays
+  /// with the caller.
+  void addPacket(IPacket* packet);
 };
 
 static_assert(sizeof(EAudioFormatType) == 4 && sizeof(IPacket::TPacketType) == 4);

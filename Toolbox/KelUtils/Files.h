@@ -23,7 +23,7 @@ RHOAPI_EXPORT long long kel_fileSize64(FILE* stream);
 /// Size in bytes; 0 for a folder and what cannot be opened for reading, -1 for a pipe. Never waits.
 RHOAPI_EXPORT long long KelFileSize(const char* path);
 
-/// Makes one folder, with the mode 0700. 0 on success, otherwise -1 and errno; so answer the four below.
+/// Makes one folder, with the mode 0700. 0 on success, otherwise -1 and errno; so answer the three below.
 RHOAPI_EXPORT int kel_mkdir_UTF8(const char* path);
 
 /// Both remove a file, a link or an empty folder.

@@ -1,6 +1,5 @@
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 
-#include "RHOAPI/RHOAPIPacket.h"
 #include "Toolbox/KelUtils/SaturatingCast.h"
 
 #include <algorithm>
@@ -9,7 +8,6 @@
 #include <limits>
 #include <memory>
 #include <new>
-#include <utility>
 
 namespace {
 
@@ -22,6 +20,8 @@ struct Channels {
   int count;
 };
 constexpr std::array<Channels, 5> kChannels{{{"Mono", 1}, {"Stereo", 2}, {"5.1", 6}, {"6.1", 7}, {"7.1", 8}}};
+
+TRHOAPIPacket* MakePacket(unsigned int bytes) { return TRHOAPIPacket::withRoom(IPacket::kPacketTypeLinearPCM, bytes); }
 
 struct Releaser {
   void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
@@ -60,9 +60,9 @@ CPCMCompressor& CPCMCompressor::operator=(const CPCMCompressor& other) {
   m_sampleRate = other.m_sampleRate;
   m_channels = other.m_channels;
   m_endOfStream = other.m_endOfStream;
-  m_frameBuffer = PacketBytes(other.m_frameBuffer.size());
+  m_packet.reset(other.m_packet == nullptr ? nullptr : MakePacket(other.m_bytesPerPacket));
   if (other.m_bufferedBytes != 0) {
-    std::memcpy(m_frameBuffer.data(), other.m_frameBuffer.data(), other.m_bufferedBytes);
+    std::memcpy(m_packet->room(), other.m_packet->room(), other.m_bufferedBytes);
   }
   m_bytesPerPacket = other.m_bytesPerPacket;
   m_bytesPerSampleFrame = other.m_bytesPerSampleFrame;
@@ -127,7 +127,7 @@ RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
   }
   const unsigned int bytesPerPacket = samplesPerPacket * bytesPerSampleFrame;
   try {
-    m_frameBuffer = PacketBytes(bytesPerPacket);
+    m_packet.reset(MakePacket(bytesPerPacket));
   } catch (const std::bad_alloc&) {
     return kRhoStatusNoObject;
   }
@@ -160,10 +160,9 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     return kRhoStatusSuccess;
   }
   const unsigned int size = in->dataSize - in->dataSize % m_bytesPerSampleFrame;
-  // The common call, which fills no packet, is one copy. A buffer without room, because its packet is done or could not
-  // be emitted, goes the long way.
-  if (size != 0 && size < m_frameBuffer.size() - m_bufferedBytes) {
-    std::memcpy(m_frameBuffer.data() + m_bufferedBytes, in->data, size);
+  // The common call, which fills no packet, is one copy.
+  if (size != 0 && m_packet != nullptr && size < m_bytesPerPacket - m_bufferedBytes) {
+    std::memcpy(m_packet->room() + m_bufferedBytes, in->data, size);
     m_bufferedBytes += size;
   } else {
     FillPackets(in->data, size, output);
@@ -182,11 +181,11 @@ unsigned int CPCMCompressor::BytesPerSampleFrame() const {
 
 void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size, KelEncAudio_t& out) {
   while (size != 0) {
-    if (m_frameBuffer.empty()) {
-      m_frameBuffer = PacketBytes(m_bytesPerPacket);
+    if (m_packet == nullptr) {
+      m_packet.reset(MakePacket(m_bytesPerPacket));
     }
     const unsigned int taken = std::min(size, m_bytesPerPacket - m_bufferedBytes);
-    std::memcpy(m_frameBuffer.data() + m_bufferedBytes, source, taken);
+    std::memcpy(m_packet->room() + m_bufferedBytes, source, taken);
     source += taken;
     size -= taken;
     m_bufferedBytes += taken;
@@ -198,9 +197,9 @@ void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size,
 
 void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
   const unsigned int sampleFrames = m_bufferedBytes / m_bytesPerSampleFrame;
-  TRHOAPIPacket* const packet = out.addDataPacket(IPacket::kPacketTypeLinearPCM, nullptr, 0);
-  m_frameBuffer.truncate(m_bufferedBytes);
-  packet->takeData(std::exchange(m_frameBuffer, PacketBytes()));
+  out.addPacket(m_packet.get());
+  TRHOAPIPacket* const packet = m_packet.release();
+  packet->truncateRoom(m_bufferedBytes);
   packet->m_time = m_emittedSampleFrames;
   packet->m_timeBase = out.sampleRate;
   out.sampleCount += sampleFrames;

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "RHOAPI/AAudioCodec.h"
-#include "RHOAPI/RHOAPIPacketBytes.h"
+#include "RHOAPI/RHOAPIPacket.h"
 #include "RHOAPI/RhoapiSettings.h"
+
+#include <memory>
 
 inline constexpr unsigned int kPCMManufacturerCode = FourCharacterCode("ZAV ");
 inline constexpr unsigned int kPCMCodecCode = FourCharacterCode("LPCM");
@@ -74,9 +76,9 @@ class CPCMCompressor : public CAAudioCompressor {
   UnsignedIntSetting m_sampleRate;
   StringEnumSetting m_channels;
   bool m_endOfStream = false;
-  /// The next packet's payload while it fills. Made by CompressFrameBegin, moved into the packet when full, so that
-  /// samples are copied once, and made again when more of them arrive.
-  PacketBytes m_frameBuffer;
+  /// The next packet while its payload fills, so that samples are copied once. Made by CompressFrameBegin, handed over
+  /// when full, and made again when more samples arrive.
+  std::unique_ptr<TRHOAPIPacket> m_packet;
   unsigned int m_bytesPerPacket = 0;
   unsigned int m_bytesPerSampleFrame = 0;  ///< 0 until a run has begun
   unsigned int m_bufferedBytes = 0;

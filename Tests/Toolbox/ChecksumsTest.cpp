@@ -1,0 +1,125 @@
+#include "Toolbox/KelUtils/Checksums.h"
+
+#include "Tests/Support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include "Toolbox/KelUtils/CyclicRemainder.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <random>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+using Checksum = unsigned short (*)(unsigned char*, int, unsigned short);
+
+// The definition, bit by bit.
+template <unsigned Width, unsigned Polynomial>
+unsigned short BitByBit(unsigned char* data, int length, unsigned short crc) {
+  unsigned remainder = crc;
+  for (int index = 0; index < length; ++index) {
+    remainder ^= static_cast<unsigned>(data[index]) << (Width - 8);
+    for (int bit = 0; bit < 8; ++bit) {
+      remainder = (remainder >> (Width - 1) & 1U) != 0 ? remainder << 1U ^ Polynomial : remainder << 1U;
+    }
+    remainder &= (1U << Width) - 1;
+  }
+  return static_cast<unsigned short>(remainder);
+}
+
+template <std::uint16_t Polynomial>
+unsigned short LookedUp(unsigned char* data, int length, unsigned short crc) {
+  return CyclicRemainder<Polynomial>::Update(crc, data, static_cast<std::size_t>(std::max(length, 0)));
+}
+
+struct Implementation {
+  const char* name;
+  unsigned initialMask;
+  Checksum sum, definition;
+};
+
+class Checksums : public testing::TestWithParam<Implementation> {};
+
+TEST_P(Checksums, AreAsDefinedAtEveryLengthAndAlignment) {
+  std::mt19937 random(20);
+  std::vector<unsigned char> bytes(8192);
+  std::generate(bytes.begin(), bytes.end(), random);
+  const auto expectAsDefined = [&](std::size_t offset, int length) {
+    const auto initial = static_cast<unsigned short>(random() & GetParam().initialMask);
+    ASSERT_EQ(GetParam().sum(&bytes[offset], length, initial), GetParam().definition(&bytes[offset], length, initial))
+        << length << " bytes at " << offset << " from " << initial;
+  };
+  for (int length = -1; length <= 4000; ++length) {
+    expectAsDefined(random() % 4000, length);
+  }
+  for (std::size_t offset = 0; offset < 64; ++offset) {
+    for (int length = 0; length <= 200; ++length) {
+      expectAsDefined(offset, length);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Checksums,
+    testing::Values(Implementation{"Of8Bits", 0xFF, Calc8BitCRC, BitByBit<8, 0xD5>},
+                    Implementation{"Of16Bits", 0xFFFF, Calc16BitCRC, BitByBit<16, 0x1021>},
+                    Implementation{"Of16BitsLookedUp", 0xFFFF, LookedUp<0x1021>, BitByBit<16, 0x1021>},
+                    Implementation{"Of16BitsLookedUpForOf8Bits", 0xFFFF, LookedUp<0xD500>, BitByBit<16, 0xD500>}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(PublishedChecksums, ComeOut) {
+  std::string digits = "123456789";
+  auto* const data = reinterpret_cast<unsigned char*>(digits.data());
+  EXPECT_EQ(Calc16BitCRC(data, 9, 0xFFFF), 0x29B1);
+  EXPECT_EQ(Calc16BitCRC(data + 4, 5, Calc16BitCRC(data, 4, 0)), 0x31C3);
+  EXPECT_EQ(Calc8BitCRC(data, 9, 0), 0xBC);
+  EXPECT_EQ(Calc8BitCRC(data, 9, 0x12FF), 0x7C) << "only the low byte of the initial value counts";
+  EXPECT_EQ(Calc8BitCRC(data, 0, 0x12FF), 0x12FF);
+  EXPECT_EQ(Calc8BitCRC(nullptr, 1, 7) + Calc16BitCRC(nullptr, 1, 7) + Calc16BitCRCShort(nullptr, 1, 1, 1, 7), 21);
+}
+
+TEST(ChecksumsOfSamples, AreThoseOfTheirLowBytesRowByRow) {
+  std::mt19937 random(7);
+  std::vector<short> samples(40000);
+  std::generate(samples.begin(), samples.end(), random);
+  const int shapes[][3] = {{2, 2, 3}, {1, 9, 1}, {5000, 3, 5001}, {2049, 4, -3000}, {64, 5, 0}, {-1, 5, 1}, {5, -1, 1}};
+  for (const auto& [width, height, stride] : shapes) {
+    short* const first = samples.data() + (stride < 0 ? -stride * (height - 1) : 0);
+    std::string bytes;
+    for (int index = 0; index < width * height; ++index) {
+      bytes += static_cast<char>(first[index / width * stride + index % width]);
+    }
+    EXPECT_EQ(Calc16BitCRCShort(first, width, height, stride, 0x55AA),
+              (BitByBit<16, 0x1021>(reinterpret_cast<unsigned char*>(bytes.data()), width * height, 0x55AA)))
+        << width << " x " << height << " by " << stride;
+  }
+}
+
+std::string TableText(unsigned polynomial, unsigned width) {
+  const TemporaryFolder folder;
+  std::string path = folder / "table.h";
+  EXPECT_EQ(CreateCRCTab(polynomial, path.data(), width), 0U);
+  return ReadFile(path);
+}
+
+TEST(ChecksumTables, AreSourceTextOfTheTablesInUse) {
+  for (const auto& [polynomial, width] : {std::pair{0x1021U, 16U}, {0xD500U, 16U}, {0x1021U, 7U}, {0x1021U, 32U}}) {
+    std::ostringstream expected;
+    expected << "unsigned int pnCRCTab[256] = {" << std::hex << std::uppercase << std::setfill('0');
+    for (unsigned index = 0; index < 256; ++index) {
+      auto byte = static_cast<unsigned char>(index);
+      const unsigned entry = polynomial == 0x1021 ? Calc16BitCRC(&byte, 1, 0) : Calc8BitCRC(&byte, 1, 0) * 0x100U;
+      expected << (index % 8 == 0 ? "\n\t" : "") << "0x" << std::setw(4) << (entry & ((1ULL << width % 32) - 1))
+               << ",  ";
+    }
+    EXPECT_EQ(TableText(polynomial, width), expected.str() + "\n};\n");
+  }
+  EXPECT_NE(TableText(0x1021, 24).find(",  0xF1EF0,  \n};\n"), std::string::npos) << "wider than the register";
+  std::string noFile = "/";
+  EXPECT_EQ(CreateCRCTab(0x1021, noFile.data(), 16), 1U);
+  EXPECT_EQ(CreateCRCTab(0x1021, nullptr, 16), 1U);
+}
+
+}  // namespace

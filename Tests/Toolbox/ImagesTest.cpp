@@ -1,0 +1,213 @@
+#include "Toolbox/KelUtils/Images.h"
+
+#include "RHOAPI/RHOAPIPacket.h"
+#include "Toolbox/KelUtils/RowPacking.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+#include <climits>
+#include <numeric>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// Row bytes and places of the planes, "-" where there is none.
+std::string Planes(const KelImage_t& image, const unsigned char* buffer) {
+  std::ostringstream text;
+  for (const int rowBytes : image.rowBytes) {
+    text << rowBytes << ' ';
+  }
+  for (const unsigned char* const plane : image.planes) {
+    (plane == nullptr ? text << '-' : text << plane - buffer) << ' ';
+  }
+  return text.str();
+}
+
+TEST(Images, AreLaidOutAndSized) {
+  static Bytes buffer(20000);
+  const auto laidOut = [](unsigned format, int rowBytes, int width, int height, bool alpha) {
+    KelImage_t image{};
+    InitKelImage(image, 7, buffer.data(), format, false, rowBytes, width, height, alpha);
+    const std::string planes = Planes(image, buffer.data());
+    const unsigned size = CalcFrameSize(image, alpha);
+    image.rowBytes[0] = rowBytes;
+    EXPECT_EQ(CalcFrameSize(image, alpha), size) << format;
+    return planes + std::to_string(size);
+  };
+  EXPECT_EQ(laidOut(0, 0, 10, 4, true), "30 0 0 0 0 - - - 120");
+  EXPECT_EQ(laidOut(1, 48, 10, 4, true), "48 0 0 0 0 - - - 192");
+  EXPECT_EQ(laidOut(6, 0, 100, 50, true), "100 50 0 100 0 5000 6250 7500 12500");
+  EXPECT_EQ(laidOut(6, 0, 101, 51, false), "101 50 0 0 0 5151 6401 - 7726");
+  EXPECT_EQ(laidOut(11, 0, 10, 4, true), "20 0 0 0 0 - - - 80");
+  EXPECT_EQ(laidOut(13, 0, 100, 50, true), "100 100 100 0 0 5000 10000 - 20000");
+  EXPECT_EQ(laidOut(17, 0, 10, 4, true), "10 0 0 0 0 - - - 0");
+  EXPECT_EQ(laidOut(23, 0, 10, 4, true), "80 0 0 0 0 - - - 320");
+  EXPECT_EQ(laidOut(24, 0, 100, 50, true), "200 200 200 0 0 10000 20000 - 30000");
+  EXPECT_EQ(laidOut(30, 0, 100, 50, true), "384 0 0 0 0 - - - 19200");
+  EXPECT_EQ(laidOut(30, 400, 96, 50, true), "400 0 0 0 0 - - - 12800");
+  EXPECT_EQ(laidOut(31, 0, 10, 5, true), "20 10 0 0 0 100 120 - 150");
+  EXPECT_EQ(laidOut(32, 0, 10, 5, true), "20 10 10 0 0 100 150 - 200");
+  EXPECT_EQ(laidOut(1, 0, 1 << 29, 4, true), "0 0 0 0 - - - - 0");
+  EXPECT_EQ(laidOut(1, 0, -1, 4, true), "0 0 0 0 - - - - 4294967280");
+  EXPECT_EQ(CalcFrameSize(static_cast<EColorFormats>(99), 10, 5, 7, true), 35);
+  EXPECT_EQ(CalcFrameSize(kColorFormat10, 10, 5, 0, true), 50);
+}
+
+TEST(Images, StoreWhatEachFormOfInitIsGiven) {
+  const auto stored = [](auto... arguments) {
+    KelImage_t i{};
+    i.value1 = i.scale1 = i.extra = 99;
+    InitKelImage(i, 7U, nullptr, 1U, arguments...);
+    std::ostringstream text;
+    text << i.tag << i.format << i.formatParam << i.width << i.height << i.flipped << ' ' << i.rowBytes[0] << ' '
+         << i.value0 << ' ' << i.scale0 << ' ' << i.value1 << ' ' << i.scale1 << ' ' << i.extra;
+    return text.str();
+  };
+  EXPECT_EQ(stored(true, 64, 5, 4, false), "711541 64 0 1 99 99 99");
+  EXPECT_EQ(stored(true, 5, 4, false), "711541 20 0 1 99 99 99");
+  EXPECT_EQ(stored(false, 64, 5, 4, false, 11ULL, 12ULL, 13ULL, 14ULL, 15U), "711540 64 11 12 13 14 15");
+  EXPECT_EQ(stored(false, 64, 5, 4, false, 11ULL, 12ULL), "711540 64 11 12 0 1 0");
+  EXPECT_EQ(stored(false, 5, 4, false, 11ULL, 12ULL, 13ULL, 14ULL, 15U), "711540 20 11 12 13 14 15");
+  EXPECT_EQ(stored(false, 5, 4, false, 11ULL, 12ULL), "711540 20 11 12 0 1 0");
+  EXPECT_EQ(stored(3U, false, 64, 5, 4, false, 11ULL, 12ULL, 13ULL, 14ULL, 15U), "713540 64 11 12 13 14 15");
+  EXPECT_EQ(stored(3U, false, 64, 5, 4, false, 11ULL, 12ULL), "713540 64 11 12 0 1 0");
+}
+
+struct Frame {
+  Frame(unsigned format, bool flipped, int rowBytes, int height, bool alpha, unsigned char first) : bytes(8000) {
+    std::iota(bytes.begin(), bytes.end(), first);
+    InitKelImage(image, 0, bytes.data() + 64, format, flipped, rowBytes, 8, height, alpha);
+  }
+
+  Bytes bytes;
+  KelImage_t image{};
+};
+
+RC_GTEST_PROP(Images, AreCopiedAndFlippedByteByByte, ()) {
+  const unsigned format = *rc::gen::element(0U, 1U, 3U, 6U, 6U, 6U, 9U, 11U, 13U, 17U, 18U, 23U, 24U, 30U, 31U, 32U);
+  const int height = *rc::gen::inRange(0, 20);
+  const auto rowBytes = rc::gen::element(64, 64, 65, 70, 90);
+  const auto flag = rc::gen::arbitrary<bool>();
+  const Frame source(format, *flag, *rowBytes, height, *flag, 1);
+  Frame target(format, *flag, *rowBytes, height, *flag, 100);
+  const bool flips = *flag;
+  const bool mirrored = flips || source.image.flipped != target.image.flipped;
+
+  Bytes expected = target.bytes;
+  const auto expectPlane = [&](int plane, int rowBytesOf, int rows) {
+    const unsigned char* const from = source.image.planes[plane];
+    const unsigned char* const to = target.image.planes[plane];
+    const std::ptrdiff_t fromStep = source.image.rowBytes[rowBytesOf];
+    const std::ptrdiff_t toStep = target.image.rowBytes[rowBytesOf];
+    for (int row = 0; from != nullptr && to != nullptr && row < rows; ++row) {
+      const auto place = expected.begin() + (to - target.bytes.data()) + (mirrored ? rows - 1 - row : row) * toStep;
+      std::copy_n(from + row * fromStep, std::min(fromStep, toStep), place);
+    }
+  };
+  expectPlane(0, 0, format != 13 && format != 17 && format != 24 && format < 31 ? height : 0);
+  expectPlane(3, 0, format == 6 ? height : 0);
+  expectPlane(1, 1, format == 6 ? height / 2 : 0);
+  expectPlane(2, 1, format == 6 ? height / 2 : 0);
+
+  flips ? FlipKelImage(source.image, target.image) : CopyKelImage(source.image, target.image, false);
+  RC_ASSERT(target.bytes == expected);
+  RC_ASSERT(mirrored == (source.image.flipped != target.image.flipped));
+}
+
+TEST(Images, ThatDoNotMatchOrCannotBeAreNotCopied) {
+  const auto copied = [](int width, int height, int otherHeight, int rowBytes, bool hasPlane) {
+    Frame source(6, false, 64, 10, true, 1);
+    Frame target(6, true, 64, 10, true, 100);
+    source.image.value1 = 5;
+    source.image.width = target.image.width = width;
+    source.image.height = height;
+    target.image.height = otherHeight;
+    source.image.rowBytes[0] = source.image.rowBytes[1] = rowBytes;
+    target.image.planes[0] = hasPlane ? target.image.planes[0] : nullptr;
+    const Bytes before = target.bytes;
+    CopyKelImage(source.image, target.image, false);
+    return std::string(target.image.value1 == 5 ? "values " : "") + (target.bytes == before ? "" : "pixels");
+  };
+  EXPECT_EQ(copied(8, 10, 10, 64, true), "values pixels");
+  EXPECT_EQ(copied(8, 10, 9, 64, true), "values ");
+  EXPECT_EQ(copied(8, 10, 10, 64, false), "");
+  EXPECT_EQ(copied(8, 0, 0, 64, false), "values ");
+  for (const int negative : {-1, -8, INT_MIN}) {
+    EXPECT_EQ(copied(negative, 10, 10, 64, true), "values ");
+    EXPECT_EQ(copied(8, negative, negative, 64, true), "values ");
+    EXPECT_EQ(copied(8, 10, 10, negative, true), "values ");
+  }
+}
+
+TEST(Images, CarryTheirPacketAsPointerOrClone) {
+  TRHOAPIPacket packet(IPacket::kPacketTypeLinearPCM, "desc", "data");
+  const auto carried = [&](IPacket* ofSource, bool deep) {
+    KelImage_t source{};
+    KelImage_t target{};
+    source.packet = ofSource;
+    target.packet = &packet;
+    CopyKelImage(source, target, deep);
+    return target.packet;
+  };
+  EXPECT_EQ(carried(nullptr, false), nullptr);
+  EXPECT_EQ(carried(nullptr, true), &packet);
+  EXPECT_EQ(carried(&packet, false), &packet);
+  IPacket* const clone = carried(&packet, true);
+  EXPECT_TRUE(clone != &packet && clone->getDescriptorSize() == 4);
+  clone->destroy();
+}
+
+TEST(Images, AreMovedToAnotherBuffer) {
+  static Bytes buffer(1000);
+  const auto moved = [](unsigned format, bool alpha, int rowBytes, int height) {
+    KelImage_t image{};
+    InitKelImage(image, 0, nullptr, kColorFormatYUV420Planar8, false, rowBytes, 40, height, alpha);
+    image.format = static_cast<EColorFormats>(format);
+    ReplaceYUVImage(image, buffer.data());
+    return image.planes[0] == nullptr ? "" : Planes(image, buffer.data());
+  };
+  const std::string full = "40 20 0 0 0 220 440 - ";
+  EXPECT_EQ(moved(6, true, 40, 11), "40 20 0 40 0 220 320 420 ");
+  EXPECT_EQ(moved(31, false, 40, 11), "40 20 0 0 0 220 320 - ");
+  for (const unsigned format : {1U, 13U, 14U, 15U, 17U, 24U, 30U, 32U, 33U}) {
+    EXPECT_EQ(moved(format, false, 40, 11),
+              format % 13 == 0 || format == 15 || format == 24 || format == 32 ? full : "");
+    moved(format, true, INT_MIN, INT_MIN);
+  }
+}
+
+TEST(RowPacking, WritesComponentsMostSignificantByteFirst) {
+  for (const bool mirrored : {false, true}) {
+    std::vector<unsigned short> pixels(48);
+    std::iota(pixels.begin(), pixels.end(), static_cast<unsigned short>(0x12F0));
+    Bytes packed(88, 0xEE);
+    Bytes expected = packed;
+    for (std::size_t at = 0; at < 64; ++at) {
+      const unsigned component = pixels[(mirrored ? 1 - at / 32 : at / 32) * 24 + at % 32 / 2];
+      expected[at / 32 * 44 + at % 32] = static_cast<unsigned char>(at % 2 == 0 ? component >> 8U : component);
+    }
+    KelImage_t source{};
+    KelImage_t target{};
+    InitKelImage(source, 0, reinterpret_cast<unsigned char*>(pixels.data()), 20, mirrored, 49, 5, 2, false);
+    InitKelImage(target, 0, packed.data(), 20, false, 45, 5, 2, false);
+    ProResb64aPacking(&source, &target);
+    EXPECT_EQ(packed, expected);
+  }
+  ProResb64aPacking(nullptr, nullptr);
+}
+
+TEST(ImagesDeathTest, ReportTheOperationInEveryBuild) {
+  KelImage_t image{};
+  const std::string report = "[: ]Toolbox/KelUtils/Images.cpp:[0-9]+: InitKelImage: Assertion `false' failed";
+  for (const unsigned format : {4U, 10U, 15U, 25U, 33U}) {
+    EXPECT_DEATH(InitKelImage(image, 0, nullptr, format, false, 8, 8, false), report) << format;
+    EXPECT_DEATH(InitKelImage(image, 0, nullptr, format, false, 64, 8, 8, false), report) << format;
+  }
+  EXPECT_DEATH(CalcFrameSize(kColorFormat7, 8, 8, 0, false), ": GetBytesPerPixel: Assertion `false' failed");
+  KelImage_t other = image;
+  other.width = 1;
+  EXPECT_DEATH(FlipKelImage(image, other), "Images.cpp:[0-9]+: FlipKelImage: Assertion `false' failed");
+}
+
+}  // namespace
