@@ -1,3 +1,4 @@
+#include "Host/EncodeMany.h"
 #include "Host/EncodeOne.h"
 #include "Host/Errors.h"
 #include "Host/Options.h"
@@ -31,6 +32,8 @@ int Run(int argc, const char* const* argv) {
       case Action::kEncode:
         EncodeOne(*options);
         break;
+      case Action::kEncodeMany:
+        return EncodeMany(*options) ? kDone : kFailed;
       case Action::kShowInfo:
         ShowInfo(*options);
         break;
