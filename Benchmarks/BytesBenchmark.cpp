@@ -117,7 +117,7 @@ void RegisterImageCopies() {
 }
 
 void RegisterAllocations() {
-  for (const std::size_t size : {64, 1024, 65536}) {
+  for (const std::size_t size : {std::size_t{64}, std::size_t{1024}, std::size_t{65536}}) {
     const std::string count = std::to_string(size);
     const std::string work = "KelAllocPtrAligned " + count;
     Register(work + "/ours", [=] {

@@ -67,9 +67,7 @@ std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t 
          (missing == 1 ? " is missing" : " are missing");
 }
 
-/// libsndfile's text for an error, without its full stop.
-std::string LibraryText(SNDFILE* file) {
-  std::string text = sf_strerror(file);
+std::string WithoutFullStop(std::string text) {
   while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == '\n')) {
     text.pop_back();
   }
@@ -125,7 +123,7 @@ void SoundInput::Decoder::PrepareBytes() {
   unsigned char magic[4]{};
   const std::size_t magicSize = bytes.ReadAt(0, magic, sizeof magic);
   if (magicSize == 0) {
-    throw Failure(bytes.Name() + ": is empty, not a sound file");
+    throw NoSoundFile(bytes.Name() + ": is empty, not a sound file");
   }
   m_data = FindSampleData(bytes);
   if (bytes.IsStream() && !m_data && std::string_view(reinterpret_cast<char*>(magic), magicSize) != "fLaC") {
@@ -171,12 +169,12 @@ void SoundInput::Decoder::Open() {
     m_file = m_virtualFile.Open(info);
   }
   m_virtualFile.RethrowFailure();
-  if (!m_file && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT) {
-    throw Failure(bytes.Name() + ": is not a sound file of a known format");
+  if (!m_file && m_virtualFile.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
+    throw NoSoundFile(bytes.Name() + ": is not a sound file of a known format");
   }
   if (!m_file) {
     // The text for a decoder without a single frame to decode speaks of a file that does not exist.
-    const std::string text = LibraryText(nullptr);
+    const std::string text = WithoutFullStop(m_virtualFile.OpenErrorText());
     const bool isMisleading = text.find("does not exist") != std::string::npos;
     throw Failure(bytes.Name() + ": cannot be read as a sound file: " + (isMisleading ? "no sound is found" : text));
   }
@@ -243,7 +241,7 @@ void SoundInput::Decoder::HandleShortRead(bool isLast) {
     }
   } else if (isError || isMissing) {
     throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) +
-                  (isError ? ": " + LibraryText(m_file.get()) : ", the sound goes no further"));
+                  (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", the sound goes no further"));
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <mutex>
 #include <utility>
 
 namespace {
@@ -15,7 +16,15 @@ VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
 SoundFile VirtualFile::Open(SF_INFO& info) {
   m_position = 0;
   SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
-  return SoundFile(sf_open_virtual(&io, SFM_READ, &info, this));
+  // The library keeps why it refused a file in one place for all threads.
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  SoundFile file(sf_open_virtual(&io, SFM_READ, &info, this));
+  if (file == nullptr) {
+    m_openError = sf_error(nullptr);
+    m_openErrorText = sf_strerror(nullptr);
+  }
+  return file;
 }
 
 void VirtualFile::RethrowFailure() {

@@ -8,6 +8,7 @@
 #include <sndfile.h>
 #include <exception>
 #include <memory>
+#include <string>
 
 struct SoundFileCloser {
   void operator()(SNDFILE* file) const { sf_close(file); }
@@ -24,8 +25,12 @@ class VirtualFile {
   VirtualFile(const VirtualFile&) = delete;
   VirtualFile& operator=(const VirtualFile&) = delete;
 
-  /// Opens the bytes from their start for reading; null where libsndfile refuses (sf_error, sf_strerror of null).
+  /// Opens the bytes from their start for reading; null where libsndfile refuses.
   SoundFile Open(SF_INFO& info);
+
+  /// Why the last Open was refused: libsndfile's number and its text.
+  int OpenError() const { return m_openError; }
+  const std::string& OpenErrorText() const { return m_openErrorText; }
 
   /// Throws what InputBytes threw during the last calls into libsndfile, if anything.
   void RethrowFailure();
@@ -44,4 +49,6 @@ class VirtualFile {
   sf_count_t m_position = 0;
   std::exception_ptr m_failure;
   bool m_isEndHidden = false;
+  int m_openError = 0;
+  std::string m_openErrorText;
 };
