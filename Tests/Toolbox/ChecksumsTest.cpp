@@ -29,7 +29,8 @@ unsigned short BitByBit(unsigned char* data, int length, unsigned short crc) {
 
 template <std::uint16_t Polynomial>
 unsigned short LookedUp(unsigned char* data, int length, unsigned short crc) {
-  return CyclicRemainder<Polynomial>::Update(crc, data, static_cast<std::size_t>(std::max(length, 0)));
+  const auto size = static_cast<std::size_t>(std::max(length, 0));
+  return UpdateAnyLength<Polynomial>(CyclicRemainder<Polynomial>::Update, crc, data, size);
 }
 
 struct Implementation {
@@ -42,7 +43,7 @@ class Checksums : public testing::TestWithParam<Implementation> {};
 
 TEST_P(Checksums, AreAsDefinedAtEveryLengthAndAlignment) {
   std::mt19937 random(20);
-  std::vector<unsigned char> bytes(8192);
+  std::vector<unsigned char> bytes(400000);
   std::generate(bytes.begin(), bytes.end(), random);
   const auto expectAsDefined = [&](std::size_t offset, int length) {
     const auto initial = static_cast<unsigned short>(random() & GetParam().initialMask);
@@ -51,6 +52,9 @@ TEST_P(Checksums, AreAsDefinedAtEveryLengthAndAlignment) {
   };
   for (int length = -1; length <= 4000; ++length) {
     expectAsDefined(random() % 4000, length);
+  }
+  for (const int length : {131063, 131064, 131067, 131068, 131071, 200000, 399000}) {
+    expectAsDefined(random() % 1000, length);
   }
   for (std::size_t offset = 0; offset < 64; ++offset) {
     for (int length = 0; length <= 200; ++length) {
