@@ -21,9 +21,9 @@ constexpr std::uint16_t TimesPowerOfX(std::uint16_t r, unsigned int n, std::uint
 }
 
 /// How many multiplications with x bring a remainder that whole bytes have left back to itself.
-constexpr unsigned int PeriodOfX(std::uint16_t polynomial) {
+constexpr std::size_t PeriodOfX(std::uint16_t polynomial) {
   const std::uint16_t start = TimesPowerOfX(1, 16, polynomial);
-  unsigned int period = 1;
+  std::size_t period = 1;
   for (std::uint16_t r = TimesPowerOfX(start, 1, polynomial); r != start; r = TimesPowerOfX(r, 1, polynomial)) {
     ++period;
   }
