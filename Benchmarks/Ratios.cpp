@@ -18,7 +18,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-        Take(run.run_name.function_name, run.real_accumulated_time / static_cast<double>(run.iterations));
+        Take(run.run_name.function_name, run.cpu_accumulated_time / static_cast<double>(run.iterations));
       }
     }
   }

@@ -71,7 +71,7 @@ void SetLayout(IAudioCompressor& compressor, IEnumSetting& setting, const Format
     return;
   }
   const std::string layout = wishes.layout ? *wishes.layout : DefaultLayout(source->channels);
-  if (layout.empty()) {
+  if (!wishes.layout && layout.empty()) {
     SetOrRefuse(setting, ChannelsText(source->channels), false, "");
   } else {
     SetOrRefuse(setting, layout, wishes.layout.has_value(),

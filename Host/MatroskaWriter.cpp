@@ -245,7 +245,7 @@ class MatroskaWriter::Muxer {
     m_tracks.Render(m_output);
   }
 
-  void WriteTags(const MatroskaTags& tags) {
+  void WriteTags(const SoundTags& tags) {
     // The title stands in the segment's information; the names are those that players show.
     const std::pair<const char*, const std::string&> texts[] = {{"ARTIST", tags.artist},
                                                                 {"ALBUM", tags.album},

@@ -2,11 +2,11 @@
 
 #include "Host/Errors.h"
 #include "Host/Module.h"
+#include "Host/Numbers.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
@@ -15,14 +15,6 @@ namespace {
 
 /// A week. Test signals are for trying things out.
 constexpr double kLongestTestSignal = 7.0 * 24 * 3600;
-
-/// All of `text` as a number in plain notation.
-template <class Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
 
 template <class Number>
 Number NumberOrWrongUse(const char* option, const std::string& text, const std::optional<Number>& number,
@@ -54,8 +46,7 @@ void DeclareCommon(CLI::App& app, Options& options) {
       ->type_name("PATH");
   app.add_option("--set", options.assignments, "Set any setting, as \"rhohost info\" shows it; may be repeated")
       ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   app.add_option("--preset", options.preset, "Take the settings from this preset first")->type_name("FILE");
 }
 
@@ -102,6 +93,16 @@ void ReadFiles(const CLI::App& app, Options& options) {
   }
   if (options.output.empty() || (options.input.empty() && !options.testSignalSeconds)) {
     throw WrongUse("a file name is empty");
+  }
+}
+
+/// An empty name would otherwise count as none given.
+void RefuseEmptyNames(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    const std::string type = option->get_type_name();
+    if ((type == "FILE" || type == "PATH") && option->count() != 0 && option->results().back().empty()) {
+      throw WrongUse(option->get_name() + ": a file name is empty");
+    }
   }
 }
 
@@ -154,6 +155,7 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     throw WrongUse(error.what());
   }
+  RefuseEmptyNames(app);
   if (options.module.empty()) {
     options.module = Module::DefaultPath();
   }

@@ -22,7 +22,13 @@ std::string RoughTimeText(double seconds) {
 
 }  // namespace
 
-void Tell(const std::string& text) { WriteToStandardError("rhohost: " + text + "\n"); }
+void Tell(std::string text) {
+  const auto isControl = [](char character) {
+    return static_cast<unsigned char>(character) < ' ' || character == 0x7F;
+  };
+  std::replace_if(text.begin(), text.end(), isControl, '?');
+  WriteToStandardError("rhohost: " + text + "\n");
+}
 
 std::string TimeText(std::uint64_t sampleFrames, unsigned int sampleRate) {
   const std::uint64_t milliseconds =

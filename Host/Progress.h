@@ -7,15 +7,15 @@
 #include <optional>
 #include <string>
 
-/// "rhohost: TEXT" and a line feed on standard error. What cannot be written there is dropped.
-void Tell(const std::string& text);
+/// "rhohost: TEXT" and a line feed on standard error. Control characters, as file names may have them, become question
+/// marks: a message is one line, and gives a terminal no commands. What cannot be written there is dropped.
+void Tell(std::string text);
 
 /// Sample frames as a time: TimeText(66150, 44100) == "0:00:01.500".
 std::string TimeText(std::uint64_t sampleFrames, unsigned int sampleRate);
 
 /// A line on standard error that is written over and over: part done, speed, time left. Only on a terminal; elsewhere,
-/// and when it is not wanted, nothing is written. Ends with
-/// the line cleared.
+/// and when it is not wanted, nothing is written. Ends with the line cleared.
 class Progress {
  public:
   /// `sampleFrames` is the length of the whole, unknown for some inputs.

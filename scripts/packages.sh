@@ -5,8 +5,10 @@ build_packages=(
   libcli11-dev libebml-dev libmatroska-dev libsndfile1-dev libsoxr-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
-  binutils ffmpeg flac libbenchmark-dev libgmock-dev libgtest-dev librapidcheck-dev mediainfo mkvtoolnix sox
+  alsa-utils binutils ffmpeg flac libbenchmark-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
+  sound-theme-freedesktop sox
 )
+benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
 check_packages=(clang-14 clang-format-14 clang-tidy-14)
 
 # Installs those of the named packages that are missing, and says so; silent when there is nothing to do.

@@ -9,7 +9,13 @@
 
 namespace {
 
-bool EqualIgnoringCase(char left, char right) { return left == right || LowerByte(left) == LowerByte(right); }
+bool EqualIgnoringCase(char left, char right) {
+  if (left == right) {
+    return true;
+  }
+  const char lowerRight = LowerByte(right);
+  return left == lowerRight || LowerByte(left) == lowerRight;
+}
 
 }  // namespace
 

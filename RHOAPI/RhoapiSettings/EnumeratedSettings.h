@@ -51,7 +51,7 @@ class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
   void ResetAllowableValues(unsigned int count, const char** values);
   /// Index of the entry that matches `text` leniently, or the number of entries. Null matches nothing.
   unsigned int FindIndexOfEnum(const char* text) const;
-  using TSetting::SetDialogHint;
+  void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 };
 
 /// A list of pairs of a text, which the host sees, and a number, which the owner reads.

@@ -33,7 +33,7 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
 
   void SetLowLabel(const char* text) { m_lowLabel = TextOrEmpty(text); }
   void SetHighLabel(const char* text) { m_highLabel = TextOrEmpty(text); }
-  using Base::SetDialogHint;
+  void SetDialogHint(unsigned int dialogHint) { this->StoreDialogHint(dialogHint); }
   using Base::SetIsValueConstrained;
   using Base::SetUnits;
 

@@ -11,9 +11,9 @@ inline const char* TextOrEmpty(const char* text) { return text == nullptr ? "" :
 ///
 ///   class FooSetting : public TSetting<FooSetting, IFooSetting, kSettingTypeFoo>
 ///
-/// and adds its value. An attribute that is fixed for a kind is one for which the kind offers no setter: SetUnits,
-/// SetDialogHint and SetIsValueConstrained are protected here and made public, with a using declaration, where a kind
-/// has them.
+/// and adds its value. An attribute that is fixed for a kind is one for which the kind offers no setter: SetUnits and
+/// SetIsValueConstrained are protected here and made public, with a using declaration, where a kind has them; so is
+/// StoreDialogHint, for the SetDialogHint of some kinds.
 template <class Concrete, class Interface, ESettingType kType>
 class TSetting : public Interface {
  public:
@@ -43,7 +43,7 @@ class TSetting : public Interface {
         m_isValueConstrained(isValueConstrained) {}
 
   void SetUnits(const char* units) { m_units = TextOrEmpty(units); }
-  void SetDialogHint(unsigned int dialogHint) { m_dialogHint = dialogHint; }
+  void StoreDialogHint(unsigned int dialogHint) { m_dialogHint = dialogHint; }
   void SetIsValueConstrained(unsigned int isValueConstrained) { m_isValueConstrained = isValueConstrained; }
 
  private:

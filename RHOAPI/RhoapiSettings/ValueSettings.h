@@ -18,7 +18,7 @@ class RHOAPI_EXPORT BoolSetting : public TSetting<BoolSetting, IBoolSetting, kSe
 
   unsigned int GetValue() const override { return m_value; }
   void SetValue(unsigned int value) override { m_value = value; }
-  using TSetting::SetDialogHint;
+  void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 
  private:
   unsigned int m_value;
@@ -50,7 +50,7 @@ class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSe
     std::fill(std::copy_n(text, length, m_value.begin()), m_value.end(), '\0');
   }
   const char* GetQTFileFilter() const override { return m_fileFilter.c_str(); }
-  void SetDialogHint(unsigned int dialogHint) override { TSetting::SetDialogHint(dialogHint); }
+  void SetDialogHint(unsigned int dialogHint) override { StoreDialogHint(dialogHint); }
   using TSetting::SetUnits;
 
  private:
@@ -78,7 +78,7 @@ class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCode
   unsigned int GetUseFrameCount() const;
   void SetUseDropFrame(unsigned int useDropFrame);
   unsigned int GetUseDropFrame() const;
-  using TSetting::SetDialogHint;
+  void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 
  private:
   KelTimeCode m_value;
@@ -143,7 +143,7 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
   }
   unsigned int GetMinValue() const override { return m_min; }
   unsigned int GetMaxValue() const override { return m_max; }
-  using TSetting::SetDialogHint;
+  void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 
  private:
   std::vector<unsigned int> m_values;

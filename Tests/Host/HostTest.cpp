@@ -20,14 +20,15 @@ using testing::Not;
 HostTest::HostTest() {
   std::string name = testing::TempDir() + "rhohost-test-XXXXXX";
   m_folder = mkdtemp(name.data());
-  fs::create_directory(m_folder / "work");
+  fs::create_directory(m_folder / "files");
 }
 
 HostTest::~HostTest() { fs::remove_all(m_folder); }
 
 pid_t HostTest::Start(const std::string& command) const {
-  std::string script = "PATH=" RHOHOST_FOLDER ":$PATH; cd '" + m_folder.string() +
-                       "/work' && exec >../output 2>../errors </dev/null; " + command;
+  // What runs wild ends after a minute of computing or a gibibyte of writing.
+  std::string script = "PATH=" RHOHOST_FOLDER ":$PATH; ulimit -t 60; ulimit -f 2097152; cd '" + m_folder.string() +
+                       "/files' && exec >../output 2>../errors </dev/null; " + command;
   char shell[] = "sh";
   char option[] = "-c";
   char* const arguments[] = {shell, option, script.data(), nullptr};
@@ -131,10 +132,10 @@ void HostTest::ExpectJudgesAgree(const std::string& file, const Expected& expect
 }
 
 std::string HostTest::Read(const std::string& file) const {
-  std::ifstream stream(m_folder / "work" / file, std::ios::binary);
+  std::ifstream stream(m_folder / "files" / file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 void HostTest::Write(const std::string& file, const std::string& bytes) const {
-  std::ofstream(m_folder / "work" / file, std::ios::binary) << bytes;
+  std::ofstream(m_folder / "files" / file, std::ios::binary) << bytes;
 }

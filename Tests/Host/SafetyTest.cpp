@@ -19,6 +19,8 @@ class SafetyTest : public HostTest {
   SafetyTest() {
     MakeSound("in.wav", 48000, 2, "sox -b 16");
     Write("old.mkv", "old");
+    std::string endless = Read("in.wav");
+    Write("endless.wav", endless.replace(endless.find("data") + 4, 4, 4, '\xFF'));
   }
 };
 
@@ -44,6 +46,9 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost in.wav", 2, {"OUTPUT"}},
       {"rhohost in.wav new.mkv more.mkv", 2, {"more.mkv"}},
       {"rhohost '' new.mkv", 2, {}},
+      {"rhohost --preset '' in.wav new.mkv", 2, {"--preset", "empty"}},
+      {"rhohost --save-preset '' in.wav new.mkv", 2, {"--save-preset", "empty"}},
+      {"rhohost --module '' in.wav new.mkv", 2, {"--module", "empty"}},
       {"rhohost --unknown in.wav new.mkv", 2, {"--unknown"}},
       {"rhohost --rate fast in.wav new.mkv", 2, {"--rate", "fast"}},
       {"rhohost --rate -1 in.wav new.mkv", 2, {"--rate"}},
@@ -66,6 +71,7 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --fps 1e5 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost --fps 1e-300 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost none.wav new.mkv", 1, {"none.wav", "No such file or directory"}},
+      {"rhohost 'two\nlines \x1B[7m' new.mkv", 1, {"two?lines ?[7m: ", "No such file or directory"}},
       {"rhohost folder new.mkv", 1, {"folder", "not a sound file"}},
       {"rhohost text.wav new.mkv", 1, {"text.wav", "not a sound file"}},
       {"rhohost empty.wav new.mkv", 1, {"empty.wav", "empty"}},
@@ -125,7 +131,17 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   EXPECT_EQ(loud.output, "");
   EXPECT_EQ(std::count(loud.errors.begin(), loud.errors.end(), '\n'), 1) << loud.errors;
   EXPECT_EQ(Read("new.mkv"), Read("old.mkv"));
-  EXPECT_EQ(Run("ls -A").output, "in.wav\nnew.mkv\nold.mkv\n");
+  EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
+}
+
+TEST_F(SafetyTest, DoesNotReplaceWhatAppearsMeanwhile) {
+  const Outcome outcome = RunHost(
+      "{ cat endless.wav in.wav in.wav; until ls -A | grep -q tmp; do :; done; "
+      "echo mine >new.mkv; } | rhohost - new.mkv");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.errors, HasSubstr("new.mkv: exists"));
+  EXPECT_EQ(Read("new.mkv"), "mine\n");
+  EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
 }
 
 class SignalTest : public SafetyTest, public testing::WithParamInterface<int> {};
@@ -134,8 +150,7 @@ TEST_P(SignalTest, EndsItAndLeavesTheOldOutput) {
   ASSERT_EQ(mkfifo((m_folder / "pipe").c_str(), 0600), 0);
   // Both ends, so that it neither ends nor keeps anyone waiting; fed until rhohost has begun to write.
   const int pipe = open((m_folder / "pipe").c_str(), O_RDWR | O_NONBLOCK);
-  std::string endless = Read("in.wav");
-  endless.replace(endless.find("data") + 4, 4, 4, '\xFF');
+  const std::string endless = Read("endless.wav");
   const std::string before = Listing();
   const pid_t process = Start("exec rhohost --force - old.mkv <../pipe");
   for (std::size_t fed = 0; Listing() == before; fed %= endless.size()) {

@@ -35,7 +35,7 @@ TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
            "cat 0 | rhohost - out.mkv",
            "cat 2147483647 | rhohost - out.mkv",
            "cat 4294967295 | rhohost - out.mkv",
-           "{ head -c 99 0; sleep 0.1; tail -c +100 0; } | rhohost - out.mkv",
+           "{ head -c 70000 0; sleep 0.3; tail -c +70001 0; } | rhohost - out.mkv",
            R"({ cat in.wav; printf 'LIST\4\0\0\0INFO'; } | rhohost - out.mkv)",
            "sox -V1 in.wav -t wav - | rhohost - out.mkv",
            "sox -V1 in.wav -b 24 -t wav - | rhohost - out.mkv",
@@ -48,7 +48,7 @@ TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
     SCOPED_TRACE(command);
     EXPECT_EQ(RunHost(command).code, 0);
     EXPECT_EQ(Decode("out.mkv"), wanted);
-    std::filesystem::remove(m_folder / "work/out.mkv");
+    std::filesystem::remove(m_folder / "files/out.mkv");
   }
   EXPECT_EQ(RunHost("head -c 70000 in.wav | rhohost - out.mkv").code, 1);
 }
@@ -87,7 +87,7 @@ TEST_F(HostTest, SaysHowMuchOfATruncatedFileIsMissing) {
     EXPECT_EQ(Read("out.mkv"), "");
     EXPECT_EQ(RunHost("rhohost --allow-truncated " + files).code, 0);
     const std::vector<std::int32_t> found = Decode("out.mkv");
-    std::filesystem::remove(m_folder / "work/out.mkv");
+    std::filesystem::remove(m_folder / "files/out.mkv");
     ASSERT_LT(found.size(), wanted.size());
     const std::size_t missing = (wanted.size() - found.size()) / 2;
     EXPECT_GE(missing, kCut / 6);
@@ -143,7 +143,7 @@ TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
   MakeSound("in.wav", kRate, 2, "sox -b 16");
   const std::string header = Read("in.wav").substr(0, 44);
   Write("in.wav", WithSizes(header, 36 + 4 * kHours, 4 * kHours));
-  std::filesystem::resize_file(m_folder / "work/in.wav", 44 + 4 * std::uintmax_t{kHours});
+  std::filesystem::resize_file(m_folder / "files/in.wav", 44 + 4 * std::uintmax_t{kHours});
   const Outcome outcome = Run("script -qec 'rhohost in.wav out.mkv' /dev/null");
   EXPECT_EQ(outcome.code, 0);
   EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
@@ -169,7 +169,7 @@ TEST_F(HostTest, CountsBeyondFourGibibytes) {
             "data\0\0\0\1\0\0\x20\4\0\0\0\0",
             68));
   EXPECT_THAT(RunHost("rhohost in.caf out.mkv").errors, HasSubstr("4294975488"));
-  std::filesystem::resize_file(m_folder / "work/in.caf", 68 + 0x1'0000'2000);
+  std::filesystem::resize_file(m_folder / "files/in.caf", 68 + 0x1'0000'2000);
   EXPECT_THAT(RunHost("rhohost --dry-run in.caf out.mkv").output, HasSubstr("0:31:04.139"));
 }
 

@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
+using OwnedSetting = std::unique_ptr<ISetting>;
 using Texts = std::vector<std::string>;
 
 unsigned Find(const Texts& entries, const std::string& text) {
@@ -60,9 +62,16 @@ RC_GTEST_PROP(EnumeratedSettings, TakeTextsLeniently, ()) {
     RC_ASSERT(ReadSlots(either, 19, "s.u.u") ==
               ' ' + entries[selected] + ' ' + selectedNow + ' ' + std::to_string(count));
     RC_ASSERT(CallSlot<const char*>(either, 24, match) == (match < count ? entries[match] : ""));
+    const OwnedSetting copy(either->CreateCopy());
+    RC_ASSERT(ReadSlots(copy.get(), 19, "s.u.u") == ReadSlots(either, 19, "s.u.u"));
     const auto exact = static_cast<int>(Find(entries, text));
     RC_ASSERT(CallSlot<int>(either, 25, text.c_str()) == (exact < static_cast<int>(count) ? exact : -1));
   }
+  setting.AddAnEnum(text.c_str());
+  setting.AddAnEnum(nullptr);
+  pairs.AddValue(text.c_str(), -1);
+  RC_ASSERT(setting.GetAllowableValue(count) == text && setting.GetNumberOfAllowableValues() == count + 1);
+  RC_ASSERT(setting.GetSelected() == selected && pairs.GetValueInt() == static_cast<int>(selected) + 5);
   const auto later = *rc::gen::container<Texts>(kText);
   pointers = Pointers(later);
   setting.ResetAllowableValues(static_cast<unsigned>(pointers.size()), pointers.data());
@@ -83,6 +92,9 @@ TEST(StringEnumSetting, FindsPairsByNumberAndOutlivesItsList) {
   EXPECT_EQ(setting.GetValueInt() + setting.GetAllowableIntValue(3), 2);
   setting.Clear();
   EXPECT_EQ(ReadSlots(&setting, 19, "s.u.u"), "  0 0");
+  setting.AddValue("new", 8);
+  setting.AddValue("newer", 9);
+  EXPECT_EQ(setting.GetValueInt(), 9) << "the index has stayed";
 }
 
 }  // namespace

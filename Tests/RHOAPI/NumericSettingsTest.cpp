@@ -60,22 +60,37 @@ TEST(IntSetting, SharesTheCallersArrayWithItsCopies) {
   copy.ResetMinMax(-5, 5);
   copy.ResetAllowableValues(-1, allowable);
   EXPECT_TRUE(copy.FindIndexOf(9) == -1 && copy.GetMinValue() == -5 && copy.GetMaxValue() == 5);
+  copy.SetValue(9);
+  copy.ResetMinMax(-1, 1);
+  EXPECT_EQ(copy.GetValue(), 9);
 }
 
 TEST(DoubleSetting, ComparesInThousandths) {
-  for (const auto& [value, allowable, equal] :
-       std::vector<std::tuple<double, double, bool>>{{29.9704, 29.97, true},
-                                                     {29.969, 29.97, false},
-                                                     {-0.0004, 0.0004, true},
-                                                     {0.00094, -0.00104, true},
-                                                     {0.00096, 0, false},
-                                                     {-0.00106, 0, false},
-                                                     {HUGE_VAL, 1e300, true},
-                                                     {-HUGE_VAL, 1e300, false}}) {
+  for (const auto& [value, allowable, equal] : std::vector<std::tuple<double, double, bool>>{{29.9704, 29.97, true},
+                                                                                             {29.969, 29.97, false},
+                                                                                             {-0.0004, 0.0004, true},
+                                                                                             {0.00094, -0.00104, true},
+                                                                                             {0.00096, 0, false},
+                                                                                             {-0.00106, 0, false},
+                                                                                             {HUGE_VAL, 1e300, true},
+                                                                                             {-HUGE_VAL, 1e300, false},
+                                                                                             {NAN, 0, false},
+                                                                                             {0, NAN, false},
+                                                                                             {NAN, NAN, false}}) {
     double values[] = {allowable};
     DoubleSetting setting("", "", 1, 0, 0, 1, values);
     EXPECT_EQ(setting.FindIndexOf(value), equal ? 0 : -1) << value << " against " << allowable;
+    setting.SetIsValueConstrained(1);
+    setting.SetValue(value);
+    EXPECT_EQ(setting.GetValue(), equal ? value : 1) << "the value given, not the one it matched";
   }
+  double values[] = {1.0};
+  DoubleSetting setting("", "", 0, 0, 0, 1, values);
+  const int precision = std::exchange(DoubleSetting::m_comparePrecision, 1);
+  const double rounding = std::exchange(DoubleSetting::m_compareRounding, 0.5);
+  EXPECT_TRUE(setting.FindIndexOf(0.5) == 0 && setting.FindIndexOf(1.5) == -1);
+  DoubleSetting::m_comparePrecision = precision;
+  DoubleSetting::m_compareRounding = rounding;
 }
 
 }  // namespace

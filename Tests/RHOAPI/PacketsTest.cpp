@@ -65,6 +65,25 @@ RC_GTEST_PROP(PacketBundle, IsAListThatOwnsItsPackets, (const std::vector<std::p
   }
 }
 
+// Another's bundle: values of its own, and a gap.
+struct ForeignBundle : TPacketBundle {
+  ForeignBundle() : TPacketBundle("before") { setDesc("foreign"); }
+  unsigned int getTrack() const override { return 1; }
+  unsigned long long getTime() const override { return 2; }
+  unsigned long long getTimeBase() const override { return 3; }
+  unsigned long long getDuration() const override { return 4; }
+  unsigned long size() const override { return 2; }
+  IPacket* get(unsigned long index) const override { return index == 0 ? nullptr : m_packet.get(); }
+  OwnedPacket m_packet{new TRHOAPIPacket(IPacket::kPacketTypeNone, nullptr, "data")};
+};
+
+TEST(PacketBundle, CopiesAnothersBundle) {
+  const ForeignBundle foreign;
+  const OwnedPacket copy(foreign.clone());
+  EXPECT_EQ(Answers(copy.get()), " 28 1 2 3 4 foreign null");
+  EXPECT_EQ(CallSlot<unsigned long>(copy.get(), 14), 1U);
+}
+
 TEST(AddIfNotAlreadyThere, AddsWhatIsNew) {
   std::vector<int> list;
   for (const int value : {24, 28, 24, 28, 5, 28}) {

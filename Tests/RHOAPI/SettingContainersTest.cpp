@@ -32,8 +32,10 @@ void ExpectOwnAttributes(Container&& container) {
   EXPECT_EQ(ReadSlots(Copy(container).get(), 2, "uusssu.u..u.u.s.s"), " 12 13    0 3 0 1  ") << "the list alone";
   auto target = Copy(container);
   target->SetLabel("Target");
+  target->SetIsActive(9);
   *target = container;
   EXPECT_STREQ(target->GetLabel(), "Target");
+  EXPECT_EQ(target->GetIsActive(), 9);
   EXPECT_STREQ(target->GetToolTipText(), "");
 }
 
@@ -50,7 +52,9 @@ TEST(SettingContainers, ListWhatBelongsToOthers) {
     group->include(setting);
     group->include(setting);
     const auto copy = Copy(*group);
-    *copy = *copy;
+    const auto& same = *copy;
+    *copy = same;
+    *copy = *group;
     group.reset();
     EXPECT_EQ(ReadSlots(copy.get(), 19, "u"), " 2");
     EXPECT_EQ(CallSlot<ISetting*>(copy.get(), 20, 1U), &setting);

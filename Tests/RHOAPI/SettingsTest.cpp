@@ -67,7 +67,7 @@ TEST(Settings, KeepWhatTheyAreGivenAndHandItToTheirCopies) {
   for (const auto& [name, make, whenNew, whenUsed] : kKinds) {
     EXPECT_EQ(CommonAnswers(make(false).get()), whenNew) << name;
     const auto setting = make(true);
-    for (const unsigned slot : {8, 11, 13}) {
+    for (const unsigned slot : {8U, 11U, 13U}) {
       CallSlot(setting.get(), slot, slot);
     }
     CallSlot(setting.get(), 15, "text");

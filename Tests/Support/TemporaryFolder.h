@@ -1,28 +1,67 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
+#include <set>
+#include <stdexcept>
 #include <string>
 
-/// A folder of its own for one test, removed with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder() { EXPECT_NE(::mkdtemp(m_path.data()), nullptr) << m_path; }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() { std::filesystem::remove_all(m_path); }
-
-  std::string Path(const std::string& name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path = testing::TempDir() + "kel-test-XXXXXX";
-};
-
-/// The bytes of the file `path`; none where there is no such file.
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
+
+/// The text of the std::runtime_error that `action` throws; "nothing" when it throws none.
+template <class Action>
+std::string MessageOf(Action action) {
+  try {
+    action();
+    return "nothing";
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
+/// A folder for one test, which goes with all that is in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : m_path((std::filesystem::temp_directory_path() / "rho_test_XXXXXX").string()) {
+    if (mkdtemp(m_path.data()) == nullptr) {
+      throw std::runtime_error("no temporary folder");
+    }
+    m_path = std::filesystem::canonical(m_path).string();
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() { std::filesystem::remove_all(m_path); }
+
+  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+  const std::string& Path() const { return m_path; }
+
+  /// Makes a file with the folders above it, and returns its path.
+  std::string Write(const std::string& name, const std::string& content) const {
+    std::string path = *this / name;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
+  }
+
+  /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", files in "=" and what
+  /// they hold.
+  std::string Tree() const {
+    std::set<std::string> items;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path)) {
+      const std::string path = entry.path().string();
+      const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : "=";
+      items.insert(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
+    }
+    return std::accumulate(items.begin(), items.end(), std::string());
+  }
+
+ private:
+  std::string m_path;
+};

@@ -1,6 +1,8 @@
 #include "Toolbox/KelUtils/Checksums.h"
 
 #include "Tests/Support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
 #include "Toolbox/KelUtils/CyclicRemainder.h"
 
 #include <algorithm>
@@ -101,7 +103,7 @@ TEST(ChecksumsOfSamples, AreThoseOfTheirLowBytesRowByRow) {
 
 std::string TableText(unsigned polynomial, unsigned width) {
   const TemporaryFolder folder;
-  std::string path = folder.Path("table.h");
+  std::string path = folder / "table.h";
   EXPECT_EQ(CreateCRCTab(polynomial, path.data(), width), 0U);
   return ReadFile(path);
 }

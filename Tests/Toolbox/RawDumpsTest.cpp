@@ -2,6 +2,8 @@
 
 #include "Tests/Support/TemporaryFolder.h"
 
+#include <gtest/gtest.h>
+
 #include <climits>
 
 namespace {
@@ -10,7 +12,7 @@ unsigned char* Bytes(std::string& text) { return reinterpret_cast<unsigned char*
 
 TEST(RawDumps, AppendWhatThereIs) {
   const TemporaryFolder folder;
-  std::string path = folder.Path("dump");
+  std::string path = folder / "dump";
   std::string y = "abcde--fghij--klmno";
   std::string u = "ABC-DEF";
   std::string v = "123-456";

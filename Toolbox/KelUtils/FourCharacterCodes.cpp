@@ -12,17 +12,9 @@ struct NamedCodec {
 };
 
 constexpr std::array<NamedCodec, 2> kNamedCodecs{{
-    {"ZAVQuillVideoCodec1", 0x5A415620, 0x514C4C31},
-    {"ZAVMVC1 ", 0x4D437074, 0x56433120},
+    {"ZAVQuillVideoCodec1", FourCharacterCode("ZAV "), FourCharacterCode("QLL1")},
+    {"ZAVMVC1 ", FourCharacterCode("MCpt"), FourCharacterCode("VC1 ")},
 }};
-
-unsigned int CodeAt(std::string_view text) {
-  unsigned int code = 0;
-  for (const char character : text.substr(0, 4)) {
-    code = code << 8U | static_cast<unsigned char>(character);
-  }
-  return code;
-}
 
 }  // namespace
 
@@ -51,7 +43,8 @@ bool KelGetFourCCCodes(char const* name, unsigned int* first, unsigned int* seco
   if (wanted.size() != 8) {
     return false;
   }
-  *first = CodeAt(wanted);
-  *second = CodeAt(wanted.substr(4));
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(name);
+  *first = KelCharToUInt32(bytes);
+  *second = KelCharToUInt32(bytes + 4);
   return true;
 }

@@ -11,10 +11,10 @@
 
 namespace {
 
-// Whether `what` stands at `at`, where there is room for it. A call of memcmp takes longer than to compare a word.
+// Whether `what` stands at `at`, where there is room for it. Short texts are compared faster than memcmp is called.
 bool BeginsWith(const char* at, const std::string& what) {
-  constexpr std::size_t kWord = 16;
-  if (what.size() > kWord) {
+  constexpr std::size_t kShort = 16;
+  if (what.size() > kShort) {
     return std::memcmp(at, what.data(), what.size()) == 0;
   }
   const auto same = [](char left, char right) { return left == right; };

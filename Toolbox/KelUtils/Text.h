@@ -2,7 +2,8 @@
 
 /// Small questions and changes to whole texts. A text is a string of bytes: no encoding is known or checked, and zero
 /// bytes inside a std::string are bytes like any other. Where a text is given as a pointer, it ends at its first zero
-/// byte and null counts as empty. The only failure is std::bad_alloc.
+/// byte and null counts as empty. Nothing fails but for want of room: std::bad_alloc, or std::length_error for a result
+/// longer than any std::string.
 
 #include "RHOAPI/RHOAPIExport.h"
 

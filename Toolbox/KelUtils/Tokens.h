@@ -12,9 +12,9 @@
 /// directly before or behind it. A quote that is never closed ends with the text. Where separator and quote are the
 /// same character, it separates.
 ///
-/// Empty tokens are dropped, unless `keepEmpty`: then one is kept wherever two of these characters meet and at either
-/// end of a text that begins or ends with one. An empty text has no token in either case. Throws std::bad_alloc, which
-/// leaves the tokens found until then in `out`.
+/// Empty tokens are dropped, unless `keepEmpty`: then one is kept wherever two separators or quotes meet and at either
+/// end of a text that begins or ends with one; between quotes a separator is none. An empty text has no token in either
+/// case. Throws std::bad_alloc, which leaves the tokens found until then in `out`.
 ///   with ' ' and '"':  a b  c                -> a, b, c               and with keepEmpty  a, b, (empty), c
 ///                      say "hello world" now -> say, hello world, now
 ///                      a"b c"d               -> a, b c, d

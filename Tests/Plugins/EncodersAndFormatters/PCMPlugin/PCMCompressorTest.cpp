@@ -75,6 +75,9 @@ TEST(PCMCompressor, KeepsItsDataRateInStepWithTheOtherSettings) {
     EXPECT_TRUE(CallSlot<unsigned>(codec, 21, &format) == 0 && format == type) << bits;
     IAudioCompressor* const copy = CallSlot<IAudioCompressor*>(codec, 13);
     EXPECT_EQ(ReadSlots(copy, 28, "uuuu"), answers);
+    unsigned codes[2] = {};
+    copy->GetAudioCompressorInfo(codes[0], codes[1]);
+    EXPECT_EQ(codes[1], 0x4C50434DU);
     EXPECT_EQ(CallSlot<unsigned>(setting(copy, 16), 26, 0U), copy->GetDataRate());
     CallSlot(setting(copy, 18), 22, 5U);
     EXPECT_EQ(ReadSlots(codec, 28, "uuuu"), answers) << "the copy's settings are its own";

@@ -1,0 +1,159 @@
+#include "Tests/Support/SystemCalls.h"
+#include "Tests/Support/TemporaryFolder.h"
+#include "Toolbox/KelUtils/Copying.h"
+#include "Toolbox/KelUtils/Text.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Reports : public IKelProgressReporter {
+ public:
+  Reports(unsigned items, double precision, double last = 2) : IKelProgressReporter(items, precision), m_last(last) {}
+  bool reportProgress(double fraction) override {
+    m_text += std::to_string(fraction).substr(0, 4) + " ";
+    return fraction < m_last;
+  }
+  std::string m_text;
+  double m_last;
+};
+
+TEST(Progress, IsReportedStepByStep) {
+  Reports two(2, 0.1, 0.5);
+  EXPECT_TRUE(two.updateProgress(0.0) && two.updateProgress(0.04) && two.updateProgress(0.5));
+  EXPECT_FALSE(two.itemFinished() || two.updateProgress(3.0));
+  EXPECT_EQ(two.m_text, "0.00 0.25 0.50 1.00 ");
+  two.reset(4);
+  EXPECT_TRUE(two.updateProgress(0.1) && two.updateProgress(0.39) && two.updateProgress(0.4));
+  EXPECT_EQ(two.m_text, "0.00 0.25 0.50 1.00 0.02 0.10 ");
+
+  Reports fine(1, -1);
+  Reports none(0, 0.1);
+  EXPECT_TRUE(fine.updateProgress(1e-10) && fine.updateProgress(1.5e-10) && fine.updateProgress(1));
+  EXPECT_EQ(fine.m_text, "0.00 1.00 ") << "a precision below 1e-10 is 1e-10";
+  EXPECT_TRUE(none.updateProgress(1) && none.itemFinished() && none.updateProgress(-1));
+  EXPECT_EQ(none.m_text, "");
+}
+
+// What a copy answers or throws.
+template <class Copy>
+std::string ResultOf(Copy copy, const TemporaryFolder& folder, const std::string& from, const std::string& to,
+                     IKelProgressReporter* reporter = nullptr) {
+  bool result = false;
+  const std::string message = MessageOf([&] { result = copy(folder / from, folder / to, reporter); });
+  return message != "nothing" ? KelReplace(message, folder.Path() + "/", "") : result ? "true" : "false";
+}
+
+TEST(CopyFile, CopiesEveryByteInStepsOf8192WhateverIsInterruptedOrShort) {
+  const TemporaryFolder folder;
+  std::string content;
+  for (const std::size_t size : {0U, 1U, 8191U, 8192U, 8193U, 20000U}) {
+    while (content.size() < size) {
+      content += static_cast<char>(content.size() * 31 >> 3);
+    }
+    folder.Write("from", content);
+    Reports reports(1, 1e-9);
+    EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &reports), "true");
+    EXPECT_EQ(ReadFile(folder / "to"), content);
+    EXPECT_EQ(std::count(reports.m_text.begin(), reports.m_text.end(), ' '), (size + 8191) / 8192 + (size == 0));
+  }
+  for (const std::string call : {"read", "write", "open"}) {
+    for (int nth = 1; nth <= (call == "open" ? 2 : 3); ++nth) {
+      for (const int error : {EINTR, call == "open" ? EINTR : 0}) {
+        folder.Write("to", std::string(50000, 'y'));
+        const Fault fault(call.c_str(), nth, error);
+        ASSERT_EQ(ResultOf(KelCopyFile, folder, "from", "to"), "true");
+        ASSERT_TRUE(fault.Occurred() && ReadFile(folder / "to") == content);
+      }
+    }
+  }
+}
+
+TEST(CopyFile, SaysWhatFailsAndLeavesWhatIsWritten) {
+  struct Case {
+    const char* call;
+    int nth, error;
+    const char* result;
+    std::size_t left;
+  };
+  const char* const unwritten = "failed to write to \"to\"";
+  const Case cases[] = {{"open", 1, EACCES, "failed to open \"from\", check read/write privileges.", 3},
+                        {"open", 2, EACCES, "failed to open \"to\", check read/write privileges.", 3},
+                        {"lseek", 1, EIO, "failed to seek \"from\"", 0},
+                        {"lseek", 2, EIO, "failed to seek \"from\"", 0},
+                        {"read", 2, EIO, "false", 8192},
+                        {"write", 3, ENOSPC, unwritten, 16384},
+                        {"close", 1, EDQUOT, unwritten, 20000}};
+  for (const Case& c : cases) {
+    const TemporaryFolder folder;
+    folder.Write("from", std::string(20000, 'x'));
+    folder.Write("to", "old");
+    Reports reports(1, 1e-9);
+    const Fault fault(c.call, c.nth, c.error);
+    EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &reports), c.result);
+    EXPECT_EQ(fs::file_size(folder / "to"), c.left) << c.result;
+  }
+  const TemporaryFolder folder;
+  folder.Write("from", std::string(20000, 'x'));
+  Reports stopping(1, 0.1, 0.5);
+  EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &stopping), "false");
+  EXPECT_EQ(fs::file_size(folder / "to"), 16384U) << "stopped by the reporter";
+  mkfifo((folder / "fifo").c_str(), 0600);
+  EXPECT_EQ(ResultOf(KelCopyFile, folder, "fifo", "to"), "failed to seek \"fifo\"");
+  EXPECT_EQ(ResultOf(KelCopyFile, folder, ".", "new"), "false");
+  EXPECT_FALSE(fs::exists(folder / "new"));
+}
+
+TEST(Copies, OntoThemselvesAreRefused) {
+  const TemporaryFolder folder;
+  folder.Write("a/file", "kept");
+  fs::create_symlink("file", folder / "a/link");
+  fs::create_hard_link(folder / "a/file", folder / "hard");
+  fs::create_directory_symlink("a", folder / "same");
+  const std::string before = folder.Tree();
+  for (const char* to : {"a/file", "a/./file", "a/link", "hard", "same/file"}) {
+    EXPECT_EQ(ResultOf(KelCopyFile, folder, "a/file", to),
+              std::string("copy failed, source and destination are the same file: \"") + to + "\"");
+  }
+  const std::string inside = "copy failed, the destination lies inside the source: ";
+  EXPECT_EQ(ResultOf(KelCopy, folder, "a", "a"), inside + "\"a/a\"");
+  EXPECT_EQ(ResultOf(KelCopy, folder, "a", "same/new"), inside + "\"same/new\"");
+  EXPECT_EQ(ResultOf(KelCopy, folder, "a", "."), inside + "\"a\"");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "same"), inside + "\"same\"");
+  EXPECT_EQ(folder.Tree(), before);
+}
+
+TEST(Copy, PutsFilesAndFoldersWhereTheyBelong) {
+  const TemporaryFolder folder;
+  folder.Write("src/a", "A");
+  folder.Write("src/sub/b", "B");
+  fs::create_symlink("a", folder / "src/link");
+  fs::create_directory(folder / "into");
+  const std::vector<std::vector<std::string>> cases{
+      {"src", "new", "new/ new/a=A new/link=A new/sub/ new/sub/b=B "},
+      {"src/", "into", "into/src/ into/src/a=A into/src/link=A into/src/sub/ into/src/sub/b=B "},
+      {"src/a", "into/", "into/a=A "},
+      {"src/link", "file", "file=A "}};
+  for (const auto& parts : cases) {
+    Reports reports(3, 0.01);
+    EXPECT_EQ(ResultOf(KelCopy, folder, parts[0], parts[1], &reports), "true");
+    EXPECT_NE(folder.Tree().find(parts[2]), std::string::npos) << folder.Tree();
+    EXPECT_TRUE(reports.m_text.ends_with(fs::is_directory(folder / parts[0]) ? "1.00 " : "0.33 ")) << reports.m_text;
+  }
+  folder.Write("merged/src/sub/kept", "K");
+  EXPECT_EQ(ResultOf(KelCopy, folder, "src", "merged"), "true");
+  EXPECT_TRUE(folder.Tree().find("merged/src/sub/b=B merged/src/sub/kept=K ") != std::string::npos);
+  EXPECT_EQ(ResultOf(KelCopy, folder, "none/.", "x"), "none doesn't exist");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "src", "none"), "opendir failed for \"none\"");
+  EXPECT_FALSE(KelCopyFolderContents("", folder.Path(), nullptr) || KelCopyFolderContents(folder.Path(), "", nullptr));
+  EXPECT_EQ(ResultOf(KelCopy, folder, "../../../..", "x"), "copy failed, invalid source path: \"../../../..\"");
+  EXPECT_EQ(ResultOf(KelCopy, folder, "src", "../../../.."), "copy failed, invalid destination path: \"../../../..\"");
+}
+
+}  // namespace

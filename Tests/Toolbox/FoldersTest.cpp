@@ -1,0 +1,176 @@
+#include "Tests/Support/SystemCalls.h"
+#include "Tests/Support/TemporaryFolder.h"
+#include "Toolbox/KelUtils/Folders.h"
+#include "Toolbox/KelUtils/OpenFile.h"
+#include "Toolbox/KelUtils/OpenFolderPrivate.h"
+#include "Toolbox/KelUtils/Removal.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <algorithm>
+#include <cerrno>
+#include <set>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string FailedToOpen(const std::string& path) {
+  return "failed to open \"" + path + "\", check read/write privileges.";
+}
+
+// A tree with a file in a folder in a folder, an empty folder, a link to a folder and one to nowhere.
+struct SampleTree : TemporaryFolder {
+  SampleTree() {
+    Write("a", "");
+    Write("b/c/d", "");
+    fs::create_directories(*this / "empty");
+    fs::create_directory_symlink("b", *this / "link");
+  }
+};
+
+TEST(OpenFile, SaysWhatItCannotOpen) {
+  const SampleTree tree;
+  EXPECT_EQ(MessageOf([&] { TKelOpenFile((tree / "none").c_str(), "rb"); }), FailedToOpen(tree / "none"));
+  EXPECT_EQ(MessageOf([] { TKelOpenFile(nullptr, "rb"); }), FailedToOpen(""));
+  const TKelOpenFile file((tree / "a").c_str(), "rb");
+  EXPECT_EQ(fcntl(fileno(file.m_file), F_GETFD), FD_CLOEXEC);
+}
+
+TEST(OpenFolder, ListsTheSimplifiedFolderAndSaysWhatItCannotOpen) {
+  const SampleTree tree;
+  TKelOpenFolder opened(tree / "none/..");
+  std::multiset<std::string> items;
+  std::string last;
+  do {
+    last = opened.itemName() + (opened.itemIsFolder() ? "/" : "");
+    items.insert(last);
+    EXPECT_EQ(opened.itemPath(), opened.folderPath() + "/" + opened.itemName());
+  } while (opened.parseNextItem());
+  EXPECT_EQ(items, (std::multiset<std::string>{"../", "./", "a", "b/", "empty/", "link"}));
+  EXPECT_EQ(opened.itemName() + (opened.itemIsFolder() ? "/" : ""), last) << "stays after the end";
+  EXPECT_EQ(opened.folderPath() + TKelOpenFolder("/").itemPath().substr(0, 2), tree.Path() + "//");
+
+  EXPECT_EQ(MessageOf([] { TKelOpenFolder none(""); }), "invalid (empty) folder path specified");
+  for (const std::string& path : {tree / "x/../none", std::string("/.."), tree / "a"}) {
+    EXPECT_EQ(MessageOf([&] { TKelOpenFolder none(path); }), "opendir failed for \"" + path + "\"");
+  }
+  const Fault fault("readdir", 1, EIO);
+  EXPECT_EQ(MessageOf([] { TKelOpenFolder none("/."); }), "readdir_r failed for \"/.\"");
+}
+
+TEST(OpenFolder, FindsOutUnknownTypes) {
+  const SampleTree tree;
+  mkfifo((tree / "fifo").c_str(), 0600);
+  for (const auto& [name, type] : {std::pair("a", 8), std::pair("link", 4), std::pair("fifo", 1), std::pair("?", 0)}) {
+    dirent entry{};
+    std::copy_n(name, std::string(name).size() + 1, entry.d_name);
+    EXPECT_EQ(TKelOpenFolder::TPrivate::fix_DT_UNKNOWN(tree.Path(), entry), type != 0);
+    EXPECT_EQ(entry.d_type, type) << name;
+  }
+}
+
+TEST(PathQuestions, AskWhatCanBeOpened) {
+  const SampleTree tree;
+  mkfifo((tree / "fifo").c_str(), 0600);
+  fs::create_symlink("none", tree / "dangling");
+  // Whether it is a file, a folder, and there.
+  const std::pair<std::string, std::string> cases[] = {
+      {tree / "a", "101"},        {tree / "b", "111"}, {tree / "x/..", "011"},        {tree / "fifo", "101"},
+      {tree / "dangling", "000"}, {"", "000"},         {std::string("\0/", 2), "010"}};
+  for (const auto& [path, expected] : cases) {
+    const std::string answers{KelIsPathToFile(path) ? '1' : '0', KelIsPathToFolder(path) ? '1' : '0',
+                              KelPathExists(path) ? '1' : '0'};
+    EXPECT_EQ(answers, expected) << path;
+  }
+}
+
+using Files = std::set<std::string>;
+
+// Collects files until it has so many.
+struct Collector : IKelSomeFileTask {
+  explicit Collector(std::size_t limit) : m_limit(limit) {}
+  bool processFile(const std::string& file) override {
+    m_files.insert(file);
+    return m_files.size() < m_limit;
+  }
+  Files m_files;
+  std::size_t m_limit;
+};
+
+TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
+  const SampleTree tree;
+  Collector all(9);
+  EXPECT_TRUE(KelForEachFile(tree / "./b/..", all) && KelForEachFile("none/..//x", all));
+  EXPECT_EQ(all.m_files, (Files{tree / "a", tree / "b/c/d", tree / "link", "none/..//x"}));
+  for (const std::size_t limit : {1U, 2U, 3U}) {
+    Collector some(limit);
+    EXPECT_TRUE(!KelForEachFile(tree.Path(), some) && some.m_files.size() == limit);
+  }
+  Collector unlisted(9);
+  const Fault fault("opendir", 2, EACCES);
+  EXPECT_TRUE(KelForEachFile(tree / "b", unlisted));
+  EXPECT_EQ(unlisted.m_files, Files{tree / "b/c"}) << "handed out like a file";
+}
+
+TEST(CountFiles, NeedsEveryFileReadable) {
+  const SampleTree tree;
+  EXPECT_EQ(KelCountFiles(tree / "empty") * 100 + KelCountFiles(tree.Path()) * 10 + KelCountFiles(tree / "a"), 31U);
+  fs::create_symlink("none", tree / "b/dangling");
+  EXPECT_EQ(MessageOf([&] { KelCountFiles(tree.Path()); }), FailedToOpen(tree / "b/dangling"));
+  EXPECT_EQ(MessageOf([&] { KelCountFiles(tree / "none"); }), FailedToOpen(tree / "none"));
+}
+
+TEST(MatchingFiles, AreAppendedByName) {
+  const TemporaryFolder folder;
+  folder.Write("Clip1.MOV", "");
+  folder.Write("Clip2.mov/Clip3.mov", "");
+  std::list<std::string> names{"kept"};
+  EXPECT_TRUE(kel_find_matching_files_UTF8(names, folder.Path(), "Clip", ".mov"));
+  EXPECT_FALSE(kel_find_matching_files_UTF8(names, folder.Path().c_str(), "clip", ".mov"));
+  EXPECT_TRUE(kel_find_matching_files_UTF8(names, folder.Path().c_str(), nullptr));
+  EXPECT_FALSE(kel_find_matching_files_UTF8(names, "", "") || kel_find_matching_files_UTF8(names, "/none", ""));
+  EXPECT_EQ(names, (std::list<std::string>{"kept", "Clip1.MOV", "Clip1.MOV"}));
+}
+
+TEST(Removal, TakesTreesAndLinksButNothingBehindThem) {
+  const SampleTree tree;
+  fs::create_directory_symlink(tree / "b", tree / "empty/link");
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty/x/..") && kel_remove_dir_recursively_UTF8(tree / "link/"));
+  EXPECT_FALSE(kel_remove_dir_recursively_UTF8(tree / "a") || kel_remove_dir_recursively_UTF8(tree / "none") ||
+               kel_remove_dir_recursively_UTF8(static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8("") && kel_remove_dir_recursively_UTF8(std::string()));
+  EXPECT_EQ(tree.Tree(), "a= b/ b/c/ b/c/d= ");
+  EXPECT_FALSE(kel_remove_files_UTF8(tree / "b/c", {"d", "x", "../../a"}));
+  EXPECT_TRUE(kel_remove_files_UTF8(tree / "b/", {"c"}) && kel_remove_files_UTF8("", {}));
+  EXPECT_EQ(tree.Tree(), "a= b/ ");
+}
+
+TEST(Removal, IsNotLedAstrayByWhatOthersDo) {
+  const SampleTree tree;
+  const Fault swaps("openat", 2, [&tree] {
+    fs::rename(tree / "b/c", tree / "moved");
+    fs::create_directory_symlink(tree / "moved", tree / "b/c");
+  });
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "b"));
+  EXPECT_EQ(tree.Tree(), "a= empty/ link@ moved/ moved/d= ");
+  const Fault removes("unlinkat", 1, [&tree] { fs::remove(tree / "moved/d"); });
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "moved"));
+  const Fault adds("unlinkat", 2, [&tree] { tree.Write("empty/new/file", ""); });
+  tree.Write("empty/file", "");
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty"));
+  EXPECT_EQ(tree.Tree(), "a= link@ ");
+}
+
+TEST(Removal, StopsAtTheFirstFailure) {
+  for (int nth = 1; nth <= 3; ++nth) {
+    const SampleTree tree;
+    const Fault fault("unlinkat", nth, EPERM);
+    EXPECT_FALSE(kel_remove_dir_recursively_UTF8(tree / "b"));
+    EXPECT_EQ(tree.Tree(), std::string("a= b/ b/c/ b/c/d= ").substr(0, 18 - (nth > 1 ? 7 : 0) - (nth > 2 ? 5 : 0)) +
+                               "empty/ link@ ");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,139 @@
+#include "Tests/Support/SystemCalls.h"
+#include "Tests/Support/TemporaryFolder.h"
+#include "Toolbox/KelUtils/Modules.h"
+#include "Toolbox/KelUtils/Processes.h"
+#include "Toolbox/KelUtils/SystemQueries.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <cerrno>
+#include <csignal>
+#include <set>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What the open descriptors lead to; the one that asks is among them.
+std::multiset<std::string> OpenDescriptors() {
+  std::multiset<std::string> items;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    items.insert(fs::read_symlink(entry).string());
+  }
+  return items;
+}
+
+bool Launch(const std::string& program, const std::list<std::string>& arguments, const std::string& folder) {
+  const auto before = OpenDescriptors();
+  const bool result = KelLaunchApplication(program, arguments, folder, false, false);
+  EXPECT_EQ(OpenDescriptors(), before);
+  EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a process is left";
+  return result;
+}
+
+TEST(DetachedLaunch, RunsOnItsOwnWithExactlyTheseArguments) {
+  const TemporaryFolder folder;
+  mkfifo((folder / "result").c_str(), 0600);
+  // The test reads what the program writes, in an order that neither can change: no clock is needed.
+  const char* const script =
+      "exec > result; echo \"$#|$1|$2|$PWD\"; cut -d' ' -f4,6 /proc/$$/stat; grep SigIgn /proc/$$/status;"
+      "ls -l /proc/self/fd";
+  EXPECT_TRUE(Launch("sh", {"-c", script, "sh", "a \"b\" $HOME '", ""}, folder.Path()));
+  std::ifstream result(folder / "result");
+  std::string line;
+  std::getline(result, line);
+  EXPECT_EQ(line, "2|a \"b\" $HOME '||" + folder.Path());
+  pid_t parent = 0;
+  pid_t session = 0;
+  unsigned long ignored = 0;
+  result >> parent >> session >> line >> std::hex >> ignored;
+  EXPECT_TRUE(parent != getpid() && session != getsid(0));
+  EXPECT_NE(ignored & (1UL << (SIGPIPE - 1)), 0U);
+  const auto own = OpenDescriptors();
+  while (result >> line) {
+    EXPECT_TRUE(!line.starts_with("pipe:") || own.contains(line)) << "a pipe of the launch";
+  }
+}
+
+TEST(DetachedLaunch, ReportsEveryFailure) {
+  const TemporaryFolder folder;
+  EXPECT_FALSE(Launch(folder / "none", {}, ""));
+  EXPECT_FALSE(Launch(folder.Write("not executable", ""), {}, ""));
+  EXPECT_FALSE(Launch("true", {}, folder / "none"));
+  for (const auto& [call, nth] :
+       {std::pair("fork", 1), std::pair("fork", 2), std::pair("pipe", 1), std::pair("pipe", 2)}) {
+    const Fault fault(call, nth, EAGAIN);
+    EXPECT_FALSE(Launch("true", {}, ""));
+  }
+  const Fault fault("read", 1, EINTR);
+  EXPECT_TRUE(Launch("true", {}, ""));
+}
+
+TEST(WaitingLaunch, GoesThroughTheShell) {
+  const TemporaryFolder folder;
+  EXPECT_TRUE(KelLaunchApplication("touch", {"a b", "c"}, folder.Path(), true, false));
+  EXPECT_EQ(folder.Tree(), "a b= c= ");
+  EXPECT_TRUE(KelLaunchApplication("test", {"-d", "."}, "", true, true));
+  EXPECT_FALSE(KelLaunchApplication("false", {}, "", true, false) ||
+               KelLaunchApplication("/none", {}, "", true, false));
+  CKelStr<char> command;
+  EXPECT_EQ(KelCreateProcessUtf8(command), 0);
+  command.assign("exit 3");
+  EXPECT_EQ(KelCreateProcessUtf8(command), 3 << 8);
+}
+
+TEST(SafeCalls, GoOnWhenInterrupted) {
+  for (const int flags : {0, 4, O_NONBLOCK}) {
+    int ends[2];
+    char received = 0;
+    ASSERT_EQ(kel_safe_pipe(ends, flags), 0);
+    for (const auto& [call, end] : {std::pair("write", ends[1]), std::pair("read", ends[0])}) {
+      EXPECT_TRUE(fcntl(end, F_GETFD) == FD_CLOEXEC && (fcntl(end, F_GETFL) & O_NONBLOCK) == (flags ? O_NONBLOCK : 0));
+      const Fault fault(call, 1, EINTR);
+      EXPECT_EQ(end == ends[1] ? kel_safe_write(end, "x", 1) : kel_safe_read(end, &received, 1), 1);
+    }
+    EXPECT_TRUE(received == 'x' && kel_safe_close(ends[0]) == 0 && kel_safe_close(ends[1]) == 0);
+  }
+  EXPECT_TRUE(kel_safe_waitpid(-1, nullptr, 0) == -1 && errno == ECHILD);
+}
+
+TEST(Modules, AreFoundThreeLevelsAboveTheFolder) {
+  const std::string own = KelGetCurrentDllPath().m_data;
+  EXPECT_TRUE(own.ends_with("/") && fs::exists(own + "PCMPlugin.so")) << own;
+  const TemporaryFolder folder;
+  fs::create_directories(folder / "Tool.bundle/Contents/MacOS");
+  fs::copy_file(own + "PCMPlugin.so", folder / "other.so");
+  void* library = KelLoadLibrary("other.so", (folder / "Tool.bundle/Contents/MacOS").c_str());
+  ASSERT_NE(library, nullptr);
+  const void* const symbol = KelGetSymbolAddr(library, "CreateAudioCompressor");
+  CKelStr<char> fileName;
+  EXPECT_TRUE(KelGetModuleFilename(symbol, fileName));
+  EXPECT_EQ(fs::canonical(fileName.m_data), folder / "other.so");
+  EXPECT_EQ(KelGetSymbolAddr(library, "none"), nullptr);
+  EXPECT_TRUE(KelUnloadLibrary(&library));
+  EXPECT_EQ(library, nullptr);
+  EXPECT_FALSE(KelUnloadLibrary(&library) || KelUnloadLibrary(nullptr) || KelGetModuleFilename(&own, fileName));
+  EXPECT_EQ(fs::path(fileName.m_data).filename(), "other.so") << "unchanged";
+  EXPECT_TRUE(KelLoadLibrary("none.so", nullptr) == nullptr && KelLoadLibrary(nullptr, "") == nullptr);
+}
+
+TEST(SystemQueries, TellAboutThisProgram) {
+  std::string program;
+  std::string folder;
+  EXPECT_TRUE(KelGetCurrentExecutableAbsoluteFileName(program) && KelGetFolderPathForCurrentExecutable(folder));
+  EXPECT_EQ(program + " " + folder, fs::read_symlink("/proc/self/exe").string() + " " +
+                                        fs::read_symlink("/proc/self/exe").parent_path().string() + "/");
+  EXPECT_EQ(KelGetNumberProcessorsInSystem(), sysconf(_SC_NPROCESSORS_ONLN));
+  setenv("HOME", "/some/where", 1);
+  EXPECT_EQ(KelGetCurrentUserHomeDir(), "/some/where");
+  unsetenv("HOME");
+  EXPECT_EQ(KelGetCurrentUserHomeDir(), "");
+  testing::internal::CaptureStderr();
+  svdprintf("%d%%%s", 7, std::string(600, 'x').c_str());
+  svdprintf(nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "7%" + std::string(509, 'x'));
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+#include "Toolbox/KelUtils.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+#include <algorithm>
+#include <sstream>
+
+namespace {
+
+using Tokens = std::list<std::string>;
+
+// Few characters make many coincidences.
+rc::Gen<std::string> TextOf(const std::string& alphabet) {
+  return rc::gen::container<std::string>(rc::gen::elementOf(alphabet));
+}
+
+std::string ReplaceStepByStep(const std::string& text, const std::string& what, const std::string& with) {
+  const std::size_t at = text.find(what);
+  return at > text.size() ? text
+                          : text.substr(0, at) + with + ReplaceStepByStep(text.substr(at + what.size()), what, with);
+}
+
+RC_GTEST_PROP(Replace, IsReplacingStepByStep, ()) {
+  const std::string what = *rc::gen::nonEmpty(TextOf("ab"));
+  const std::string with = *TextOf("abc");
+  // Long runs of false starts, with something long to look for.
+  const std::string run(*rc::gen::inRange<std::size_t>(1, 400), 'a');
+  const std::string text = *TextOf("ab") + run + run + what + '\0' + what + run + 'b' + *TextOf("ab");
+  RC_ASSERT(KelReplace(text, what, with) == ReplaceStepByStep(text, what, with));
+  RC_ASSERT(KelReplace(text, run + 'b', with) == ReplaceStepByStep(text, run + 'b', with));
+  RC_ASSERT(KelReplace(text, "", with) == text);
+}
+
+// Byte by byte into the last token, which is open.
+Tokens TokenizeByBytes(const std::string& text, char separator, char quote, bool keepEmpty) {
+  Tokens tokens{""};
+  bool quoted = false;
+  for (const char c : text) {
+    if ((quoted || c != separator) && c != quote) {
+      tokens.back() += c;
+    } else {
+      tokens.emplace_back();
+      quoted = !quoted && c != separator;
+    }
+  }
+  if (!keepEmpty || tokens.size() == 1) {
+    tokens.remove("");
+  }
+  return tokens;
+}
+
+RC_GTEST_PROP(Tokenize, AppendsTheTokens, (bool keepEmpty)) {
+  const std::string text = *TextOf(std::string("a, \"b\0", 6));
+  const char separator = *rc::gen::element(' ', ',', '"');
+  const Tokens expected = TokenizeByBytes(text, separator, '"', keepEmpty);
+  Tokens out{"there before"};
+  RC_ASSERT(KelTokenize(out, text, separator, '"', keepEmpty) == static_cast<int>(expected.size()));
+  RC_ASSERT(Tokens(std::next(out.begin()), out.end()) == expected);
+  RC_ASSERT(KelSplitString(text) == TokenizeByBytes(text, ' ', '"', false));
+}
+
+RC_GTEST_PROP(EncodeBase64, TakesSixBitsASymbol, (const std::vector<unsigned char>& data, std::string out)) {
+  std::string expected;
+  for (std::size_t first = 0; first < 8 * data.size(); first += 6) {
+    std::size_t symbol = 0;
+    for (std::size_t bit = std::min(first + 6, 8 * data.size()); bit-- > first;) {
+      symbol = symbol * 2 + (data[bit / 8] >> bit % 8) % 2;
+    }
+    expected += "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_."[symbol];
+  }
+  KelEncodeBase64(data, out);
+  RC_ASSERT(out == expected);
+}
+
+TEST(Letters, DifferInCaseWithinAsciiOnly) {
+  for (int pair = 0x101; pair < 0x10000; pair += pair % 256 == 255 ? 2 : 1) {
+    const int left = pair / 256;
+    const int right = pair % 256;
+    const char text[] = {'x', static_cast<char>(left), '\0', static_cast<char>(right), '\0'};
+    const bool letter = (left | 32) >= 'a' && (left | 32) <= 'z';
+    ASSERT_EQ(KelStrMatchTail(text, text + 3, false), left == right) << left << ' ' << right;
+    ASSERT_EQ(KelStrMatchTail(text, text + 3, true), left == right || (letter && (left ^ right) == 32)) << pair;
+    ASSERT_EQ(KelToLowerCase(text)[1], static_cast<char>(letter ? left | 32 : left)) << left;
+  }
+  EXPECT_FALSE(KelStrMatchTail("mov", ".mov", true) || KelStrMatchTail("aab", "aa", false));
+  EXPECT_TRUE(KelStrMatchTail<char>(nullptr, nullptr, false) && KelStrMatchTail("x", "", false));
+  EXPECT_EQ(KelToLowerCase(nullptr) + KelToLowerCase("A", nullptr) + KelToLowerCase({"A\0B", 3}),
+            std::string("a\0b", 3));
+}
+
+RC_GTEST_PROP(ConvertToScalar, IsExtractionFromAStream, ()) {
+  const std::string text = *rc::gen::oneOf(TextOf(" \t\n+-0123x"), TextOf("-0123456789"));
+  int expected = 0;
+  std::istringstream(text) >> expected;
+  RC_ASSERT(KelConvertToScalar<int>(text.c_str()) == expected && KelConvertToScalar<int>(nullptr) == 0);
+}
+
+TEST(Trim, TakesOneWhiteSpaceFromEachEndOrAWholeRun) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const bool white = byte == ' ' || (byte >= 9 && byte <= 13);
+    std::string text = std::string(2, static_cast<char>(byte)) + '\\' + static_cast<char>(byte);
+    KelTrimString(text);
+    EXPECT_EQ(text.size(), white ? 2U : 4U) << byte;
+  }
+  EXPECT_EQ(KelTrimFromHead('0', "000", 0) + KelTrimFromHead('0', "001020", 5), "102");
+  EXPECT_EQ(KelTrimFromTail('0', "000", 0) + KelTrimFromTail('0', "010200", 5), "0102");
+  EXPECT_EQ(KelTrimFromHead('0', nullptr, 3) + KelTrimFromTail('0', "a\0000", 3), std::string("a\0", 2));
+}
+
+TEST(GUID, IsNewAndInLowerCase) {
+  const std::string id = KelGetGUID();
+  const testing::Matcher<std::string> form = testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}");
+  EXPECT_TRUE(form.Matches(id) && KelGetGUID() != id) << id;
+}
+
+}  // namespace

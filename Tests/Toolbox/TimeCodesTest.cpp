@@ -1,0 +1,79 @@
+#include "Toolbox/KelUtils.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+TEST(TimeCode, IsReadFieldByField) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"10:20:30;12", "10:20:30;12"},      {"01;00;00;02", "1:00:00:02"},     {"::1::2", "1:02:00:00"},
+      {"-3:x:+7: 8z:9", "-3:00:07:08"},    {"1\"2:3\"4", "1:02:04:00"},       {"", "0:00:00:00"},
+      {"65537:300:256:257", "1:44:00:01"}, {"99999999999:-1", "-1:255:00:00"}};
+  for (const auto& [text, expected] : rows) {
+    EXPECT_EQ(KelTimeCodeToString(KelStringToTimeCode(text, true), true), expected) << text;
+  }
+}
+
+RC_GTEST_PROP(TimeCode, IsWrittenAndReadBack, (short hours, unsigned char n, bool drop, bool useFrames)) {
+  const auto wide = static_cast<unsigned short>(n * 257);
+  const KelTimeCode code =
+      useFrames ? KelTimeCode{hours, n, 59, 0, n, drop} : KelTimeCode{hours, n, 59, wide, 0, false};
+  const KelTimeCode again = KelStringToTimeCode(KelTimeCodeToString(code, useFrames), useFrames);
+  RC_ASSERT(std::memcmp(&again, &code, sizeof code) == 0);
+}
+
+TEST(TimeText, HasLeadingZeros) {
+  EXPECT_EQ(KelTimeCodeToString({1, 2, 3, 4, 9, true}, false), "1:02:03:004");
+  EXPECT_EQ(KelMakeTimeStamp(ULLONG_MAX, 1), "5124095576030.25.50.616");  // the product wraps around
+  EXPECT_EQ(KelMakeTimeStamp(-3723004099LL, 1000000), "-01.02.03.004");
+  EXPECT_EQ(KelMakeTimeStamp(LLONG_MIN, 0), "-00.00.00.000");
+}
+
+TEST(RebaseTime, RoundsToTheNearestTick) {
+  constexpr unsigned long long kMax = ULLONG_MAX;
+  const unsigned long long rows[][4] = {
+      {1470, 44100, 1000, 33},          {1, 2, 1, 1},    {kMax, 7, 7, kMax}, {kMax, 1, 2, kMax},
+      {1ULL << 62U, 1, 3, 3ULL << 62U}, {5, 0, 1, kMax}, {0, 0, 1, 0},       {5, 0, 0, 5},
+      {kMax, 3, 1, 6148914691236516864}};  // a double keeps 53 bits
+  for (const auto& [time, from, to, expected] : rows) {
+    EXPECT_EQ(KelUtils::rebaseTime(time, from, to), expected) << time << " from " << from << " to " << to;
+  }
+}
+
+TEST(FrameRates, AreFoundByNearnessOrFromBelow) {
+  double difference = 0;
+  EXPECT_EQ(KelFindClosestStdFrameRate(29.971, 0.0001, &difference), 0.0);
+  EXPECT_NEAR(difference, -0.001, 1e-9);
+  EXPECT_EQ(KelFindClosestStdFrameRate(2.0, 5.0, nullptr), 1.0);
+  for (const double rate : {3.0, 5.0, 8.0, 10.0, 12.0, 15.0, 23.976, 24.0, 25.0, 29.97, 30.0, 50.0, 59.94, 60.0, 119.88,
+                            120.0, 239.76, 240.0}) {
+    EXPECT_EQ(KelFindClosestStdFrameRate(rate + 0.001, 0.01, nullptr), rate);
+    EXPECT_TRUE(KelFindNextStdFrameRate(rate - 0.003) == rate && KelFindNextStdFrameRate(rate + 0.019) == rate) << rate;
+  }
+  EXPECT_EQ(KelFindNextStdFrameRate(1.0) + KelFindNextStdFrameRate(240.02), 3.0 + 240.02);
+}
+
+TEST(FourCCCodes, ComeFromTheNameOrItsCharacters) {
+  unsigned codes[] = {1, 1};
+  const auto codesOf = [&codes](const char* name) {
+    return std::tuple{KelGetFourCCCodes(name, codes, codes + 1), codes[0], codes[1]};
+  };
+  EXPECT_FALSE(KelGetFourCCCodes("LPCMLPCM", codes, nullptr) || KelGetFourCCCodes("LPCMLPCM", nullptr, codes));
+  EXPECT_EQ(codesOf(nullptr), std::tuple(false, 1U, 1U)) << "written despite a null argument";
+  EXPECT_EQ(codesOf("ZAVQuillVideoCodec1"), std::tuple(true, 0x5A415620U, 0x514C4C31U));
+  EXPECT_EQ(codesOf("ZAVMVC1 "), std::tuple(true, 0x4D437074U, 0x56433120U));
+  EXPECT_EQ(codesOf("\xFF\xFE\x80\x81VC1 "), std::tuple(true, 0xFFFE8081U, 0x56433120U));
+  EXPECT_EQ(codesOf("ninechars"), std::tuple(false, 0U, 0U));
+  EXPECT_EQ(KelCharToUInt32(reinterpret_cast<const unsigned char*>("\xFF\xFE\x80\x81")), 0xFFFE8081U);
+}
+
+TEST(CloseEnough, ComputesInThePrecisionOfItsArguments) {
+  EXPECT_TRUE(KelCloseEnough(16777216.0F, -1.0F, 16777216.0F));  // 16777217 is no float
+  EXPECT_FALSE(KelCloseEnough(16777216.0, -1.0, 16777216.0) || KelCloseEnough(1.0, 1.0, std::nan("")));
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+#pragma once
+
+/// A small owning C string, for toolbox calls that pass a text through a plain interface.
+///
+///   CKelStr<char> text;
+///   text.assign("/a/b");
+///   text += "/c";  // text.m_data is "/a/b/c", text.m_length is 6
+
+#include "RHOAPI/RHOAPIExport.h"
+
+template <class Character>
+class CKelStr;
+
+/// The text lives in one buffer from malloc, which the object frees. What needs more characters than 32 bits count, or
+/// more memory than there is, throws std::bad_alloc and leaves the object as it was. An argument may lie inside the
+/// object's own buffer.
+template <>
+class RHOAPI_EXPORT CKelStr<char> {
+ public:
+  /// The characters and a terminating NUL; null in a default-constructed object and after assign(nullptr).
+  char* m_data = nullptr;
+  /// Number of characters, without the terminator.
+  unsigned int m_length = 0;
+
+  CKelStr() = default;
+  /// A copy with a buffer of its own, even where `other` has none.
+  CKelStr(const CKelStr& other);
+  ~CKelStr();
+
+  /// Becomes a copy of `other` with a buffer of its own, even where `other` has none. Nothing happens to an object that
+  /// is assigned to itself.
+  CKelStr& operator=(const CKelStr& other);
+
+  /// Becomes a copy of `text`; null leaves no text and no buffer.
+  void assign(const char* text);
+
+  /// Becomes `count` copies of `character`; an empty text, with a buffer, when `count` is 0.
+  void fill(unsigned int count, const char& character);
+
+  /// Appends `other`, which may be this object.
+  CKelStr& operator+=(const CKelStr& other);
+
+  /// Appends `text`, null like an empty one, and returns a copy of the result.
+  CKelStr operator+=(const char* text);
+};

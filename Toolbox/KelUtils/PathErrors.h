@@ -1,0 +1,14 @@
+#pragma once
+
+/// The errors that more than one topic throws, with their fixed texts. Internal to the toolbox.
+
+#include <stdexcept>
+#include <string>
+
+inline std::runtime_error PathError(const char* complaint, const std::string& path) {
+  return std::runtime_error(std::string(complaint).append(" \"").append(path).append("\""));
+}
+
+inline std::runtime_error FailedToOpen(const std::string& path) {
+  return std::runtime_error("failed to open \"" + path + "\", check read/write privileges.");
+}
