@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <deque>
 #include <iomanip>
 #include <random>
 #include <sstream>
@@ -39,7 +40,7 @@ TEST(Checksums, AreAsDefinedAtEveryLengthAndAlignment) {
   std::vector<unsigned char> bytes(400000);
   std::generate(bytes.begin(), bytes.end(), random);
   // Every length at some place, every place at some lengths, and lengths around those that are cut into pieces.
-  std::vector<std::pair<std::size_t, int>> places;
+  std::deque<std::pair<std::size_t, int>> places;
   for (int run = 0; run < 4000 + 64 * 200; ++run) {
     places.emplace_back(run < 4000 ? random() % 4000 : static_cast<unsigned>(run) % 64,
                         run < 4000 ? run - 1 : run / 64 - 63);
