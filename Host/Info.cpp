@@ -80,7 +80,7 @@ Json DescribeSetting(const NamedSetting& named) {
 class Lines {
  public:
   void Heading(const std::string& text, unsigned int depth) {
-    m_indent.assign(2 * depth, ' ');
+    m_indent.assign(std::size_t{2} * depth, ' ');
     m_text += '\n' + m_indent + text + '\n';
     m_indent += "  ";
   }
