@@ -3,10 +3,10 @@
 /// What ends the program, or one piece of its work. The text is for the user: it names the file, what could not be done
 /// and why, without the program's name in front and without a full stop.
 
-#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 /// The work failed: exit code 1.
 class Failure : public std::runtime_error {
@@ -23,6 +23,6 @@ class WrongUse : public std::runtime_error {
 /// A failed system call on a file, from the errno that it left: "PATH: cannot ACTION: No space left on device".
 inline Failure SystemFailure(std::string_view path, std::string_view action, int error) {
   std::string text(path);
-  text.append(": cannot ").append(action).append(": ").append(std::strerror(error));
+  text.append(": cannot ").append(action).append(": ").append(std::generic_category().message(error));
   return Failure{text};
 }

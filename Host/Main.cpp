@@ -59,6 +59,8 @@ int main(int argc, char** argv) {
     Tell("out of memory");
   } catch (const std::exception& error) {
     Tell(error.what());
+  } catch (...) {
+    Tell("the module failed in a way of its own");
   }
   return kFailed;
 }

@@ -2,13 +2,13 @@
 
 #include "Host/Errors.h"
 #include "Host/Module.h"
+#include "Host/Numbers.h"
 #include "Toolbox/KelUtils/SystemQueries.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
@@ -20,14 +20,6 @@ constexpr double kLongestTestSignal = 7.0 * 24 * 3600;
 
 /// As many temporary files are guarded against signals.
 constexpr unsigned int kMostJobs = 256;
-
-/// All of `text` as a number in plain notation.
-template <class Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
 
 template <class Number>
 Number NumberOrWrongUse(const char* option, const std::string& text, const std::optional<Number>& number,
@@ -80,8 +72,7 @@ void DeclareCommon(CLI::App& app, Options& options) {
       ->type_name("PATH");
   app.add_option("--set", options.assignments, "Set any setting, as \"rhohost info\" shows it; may be repeated")
       ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   app.add_option("--preset", options.preset, "Take the settings from this preset first")->type_name("FILE");
 }
 
@@ -168,10 +159,19 @@ void ReadFiles(const CLI::App& app, Options& options) {
   } else {
     ReadTwoFiles(options);
   }
-  const bool isMany = options.action == Action::kEncodeMany;
-  if ((isMany && options.folder.empty()) ||
-      std::find(options.inputs.begin(), options.inputs.end(), "") != options.inputs.end()) {
+  if (std::find(options.inputs.begin(), options.inputs.end(), "") != options.inputs.end()) {
     throw WrongUse("a file name is empty");
+  }
+}
+
+/// An empty name would otherwise count as none given.
+void RefuseEmptyNames(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    const std::string type = option->get_type_name();
+    const bool isName = type == "FILE" || type == "PATH" || type == "FOLDER";
+    if (isName && option->count() != 0 && option->results().back().empty()) {
+      throw WrongUse(option->get_name() + ": a file name is empty");
+    }
   }
 }
 
@@ -233,6 +233,7 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     throw WrongUse(error.what());
   }
+  RefuseEmptyNames(app);
   if (options.module.empty()) {
     options.module = Module::DefaultPath();
   }

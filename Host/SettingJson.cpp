@@ -1,6 +1,7 @@
 #include "Host/SettingJson.h"
 
 #include "Host/Errors.h"
+#include "Host/Hexadecimal.h"
 #include "Host/SettingText.h"
 #include "Host/Utf8.h"
 #include "RHOAPI/RhoapiSettingsInterface.h"
@@ -17,24 +18,6 @@ namespace {
 
 bool IsNumeric(unsigned int type) {
   return type == kSettingTypeInt || type == kSettingTypeUnsignedInt || type == kSettingTypeDouble;
-}
-
-std::string BytesAsHex(const std::string& bytes) {
-  std::string hex;
-  for (const unsigned char byte : bytes) {
-    std::array<char, 3> digits{};
-    std::snprintf(digits.data(), digits.size(), "%02x", byte);
-    hex += digits.data();
-  }
-  return hex;
-}
-
-std::string BytesFromHex(const std::string& hex) {
-  std::string bytes;
-  for (std::size_t place = 0; place + 1 < hex.size(); place += 2) {
-    bytes += static_cast<char>(std::stoi(hex.substr(place, 2), nullptr, 16));
-  }
-  return bytes;
 }
 
 /// The text that `value` stands for; throws WrongUse when it is not of the kind that the setting needs.
@@ -54,9 +37,8 @@ std::string TextOf(ISetting& setting, const Json& value) {
     return value.get<std::string>();
   }
   if (isTextual && value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
-    const auto hex = value["hex"].get<std::string>();
-    if (hex.find_first_not_of("0123456789abcdef") == std::string::npos && hex.size() % 2 == 0) {
-      return BytesFromHex(hex);
+    if (const auto bytes = ParseHex(value["hex"].get<std::string>())) {
+      return {bytes->begin(), bytes->end()};
     }
   }
   throw WrongUse(Refusal(setting, value.dump()));
@@ -77,7 +59,8 @@ Json ValueJson(ISetting& setting) {
   if (type == kSettingTypeBool || (IsNumeric(type) && Json::accept(text))) {
     return Json::parse(text);
   }
-  return IsUtf8(text) ? Json(text) : Json{{"hex", BytesAsHex(text)}};
+  return IsUtf8(text) ? Json(text)
+                      : Json{{"hex", HexText({reinterpret_cast<const unsigned char*>(text.data()), text.size()})}};
 }
 
 void SetValueJson(ISetting& setting, const Json& value) {

@@ -1,36 +1,19 @@
 #include "Host/SettingText.h"
 
 #include "Host/Errors.h"
+#include "Host/Hexadecimal.h"
+#include "Host/Numbers.h"
 #include "Host/SettingKinds.h"
 #include "Toolbox/KelUtils/TimeCodes.h"
 
 #include <strings.h>
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstring>
 #include <optional>
-#include <system_error>
 #include <type_traits>
 #include <vector>
 
 namespace {
-
-template <class Number>
-std::string NumberText(Number number) {
-  std::array<char, 64> buffer{};
-  const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number);
-  return {buffer.data(), error == std::errc() ? end : buffer.data()};
-}
-
-/// The number that `text` is as a whole; nothing when it is none or does not fit.
-template <class Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  Number number{};
-  const char* const end = text.data() + text.size();
-  const auto [read, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && read == end ? std::optional(number) : std::nullopt;
-}
 
 /// The parts of `text` between occurrences of any of `separators`.
 std::vector<std::string_view> Split(std::string_view text, std::string_view separators) {
@@ -73,16 +56,6 @@ std::string RangeText(unsigned long long in, unsigned long long out, unsigned lo
   return NumberText(in) + '-' + NumberText(out) + '/' + NumberText(scale);
 }
 
-std::string HexText(const std::vector<unsigned char>& bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string text;
-  for (const unsigned char byte : bytes) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 0xF];
-  }
-  return text;
-}
-
 std::string ListText(const std::vector<unsigned int>& numbers) { return Join(numbers, ",", NumberText<unsigned int>); }
 
 bool CountsFrames(ISetting& timeCode) { return std::strstr(timeCode.GetUnits(), "mmm") == nullptr; }
@@ -97,19 +70,6 @@ std::optional<KelTimeCode> ParseTimeCode(std::string_view text, bool countsFrame
   const KelTimeCode code = KelStringToTimeCode(std::string(text), countsFrames);
   const std::vector<int> held{code.hours, code.minutes, code.seconds, countsFrames ? code.frames : code.milliseconds};
   return held == *numbers ? std::optional(code) : std::nullopt;
-}
-
-std::optional<std::vector<unsigned char>> ParseHex(std::string_view text) {
-  std::vector<unsigned char> bytes;
-  for (; text.size() >= 2; text.remove_prefix(2)) {
-    unsigned char byte = 0;
-    const auto [read, error] = std::from_chars(text.data(), text.data() + 2, byte, 16);
-    if (error != std::errc() || read != text.data() + 2) {
-      return std::nullopt;
-    }
-    bytes.push_back(byte);
-  }
-  return text.empty() ? std::optional(bytes) : std::nullopt;
 }
 
 struct KindName {
@@ -149,7 +109,7 @@ struct Reader {
     return ListText(numbers);
   }
   std::string operator()(IByteArraySetting& setting) const {
-    return HexText({setting.GetData(), setting.GetData() + setting.GetDataSize()});
+    return HexText({setting.GetData(), setting.GetDataSize()});
   }
   std::string operator()(ISetting& /*setting*/) const { return {}; }
 };

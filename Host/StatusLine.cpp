@@ -1,6 +1,7 @@
 #include "Host/StatusLine.h"
 
 #include <unistd.h>
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -11,7 +12,13 @@ void WriteToStandardError(const std::string& text) { std::fwrite(text.data(), 1,
 
 }  // namespace
 
-void Tell(const std::string& text) { WriteToStandardError("rhohost: " + text + "\n"); }
+void Tell(std::string text) {
+  const auto isControl = [](char character) {
+    return static_cast<unsigned char>(character) < ' ' || character == 0x7F;
+  };
+  std::replace_if(text.begin(), text.end(), isControl, '?');
+  WriteToStandardError("rhohost: " + text + "\n");
+}
 
 StatusLine::StatusLine(bool isWanted)
     : m_isShown(isWanted && isatty(STDERR_FILENO) == 1), m_nextUpdate(Clock::now() + kUpdateInterval) {}

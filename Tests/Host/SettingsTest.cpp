@@ -182,7 +182,8 @@ TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
 TEST_F(SettingsTest, DecideTheFormatOfTheOutput) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
   EXPECT_EQ(RunHost("rhohost --set SampleRate=96000 --set SampleSize=24 --save-preset preset").code, 0);
-  EXPECT_EQ(RunHost("rhohost --preset preset --rate 88200 --save-preset used in.wav out.mkv").code, 0);
+  EXPECT_EQ(
+      RunHost("rhohost --preset preset --rate 88200 --save-preset used --set Channels=Stereo in.wav out.mkv").code, 0);
   ExpectJudgesAgree("out.mkv", {.rate = 88200, .channels = 2, .bits = 24}, 36770);
   EXPECT_EQ(json::parse(Read("used"))["settings"]["SampleRate"], 88200);
 }
