@@ -119,6 +119,8 @@ ItemResult Batch::Try(const WorkItem& item) {
     why = "out of memory";
   } catch (const std::exception& error) {
     why = error.what();
+  } catch (...) {
+    why = "the module failed in a way of its own";
   }
   return {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
 }
@@ -163,10 +165,10 @@ bool Batch::Tell() {
 }
 
 std::string Batch::SummaryText() const {
-  std::string text = m_options.folder + ": " + NumberText(m_numbers[kEncoded], "file", "files") +
+  std::string text = m_options.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
                      (m_options.dryRun ? " to encode" : " encoded");
   const auto add = [&text](std::size_t number, const char* singular, const char* plural) {
-    text += number == 0 ? "" : ", " + NumberText(number, singular, plural);
+    text += number == 0 ? "" : ", " + CountText(number, singular, plural);
   };
   add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
   add(m_numbers[kNoSound], "is no sound file", "are no sound files");

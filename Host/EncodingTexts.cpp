@@ -28,7 +28,7 @@ std::string ConversionText(const SoundFormat& sound, const EncodingFormat& forma
 std::string PlanText(const FileEncoding& encoding) {
   const SoundFormat& sound = encoding.Sound();
   return "input: " + encoding.Input() + ", " + std::to_string(sound.sampleRate) + " Hz, " +
-         NumberText(sound.channels, "channel", "channels") + ", " + std::to_string(sound.significantBits) +
+         CountText(sound.channels, "channel", "channels") + ", " + std::to_string(sound.significantBits) +
          " significant bits, " + (sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown") +
          "\nconversion: " + ConversionText(sound, encoding.Format()) + "\nencoding: " + FormatText(encoding) + ", " +
          std::to_string(encoding.Compressor().GetDataRate()) + " bytes per second, " +
@@ -40,7 +40,7 @@ std::string SummaryText(const FileEncoding& encoding, const EncodingResult& resu
   const std::string notes = NotesText(result);
   return (encoding.Output() == "-" ? "standard output" : encoding.Output()) + ": " + FormatText(encoding) + ", " +
          TimeText(result.sampleFrames, encoding.Format().sampleRate) + " in " +
-         NumberText(result.packets, "packet", "packets") + ", " +
+         CountText(result.packets, "packet", "packets") + ", " +
          std::to_string(static_cast<unsigned long long>(timesRealTime)) + " x real time" +
          (notes.empty() ? "" : "; " + notes);
 }
@@ -48,7 +48,7 @@ std::string SummaryText(const FileEncoding& encoding, const EncodingResult& resu
 std::string NotesText(const EncodingResult& result) {
   std::string text;
   if (result.clippedSamples != 0) {
-    text = NumberText(result.clippedSamples, "sample was", "samples were") + " beyond full scale and clipped";
+    text = CountText(result.clippedSamples, "sample was", "samples were") + " beyond full scale and clipped";
   }
   if (!result.missingText.empty()) {
     text += (text.empty() ? "" : "; ") + result.missingText;
@@ -56,6 +56,6 @@ std::string NotesText(const EncodingResult& result) {
   return text;
 }
 
-std::string NumberText(unsigned long long number, const char* singular, const char* plural) {
+std::string CountText(unsigned long long number, const char* singular, const char* plural) {
   return std::to_string(number) + " " + (number == 1 ? singular : plural);
 }

@@ -16,5 +16,5 @@ std::string SummaryText(const FileEncoding& encoding, const EncodingResult& resu
 /// What the result lacks or has lost, as in "3 samples were beyond full scale and clipped"; empty when it is nothing.
 std::string NotesText(const EncodingResult& result);
 
-/// NumberText(1, "file", "files") == "1 file", NumberText(3, "file", "files") == "3 files"
-std::string NumberText(unsigned long long number, const char* singular, const char* plural);
+/// CountText(1, "file", "files") == "1 file", CountText(3, "file", "files") == "3 files"
+std::string CountText(unsigned long long number, const char* singular, const char* plural);

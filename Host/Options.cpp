@@ -159,9 +159,7 @@ void ReadFiles(const CLI::App& app, Options& options) {
   } else {
     ReadTwoFiles(options);
   }
-  const bool isMany = options.action == Action::kEncodeMany;
-  if ((isMany && options.folder.empty()) ||
-      std::find(options.inputs.begin(), options.inputs.end(), "") != options.inputs.end()) {
+  if (std::find(options.inputs.begin(), options.inputs.end(), "") != options.inputs.end()) {
     throw WrongUse("a file name is empty");
   }
 }
@@ -170,7 +168,8 @@ void ReadFiles(const CLI::App& app, Options& options) {
 void RefuseEmptyNames(const CLI::App& app) {
   for (const CLI::Option* option : app.get_options()) {
     const std::string type = option->get_type_name();
-    if ((type == "FILE" || type == "PATH") && option->count() != 0 && option->results().back().empty()) {
+    const bool isName = type == "FILE" || type == "PATH" || type == "FOLDER";
+    if (isName && option->count() != 0 && option->results().back().empty()) {
       throw WrongUse(option->get_name() + ": a file name is empty");
     }
   }

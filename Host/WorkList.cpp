@@ -31,7 +31,7 @@ class FileCollector : public IKelSomeFileTask {
 /// The path without links, as far as it exists, and without separators at its end.
 fs::path RealPath(const std::string& path) {
   std::error_code error;
-  const fs::path real = fs::weakly_canonical((fs::absolute(path) / "").parent_path(), error);
+  fs::path real = fs::weakly_canonical((fs::absolute(path) / "").parent_path(), error);
   if (error) {
     throw SystemFailure(path, "follow the path", error.value());
   }
