@@ -75,8 +75,9 @@ TEST_F(SettingsTest, TakesEveryValueAsItShowsIt) {
     if (setting["kind"] == "group" || setting["active"] == false) {
       continue;
     }
-    const std::string text = setting["text"];
-    const auto after = Described("--set " + Quoted(name + '=' + text)).at(name);
+    std::string assignment = name;
+    assignment.append("=").append(setting["text"].get<std::string>());
+    const auto after = Described("--set " + Quoted(assignment)).at(name);
     EXPECT_EQ(after["text"], setting["text"]) << name;
     EXPECT_EQ(after["specified"] == true, setting["specified"] == true || setting["optional"] == true) << name;
   }
