@@ -72,9 +72,9 @@ void ShowPlan(const Options& options, IAudioCompressor& compressor, const Source
               const Encoder& encoder) {
   const SoundFormat& sound = source.Format();
   const SampleConverter converter(sound, format.sampleRate, format.bits);
-  std::string text = "input: " + (source.file != nullptr ? options.input : "test signal") + ", " +
-                     std::to_string(sound.sampleRate) + " Hz, " + NumberText(sound.channels, "channel", "channels") +
-                     ", " + std::to_string(sound.significantBits) + " significant bits, " +
+  std::string text = "input: " + sound.name + ", " + std::to_string(sound.sampleRate) + " Hz, " +
+                     NumberText(sound.channels, "channel", "channels") + ", " + std::to_string(sound.significantBits) +
+                     " significant bits, " +
                      (sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown") + "\n";
   text += "conversion: ";
   if (converter.IsExact()) {

@@ -32,6 +32,7 @@ constexpr std::size_t SizeOf(SampleType type) {
 }
 
 struct SoundFormat {
+  std::string name;             ///< how messages name the sound: its path, "standard input", "test signal"
   unsigned int sampleRate = 0;  ///< sample frames per second, at least 1
   unsigned int channels = 0;    ///< interleaved channels, at least 1
   SampleType sampleType = SampleType::kInt16;
