@@ -44,15 +44,13 @@ std::pair<Source, EncodingFormat> OpenSource(const Options& options, IAudioCompr
 }
 
 MatroskaDescription Describe(const Source& source, const EncodingFormat& format, const Encoder& encoder) {
-  SoundTags tags = source.Tags();
   MatroskaDescription description{.sampleRate = format.sampleRate,
                                   .channels = format.channels,
                                   .bitsPerSample = format.bits,
                                   .sampleFramesPerPacket = static_cast<unsigned int>(encoder.SampleFramesPerPacket()),
                                   .sampleFrames = {},
                                   .application = "rhohost " RHOHOST_VERSION,
-                                  .tags = {std::move(tags.title), std::move(tags.artist), std::move(tags.album),
-                                           std::move(tags.comment), std::move(tags.date), std::move(tags.trackNumber)}};
+                                  .tags = source.Tags()};
   if (const SoundFormat& sound = source.Format(); sound.frames) {
     description.sampleFrames = SampleConverter::OutputFrames(*sound.frames, sound.sampleRate, format.sampleRate);
   }

@@ -100,12 +100,7 @@ void SetAlways(EbmlMaster& parent, Value value) {
 
 template <class Element>
 void SetText(EbmlMaster& parent, const std::string& text) {
-  auto& element = GetChild<Element>(parent);
-  element.SetValueUTF8(text);
-  if (element.GetValueUTF8() != text) {  // cut short where it is not UTF-8
-    const std::vector<unsigned char> bytes(text.begin(), text.end());
-    element.SetValue(UTFstring(std::wstring(bytes.begin(), bytes.end())));
-  }
+  GetChild<Element>(parent).SetValueUTF8(text);
 }
 
 void CheckDescription(const MatroskaDescription& description) {
@@ -245,7 +240,7 @@ class MatroskaWriter::Muxer {
     m_tracks.Render(m_output);
   }
 
-  void WriteTags(const MatroskaTags& tags) {
+  void WriteTags(const SoundTags& tags) {
     // The title stands in the segment's information; the names are those that players show.
     const std::pair<const char*, const std::string&> texts[] = {{"ARTIST", tags.artist},
                                                                 {"ALBUM", tags.album},

@@ -11,22 +11,13 @@
 /// The same description and packets give the same bytes: no clock and no random identifier goes into the file.
 
 #include "Host/OutputFile.h"
+#include "Host/SoundFormat.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-
-/// What is known about the recording; empty texts are left out. Text that is not UTF-8 is taken for Latin-1.
-struct MatroskaTags {
-  std::string title;
-  std::string artist;
-  std::string album;
-  std::string comment;
-  std::string date;
-  std::string trackNumber;
-};
 
 struct MatroskaDescription {
   unsigned int sampleRate = 0;     ///< sample frames per second, 1 to 10^9
@@ -38,7 +29,7 @@ struct MatroskaDescription {
   /// duration only then.
   std::optional<std::uint64_t> sampleFrames;
   std::string application = "rhohost";  ///< the writing program, and its version if wanted
-  MatroskaTags tags;
+  SoundTags tags;                       ///< empty texts are left out
 };
 
 /// One block a packet, without lacing, in clusters of up to half a second. A packet of the usual length is a

@@ -45,7 +45,7 @@ struct SoundFormat {
   std::optional<std::uint64_t> frames;
 };
 
-/// Texts of a sound file, in UTF-8; empty where the file has none.
+/// Texts of a sound file, in valid UTF-8; empty where the file has none.
 struct SoundTags {
   std::string title;
   std::string artist;
