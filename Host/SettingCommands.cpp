@@ -1,7 +1,9 @@
 #include "Host/SettingCommands.h"
 
+#include "Host/Errors.h"
 #include "Host/Info.h"
 #include "Host/Module.h"
+#include "Host/OutputFile.h"
 #include "Host/Preset.h"
 #include "Host/SettingTree.h"
 
@@ -36,6 +38,19 @@ FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor)
   return wishes;
 }
 
+void CheckPresetTarget(const Options& options) {
+  if (options.savePreset.empty()) {
+    return;
+  }
+  if (IsSameFile(options.input, options.savePreset)) {
+    throw Failure(options.savePreset + ": the preset would overwrite the input");
+  }
+  if (options.savePreset == options.output) {
+    throw Failure(options.savePreset + ": cannot be both preset and output");
+  }
+  CheckOutputTarget(options.savePreset, options.force);
+}
+
 void ShowInfo(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
@@ -48,5 +63,10 @@ void MakePreset(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
   ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
+  if (options.dryRun) {
+    CheckPresetTarget(options);
+    Print("preset: " + options.savePreset + '\n');
+    return;
+  }
   SavePreset(options.savePreset, *compressor, options.force);
 }

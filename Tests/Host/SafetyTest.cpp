@@ -87,6 +87,12 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --force in.wav hard.mkv", 1, {"hard.mkv", "input"}},
       {"rhohost --force in.wav soft.mkv", 1, {"soft.mkv", "input"}},
       {"rhohost --force - soft.mkv <in.wav", 1, {"soft.mkv", "input"}},
+      {"rhohost --force --save-preset soft.mkv in.wav new.mkv", 1, {"soft.mkv", "input"}},
+      {"rhohost --save-preset new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
+      {"rhohost --save-preset old.mkv in.wav new.mkv", 1, {"old.mkv", "exists"}},
+      {"rhohost --save-preset - in.wav -", 1, {"output"}},
+      {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "Is a directory"}},
+      {"rhohost --dry-run --save-preset old.mkv", 1, {"old.mkv", "exists"}},
       {"rhohost in.wav - >&-", 1, {"Bad file descriptor"}},
       {"rhohost in.wav /dev/full", 1, {"/dev/full", "No space left on device"}},
       {"rhohost in.wav - >/dev/full", 1, {"No space left on device"}},
@@ -117,6 +123,7 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   for (const char* const text : {"Linear PCM", "48000 Hz", "24 bits", "Stereo", "1920 sample frames", "old.mkv"}) {
     EXPECT_THAT(plan.output + plan.errors, HasSubstr(text));
   }
+  EXPECT_EQ(RunHost("rhohost --dry-run --save-preset new").output, "preset: new\n");
   for (const char* const option : {"--help", "--version"}) {
     const Outcome told = RunHost(std::string("rhohost ") + option);
     EXPECT_EQ(told.code, 0);
