@@ -14,12 +14,15 @@ FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor)
   std::vector<Assignment> assignments;
   if (!options.preset.empty()) {
     assignments = ReadPreset(options.preset, compressor);
+    Assign(compressor, assignments);
   }
+  std::vector<Assignment> fromCommandLine;
   const auto settings = ListSettings(compressor);
   for (const std::string& text : options.assignments) {
-    assignments.push_back(ReadAssignment(settings, text));
+    fromCommandLine.push_back(ReadAssignment(settings, text));
   }
-  Assign(compressor, assignments);
+  Assign(compressor, fromCommandLine);
+  assignments.insert(assignments.end(), fromCommandLine.begin(), fromCommandLine.end());
 
   const auto isAssigned = [&assignments](const ISetting* setting) {
     return std::any_of(assignments.begin(), assignments.end(),
