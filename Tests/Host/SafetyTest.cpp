@@ -172,6 +172,6 @@ TEST_P(SignalTest, EndsItAndLeavesTheOldOutput) {
   close(pipe);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGXCPU));
 
 }  // namespace
