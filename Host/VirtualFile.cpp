@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <mutex>
 #include <utility>
 
 namespace {
@@ -12,10 +13,16 @@ VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
 
 }  // namespace
 
-SoundFile VirtualFile::Open(SF_INFO& info) {
+SoundFile VirtualFile::Open(SF_INFO& info, OpenError& why) {
+  static std::mutex opening;
+  const std::lock_guard lock(opening);
   m_position = 0;
   SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
-  return SoundFile(sf_open_virtual(&io, SFM_READ, &info, this));
+  SoundFile file(sf_open_virtual(&io, SFM_READ, &info, this));
+  if (!file) {
+    why = {sf_error(nullptr), sf_strerror(nullptr)};
+  }
+  return file;
 }
 
 void VirtualFile::RethrowFailure() {

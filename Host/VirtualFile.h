@@ -8,6 +8,7 @@
 #include <sndfile.h>
 #include <exception>
 #include <memory>
+#include <string>
 
 struct SoundFileCloser {
   void operator()(SNDFILE* file) const { sf_close(file); }
@@ -15,6 +16,12 @@ struct SoundFileCloser {
 
 /// Owns libsndfile's handle.
 using SoundFile = std::unique_ptr<SNDFILE, SoundFileCloser>;
+
+/// Why libsndfile could not open a file: its error code and its text.
+struct OpenError {
+  int code = SF_ERR_NO_ERROR;
+  std::string text;
+};
 
 class VirtualFile {
  public:
@@ -24,8 +31,9 @@ class VirtualFile {
   VirtualFile(const VirtualFile&) = delete;
   VirtualFile& operator=(const VirtualFile&) = delete;
 
-  /// Opens the bytes from their start for reading; null where libsndfile refuses (sf_error, sf_strerror of null).
-  SoundFile Open(SF_INFO& info);
+  /// Opens the bytes from their start for reading; null where libsndfile refuses, and `why` then says why. One file is
+  /// opened at a time, on whatever threads: libsndfile keeps that reason in one place for all.
+  SoundFile Open(SF_INFO& info, OpenError& why);
 
   /// Throws what InputBytes threw during the last calls into libsndfile, if anything.
   void RethrowFailure();
