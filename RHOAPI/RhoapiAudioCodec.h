@@ -23,6 +23,7 @@
 #include "RHOAPI/RhoapiSettingsInterface.h"
 #include "Toolbox/KelUtils/AudioBuffers.h"
 #include "Toolbox/KelUtils/ChannelModes.h"
+#include "Toolbox/KelUtils/FourCharacterCodes.h"
 
 #include <list>
 
@@ -32,16 +33,6 @@ inline constexpr RhoStatus kRhoStatusSuccess = 0;
 inline constexpr RhoStatus kRhoStatusNotSupported = 1;        ///< an optional operation that the object does not offer
 inline constexpr RhoStatus kRhoStatusNoObject = 0x80010001U;  ///< an object could not be obtained
 inline constexpr RhoStatus kRhoStatusBadArgument = 0x80010002U;  ///< a wrong code, or an argument missing or unusable
-
-/// A four-character code: the first character in the most significant byte.
-///   FourCharacterCode("LPCM") == 0x4C50434D
-constexpr unsigned int FourCharacterCode(const char (&text)[5]) {
-  unsigned int code = 0;
-  for (int index = 0; index < 4; ++index) {
-    code = code << 8 | static_cast<unsigned char>(text[index]);
-  }
-  return code;
-}
 
 /// How the host will stream the output. Hosts know further values; no compressor of this module reads it.
 enum EOutputStreamMode : unsigned int {

@@ -22,7 +22,8 @@ RHOAPI_EXPORT void* KelAllocPtrSet(unsigned long size, unsigned char fill);
 RHOAPI_EXPORT void KelFreePtr(void* pointer);
 
 /// realloc(), exactly: null allocates, the contents survive up to the smaller size, and after a null result the old
-/// block is still there.
+/// block is still there. Size 0 is the exception: it frees the block and gives null on some systems, glibc's among
+/// them.
 RHOAPI_EXPORT void* KelRealloc(void* pointer, unsigned long size);
 
 /// An area of `size` bytes with undefined contents, at an address that `alignment` divides. Null unless the alignment

@@ -1,16 +1,13 @@
-#include "RHOAPI/RhoapiSettings.h"
-#include "Tests/Support/Slots.h"
+#include "Tests/Support/Settings.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
-using OwnedSetting = std::unique_ptr<ISetting>;
 using Texts = std::vector<std::string>;
 
 unsigned Find(const Texts& entries, const std::string& text) {
@@ -62,8 +59,7 @@ RC_GTEST_PROP(EnumeratedSettings, TakeTextsLeniently, ()) {
     RC_ASSERT(ReadSlots(either, 19, "s.u.u") ==
               ' ' + entries[selected] + ' ' + selectedNow + ' ' + std::to_string(count));
     RC_ASSERT(CallSlot<const char*>(either, 24, match) == (match < count ? entries[match] : ""));
-    const OwnedSetting copy(either->CreateCopy());
-    RC_ASSERT(ReadSlots(copy.get(), 19, "s.u.u") == ReadSlots(either, 19, "s.u.u"));
+    RC_ASSERT(ReadSlots(CopyOf(*either).get(), 19, "s.u.u") == ReadSlots(either, 19, "s.u.u"));
     const auto exact = static_cast<int>(Find(entries, text));
     RC_ASSERT(CallSlot<int>(either, 25, text.c_str()) == (exact < static_cast<int>(count) ? exact : -1));
   }
@@ -83,9 +79,9 @@ RC_GTEST_PROP(EnumeratedSettings, TakeTextsLeniently, ()) {
 TEST(StringEnumSetting, FindsPairsByNumberAndOutlivesItsList) {
   StringEnumSetting setting("", "");
   EXPECT_EQ(ReadSlots(&setting, 19, "s.u.u"), "  0 0");
-  for (const int number : {1, 2, 2}) {
-    setting.AddValue(number == 1 ? "one" : nullptr, number);
-  }
+  setting.AddValue("one", 1);
+  setting.AddValue(nullptr, 2);
+  setting.AddValue(nullptr, 2);
   setting.SetValue(2);
   setting.SetValue(3);
   EXPECT_TRUE(setting.FindIndexOf(2) == 1 && setting.FindIndexOf(3) == -1 && setting.GetAllowableIntValue(2) == 2);

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace fs = std::filesystem;
+
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -29,15 +31,15 @@ std::string MessageOf(Action action) {
 /// A folder for one test, which goes with all that is in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder() : m_path((std::filesystem::temp_directory_path() / "rho_test_XXXXXX").string()) {
+  TemporaryFolder() : m_path((fs::temp_directory_path() / "rho_test_XXXXXX").string()) {
     if (mkdtemp(m_path.data()) == nullptr) {
       throw std::runtime_error("no temporary folder");
     }
-    m_path = std::filesystem::canonical(m_path).string();
+    m_path = fs::canonical(m_path).string();
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() { std::filesystem::remove_all(m_path); }
+  ~TemporaryFolder() { fs::remove_all(m_path); }
 
   std::string operator/(const std::string& name) const { return m_path + "/" + name; }
   const std::string& Path() const { return m_path; }
@@ -45,7 +47,7 @@ class TemporaryFolder {
   /// Makes a file with the folders above it, and returns its path.
   std::string Write(const std::string& name, const std::string& content) const {
     std::string path = *this / name;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    fs::create_directories(fs::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << content;
     return path;
   }
@@ -54,7 +56,7 @@ class TemporaryFolder {
   /// they hold.
   std::string Tree() const {
     std::set<std::string> items;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path)) {
+    for (const auto& entry : fs::recursive_directory_iterator(m_path)) {
       const std::string path = entry.path().string();
       const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : "=";
       items.insert(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");

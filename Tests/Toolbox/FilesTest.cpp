@@ -10,8 +10,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 TEST(LoadFile, GetsAllOfAFileAndKeepsThePosition) {
   const TemporaryFolder folder;
   for (const std::size_t size : {0U, 1U, 262143U, 262144U, 262145U, 600000U}) {

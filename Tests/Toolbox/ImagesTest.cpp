@@ -26,30 +26,27 @@ std::string Planes(const KelImage_t& image, const unsigned char* buffer) {
 
 TEST(Images, AreLaidOutAndSized) {
   static Bytes buffer(20000);
-  const auto laidOut = [](unsigned format, int rowBytes, int width, int height, bool alpha) {
+  // Format, row bytes, width, height, alpha; the planes and the size.
+  std::istringstream cases(
+      "0 0 10 4 1 30 0 0 0 0 - - - 120;1 48 10 4 1 48 0 0 0 0 - - - 192;6 0 100 50 1 100 50 0 100 0 5000 6250 7500 "
+      "12500;"
+      "6 0 101 51 0 101 50 0 0 0 5151 6401 - 7726;11 0 10 4 1 20 0 0 0 0 - - - 80;17 0 10 4 1 10 0 0 0 0 - - - 0;"
+      "13 0 100 50 1 100 100 100 0 0 5000 10000 - 20000;24 0 100 50 1 200 200 200 0 0 10000 20000 - 30000;"
+      "23 0 10 4 1 80 0 0 0 0 - - - 320;30 0 100 50 1 384 0 0 0 0 - - - 19200;30 400 96 50 1 400 0 0 0 0 - - - 12800;"
+      "31 0 10 5 1 20 10 0 0 0 100 120 - 150;32 0 10 5 1 20 10 10 0 0 100 150 - 200;"
+      "1 0 536870912 4 1 0 0 0 0 - - - - 0;1 0 -1 4 1 0 0 0 0 - - - - 4294967280;");
+  unsigned format = 0;
+  bool alpha = false;
+  std::string expected;
+  for (int rowBytes = 0, width = 0, height = 0;
+       std::getline(cases >> format >> rowBytes >> width >> height >> alpha >> std::ws, expected, ';');) {
     KelImage_t image{};
     InitKelImage(image, 7, buffer.data(), format, false, rowBytes, width, height, alpha);
-    const std::string planes = Planes(image, buffer.data());
     const unsigned size = CalcFrameSize(image, alpha);
+    EXPECT_EQ(Planes(image, buffer.data()) + std::to_string(size), expected) << format << " by " << rowBytes;
     image.rowBytes[0] = rowBytes;
     EXPECT_EQ(CalcFrameSize(image, alpha), size) << format;
-    return planes + std::to_string(size);
-  };
-  EXPECT_EQ(laidOut(0, 0, 10, 4, true), "30 0 0 0 0 - - - 120");
-  EXPECT_EQ(laidOut(1, 48, 10, 4, true), "48 0 0 0 0 - - - 192");
-  EXPECT_EQ(laidOut(6, 0, 100, 50, true), "100 50 0 100 0 5000 6250 7500 12500");
-  EXPECT_EQ(laidOut(6, 0, 101, 51, false), "101 50 0 0 0 5151 6401 - 7726");
-  EXPECT_EQ(laidOut(11, 0, 10, 4, true), "20 0 0 0 0 - - - 80");
-  EXPECT_EQ(laidOut(13, 0, 100, 50, true), "100 100 100 0 0 5000 10000 - 20000");
-  EXPECT_EQ(laidOut(17, 0, 10, 4, true), "10 0 0 0 0 - - - 0");
-  EXPECT_EQ(laidOut(23, 0, 10, 4, true), "80 0 0 0 0 - - - 320");
-  EXPECT_EQ(laidOut(24, 0, 100, 50, true), "200 200 200 0 0 10000 20000 - 30000");
-  EXPECT_EQ(laidOut(30, 0, 100, 50, true), "384 0 0 0 0 - - - 19200");
-  EXPECT_EQ(laidOut(30, 400, 96, 50, true), "400 0 0 0 0 - - - 12800");
-  EXPECT_EQ(laidOut(31, 0, 10, 5, true), "20 10 0 0 0 100 120 - 150");
-  EXPECT_EQ(laidOut(32, 0, 10, 5, true), "20 10 10 0 0 100 150 - 200");
-  EXPECT_EQ(laidOut(1, 0, 1 << 29, 4, true), "0 0 0 0 - - - - 0");
-  EXPECT_EQ(laidOut(1, 0, -1, 4, true), "0 0 0 0 - - - - 4294967280");
+  }
   EXPECT_EQ(CalcFrameSize(static_cast<EColorFormats>(99), 10, 5, 7, true), 35);
   EXPECT_EQ(CalcFrameSize(kColorFormat10, 10, 5, 0, true), 50);
 }
@@ -116,7 +113,14 @@ RC_GTEST_PROP(Images, AreCopiedAndFlippedByteByByte, ()) {
 }
 
 TEST(Images, ThatDoNotMatchOrCannotBeAreNotCopied) {
-  const auto copied = [](int width, int height, int otherHeight, int rowBytes, bool hasPlane) {
+  // Width, the heights of both, row bytes, whether the target has a first plane.
+  using Case = std::tuple<int, int, int, int, bool, std::string>;
+  const Case cases[] = {{8, 10, 10, 64, true, "values pixels"}, {8, 10, 10, 64, false, ""},
+                        {8, 10, 9, 64, true, "values "},        {8, 0, 0, 64, false, "values "},
+                        {-1, 10, 10, 64, true, "values "},      {INT_MIN, 10, 10, 64, true, "values "},
+                        {8, -8, -8, 64, true, "values "},       {8, INT_MIN, INT_MIN, 64, true, "values "},
+                        {8, 10, 10, -1, true, "values "},       {8, 10, 10, INT_MIN, true, "values "}};
+  for (const auto& [width, height, otherHeight, rowBytes, hasPlane, expected] : cases) {
     Frame source(6, false, 64, 10, true, 1);
     Frame target(6, true, 64, 10, true, 100);
     source.image.value1 = 5;
@@ -127,31 +131,22 @@ TEST(Images, ThatDoNotMatchOrCannotBeAreNotCopied) {
     target.image.planes[0] = hasPlane ? target.image.planes[0] : nullptr;
     const Bytes before = target.bytes;
     CopyKelImage(source.image, target.image, false);
-    return std::string(target.image.value1 == 5 ? "values " : "") + (target.bytes == before ? "" : "pixels");
-  };
-  EXPECT_EQ(copied(8, 10, 10, 64, true), "values pixels");
-  EXPECT_EQ(copied(8, 10, 9, 64, true), "values ");
-  EXPECT_EQ(copied(8, 10, 10, 64, false), "");
-  EXPECT_EQ(copied(8, 0, 0, 64, false), "values ");
-  for (const int negative : {-1, -8, INT_MIN}) {
-    EXPECT_EQ(copied(negative, 10, 10, 64, true), "values ");
-    EXPECT_EQ(copied(8, negative, negative, 64, true), "values ");
-    EXPECT_EQ(copied(8, 10, 10, negative, true), "values ");
+    EXPECT_EQ((target.image.value1 == 5 ? "values " : "") + std::string(target.bytes == before ? "" : "pixels"),
+              expected)
+        << width << ' ' << height << ' ' << otherHeight << ' ' << rowBytes;
   }
 }
 
 TEST(Images, CarryTheirPacketAsPointerOrClone) {
   TRHOAPIPacket packet(IPacket::kPacketTypeLinearPCM, "desc", "data");
   const auto carried = [&](IPacket* ofSource, bool deep) {
-    KelImage_t source{};
-    KelImage_t target{};
-    source.packet = ofSource;
-    target.packet = &packet;
-    CopyKelImage(source, target, deep);
-    return target.packet;
+    KelImage_t images[2]{};
+    images[0].packet = ofSource;
+    images[1].packet = &packet;
+    CopyKelImage(images[0], images[1], deep);
+    return images[1].packet;
   };
-  EXPECT_EQ(carried(nullptr, false), nullptr);
-  EXPECT_EQ(carried(nullptr, true), &packet);
+  EXPECT_TRUE(carried(nullptr, false) == nullptr && carried(nullptr, true) == &packet);
   EXPECT_EQ(carried(&packet, false), &packet);
   IPacket* const clone = carried(&packet, true);
   EXPECT_TRUE(clone != &packet && clone->getDescriptorSize() == 4);

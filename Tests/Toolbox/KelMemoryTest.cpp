@@ -31,27 +31,24 @@ TEST(AlignedBlocks, KeepTheirOffsetInFrontOfTheArea) {
       EXPECT_EQ(reinterpret_cast<std::uintptr_t>(area) % static_cast<unsigned>(alignment), 0) << alignment;
       std::uint32_t gap = 0;
       std::memcpy(&gap, area - 4, 4);
-      const auto blockSize = static_cast<std::ptrdiff_t>(size) + alignment;
+      const auto filled = static_cast<std::ptrdiff_t>(size) + alignment - 4 - gap;  // behind the gap
       EXPECT_EQ(std::count(area - 4 - gap, area - 4, 0xAB), gap);
-      EXPECT_EQ(std::count(area, area - 4 - gap + blockSize, 0xAB), blockSize - 4 - gap) << size << ' ' << alignment;
+      EXPECT_EQ(std::count(area, area + filled, 0xAB), filled) << size << ' ' << alignment;
       KelFreePtrAligned(area);
       KelFreePtrAligned(std::memset(KelAllocPtrAligned(size, alignment), 1, size));
     }
   }
   KelFreePtrAligned(nullptr);
-  for (const int alignment : {0, 1, 2, 6, -4, -16, INT_MIN, INT_MAX}) {
-    EXPECT_EQ(KelAllocPtrAligned(100, alignment), nullptr) << alignment;
+  for (const int alignment : {0, 1, 2, 6, -4, -16, INT_MIN, INT_MAX, 64}) {
+    EXPECT_EQ(KelAllocPtrAligned(alignment == 64 ? ULONG_MAX - 63 : 100, alignment), nullptr) << alignment;
   }
-  EXPECT_EQ(KelAllocPtrAligned(ULONG_MAX - 63, 64), nullptr);
   EXPECT_EQ(KelAllocPtrSetAligned(ULONG_MAX, 1, 64), nullptr);
 }
 
 TEST(Handles, GrowShrinkAndEmpty) {
   char** const handle = KelNewHandle(0);
-  EXPECT_TRUE(*handle == nullptr && KelGetHandleSize(handle) == 0);
-  EXPECT_EQ(KelSetHandleSize(handle, 10), 0);
-  std::memcpy(*handle, "123456789", 10);
-  const char* const data = *handle;
+  EXPECT_TRUE(*handle == nullptr && KelGetHandleSize(handle) == 0 && KelSetHandleSize(handle, 10) == 0);
+  const char* const data = std::strcpy(*handle, "123456789");
   for (const unsigned size : {10U, 4U, 0U, 10U}) {
     EXPECT_TRUE(KelSetHandleSize(handle, size) == 0 && *handle == data && KelGetHandleSize(handle) == size) << size;
   }
@@ -61,8 +58,8 @@ TEST(Handles, GrowShrinkAndEmpty) {
   EXPECT_TRUE(*handle == nullptr && KelGetHandleSize(handle) == 0);
   KelDisposeHandle(handle);
   KelDisposeHandle(nullptr);
-  EXPECT_TRUE(KelNewHandle(ULONG_MAX) == nullptr && KelGetHandleSize(nullptr) == 0 &&
-              KelSetHandleSize(nullptr, 9) == 0);
+  EXPECT_EQ(KelNewHandle(ULONG_MAX), nullptr);
+  EXPECT_TRUE(KelGetHandleSize(nullptr) == 0 && KelSetHandleSize(nullptr, 9) == 0);
 }
 
 TEST(ZeroedClass, IsNotConstructedWithoutMemory) {

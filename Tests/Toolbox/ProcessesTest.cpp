@@ -14,8 +14,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // What the open descriptors lead to; the one that asks is among them.
 std::multiset<std::string> OpenDescriptors() {
   std::multiset<std::string> items;
@@ -59,11 +57,9 @@ TEST(DetachedLaunch, RunsOnItsOwnWithExactlyTheseArguments) {
 
 TEST(DetachedLaunch, ReportsEveryFailure) {
   const TemporaryFolder folder;
-  EXPECT_FALSE(Launch(folder / "none", {}, ""));
-  EXPECT_FALSE(Launch(folder.Write("not executable", ""), {}, ""));
-  EXPECT_FALSE(Launch("true", {}, folder / "none"));
-  for (const auto& [call, nth] :
-       {std::pair("fork", 1), std::pair("fork", 2), std::pair("pipe", 1), std::pair("pipe", 2)}) {
+  EXPECT_FALSE(Launch(folder / "none", {}, "") || Launch(folder.Write("not executable", ""), {}, "") ||
+               Launch("true", {}, folder / "none"));
+  for (const auto& [call, nth] : {std::pair("fork", 1), {"fork", 2}, {"pipe", 1}, {"pipe", 2}}) {
     const Fault fault(call, nth, EAGAIN);
     EXPECT_FALSE(Launch("true", {}, ""));
   }
@@ -109,11 +105,9 @@ TEST(Modules, AreFoundThreeLevelsAboveTheFolder) {
   ASSERT_NE(library, nullptr);
   const void* const symbol = KelGetSymbolAddr(library, "CreateAudioCompressor");
   CKelStr<char> fileName;
-  EXPECT_TRUE(KelGetModuleFilename(symbol, fileName));
-  EXPECT_EQ(fs::canonical(fileName.m_data), folder / "other.so");
+  EXPECT_TRUE(KelGetModuleFilename(symbol, fileName) && fs::canonical(fileName.m_data) == folder / "other.so");
   EXPECT_EQ(KelGetSymbolAddr(library, "none"), nullptr);
-  EXPECT_TRUE(KelUnloadLibrary(&library));
-  EXPECT_EQ(library, nullptr);
+  EXPECT_TRUE(KelUnloadLibrary(&library) && library == nullptr);
   EXPECT_FALSE(KelUnloadLibrary(&library) || KelUnloadLibrary(nullptr) || KelGetModuleFilename(&own, fileName));
   EXPECT_EQ(fs::path(fileName.m_data).filename(), "other.so") << "unchanged";
   EXPECT_TRUE(KelLoadLibrary("none.so", nullptr) == nullptr && KelLoadLibrary(nullptr, "") == nullptr);

@@ -43,8 +43,8 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
   const std::string file = folder.Write("a", "one two one");
   EXPECT_TRUE(KelSearchAndReplace(file.c_str(), "one", "1"));
   EXPECT_EQ(folder.Tree(), "a=1 two 1\n ");
-  std::filesystem::create_symlink("a", folder / "link");
-  std::filesystem::create_symlink("/dev/full", folder / "a.tmp");
+  fs::create_symlink("a", folder / "link");
+  fs::create_symlink("/dev/full", folder / "a.tmp");
   const Replacements none;
   for (const char* out : {"a", "./a", "link", "none/a", "a.tmp"}) {
     EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), (folder / out).c_str())) << out;

@@ -77,7 +77,7 @@ unsigned short Calc16BitCRCShort(short* samples, int width, int height, int stri
 }
 
 unsigned int CreateCRCTab(unsigned int polynomial, char* path, unsigned int width) {
-  const OwnedFile file = OpenFile(path, "wt");
+  const OwnedFile file = OpenFile(path, "wte");
   if (file == nullptr) {
     return 1;
   }

@@ -6,7 +6,8 @@
 #include "RHOAPI/RHOAPIExport.h"
 
 /// Names end in A or B where two formats hold the same components in swapped order. Formats that are only numbered are
-/// known to the conversion rules or by their bit resolution, but frames of them are not laid out here.
+/// known to the conversion rules or by their bit resolution, but frames of them are not laid out here. The exception is
+/// 17, one plane of contents unknown here; nor are frames of the 16-bit RGB formats laid out.
 enum EColorFormats : unsigned int {
   kColorFormatRGB24A = 0,
   kColorFormatARGB32A = 1,
@@ -51,7 +52,7 @@ RHOAPI_EXPORT unsigned int GetBytesPerPixel(EColorFormats format);
 /// Bits of one component: 8, 10, 12 or 16; 0 for format 17 and above 32.
 RHOAPI_EXPORT unsigned int KelGetBitResolution(EColorFormats format);
 
-/// Whether the format is one of planar YUV. False above 32, like every answer below.
+/// Whether the format is one of planar YUV. False above 32, like the answers below, KelAreColorFormatsCompatible apart.
 RHOAPI_EXPORT bool KelIsPlanarYuvFormat(EColorFormats format);
 
 /// Whether the format is one of RGB, with or without alpha.

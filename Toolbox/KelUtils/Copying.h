@@ -13,9 +13,9 @@
 #include <string>
 
 /// Copies the bytes of one file; an existing destination is emptied first, a new one gets the default permissions.
-/// True when as many bytes were copied as the source had at first. False when the reporter said so, the source is a
-/// folder (and nothing is opened for writing), became shorter or longer meanwhile, or can be read no further.
-/// Throws std::runtime_error:
+/// True when as many bytes were copied as the source had at first, also where the reporter said false to the last of
+/// them. False when the reporter said so before, the source is a folder (and nothing is opened for writing), became
+/// shorter or longer meanwhile, or can be read no further. Throws std::runtime_error:
 ///   "failed to open "PATH", check read/write privileges." for either file;
 ///   "copy failed, source and destination are the same file: "DESTINATION"" and leaves that file alone, whatever the
 ///     names and links by which the two paths reach it;
@@ -26,8 +26,9 @@ RHOAPI_EXPORT bool KelCopyFile(const std::string& source, const std::string& des
 
 /// Copies what one folder holds into another, existing one: files replace files of their name, folders are merged, and
 /// what is neither is copied as KelCopyFile does, links as what they point to. False for an empty path and as soon as
-/// one copy answers so. Throws what KelCopyFile and TKelOpenFolder throw, and std::runtime_error "copy failed, the
-/// destination lies inside the source: "DESTINATION"" before the copy would begin to copy itself.
+/// one copy answers so: a link to a folder in the source ends the copy there, a dangling one or a pipe throws. Throws
+/// what KelCopyFile and TKelOpenFolder throw, and std::runtime_error "copy failed, the destination lies inside the
+/// source: "DESTINATION"" before the copy would begin to copy itself.
 RHOAPI_EXPORT bool KelCopyFolderContents(const std::string& source, const std::string& destination,
                                          IKelProgressReporter* reporter);
 

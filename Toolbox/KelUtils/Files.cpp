@@ -8,21 +8,17 @@
 
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstring>
 #include <ctime>
-#include <memory>
 
 static_assert(sizeof(off_t) == 8, "positions in files need 64 bits");
 
 namespace {
-
-struct CloseStream {
-  void operator()(FILE* stream) const { std::fclose(stream); }
-};
 
 const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
 
@@ -67,14 +63,9 @@ long long kel_fileSize64(FILE* stream) {
 }
 
 long long KelFileSize(const char* path) {
-  Descriptor descriptor = OpenForReading(OrEmpty(path));
+  const Descriptor descriptor = OpenForReading(OrEmpty(path));
   const bool isFile = descriptor.IsOpen() && !IsFolder(StatusOf(descriptor));
-  const std::unique_ptr<FILE, CloseStream> stream(isFile ? fdopen(descriptor.Get(), "r") : nullptr);
-  if (stream == nullptr) {
-    return 0;
-  }
-  descriptor.Release();
-  return kel_fileSize64(stream.get());
+  return isFile ? lseek(descriptor.Get(), 0, SEEK_END) : 0;
 }
 
 int kel_mkdir_UTF8(const char* path) { return mkdir(OrEmpty(path), S_IRWXU); }

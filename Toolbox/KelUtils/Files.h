@@ -17,7 +17,7 @@ RHOAPI_EXPORT long long kel_ftell64(FILE* stream);
 /// Moves the stream's position by `offset` from `whence` (SEEK_SET, SEEK_CUR, SEEK_END); 0 on success.
 RHOAPI_EXPORT int kel_fseek64(FILE* stream, long long offset, int whence);
 
-/// Moves to the stream's end and returns that position.
+/// Moves to the stream's end, stays there, and returns that position; -1 for null and what has no size, such as a pipe.
 RHOAPI_EXPORT long long kel_fileSize64(FILE* stream);
 
 /// Size in bytes; 0 for a folder and what cannot be opened for reading, -1 for a pipe. Never waits.

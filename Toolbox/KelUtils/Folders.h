@@ -1,8 +1,9 @@
 #pragma once
 
 /// What is where, and walks through folder trees. Entries come in the order in which the system lists them; "." and
-/// ".." are never among them. Links are not folders here: no walk follows them. Null texts count as empty. A walk keeps
-/// one folder open for each level it is in.
+/// ".." are never among them. Links are not folders here, and no walk follows them, but where a file system does not
+/// tell the types of its entries a link to a folder counts as that folder. Null texts count as empty. A walk keeps one
+/// folder open for each level it is in; when the system has no more of them, the next level cannot be listed.
 
 #include "RHOAPI/RHOAPIExport.h"
 

@@ -12,8 +12,8 @@ struct NamedCodec {
 };
 
 constexpr std::array<NamedCodec, 2> kNamedCodecs{{
-    {"ZAVQuillVideoCodec1", 0x5A415620, 0x514C4C31},
-    {"ZAVMVC1 ", 0x4D437074, 0x56433120},
+    {"ZAVQuillVideoCodec1", FourCharacterCode("ZAV "), FourCharacterCode("QLL1")},
+    {"ZAVMVC1 ", FourCharacterCode("MCpt"), FourCharacterCode("VC1 ")},
 }};
 
 }  // namespace

@@ -5,6 +5,16 @@
 
 #include "RHOAPI/RHOAPIExport.h"
 
+/// The code that a literal of four characters spells.
+///   FourCharacterCode("LPCM") == 0x4C50434D
+constexpr unsigned int FourCharacterCode(const char (&text)[5]) {
+  unsigned int code = 0;
+  for (int index = 0; index < 4; ++index) {
+    code = code << 8 | static_cast<unsigned char>(text[index]);
+  }
+  return code;
+}
+
 /// The code whose characters are the four bytes at `p`; 0 for null.
 RHOAPI_EXPORT unsigned int KelCharToUInt32(unsigned char const* p);
 

@@ -53,8 +53,9 @@ static_assert(offsetof(KelImage_t, scale0) - offsetof(KelImage_t, value0) == 8 &
 
 /// Lays `image` over `buffer`, which may be null for now (see ReplaceYUVImage): stores the tag, format, order of rows
 /// and size, sets the planes and their row bytes, formatParam 1, value0 0, scale0 1 and no packet. `value1`, `scale1`
-/// and `extra` stay as they are. The frame's planes follow each other without gaps; `alpha` adds an alpha plane to
-/// kColorFormatYUV420Planar8 and is ignored for other formats.
+/// and `extra` stay as they are. The frame's planes follow each other without gaps. `alpha` adds an alpha plane to
+/// kColorFormatYUV420Planar8, half the size of Y behind Y (where row bytes or height are odd, that is some bytes behind
+/// the chroma), and is ignored for other formats.
 ///
 /// `rowBytes` 0 stands for rows without gaps: bytes per pixel times width (kColorFormatYUV422Packed10: 128 bytes for
 /// each started 48 pixels). Where that is negative or beyond an int, the image gets neither planes nor row bytes, and
@@ -97,10 +98,10 @@ RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned ch
                                 unsigned int formatParam, bool flipped, int rowBytes, int width, int height, bool alpha,
                                 unsigned long long value0, unsigned long long scale0);
 
-/// Bytes in one frame, modulo 2^32. `rowBytes` 0 stands for bytes per pixel times width, and then a format without
-/// bytes per pixel is reported by GetBytesPerPixel; with row bytes, what is not known counts as one plane. Format 17
-/// has no size (0), kColorFormatYUV422Packed10 never looks at the row bytes, and `alpha` counts for the 8-bit planar
-/// formats.
+/// Bytes in one frame; every step of the sum wraps at 32 bits. `rowBytes` 0 stands for bytes per pixel times width, and
+/// then a format without bytes per pixel is reported by GetBytesPerPixel; with row bytes, what is not known counts as
+/// one plane. Format 17 has no size (0), kColorFormatYUV422Packed10 never looks at the row bytes, and `alpha` counts
+/// for kColorFormatYUV420Planar8 and kColorFormatYUV444Planar8 only.
 ///   CalcFrameSize(kColorFormatYUV420Planar8, 101, 51, 0, false) == 7726
 RHOAPI_EXPORT unsigned int CalcFrameSize(EColorFormats format, unsigned int width, unsigned int height,
                                          unsigned int rowBytes, bool alpha);
@@ -114,10 +115,10 @@ RHOAPI_EXPORT unsigned int CalcFrameSize(KelImage_t const& image, bool alpha);
 /// The packet: `deep` gives `dst` a clone, which the caller then owns, where `src` has one, and else leaves it alone;
 /// without `deep` both point to the packet of `src`, or to none. What `dst` pointed to before is not destroyed.
 ///
-/// The pixels: those of packed formats and of kColorFormatYUV420Planar8 (its alpha where both images have it), mirrored
-/// where `flipped` differs. Of each row the shorter of the two row bytes is copied; what lies beyond in `dst` stays. A
-/// plane whose height, width or row bytes are negative, or whose last row cannot be addressed, is left out. Throws what
-/// clone() throws, before any pixel is copied.
+/// The pixels: those of formats 0 to 3, 9, 11, 18 to 23 and 30, and of kColorFormatYUV420Planar8 (its alpha where both
+/// images have it), mirrored where `flipped` differs; none of other formats. Of each row the shorter of the two row
+/// bytes is copied; what lies beyond in `dst` stays. A plane whose height, width or row bytes are negative, or whose
+/// last row cannot be addressed, is left out. Throws what clone() throws, before any pixel is copied.
 RHOAPI_EXPORT void CopyKelImage(KelImage_t const& src, KelImage_t& dst, bool deep);
 
 /// Copies `src` into `dst` upside down: `dst` takes the opposite row order, then the rows, as CopyKelImage without

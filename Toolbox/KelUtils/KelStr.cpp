@@ -1,10 +1,12 @@
 #include "Toolbox/KelUtils/KelStr.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace {
 

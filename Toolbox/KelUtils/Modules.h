@@ -14,12 +14,14 @@ RHOAPI_EXPORT void* KelLoadLibrary(const char* fileName, const char* folder);
 /// Lets go of a library and sets the handle to null; false, with the handle kept, when it is none.
 RHOAPI_EXPORT bool KelUnloadLibrary(void** handle);
 
-/// Address of a symbol of the library; null when it has none of that name.
+/// Address of a symbol of the library; null when it has none of that name. With a null handle the system searches the
+/// whole program instead.
 RHOAPI_EXPORT void* KelGetSymbolAddr(void* handle, const char* name);
 
 /// The file of the module that `address` lies in, as it was named when it was loaded. False, and `fileName` as it was,
 /// when it lies in none.
 RHOAPI_EXPORT bool KelGetModuleFilename(const void* address, CKelStr<char>& fileName);
 
-/// The folder of the plug-in's own file, with a trailing separator; the separator alone when it cannot be found.
+/// The folder of the plug-in's own file, with a trailing separator; the separator alone when it cannot be found. It is
+/// relative, to the working directory of that time, when the plug-in was loaded by a relative path.
 RHOAPI_EXPORT CKelStr<char> KelGetCurrentDllPath();

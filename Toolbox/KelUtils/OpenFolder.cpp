@@ -48,7 +48,7 @@ std::string TKelOpenFolder::TPrivate::itemPath() const { return m_folderPath + k
 
 bool TKelOpenFolder::TPrivate::itemIsDots() const {
   const std::string_view name = m_entry.d_name;
-  return itemIsFolder() && (name.empty() || name == "." || name == "..");
+  return name.empty() || (itemIsFolder() && (name == "." || name == ".."));
 }
 
 bool TKelOpenFolder::TPrivate::fix_DT_UNKNOWN(const std::string& folderPath, dirent& entry) {

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -98,14 +99,13 @@ bool ReceiveProgram(const Launch& launch, pid_t intermediary) {
 
 bool LaunchDetached(const std::string& application, const std::list<std::string>& arguments,
                     const std::string& workingFolder) {
-  Launch launch{{}, workingFolder.empty() ? nullptr : workingFolder.c_str(), {}, {}};
-  launch.arguments.reserve(arguments.size() + 2);
-  launch.arguments.push_back(const_cast<char*>(application.c_str()));
+  std::vector<char*> texts{const_cast<char*>(application.c_str())};
   for (const std::string& argument : arguments) {
-    launch.arguments.push_back(const_cast<char*>(argument.c_str()));
+    texts.push_back(const_cast<char*>(argument.c_str()));
   }
-  launch.arguments.push_back(nullptr);
-
+  texts.push_back(nullptr);
+  // From here on nothing throws: the pipes would stay open.
+  const Launch launch{std::move(texts), workingFolder.empty() ? nullptr : workingFolder.c_str(), {}, {}};
   const pid_t intermediary = fork();
   if (intermediary == 0) {
     BecomeIntermediary(launch);

@@ -38,6 +38,7 @@ RHOAPI_EXPORT int kel_safe_pipe(int* descriptors, int flags);
 /// interrupts them before they have done anything.
 RHOAPI_EXPORT long kel_safe_write(int descriptor, const void* buffer, unsigned long size);
 RHOAPI_EXPORT long kel_safe_read(int descriptor, void* buffer, unsigned long size);
-/// Some systems close the descriptor even when interrupted; a program with threads should not use it there.
+/// Linux closes the descriptor even when interrupted: the second call may then fail, or close what another thread has
+/// opened meanwhile. Pipes are never interrupted there; for other files in a program with threads use close().
 RHOAPI_EXPORT int kel_safe_close(int descriptor);
 RHOAPI_EXPORT int kel_safe_waitpid(int process, int* status, int options);

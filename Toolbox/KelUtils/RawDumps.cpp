@@ -26,14 +26,14 @@ int LargerHalf(int size) { return size / 2 + size % 2; }
 }  // namespace
 
 void WriteBitstream(char* path, unsigned char* data, int size) {
-  if (const OwnedFile file = OpenFile(path, "ab")) {
+  if (const OwnedFile file = OpenFile(path, "abe")) {
     WriteBytes(file.get(), data, size);
   }
 }
 
 void WriteFrame(char* path, unsigned char* y, int yStride, unsigned char* u, unsigned char* v, int uvStride, int width,
                 int height) {
-  if (const OwnedFile file = OpenFile(path, "ab")) {
+  if (const OwnedFile file = OpenFile(path, "abe")) {
     WritePlane(file.get(), y, yStride, width, height);
     WritePlane(file.get(), u, uvStride, LargerHalf(width), LargerHalf(height));
     WritePlane(file.get(), v, uvStride, LargerHalf(width), LargerHalf(height));

@@ -9,7 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -104,6 +106,8 @@ bool kel_remove_dir_recursively_UTF8(const std::string& folder) {
     if (!KelSimplifyPath(folder, path)) {
       return false;
     }
+    // Behind a separator the system would follow a link.
+    path.erase(std::max<std::size_t>(path.find_last_not_of(*kDirSeparator) + 1, 1));
     const OpenDir opened = OpenFolderAt(AT_FDCWD, path.c_str());
     if (opened == nullptr) {
       return IsLinkToFolder(path.c_str()) && unlink(path.c_str()) == 0;

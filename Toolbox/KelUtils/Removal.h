@@ -12,7 +12,7 @@
 /// counts is the simplified path (KelSimplifyPath). True also for an empty path, with nothing done. False when there is
 /// no such folder, or as soon as something cannot be removed; what was removed until then is gone. An entry that
 /// somebody else removes meanwhile is no failure, and one that somebody turns into a link meanwhile is removed as a
-/// link. Keeps one folder open for each level it is in.
+/// link. Keeps one folder open for each level it is in. File systems mounted below are emptied too.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const std::string& folder);
 /// The same; false for a text without a buffer.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const CKelStr<char>& folder);

@@ -84,10 +84,10 @@ bool IsSameFile(FILE* file, const char* path) {
   return fstat(fileno(file), &left) == 0 && stat(path, &right) == 0 && IsSameItem(left, right);
 }
 
-// What is no file, such as a device, is left alone.
+// What is no file, such as a device or a link, is left alone.
 void RemoveFile(const char* path) {
   struct stat status {};
-  if (stat(path, &status) == 0 && S_ISREG(status.st_mode)) {
+  if (lstat(path, &status) == 0 && S_ISREG(status.st_mode)) {
     std::remove(path);
   }
 }
@@ -114,34 +114,43 @@ bool Filter(const Replacements& replacements, const char* inPath, const char* ou
   return false;
 }
 
-std::string OrEmpty(const char* text) { return text == nullptr ? "" : text; }
-
-}  // namespace
-
-bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* inPath,
-                         const char* outPath) {
-  const std::string in = OrEmpty(inPath);
-  const std::string out = OrEmpty(outPath);
-  try {
-    return in != out && Filter(replacements, in.c_str(), out.c_str());
-  } catch (const std::exception&) {
+bool Rewrite(const Replacements& replacements, const std::string& path) {
+  const std::string temporary = path + ".tmp";
+  if (!KelSearchAndReplace(replacements, path.c_str(), temporary.c_str()) || !KelPathExists(temporary)) {
     return false;
   }
-}
-
-bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* path) {
-  const std::string original = OrEmpty(path);
-  const std::string temporary = original + ".tmp";
-  if (!KelSearchAndReplace(replacements, original.c_str(), temporary.c_str()) || !KelPathExists(temporary)) {
-    return false;
-  }
-  if (std::rename(temporary.c_str(), original.c_str()) != 0) {
+  if (std::rename(temporary.c_str(), path.c_str()) != 0) {
     RemoveFile(temporary.c_str());
     return false;
   }
   return true;
 }
 
+const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
+
+// The answer of `job`; false when it throws, also where memory runs out while it only prepares its paths.
+template <class Job>
+bool Succeeds(Job job) {
+  try {
+    return job();
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* inPath,
+                         const char* outPath) {
+  const std::string_view in = OrEmpty(inPath);
+  const std::string_view out = OrEmpty(outPath);
+  return in != out && Succeeds([&] { return Filter(replacements, in.data(), out.data()); });
+}
+
+bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* path) {
+  return Succeeds([&] { return Rewrite(replacements, OrEmpty(path)); });
+}
+
 bool KelSearchAndReplace(const char* path, const char* what, const char* with) {
-  return KelSearchAndReplace({{OrEmpty(what), OrEmpty(with)}}, path);
+  return Succeeds([&] { return Rewrite({{OrEmpty(what), OrEmpty(with)}}, OrEmpty(path)); });
 }
