@@ -50,28 +50,28 @@ std::shared_ptr<std::vector<Item>> Random(std::size_t count) {
 }
 
 template <class Sum>
-void RegisterChecksum(const std::string& work, const std::shared_ptr<Bytes>& data, Sum sum) {
+void RegisterChecksum(const std::string& work, const std::shared_ptr<Bytes>& data, const std::shared_ptr<Bytes>& copy,
+                      Sum sum) {
   Register(work + "/ours", [=] { return sum(data->data(), static_cast<int>(data->size()), 1); });
-  Register(work + "/memcpy", [data, copy = std::make_shared<Bytes>(data->size())] {
-    return std::memcpy(copy->data(), data->data(), data->size());
-  });
+  Register(work + "/memcpy", [=] { return std::memcpy(copy->data(), data->data(), data->size()); });
 }
 
 template <std::uint16_t Polynomial>
 unsigned short LookUp(const unsigned char* data, int length, unsigned short crc) {
-  return CyclicRemainder<Polynomial>::Update(crc, data, static_cast<std::size_t>(length));
+  return UpdateAnyLength<Polynomial>(CyclicRemainder<Polynomial>::Update, crc, data, static_cast<std::size_t>(length));
 }
 
 void RegisterChecksums() {
   for (const std::size_t size : {std::size_t{64}, std::size_t{5880}, std::size_t{16} << 20U}) {
     const auto data = Random<unsigned char>(size);
+    const auto copy = std::make_shared<Bytes>(size);
     const std::string count = std::to_string(size);
-    RegisterChecksum("Calc16BitCRC " + count, data, Calc16BitCRC);
+    RegisterChecksum("Calc16BitCRC " + count, data, copy, Calc16BitCRC);
     Register("Calc16BitCRC " + count + "/libavutil",
              [=] { return av_crc(av_crc_get_table(AV_CRC_16_CCITT), 1, data->data(), data->size()); });
-    RegisterChecksum("Calc8BitCRC " + count, data, Calc8BitCRC);
-    RegisterChecksum("16 bits by lookups " + count, data, LookUp<0x1021>);
-    RegisterChecksum("8 bits by lookups " + count, data, LookUp<0xD500>);
+    RegisterChecksum("Calc8BitCRC " + count, data, copy, Calc8BitCRC);
+    RegisterChecksum("16 bits by lookups " + count, data, copy, LookUp<0x1021>);
+    RegisterChecksum("8 bits by lookups " + count, data, copy, LookUp<0xD500>);
   }
   const auto samples = Random<short>(std::size_t{kWidth} * kHeight);
   Register("Calc16BitCRCShort 1920x1080/ours",
@@ -117,7 +117,7 @@ void RegisterImageCopies() {
 }
 
 void RegisterAllocations() {
-  for (const std::size_t size : {64, 1024, 65536}) {
+  for (const std::size_t size : {std::size_t{64}, std::size_t{1024}, std::size_t{65536}}) {
     const std::string count = std::to_string(size);
     const std::string work = "KelAllocPtrAligned " + count;
     Register(work + "/ours", [=] {

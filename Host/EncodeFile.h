@@ -1,9 +1,85 @@
 #pragma once
 
-/// The program's work: from a sound to a finished file.
+/// The program's work: from a sound to a finished file. Says nothing to anyone; what there is to tell, the object
+/// knows.
+///
+///     const EncodingSetup setup(options);
+///     FileEncoding encoding(setup, "song.wav", "song.mkv");   // everything is checked, nothing written yet
+///     const EncodingResult result = encoding.Write(onProgress);
 
+#include "Host/Encoder.h"
+#include "Host/FormatChoice.h"
+#include "Host/Module.h"
 #include "Host/Options.h"
+#include "Host/SettingCommands.h"
+#include "Host/SoundInput.h"
+#include "Host/TestSignal.h"
 
-/// Encodes what the options name, through the module, and says on standard error what it came to; with a dry run, says
-/// on standard output what it would do. Throws Failure or WrongUse; the output then is as it was before.
-void EncodeFile(const Options& options);
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+/// What the encodings of one run share, on any number of threads. `options` must outlive it.
+struct EncodingSetup {
+  /// Loads the module and reads the settings. Throws Failure.
+  explicit EncodingSetup(const Options& wanted) : options(wanted), module(wanted.module), settings(wanted) {}
+
+  const Options& options;
+  Module module;
+  SettingWishes settings;
+};
+
+/// What an encoding has come to.
+struct EncodingResult {
+  std::uint64_t sampleFrames = 0;
+  std::uint64_t packets = 0;
+  std::uint64_t clippedSamples = 0;
+  std::string missingText;  ///< SoundInput::MissingText
+};
+
+class FileEncoding {
+ public:
+  using OnProgress = std::function<void(std::uint64_t sampleFrames)>;
+
+  /// Opens `input` (or the test signal of the options), chooses the settings for it, and begins the run of a compressor
+  /// of its own. Throws Failure or WrongUse. `setup` must outlive the object.
+  FileEncoding(const EncodingSetup& setup, std::string input, std::string output);
+
+  /// Encodes the whole sound into the output, which Failure leaves as it was. Calls `onProgress` with the sample frames
+  /// done, once for each block. To be called once.
+  EncodingResult Write(const OnProgress& onProgress);
+
+  const std::string& Input() const { return Sound().name; }
+  const std::string& Output() const { return m_output; }
+  const SoundFormat& Sound() const { return m_source.Format(); }
+  const EncodingFormat& Format() const { return m_format; }
+  IAudioCompressor& Compressor() const { return *m_compressor; }
+  std::uint64_t SampleFramesPerPacket() const { return m_encoder->SampleFramesPerPacket(); }
+
+  /// The length of what will be written, where the input tells its own beforehand.
+  std::optional<std::uint64_t> SampleFrames() const;
+
+ private:
+  /// Where the samples come from: a file, or the built-in signal.
+  struct Source {
+    std::unique_ptr<SoundInput> file;
+    std::unique_ptr<TestSignal> signal;
+
+    const SoundFormat& Format() const { return file != nullptr ? file->Format() : signal->Format(); }
+    SoundTags Tags() const { return file != nullptr ? file->Tags() : SoundTags(); }
+    SampleBlock Read() const { return file != nullptr ? file->Read() : signal->Read(); }
+    std::string MissingText() const { return file != nullptr ? file->MissingText() : std::string(); }
+  };
+
+  void OpenSource(const EncodingSetup& setup);
+
+  std::string m_input;
+  std::string m_output;
+  bool m_replaceExisting;
+  CompressorOwner m_compressor;
+  Source m_source;
+  EncodingFormat m_format;
+  std::unique_ptr<Encoder> m_encoder;
+};

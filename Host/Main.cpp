@@ -1,8 +1,9 @@
-#include "Host/EncodeFile.h"
+#include "Host/EncodeMany.h"
+#include "Host/EncodeOne.h"
 #include "Host/Errors.h"
 #include "Host/Options.h"
-#include "Host/Progress.h"
 #include "Host/SettingCommands.h"
+#include "Host/StatusLine.h"
 #include "Host/TemporaryName.h"
 
 #include <fcntl.h>
@@ -29,8 +30,10 @@ int Run(int argc, const char* const* argv) {
   if (const std::optional<Options> options = ReadOptions(argc, argv)) {
     switch (options->action) {
       case Action::kEncode:
-        EncodeFile(*options);
+        EncodeOne(*options);
         break;
+      case Action::kEncodeMany:
+        return EncodeMany(*options) ? kDone : kFailed;
       case Action::kShowInfo:
         ShowInfo(*options);
         break;

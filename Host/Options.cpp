@@ -3,9 +3,11 @@
 #include "Host/Errors.h"
 #include "Host/Module.h"
 #include "Host/Numbers.h"
+#include "Toolbox/KelUtils/SystemQueries.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -15,6 +17,9 @@ namespace {
 
 /// A week. Test signals are for trying things out.
 constexpr double kLongestTestSignal = 7.0 * 24 * 3600;
+
+/// As many temporary files are guarded against signals.
+constexpr unsigned int kMostJobs = 256;
 
 template <class Number>
 Number NumberOrWrongUse(const char* option, const std::string& text, const std::optional<Number>& number,
@@ -30,6 +35,26 @@ std::optional<double> ParseSeconds(const std::string& text) {
   return seconds && *seconds >= 0 && *seconds <= kLongestTestSignal ? seconds : std::nullopt;
 }
 
+std::optional<unsigned int> ParseJobs(const std::string& text) {
+  const auto jobs = ParseNumber<unsigned int>(text);
+  return jobs && *jobs >= 1 && *jobs <= kMostJobs ? jobs : std::nullopt;
+}
+
+unsigned int DefaultJobs() {
+  return std::min(static_cast<unsigned int>(std::max(1, KelGetNumberProcessorsInSystem())), kMostJobs);
+}
+
+/// The arguments for CLI11, which takes one that is written as "[A,B]" for a list of texts: "./[A,B]" is the same file.
+std::vector<std::string> WithoutLists(int argc, const char* const* argv) {
+  std::vector<std::string> arguments(argv, argv + argc);
+  for (std::string& argument : arguments) {
+    if (argument.starts_with('[') && argument.ends_with(']')) {
+      argument.insert(0, "./");
+    }
+  }
+  return arguments;
+}
+
 /// The texts of options that are more than a text, before they are read.
 struct OptionTexts {
   std::string rate;
@@ -37,6 +62,7 @@ struct OptionTexts {
   std::string channels;
   std::string framesPerSecond;
   std::string testSignal;
+  std::string jobs;
 };
 
 /// What all commands take.
@@ -55,10 +81,22 @@ void DeclareInfo(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "Show it as JSON");
 }
 
+/// Returns the option that says that there are many.
+CLI::Option* DeclareMany(CLI::App& app, Options& options, OptionTexts& texts) {
+  CLI::Option* const to =
+      app.add_option("--to", options.folder, "Encode many files into this folder, with the folders that they lie in")
+          ->type_name("FOLDER");
+  app.add_option("--jobs", texts.jobs, "Encode so many files side by side (default: one a processor)")
+      ->type_name("NUMBER")
+      ->needs(to);
+  app.add_flag("--skip-existing", options.skipExisting, "Pass over inputs whose output exists")->needs(to);
+  return to;
+}
+
 void DeclareEncode(CLI::App& app, Options& options, OptionTexts& texts) {
   app.set_version_flag("--version", "rhohost " RHOHOST_VERSION, "Show the version and end");
-  app.add_option("INPUT", options.input, "Sound file, or - for standard input")->type_name("");
-  app.add_option("OUTPUT", options.output, "Matroska file to write, or - for standard output")->type_name("");
+  app.add_option("FILES", options.inputs, "INPUT OUTPUT, or after --to any number of sound files and folders of such")
+      ->type_name("");
   app.add_option("--rate", texts.rate, "Sample frames per second (default: the input's)")->type_name("HZ");
   app.add_option("--bits", texts.bits, "Bits per sample (default: 24 for inputs of more than 16, else 16)")
       ->type_name("BITS");
@@ -67,31 +105,63 @@ void DeclareEncode(CLI::App& app, Options& options, OptionTexts& texts) {
   app.add_option("--fps", texts.framesPerSecond, "Packets per second, as in 25, 29.97 or 30000/1001 (default: 30)")
       ->type_name("RATE");
   DeclareCommon(app, options);
-  app.add_option("--save-preset", options.savePreset, "File the settings in this preset; no INPUT and OUTPUT needed")
-      ->type_name("FILE");
-  app.add_option("--test-signal", texts.testSignal, "Encode a built-in signal of this length in place of INPUT")
-      ->type_name("SECONDS");
+  CLI::Option* const preset = app.add_option("--save-preset", options.savePreset,
+                                             "File the settings in this preset; no INPUT and OUTPUT needed")
+                                  ->type_name("FILE");
+  CLI::Option* const signal =
+      app.add_option("--test-signal", texts.testSignal, "Encode a built-in signal of this length in place of INPUT")
+          ->type_name("SECONDS");
+  DeclareMany(app, options, texts)->excludes(preset)->excludes(signal);
   app.add_flag("--force", options.force, "Replace an existing output");
   app.add_flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
   app.add_flag("--quiet", options.quiet, "Say nothing but what went wrong");
   app.add_flag("--dry-run", options.dryRun, "Show what would be done, and write nothing");
 }
 
-void ReadFiles(const CLI::App& app, Options& options) {
-  const std::size_t files = app.count("INPUT") + app.count("OUTPUT");
-  if (files == 0 && !options.savePreset.empty() && !options.testSignalSeconds) {
+void ReadManyFiles(Options& options) {
+  options.action = Action::kEncodeMany;
+  if (options.inputs.empty()) {
+    throw WrongUse("INPUT is missing");
+  }
+  if (options.skipExisting && options.force) {
+    throw WrongUse("--skip-existing and --force exclude each other");
+  }
+  for (const std::string& name : options.inputs) {
+    if (name == "-") {
+      throw WrongUse("with --to, standard input is not read: name files and folders");
+    }
+  }
+}
+
+void ReadTwoFiles(Options& options) {
+  const std::vector<std::string>& files = options.inputs;
+  if (files.empty() && !options.savePreset.empty() && !options.testSignalSeconds) {
     options.action = Action::kMakePreset;
     return;
   }
-  if (options.testSignalSeconds) {
-    if (files != 1) {
-      throw WrongUse(files == 0 ? "OUTPUT is missing" : "INPUT and --test-signal exclude each other");
-    }
-    options.output = std::exchange(options.input, {});
-  } else if (files != 2) {
-    throw WrongUse(files == 0 ? "INPUT and OUTPUT are missing" : "OUTPUT is missing");
+  const std::size_t wanted = options.testSignalSeconds ? 1 : 2;
+  if (files.size() > wanted && options.testSignalSeconds) {
+    throw WrongUse("INPUT and --test-signal exclude each other");
   }
-  if (options.output.empty() || (options.input.empty() && !options.testSignalSeconds)) {
+  if (files.size() > wanted) {
+    throw WrongUse("\"" + files[wanted] + "\" is one file too many: use --to FOLDER for many inputs");
+  }
+  if (files.size() < wanted) {
+    throw WrongUse(files.size() + 1 == wanted ? "OUTPUT is missing" : "INPUT and OUTPUT are missing");
+  }
+  options.output = files.back();
+  options.input = options.testSignalSeconds ? std::string() : files.front();
+}
+
+void ReadFiles(const CLI::App& app, Options& options) {
+  if (app.count("--to") != 0) {
+    ReadManyFiles(options);
+  } else {
+    ReadTwoFiles(options);
+  }
+  const bool isMany = options.action == Action::kEncodeMany;
+  if ((isMany && options.folder.empty()) ||
+      std::find(options.inputs.begin(), options.inputs.end(), "") != options.inputs.end()) {
     throw WrongUse("a file name is empty");
   }
 }
@@ -122,6 +192,10 @@ void ReadTexts(const CLI::App& app, const OptionTexts& texts, Options& options) 
     options.framesPerSecond = NumberOrWrongUse("--fps", texts.framesPerSecond, ParseFrameRate(texts.framesPerSecond),
                                                "a frame rate of 1 or more");
   }
+  options.jobs = app.count("--jobs") == 0
+                     ? DefaultJobs()
+                     : NumberOrWrongUse("--jobs", texts.jobs, ParseJobs(texts.jobs),
+                                        ("a number from 1 to " + std::to_string(kMostJobs)).c_str());
   if (app.count("--test-signal") != 0) {
     options.testSignalSeconds =
         NumberOrWrongUse("--test-signal", texts.testSignal, ParseSeconds(texts.testSignal), "a length in seconds");
@@ -133,8 +207,10 @@ void ReadTexts(const CLI::App& app, const OptionTexts& texts, Options& options) 
 std::optional<Options> ReadOptions(int argc, const char* const* argv) {
   const bool isInfo = argc > 1 && std::string_view(argv[1]) == "info";
   CLI::App app(isInfo ? "Shows what an encoder module and its settings are."
-                      : "Encodes a sound file as Linear PCM in a Matroska file.\n"
-                        "\"rhohost info\" shows what there is to set.",
+                      : "Encodes sound files as Linear PCM in Matroska files.\n"
+                        "  rhohost [OPTIONS] INPUT OUTPUT           one; - is standard input or output\n"
+                        "  rhohost [OPTIONS] --to FOLDER INPUT...   many, and whole folders of them\n"
+                        "  rhohost info                             shows what there is to set",
                isInfo ? "rhohost info" : "rhohost");
   Options options;
   OptionTexts texts;
@@ -145,7 +221,10 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
     DeclareEncode(app, options, texts);
   }
   try {
-    app.parse(isInfo ? argc - 1 : argc, isInfo ? argv + 1 : argv);
+    std::vector<std::string> arguments = WithoutLists(argc, argv);
+    arguments.erase(arguments.begin(), arguments.begin() + (isInfo ? 2 : std::min(argc, 1)));
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(arguments);
   } catch (const CLI::CallForHelp&) {
     Print(app.help());
     return std::nullopt;

@@ -11,6 +11,7 @@
 /// What the program is asked to do.
 enum class Action {
   kEncode,
+  kEncodeMany,
   kShowInfo,
   kMakePreset,  ///< file the settings, without input and output
 };
@@ -19,6 +20,10 @@ struct Options {
   Action action = Action::kEncode;
   std::string input;                        ///< "-" is standard input; empty with a test signal
   std::string output;                       ///< "-" is standard output
+  std::vector<std::string> inputs;          ///< files and folders, of many
+  std::string folder;                       ///< where the outputs of many go
+  bool skipExisting = false;                ///< of many, pass over those whose output exists
+  unsigned int jobs = 1;                    ///< how many are encoded side by side, 1 to 256
   std::optional<double> testSignalSeconds;  ///< a built-in signal of this length in place of the input
   FormatWishes wishes;
   double framesPerSecond = 30.0;         ///< at least 1

@@ -28,8 +28,8 @@ struct Target {
   std::optional<mode_t> permissions;  // of the file to be replaced
 };
 
-Failure ExistsAlready(const std::string& target) {
-  return Failure{target + ": exists already; --force would replace it"};
+OutputExists ExistsAlready(const std::string& target) {
+  return OutputExists{target + ": exists already; --force would replace it"};
 }
 
 std::string FollowLinks(const std::string& target) {

@@ -9,12 +9,19 @@
 /// Every failure is thrown as a Failure that names the target and the first errno. After one the object is only good
 /// for destruction. Nothing here forces data onto the disk: what the system has accepted counts as written.
 
+#include "Host/Errors.h"
 #include "Host/TemporaryName.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+
+/// The Failure of a target that exists and may not be replaced.
+class OutputExists : public Failure {
+ public:
+  using Failure::Failure;
+};
 
 /// Throws what making an OutputFile with the same arguments would throw about the target, as far as that can be told
 /// without creating or opening anything: it exists and may not be replaced, is a folder, standard output is a terminal.

@@ -53,21 +53,23 @@ void SavePreset(const std::string& path, IAudioCompressor& compressor, bool repl
   file.Commit();
 }
 
-std::vector<Assignment> ReadPreset(const std::string& path, IAudioCompressor& compressor) {
-  const Json preset = ReadJson(path);
-  if (!preset.is_object() || !preset.contains("settings") || !preset["settings"].is_object()) {
+Preset::Preset(const std::string& path) : m_path(path), m_content(std::make_shared<const Json>(ReadJson(path))) {
+  if (!m_content->is_object() || !m_content->contains("settings") || !m_content->at("settings").is_object()) {
     throw Failure(path + ": not a preset: it has no \"settings\"");
   }
+}
+
+std::vector<Assignment> Preset::AssignmentsFor(IAudioCompressor& compressor) const {
   const Json codes = Codes(compressor);
   for (const auto& [key, code] : codes.items()) {
-    if (!preset.contains(key) || preset[key] != code) {
-      throw WrongUse(path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
+    if (!m_content->contains(key) || m_content->at(key) != code) {
+      throw WrongUse(m_path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
     }
   }
   const auto settings = ListSettings(compressor);
   std::vector<Assignment> assignments;
-  for (const auto& [key, value] : preset["settings"].items()) {
-    const std::string place = path + ": \"" + key + "\": ";
+  for (const auto& [key, value] : m_content->at("settings").items()) {
+    const std::string place = m_path + ": \"" + key + "\": ";
     ISetting* const setting = FindSetting(settings, key);
     if (setting == nullptr) {
       throw WrongUse(place + "the compressor has no such setting");

@@ -5,6 +5,8 @@
 
 #include "Host/SettingTree.h"
 
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -14,7 +16,18 @@ class IAudioCompressor;
 /// Failure.
 void SavePreset(const std::string& path, IAudioCompressor& compressor, bool replaceExisting);
 
-/// What the file asks for; settings that it does not name stay as they are. Throws Failure when it cannot be read or is
-/// no preset, WrongUse when it is of another compressor or names a setting that there is none of. Whatever the
-/// assignments throw later names file and key.
-std::vector<Assignment> ReadPreset(const std::string& path, IAudioCompressor& compressor);
+/// A preset file as it was read, good for any number of compressors and threads.
+class Preset {
+ public:
+  /// Throws Failure when the file cannot be read or is no preset.
+  explicit Preset(const std::string& path);
+
+  /// What it asks of `compressor`; settings that it does not name stay as they are. Throws WrongUse when it is of
+  /// another compressor or names a setting that there is none of. Whatever the assignments throw later names file and
+  /// key.
+  std::vector<Assignment> AssignmentsFor(IAudioCompressor& compressor) const;
+
+ private:
+  std::string m_path;
+  std::shared_ptr<const nlohmann::ordered_json> m_content;
+};

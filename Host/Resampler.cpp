@@ -3,6 +3,7 @@
 #include "Host/Errors.h"
 
 #include <algorithm>
+#include <mutex>
 #include <string>
 
 namespace {
@@ -36,6 +37,9 @@ Resampler::Resampler(const SoundFormat& source, unsigned int rate)
   const soxr_io_spec_t types = soxr_io_spec(DataType(source.sampleType), SOXR_FLOAT64_I);
   const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
   const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
+  // The first one fills tables that all threads share.
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
   soxr_error_t error = nullptr;
   m_resampler = soxr_create(source.sampleRate, rate, source.channels, &error, &types, &quality, &runtime);
   if (m_resampler == nullptr || error != nullptr) {

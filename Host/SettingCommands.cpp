@@ -4,21 +4,26 @@
 #include "Host/Info.h"
 #include "Host/Module.h"
 #include "Host/OutputFile.h"
-#include "Host/Preset.h"
 #include "Host/SettingTree.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor) {
-  std::vector<Assignment> assignments;
+SettingWishes::SettingWishes(const Options& options) : m_format(options.wishes), m_assignments(options.assignments) {
   if (!options.preset.empty()) {
-    assignments = ReadPreset(options.preset, compressor);
+    m_preset.emplace(options.preset);
+  }
+}
+
+FormatWishes SettingWishes::ApplyTo(IAudioCompressor& compressor) const {
+  std::vector<Assignment> assignments;
+  if (m_preset) {
+    assignments = m_preset->AssignmentsFor(compressor);
     Assign(compressor, assignments);
   }
   std::vector<Assignment> fromCommandLine;
   const auto settings = ListSettings(compressor);
-  for (const std::string& text : options.assignments) {
+  for (const std::string& text : m_assignments) {
     fromCommandLine.push_back(ReadAssignment(settings, text));
   }
   Assign(compressor, fromCommandLine);
@@ -28,7 +33,7 @@ FormatWishes ApplySettings(const Options& options, IAudioCompressor& compressor)
     return std::any_of(assignments.begin(), assignments.end(),
                        [setting](const Assignment& assignment) { return assignment.setting == setting; });
   };
-  FormatWishes wishes = options.wishes;
+  FormatWishes wishes = m_format;
   if (!wishes.sampleRate && isAssigned(compressor.GetSampleRateSetting())) {
     wishes.sampleRate = compressor.GetSampleRate();
   }
@@ -57,7 +62,7 @@ void CheckPresetTarget(const Options& options) {
 void ShowInfo(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
-  ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
+  ChooseFormat(*compressor, SettingWishes(options).ApplyTo(*compressor), nullptr);
   const auto description = DescribeCompressor(*compressor, module.Version());
   Print(options.json ? description.dump(2) + '\n' : DescriptionText(description));
 }
@@ -65,7 +70,7 @@ void ShowInfo(const Options& options) {
 void MakePreset(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
-  ChooseFormat(*compressor, ApplySettings(options, *compressor), nullptr);
+  ChooseFormat(*compressor, SettingWishes(options).ApplyTo(*compressor), nullptr);
   if (options.dryRun) {
     CheckPresetTarget(options);
     Print("preset: " + options.savePreset + '\n');

@@ -67,8 +67,7 @@ std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t 
          (missing == 1 ? " is missing" : " are missing");
 }
 
-/// libsndfile's text for an error without its full stop.
-std::string WithoutStop(std::string text) {
+std::string WithoutFullStop(std::string text) {
   while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == '\n')) {
     text.pop_back();
   }
@@ -124,7 +123,7 @@ void SoundInput::Decoder::PrepareBytes() {
   unsigned char magic[4]{};
   const std::size_t magicSize = bytes.ReadAt(0, magic, sizeof magic);
   if (magicSize == 0) {
-    throw Failure(bytes.Name() + ": is empty, not a sound file");
+    throw NoSoundFile(bytes.Name() + ": is empty, not a sound file");
   }
   m_data = FindSampleData(bytes);
   if (bytes.IsStream() && !m_data && std::string_view(reinterpret_cast<char*>(magic), magicSize) != "fLaC") {
@@ -161,22 +160,21 @@ void SoundInput::Decoder::PrepareBytes() {
 
 void SoundInput::Decoder::Open() {
   SF_INFO info{};
-  OpenError why;
-  m_file = m_virtualFile.Open(info, why);
+  m_file = m_virtualFile.Open(info);
   if (m_file && IsMpeg(info) && !StatesMpegLength(bytes)) {
     // libsndfile would stop at a guessed length, which may lie before the end, unless it cannot find one to guess from.
     m_virtualFile.HideEnd();
     m_file.reset();
     info = {};
-    m_file = m_virtualFile.Open(info, why);
+    m_file = m_virtualFile.Open(info);
   }
   m_virtualFile.RethrowFailure();
-  if (!m_file && why.code == SF_ERR_UNRECOGNISED_FORMAT) {
-    throw Failure(bytes.Name() + ": is not a sound file of a known format");
+  if (!m_file && m_virtualFile.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
+    throw NoSoundFile(bytes.Name() + ": is not a sound file of a known format");
   }
   if (!m_file) {
     // The text for a decoder without a single frame to decode speaks of a file that does not exist.
-    const std::string text = WithoutStop(why.text);
+    const std::string text = WithoutFullStop(m_virtualFile.OpenErrorText());
     const bool isMisleading = text.find("does not exist") != std::string::npos;
     throw Failure(bytes.Name() + ": cannot be read as a sound file: " + (isMisleading ? "no sound is found" : text));
   }
@@ -244,7 +242,7 @@ void SoundInput::Decoder::HandleShortRead(bool isLast) {
     }
   } else if (isError || isMissing) {
     throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) +
-                  (isError ? ": " + WithoutStop(sf_strerror(m_file.get())) : ", the sound goes no further"));
+                  (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", the sound goes no further"));
   }
 }
 

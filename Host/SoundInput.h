@@ -8,6 +8,7 @@
 ///     SoundInput input(path, Truncation::kRefused);
 ///     for (SampleBlock block = input.Read(); block.frames != 0; block = input.Read()) { ... }
 
+#include "Host/Errors.h"
 #include "Host/SoundFormat.h"
 
 #include <memory>
@@ -20,13 +21,20 @@ enum class Truncation {
   kAllowed,  ///< what is there is read; MissingText() tells the rest
 };
 
+/// The Failure of a file that is in no format of sound, or is empty: there is nothing wrong with it, but it is none.
+class NoSoundFile : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+/// Any number of objects may be used at a time, each by one thread.
 class SoundInput {
  public:
   /// Opens the file at `path` (any bytes), or standard input for "-", which is touched in no other case. A regular file
   /// is read as such even on standard input; pipes, FIFOs, sockets and devices are read as a stream. Streams may be WAV
   /// in all its forms, AU, AIFF, CAF, W64 or FLAC. Nothing but the header is read yet.
   ///
-  /// Throws Failure: no such file, a folder, not a sound file, a stream in a format that needs a file, a regular file
+  /// Throws NoSoundFile; Failure: no such file, a folder, a stream in a format that needs a file, a regular file
   /// that is shorter than its header says (unless allowed); WrongUse: standard input is a terminal.
   SoundInput(const std::string& path, Truncation truncation);
   ~SoundInput();

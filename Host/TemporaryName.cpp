@@ -24,7 +24,7 @@ struct Slot {
 };
 static_assert(std::atomic<SlotState>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
-std::array<Slot, 64> slots;
+std::array<Slot, 256> slots;
 constexpr std::size_t kNoSlot = slots.size();
 std::atomic<bool> isEnding{false};
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 /// Owns a name beside `target`, in the same folder so that a rename can put the file in the target's place, and nothing
-/// that a user could take for a result: ".song.mkv.rhohost-4f0a93c1b76d2e58.tmp" for "song.mkv". Up to 64 files are
+/// that a user could take for a result: ".song.mkv.rhohost-4f0a93c1b76d2e58.tmp" for "song.mkv". Up to 256 files are
 /// guarded against signals at a time, further ones work without. Each owner may live on another thread.
 class TemporaryName {
  public:

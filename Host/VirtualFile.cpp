@@ -13,14 +13,16 @@ VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
 
 }  // namespace
 
-SoundFile VirtualFile::Open(SF_INFO& info, OpenError& why) {
-  static std::mutex opening;
-  const std::lock_guard lock(opening);
+SoundFile VirtualFile::Open(SF_INFO& info) {
   m_position = 0;
   SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
+  // The library keeps why it refused a file in one place for all threads.
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
   SoundFile file(sf_open_virtual(&io, SFM_READ, &info, this));
-  if (!file) {
-    why = {sf_error(nullptr), sf_strerror(nullptr)};
+  if (file == nullptr) {
+    m_openError = sf_error(nullptr);
+    m_openErrorText = sf_strerror(nullptr);
   }
   return file;
 }

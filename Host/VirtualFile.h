@@ -17,12 +17,6 @@ struct SoundFileCloser {
 /// Owns libsndfile's handle.
 using SoundFile = std::unique_ptr<SNDFILE, SoundFileCloser>;
 
-/// Why libsndfile could not open a file: its error code and its text.
-struct OpenError {
-  int code = SF_ERR_NO_ERROR;
-  std::string text;
-};
-
 class VirtualFile {
  public:
   /// The bytes must outlive this object, and this object every handle that it opened.
@@ -31,9 +25,12 @@ class VirtualFile {
   VirtualFile(const VirtualFile&) = delete;
   VirtualFile& operator=(const VirtualFile&) = delete;
 
-  /// Opens the bytes from their start for reading; null where libsndfile refuses, and `why` then says why. One file is
-  /// opened at a time, on whatever threads: libsndfile keeps that reason in one place for all.
-  SoundFile Open(SF_INFO& info, OpenError& why);
+  /// Opens the bytes from their start for reading; null where libsndfile refuses.
+  SoundFile Open(SF_INFO& info);
+
+  /// Why the last Open was refused: libsndfile's number and its text.
+  int OpenError() const { return m_openError; }
+  const std::string& OpenErrorText() const { return m_openErrorText; }
 
   /// Throws what InputBytes threw during the last calls into libsndfile, if anything.
   void RethrowFailure();
@@ -52,4 +49,6 @@ class VirtualFile {
   sf_count_t m_position = 0;
   std::exception_ptr m_failure;
   bool m_isEndHidden = false;
+  int m_openError = 0;
+  std::string m_openErrorText;
 };

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <deque>
 #include <iomanip>
 #include <random>
 #include <sstream>
@@ -30,23 +31,30 @@ unsigned short BitByBit(unsigned char* data, int length, unsigned short crc) {
 
 template <std::uint16_t Polynomial>
 unsigned short LookedUp(unsigned char* data, int length, unsigned short crc) {
-  return CyclicRemainder<Polynomial>::Update(crc, data, static_cast<std::size_t>(std::max(length, 0)));
+  const auto size = static_cast<std::size_t>(std::max(length, 0));
+  return UpdateAnyLength<Polynomial>(CyclicRemainder<Polynomial>::Update, crc, data, size);
 }
 
 TEST(Checksums, AreAsDefinedAtEveryLengthAndAlignment) {
   std::mt19937 random(20);
-  std::vector<unsigned char> bytes(8192);
+  std::vector<unsigned char> bytes(400000);
   std::generate(bytes.begin(), bytes.end(), random);
+  // Every length at some place, every place at some lengths, and lengths around those that are cut into pieces.
+  std::deque<std::pair<std::size_t, int>> places;
+  for (int run = 0; run < 4000 + 64 * 200; ++run) {
+    places.emplace_back(run < 4000 ? random() % 4000 : static_cast<unsigned>(run) % 64,
+                        run < 4000 ? run - 1 : run / 64 - 63);
+  }
+  for (const int length : {131063, 131064, 131067, 131068, 131071, 200000, 399000}) {
+    places.emplace_back(random() % 1000, length);
+  }
   using Case = std::tuple<unsigned, unsigned, Checksum, Checksum>;
   for (const auto& [polynomial, initialMask, sum, definition] :
        {Case(0xD5, 0xFF, Calc8BitCRC, BitByBit<8, 0xD5>),
         {0x1021, 0xFFFF, Calc16BitCRC, BitByBit<16, 0x1021>},
         {0x1021, 0xFFFF, LookedUp<0x1021>, BitByBit<16, 0x1021>},
         {0xD500, 0xFFFF, LookedUp<0xD500>, BitByBit<16, 0xD500>}}) {
-    // Every length at some place, and every place at some lengths.
-    for (unsigned run = 0; run < 4001 + 64 * 200; ++run) {
-      const std::size_t offset = run <= 4000 ? random() % 4000 : run % 64;
-      const int length = static_cast<int>(run <= 4000 ? run : (run - 4001) / 64) - 1;
+    for (const auto& [offset, length] : places) {
       const auto initial = static_cast<unsigned short>(random() & initialMask);
       ASSERT_EQ(sum(&bytes[offset], length, initial), definition(&bytes[offset], length, initial))
           << length << " bytes at " << offset << " from " << initial << " by " << polynomial;

@@ -114,7 +114,7 @@ TEST(ForEachFile, FindsNothingInAFolderThatIsGone) {
   const SampleTree tree;
   const int folder = open((tree / "empty").c_str(), O_RDONLY | O_CLOEXEC);
   fs::remove(tree / "empty");
-  Collector none(9);
+  Collector none;
   EXPECT_TRUE(KelForEachFile("/proc/self/fd/" + std::to_string(folder), none));
   EXPECT_EQ(none.m_files, Files{}) << "a listing without even \".\"";
   close(folder);

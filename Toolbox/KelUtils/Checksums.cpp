@@ -15,7 +15,7 @@ constexpr std::uint16_t kPolynomial16 = 0x1021;
 constexpr std::uint16_t kPolynomial8 = 0xD5 << 8;
 
 template <std::uint16_t Polynomial>
-std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
+std::uint16_t UpdateQuickly(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
   static constexpr CarrylessConstants kConstants = MakeCarrylessConstants(Polynomial);
   const std::size_t blocks = size / kCarrylessBlock;
   if (kUpdateCarryless != nullptr && blocks >= kCarrylessMinimumBlocks) {
@@ -26,13 +26,18 @@ std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::si
   return CyclicRemainder<Polynomial>::Update(remainder, data, size);
 }
 
+template <std::uint16_t Polynomial>
+std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
+  return UpdateAnyLength<Polynomial>(UpdateQuickly<Polynomial>, remainder, data, size);
+}
+
 std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, std::size_t count) {
   unsigned char bytes[2048];
   while (count != 0) {
     const std::size_t part = std::min(count, std::size(bytes));
     std::transform(samples, samples + part, bytes,
                    [](short sample) { return static_cast<unsigned char>(sample & 0xFF); });
-    remainder = Update<kPolynomial16>(remainder, bytes, part);
+    remainder = UpdateQuickly<kPolynomial16>(remainder, bytes, part);
     samples += part;
     count -= part;
   }

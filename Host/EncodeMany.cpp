@@ -1,0 +1,197 @@
+#include "Host/EncodeMany.h"
+
+#include "Host/BatchProgress.h"
+#include "Host/EncodeFile.h"
+#include "Host/EncodingTexts.h"
+#include "Host/Errors.h"
+#include "Host/OutputFile.h"
+#include "Host/Progress.h"
+#include "Host/WorkList.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <filesystem>
+#include <new>
+#include <numeric>
+#include <thread>
+
+namespace {
+
+enum Outcome { kEncoded, kSkipped, kNoSound, kFailed, kNumberOfOutcomes };
+
+struct ItemResult {
+  Outcome outcome = kEncoded;
+  std::string text;    ///< the plan, the notes on what was encoded, or why it failed
+  double seconds = 0;  ///< length of the sound
+};
+
+void MakeFolder(const std::filesystem::path& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) {
+    throw SystemFailure(folder.native(), "make the folder", error.value());
+  }
+}
+
+/// What the wishes alone say is wrong with them, which would be wrong with each file.
+void CheckSettings(const EncodingSetup& setup) {
+  const CompressorOwner compressor = setup.module.CreateCompressor();
+  ChooseFormat(*compressor, setup.settings.ApplyTo(*compressor), nullptr);
+}
+
+class Batch {
+ public:
+  Batch(const EncodingSetup& setup, const WorkList& list)
+      : m_setup(setup),
+        m_options(setup.options),
+        m_list(list),
+        m_results(list.items.size()),
+        m_progress(!m_options.quiet && !m_options.dryRun, BytesToDo(), FilesToDo()) {}
+
+  /// Encodes all.
+  void Run();
+
+  /// Says what it came to; whether all is well.
+  bool Tell();
+
+ private:
+  bool IsToSkip(const WorkItem& item) const { return item.outputExists && m_options.skipExisting; }
+  std::uint64_t BytesToDo() const;
+  std::size_t FilesToDo() const;
+
+  void Work();
+  ItemResult Try(const WorkItem& item);
+  ItemResult Encode(const WorkItem& item);
+  std::string SummaryText() const;
+
+  const EncodingSetup& m_setup;
+  const Options& m_options;
+  const WorkList& m_list;
+  std::vector<ItemResult> m_results;  ///< one an item
+  std::atomic<std::size_t> m_next{0};
+  BatchProgress m_progress;
+  std::array<std::size_t, kNumberOfOutcomes> m_numbers{};
+};
+
+std::uint64_t Batch::BytesToDo() const {
+  return std::accumulate(
+      m_list.items.begin(), m_list.items.end(), std::uint64_t{0},
+      [this](std::uint64_t sum, const WorkItem& item) { return sum + (IsToSkip(item) ? 0 : item.bytes); });
+}
+
+std::size_t Batch::FilesToDo() const {
+  return m_list.items.size() -
+         static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(),
+                                                [this](const auto& item) { return IsToSkip(item); }));
+}
+
+void Batch::Run() {
+  std::vector<std::jthread> helpers(std::min<std::size_t>(m_options.jobs, std::max<std::size_t>(FilesToDo(), 1)) - 1);
+  for (std::jthread& helper : helpers) {
+    helper = std::jthread([this] { Work(); });
+  }
+  Work();
+}
+
+void Batch::Work() {
+  for (std::size_t index = m_next++; index < m_results.size(); index = m_next++) {
+    m_results[index] = Try(m_list.items[index]);
+  }
+}
+
+ItemResult Batch::Try(const WorkItem& item) {
+  std::string why;
+  try {
+    return IsToSkip(item) ? ItemResult{kSkipped, {}, 0} : Encode(item);
+  } catch (const OutputExists& error) {
+    if (m_options.skipExisting) {
+      return {kSkipped, {}, 0};  // somebody else has just made it
+    }
+    why = error.what();
+  } catch (const NoSoundFile& error) {
+    if (!item.isNamed) {
+      return {kNoSound, {}, 0};
+    }
+    why = error.what();
+  } catch (const std::bad_alloc&) {
+    why = "out of memory";
+  } catch (const std::exception& error) {
+    why = error.what();
+  } catch (...) {
+    why = "the module failed in a way of its own";
+  }
+  return {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
+}
+
+ItemResult Batch::Encode(const WorkItem& item) {
+  FileProgress progress(m_progress, item.bytes);
+  if (item.outputExists) {
+    CheckOutputTarget(item.output, m_options.force);
+  }
+  FileEncoding encoding(m_setup, item.input, item.output);
+  if (m_options.dryRun) {
+    return {kEncoded, PlanText(encoding), 0};
+  }
+  MakeFolder(std::filesystem::path(item.output).parent_path());
+  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0));
+  const EncodingResult result =
+      encoding.Write([&](std::uint64_t done) { progress.Update(whole > 0 ? static_cast<double>(done) / whole : 0); });
+  const std::string notes = NotesText(result);
+  return {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
+          static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
+}
+
+bool Batch::Tell() {
+  m_progress.Clear();
+  for (const std::string& failure : m_list.failures) {
+    ::Tell(failure);
+  }
+  for (const ItemResult& result : m_results) {
+    ++m_numbers[result.outcome];
+    if (result.outcome == kEncoded && m_options.dryRun) {
+      Print(result.text + "\n");
+    } else if (!result.text.empty() && (result.outcome == kFailed || !m_options.quiet)) {
+      ::Tell(result.text);
+    }
+  }
+  m_numbers[kNoSound] += m_list.noSoundFiles;
+  m_numbers[kFailed] += m_list.failures.size();
+  if (!m_options.quiet) {
+    ::Tell(SummaryText());
+  }
+  return m_numbers[kFailed] == 0;
+}
+
+std::string Batch::SummaryText() const {
+  std::string text = m_options.folder + ": " + NumberText(m_numbers[kEncoded], "file", "files") +
+                     (m_options.dryRun ? " to encode" : " encoded");
+  const auto add = [&text](std::size_t number, const char* singular, const char* plural) {
+    text += number == 0 ? "" : ", " + NumberText(number, singular, plural);
+  };
+  add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
+  add(m_numbers[kNoSound], "is no sound file", "are no sound files");
+  add(m_numbers[kFailed], "failed", "failed");
+  if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {
+    const double seconds = std::accumulate(m_results.begin(), m_results.end(), 0.0,
+                                           [](double sum, const auto& result) { return sum + result.seconds; });
+    text += "; " + TimeText(static_cast<std::uint64_t>(std::llround(seconds * 1000)), 1000) + " of sound, " +
+            std::to_string(static_cast<unsigned long long>(seconds / m_progress.Seconds())) + " x real time";
+  }
+  return text;
+}
+
+}  // namespace
+
+bool EncodeMany(const Options& options) {
+  const EncodingSetup setup(options);
+  CheckSettings(setup);
+  const WorkList list = MakeWorkList(options.inputs, options.folder);
+  if (!options.dryRun && !list.items.empty()) {
+    MakeFolder(options.folder);
+  }
+  Batch batch(setup, list);
+  batch.Run();
+  return batch.Tell();
+}
