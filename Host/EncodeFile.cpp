@@ -19,7 +19,6 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
 void FileEncoding::OpenSource(const EncodingSetup& setup) {
   const FormatWishes wishes = setup.settings.ApplyTo(*m_compressor);
   if (const std::optional<double> seconds = setup.options.testSignalSeconds) {
-    m_input = "test signal";
     m_format = ChooseFormat(*m_compressor, wishes, nullptr);
     m_source.signal = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;

@@ -51,7 +51,7 @@ class FileEncoding {
   /// done, once for each block. To be called once.
   EncodingResult Write(const OnProgress& onProgress);
 
-  const std::string& Input() const { return m_input; }  ///< "test signal" where it is that
+  const std::string& Input() const { return Sound().name; }
   const std::string& Output() const { return m_output; }
   const SoundFormat& Sound() const { return m_source.Format(); }
   const EncodingFormat& Format() const { return m_format; }

@@ -14,6 +14,7 @@ void CheckTarget(const Options& options) {
     throw Failure(options.output + ": the output would overwrite the input");
   }
   CheckOutputTarget(options.output, options.force);
+  CheckPresetTarget(options);
 }
 
 }  // namespace

@@ -7,11 +7,11 @@
 
 namespace {
 
-[[noreturn]] void Refuse(bool isWish, const std::string& text) {
+[[noreturn]] void Refuse(bool isWish, const SoundFormat* source, const std::string& text) {
   if (isWish) {
     throw WrongUse(text);
   }
-  throw Failure(text);
+  throw Failure(source == nullptr ? text : source->name + ": " + text);
 }
 
 template <class Setting>
@@ -23,11 +23,12 @@ Setting& Existing(Setting* setting, const char* name) {
 }
 
 /// Sets what was wished for or follows from the source. `behind` goes behind the value in the refusal.
-void SetOrRefuse(ISetting& setting, const std::string& value, bool isWish, const std::string& behind) {
+void SetOrRefuse(ISetting& setting, const std::string& value, bool isWish, const SoundFormat* source,
+                 const std::string& behind) {
   try {
     SetValueText(setting, value);
   } catch (const WrongUse& refusal) {
-    Refuse(isWish, refusal.what() + behind);
+    Refuse(isWish, source, refusal.what() + behind);
   }
 }
 
@@ -48,11 +49,11 @@ unsigned int Substitute(IUnsignedIntSetting& setting, unsigned int value) {
 }
 
 /// Sets a number that users give in `unit` with `option`.
-void SetNumber(IUnsignedIntSetting& setting, unsigned int value, bool isWish, const std::string& unit,
-               const std::string& option) {
+void SetNumber(IUnsignedIntSetting& setting, unsigned int value, bool isWish, const SoundFormat* source,
+               const std::string& unit, const std::string& option) {
   const unsigned int substitute = Substitute(setting, value);
   const std::string hint = substitute == 0 ? "" : ": try " + option + ' ' + std::to_string(substitute);
-  SetOrRefuse(setting, std::to_string(value), isWish, ' ' + unit + hint);
+  SetOrRefuse(setting, std::to_string(value), isWish, source, ' ' + unit + hint);
 }
 
 std::string ChannelsText(unsigned int channels) {
@@ -72,19 +73,19 @@ void SetLayout(IAudioCompressor& compressor, IEnumSetting& setting, const Format
   }
   const std::string layout = wishes.layout ? *wishes.layout : DefaultLayout(source->channels);
   if (!wishes.layout && layout.empty()) {
-    SetOrRefuse(setting, ChannelsText(source->channels), false, "");
+    SetOrRefuse(setting, ChannelsText(source->channels), false, source, "");
   } else {
-    SetOrRefuse(setting, layout, wishes.layout.has_value(),
+    SetOrRefuse(setting, layout, wishes.layout.has_value(), source,
                 wishes.layout ? "" : " (" + ChannelsText(source->channels) + ')');
   }
   const unsigned int channels = KelGetNumberChannels(compressor.GetChannelMode());
   if (source != nullptr && channels != source->channels) {
     const std::string fitting = DefaultLayout(source->channels);
     const bool hasFitting = setting.FindIndexOf(fitting.c_str()) >= 0;
-    Refuse(wishes.layout.has_value(), std::string(setting.GetLabel()) + ": " + setting.GetValue() + " has " +
-                                          ChannelsText(channels) + ", the input has " +
-                                          std::to_string(source->channels) +
-                                          (hasFitting ? ": try --channels " + fitting : std::string()));
+    Refuse(wishes.layout.has_value(), nullptr,
+           std::string(setting.GetLabel()) + ": " + setting.GetValue() + " has " + ChannelsText(channels) + ", " +
+               source->name + " has " + std::to_string(source->channels) +
+               (hasFitting ? ": try --channels " + fitting : std::string()));
   }
 }
 
@@ -95,18 +96,25 @@ EncodingFormat ChooseFormat(IAudioCompressor& compressor, const FormatWishes& wi
   IUnsignedIntSetting& bits = Existing(compressor.GetSampleSizeSetting(), "sample size");
   IEnumSetting& layout = Existing(compressor.GetChannelModeSetting(), "channel layout");
 
-  SetNumber(rate, wishes.sampleRate.value_or(source == nullptr ? rate.GetValue() : source->sampleRate),
-            wishes.sampleRate.has_value(), "Hz", "--rate");
+  const unsigned int sourceRate = source == nullptr ? rate.GetValue() : source->sampleRate;
+  const unsigned int chosenRate = wishes.sampleRate.value_or(sourceRate);
+  SetNumber(rate, chosenRate, wishes.sampleRate.has_value(), source, "Hz", "--rate");
   const unsigned int sourceBits = source != nullptr && source->significantBits > 16 ? 24 : 16;
-  SetNumber(bits, wishes.bits.value_or(source == nullptr ? bits.GetValue() : sourceBits), wishes.bits.has_value(),
-            "bits", "--bits");
+  const unsigned int chosenBits = wishes.bits.value_or(source == nullptr ? bits.GetValue() : sourceBits);
+  SetNumber(bits, chosenBits, wishes.bits.has_value(), source, "bits", "--bits");
   SetLayout(compressor, layout, wishes, source);
+  const std::string chosenLayout = layout.GetValue();
   compressor.ValidateSettings();
 
   EncodingFormat format{.sampleRate = compressor.GetSampleRate(),
                         .bits = compressor.GetSampleSize(),
                         .channels = KelGetNumberChannels(compressor.GetChannelMode()),
                         .layout = layout.GetValue()};
+  if (format.sampleRate != chosenRate || format.bits != chosenBits || format.layout != chosenLayout ||
+      format.channels == 0) {
+    throw Failure("the compressor does not keep to " + std::to_string(chosenRate) + " Hz, " +
+                  std::to_string(chosenBits) + " bits and " + chosenLayout + ", which it allows each");
+  }
   if (compressor.GetAudioFormatType(format.sampleType) != kRhoStatusSuccess ||
       BytesPerSample(format.sampleType) * 8 != format.bits) {
     throw Failure("the compressor does not take samples of " + std::to_string(format.bits) + " bits");

@@ -34,6 +34,6 @@ struct EncodingFormat {
 /// A value that the compressor does not allow is refused with its setting's label, the value and the values allowed,
 /// and where there is one, a hint: "Sample Rate: allowed are 8000, [...] and 96000, not 192000 Hz: try --rate 96000".
 /// So is a layout whose number of channels is not the source's, since channels are never mixed. Throws WrongUse when
-/// the value was wished for, Failure when it is the source's, or when the compressor lacks a setting or does not keep
-/// to what it allows.
+/// the value was wished for; Failure when it is the source's, whose name then goes in front, and when the compressor
+/// lacks a setting or does not keep to what it allows.
 EncodingFormat ChooseFormat(IAudioCompressor& compressor, const FormatWishes& wishes, const SoundFormat* source);

@@ -3,6 +3,7 @@
 #include "Host/Errors.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
@@ -103,7 +104,10 @@ std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to,
     const ssize_t count = m_isStream
                               ? read(m_descriptor, to + done, size - done)
                               : pread(m_descriptor, to + done, size - done, static_cast<off_t>(filePosition + done));
-    if (count < 0 && errno != EINTR) {
+    if (count < 0 && errno == EAGAIN) {  // whoever made the pipe may have it so
+      pollfd ready{m_descriptor, POLLIN, 0};
+      poll(&ready, 1, -1);
+    } else if (count < 0 && errno != EINTR) {
       throw SystemFailure(m_name, "read", errno);
     }
     if (count == 0) {

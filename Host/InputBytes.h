@@ -36,8 +36,6 @@ class InputBytes {
   /// Length in bytes; kEndless for a stream.
   std::uint64_t Length() const { return m_length; }
 
-  int Descriptor() const { return m_descriptor; }
-
   /// Makes `length` the end, where it lies before the present one: nothing behind it is read.
   void EndAt(std::uint64_t length) { m_length = std::min(m_length, length); }
 

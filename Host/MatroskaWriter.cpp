@@ -100,12 +100,7 @@ void SetAlways(EbmlMaster& parent, Value value) {
 
 template <class Element>
 void SetText(EbmlMaster& parent, const std::string& text) {
-  auto& element = GetChild<Element>(parent);
-  element.SetValueUTF8(text);
-  if (element.GetValueUTF8() != text) {  // cut short where it is not UTF-8
-    const std::vector<unsigned char> bytes(text.begin(), text.end());
-    element.SetValue(UTFstring(std::wstring(bytes.begin(), bytes.end())));
-  }
+  GetChild<Element>(parent).SetValueUTF8(text);
 }
 
 void CheckDescription(const MatroskaDescription& description) {

@@ -29,7 +29,7 @@ struct MatroskaDescription {
   /// duration only then.
   std::optional<std::uint64_t> sampleFrames;
   std::string application = "rhohost";  ///< the writing program, and its version if wanted
-  SoundTags tags;                       ///< empty texts are left out; what is not UTF-8 is taken for Latin-1
+  SoundTags tags;                       ///< empty texts are left out
 };
 
 /// One block a packet, without lacing, in clusters of up to half a second. A packet of the usual length is a

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 using Json = nlohmann::ordered_json;
 
@@ -27,12 +28,10 @@ Json ReadJson(const std::string& path) {
   if (!file) {
     throw SystemFailure(path, "open the preset", errno);
   }
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad()) {
-    throw SystemFailure(path, "read the preset", errno);
-  }
   try {
-    return Json::parse(text);
+    return Json::parse(std::string{std::istreambuf_iterator<char>(file), {}});
+  } catch (const std::system_error& error) {
+    throw SystemFailure(path, "read the preset", error.code().value());
   } catch (const Json::parse_error& error) {
     throw Failure(path + ": not a preset: " + error.what());
   }

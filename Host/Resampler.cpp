@@ -29,8 +29,8 @@ soxr_datatype_t DataType(SampleType type) {
 
 Resampler::Resampler(const SoundFormat& source, unsigned int rate)
     : m_frameSize(SizeOf(source.sampleType) * source.channels), m_room(kStepFrames * source.channels) {
-  const std::string task =
-      "cannot convert from " + std::to_string(source.sampleRate) + " Hz to " + std::to_string(rate) + " Hz: ";
+  const std::string task = source.name + ": cannot convert from " + std::to_string(source.sampleRate) + " Hz to " +
+                           std::to_string(rate) + " Hz: ";
   if (source.sampleRate / kMostRatio > rate || rate / kMostRatio > source.sampleRate) {
     throw Failure(task + "the rates are more than " + std::to_string(kMostRatio) + " times apart");
   }

@@ -1,7 +1,9 @@
 #include "Host/SettingCommands.h"
 
+#include "Host/Errors.h"
 #include "Host/Info.h"
 #include "Host/Module.h"
+#include "Host/OutputFile.h"
 #include "Host/SettingTree.h"
 
 #include <algorithm>
@@ -17,12 +19,15 @@ FormatWishes SettingWishes::ApplyTo(IAudioCompressor& compressor) const {
   std::vector<Assignment> assignments;
   if (m_preset) {
     assignments = m_preset->AssignmentsFor(compressor);
+    Assign(compressor, assignments);
   }
+  std::vector<Assignment> fromCommandLine;
   const auto settings = ListSettings(compressor);
   for (const std::string& text : m_assignments) {
-    assignments.push_back(ReadAssignment(settings, text));
+    fromCommandLine.push_back(ReadAssignment(settings, text));
   }
-  Assign(compressor, assignments);
+  Assign(compressor, fromCommandLine);
+  assignments.insert(assignments.end(), fromCommandLine.begin(), fromCommandLine.end());
 
   const auto isAssigned = [&assignments](const ISetting* setting) {
     return std::any_of(assignments.begin(), assignments.end(),
@@ -41,6 +46,19 @@ FormatWishes SettingWishes::ApplyTo(IAudioCompressor& compressor) const {
   return wishes;
 }
 
+void CheckPresetTarget(const Options& options) {
+  if (options.savePreset.empty()) {
+    return;
+  }
+  if (IsSameFile(options.input, options.savePreset)) {
+    throw Failure(options.savePreset + ": the preset would overwrite the input");
+  }
+  if (options.savePreset == options.output) {
+    throw Failure(options.savePreset + ": cannot be both preset and output");
+  }
+  CheckOutputTarget(options.savePreset, options.force);
+}
+
 void ShowInfo(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
@@ -53,5 +71,10 @@ void MakePreset(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
   ChooseFormat(*compressor, SettingWishes(options).ApplyTo(*compressor), nullptr);
+  if (options.dryRun) {
+    CheckPresetTarget(options);
+    Print("preset: " + options.savePreset + '\n');
+    return;
+  }
   SavePreset(options.savePreset, *compressor, options.force);
 }

@@ -2,6 +2,7 @@
 
 #include "Host/Errors.h"
 #include "Host/SettingJson.h"
+#include "Host/SettingText.h"
 #include "Host/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
@@ -23,7 +24,9 @@ class Lister {
     std::string name = prefix + label;
     if (label.empty() || !IsUtf8(label) || !m_names.insert(name).second) {
       name = prefix + '#' + std::to_string(place);
-      m_names.insert(name);
+      while (!m_names.insert(name).second) {
+        name += '#';
+      }
     }
     m_settings.push_back({name, depth, setting});
     if (setting->GetType() == kSettingTypeArray && depth < kDeepest) {
@@ -96,12 +99,14 @@ void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignm
     std::erase_if(pending, [&](const Assignment* earlier) { return earlier->setting == assignment.setting; });
     pending.push_back(&assignment);
   }
+  std::vector<std::pair<ISetting*, std::string>> assigned;
   while (!pending.empty()) {
     std::exception_ptr firstRefusal;
     const std::size_t before = pending.size();
-    std::erase_if(pending, [&firstRefusal](const Assignment* assignment) {
+    std::erase_if(pending, [&](const Assignment* assignment) {
       try {
         assignment->assign();
+        assigned.emplace_back(assignment->setting, ValueText(*assignment->setting));
         return true;
       } catch (const WrongUse&) {
         firstRefusal = firstRefusal == nullptr ? std::current_exception() : firstRefusal;
@@ -111,6 +116,11 @@ void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignm
     compressor.ValidateSettings();
     if (pending.size() == before) {
       std::rethrow_exception(firstRefusal);
+    }
+  }
+  for (const auto& [setting, value] : assigned) {
+    if (ValueText(*setting) != value) {
+      throw WrongUse(Refusal(*setting, value) + ", with the other settings as they are");
     }
   }
 }

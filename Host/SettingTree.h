@@ -12,7 +12,7 @@ class ISetting;
 
 struct NamedSetting {
   /// The preset label, behind those of the containers around it: "Video/Bit Rate". A setting without a preset label, or
-  /// with one that is taken, goes by its place among its siblings instead: "#2" for the third.
+  /// with one that is taken, goes by its place among its siblings instead: "#2" for the third ("#2#" if need be).
   std::string name;
   unsigned int depth = 0;  ///< how many containers are around it
   ISetting* setting = nullptr;
@@ -38,5 +38,5 @@ Assignment ReadAssignment(const std::vector<NamedSetting>& settings, const std::
 
 /// Carries out the assignments, of several to one setting the last, whatever order the settings need: what a setting
 /// refuses is tried again after ValidateSettings has brought the others into effect, as long as that helps. Throws what
-/// the first one still refused throws then.
+/// the first one still refused throws then, and WrongUse for a value that did not outlast the others.
 void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments);

@@ -32,6 +32,7 @@ constexpr std::size_t SizeOf(SampleType type) {
 }
 
 struct SoundFormat {
+  std::string name;             ///< how messages name the sound: its path, "standard input", "test signal"
   unsigned int sampleRate = 0;  ///< sample frames per second, at least 1
   unsigned int channels = 0;    ///< interleaved channels, at least 1
   SampleType sampleType = SampleType::kInt16;
@@ -44,7 +45,7 @@ struct SoundFormat {
   std::optional<std::uint64_t> frames;
 };
 
-/// Texts of a sound file, in UTF-8; empty where the file has none.
+/// Texts of a sound file, in valid UTF-8; empty where the file has none.
 struct SoundTags {
   std::string title;
   std::string artist;

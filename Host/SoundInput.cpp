@@ -186,6 +186,7 @@ void SoundInput::Decoder::Open() {
 
 void SoundInput::Decoder::ReadFormat(const SF_INFO& info) {
   const Representation representation = RepresentationOf(info.format);
+  format.name = bytes.Name();
   format.sampleRate = static_cast<unsigned int>(info.samplerate);
   format.channels = static_cast<unsigned int>(info.channels);
   format.sampleType = representation.type;
@@ -264,5 +265,3 @@ const SoundTags& SoundInput::Tags() const { return m_decoder->tags; }
 SampleBlock SoundInput::Read() { return m_decoder->Read(); }
 
 const std::string& SoundInput::MissingText() const { return m_decoder->missingText; }
-
-int SoundInput::Descriptor() const { return m_decoder->bytes.Descriptor(); }

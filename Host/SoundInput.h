@@ -59,9 +59,6 @@ class SoundInput {
   /// 44100 sample frames, 100 are missing". Final when Read() has come to the end.
   const std::string& MissingText() const;
 
-  /// The open file, for comparison with an output (fstat). It belongs to this object; do not read from it.
-  int Descriptor() const;
-
  private:
   class Decoder;
   std::unique_ptr<Decoder> m_decoder;

@@ -169,7 +169,7 @@ void RemoveTemporaryFilesOnSignals() {
   struct sigaction end {};
   end.sa_handler = RemoveFilesAndEnd;
   sigfillset(&end.sa_mask);
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
     struct sigaction previous {};
     if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler != SIG_IGN) {
       sigaction(signal, &end, nullptr);

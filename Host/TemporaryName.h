@@ -33,7 +33,7 @@ class TemporaryName {
   bool m_isCreated = false;
 };
 
-/// For the start of the program: from now on SIGHUP, SIGINT, SIGQUIT and SIGTERM remove every file that has a
+/// For the start of the program: from now on SIGHUP, SIGINT, SIGQUIT, SIGTERM and SIGXCPU remove every file that has a
 /// TemporaryName and then end the process as they always do, so that a shell sees 128 + n; one that is ignored stays
 /// ignored. SIGPIPE and SIGXFSZ are ignored: writing to a closed pipe or beyond a size limit fails with an errno.
 void RemoveTemporaryFilesOnSignals();

@@ -14,7 +14,8 @@ constexpr double kHighestStep = 0.45;
 }  // namespace
 
 TestSignal::TestSignal(unsigned int rate, unsigned int channels, double seconds)
-    : m_format{.sampleRate = rate,
+    : m_format{.name = "test signal",
+               .sampleRate = rate,
                .channels = channels,
                .sampleType = SampleType::kDouble,
                .significantBits = 53,

@@ -18,6 +18,7 @@ TEST_F(HostTest, SaysWhatIsWrongWithAModule) {
            {"NoCompressors", "0 compressors"},
            {"NoObject", "no compressor"},
            {"NoRate", "no setting for the sample rate"},
+           {"NoRespect", "does not keep to 48000 Hz"},
            {"NoMatroska", "Matroska"},
            {"NoPackets", "linear PCM"},
            {"NoBegin", "begin .*80010001"},

@@ -55,15 +55,15 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --rate 4294967344 in.wav new.mkv", 2, {"--rate", "4294967344"}},
       {"rhohost --rate 0 in.wav new.mkv", 2, {"Sample Rate", "0 Hz", "8000", "96000"}},
       {"rhohost --rate 192000 in.wav new.mkv", 2, {"Sample Rate", "192000 Hz", "8000", "88200", "try --rate 96000"}},
-      {"rhohost fast.wav new.mkv", 1, {"Sample Rate", "192000 Hz", "8000", "88200", "try --rate 96000"}},
-      {"rhohost odd.wav new.mkv", 1, {"Sample Rate", "37800 Hz", "try --rate 44100"}},
+      {"rhohost fast.wav new.mkv", 1, {"fast.wav: Sample Rate", "192000 Hz", "8000", "88200", "try --rate 96000"}},
+      {"rhohost odd.wav new.mkv", 1, {"odd.wav: Sample Rate", "37800 Hz", "try --rate 44100"}},
       {"rhohost --bits 20 in.wav new.mkv", 2, {"Sample Size", "20", "16", "24"}},
       {"rhohost --channels Quad in.wav new.mkv", 2, {"Channels", "Quad", "Mono", "Stereo", "5.1", "6.1", "7.1"}},
       {"rhohost --channels '' in.wav new.mkv", 2, {"Channels", "Mono", "7.1"}},
-      {"rhohost --channels 5.1 in.wav new.mkv", 2, {"5.1", "6", "2", "try --channels Stereo"}},
-      {"rhohost three.wav new.mkv", 1, {"Channels", "3", "Mono", "Stereo", "5.1"}},
-      {"rhohost four.wav new.mkv", 1, {"Channels", "4", "Mono", "Stereo", "5.1"}},
-      {"rhohost nine.wav new.mkv", 1, {"Channels", "9", "Mono", "Stereo", "5.1"}},
+      {"rhohost --channels 5.1 in.wav new.mkv", 2, {"5.1 has 6 channels, in.wav has 2", "try --channels Stereo"}},
+      {"rhohost three.wav new.mkv", 1, {"three.wav: Channels", "3", "Mono", "Stereo", "5.1"}},
+      {"rhohost four.wav new.mkv", 1, {"four.wav: Channels", "4", "Mono", "Stereo", "5.1"}},
+      {"rhohost nine.wav new.mkv", 1, {"nine.wav: Channels", "9", "Mono", "Stereo", "5.1"}},
       {"rhohost --fps 0 in.wav new.mkv", 2, {"--fps", "0"}},
       {"rhohost --fps=-25 in.wav new.mkv", 2, {"--fps", "-25"}},
       {"rhohost --fps 25/0 in.wav new.mkv", 2, {"--fps", "25/0"}},
@@ -87,6 +87,12 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --force in.wav hard.mkv", 1, {"hard.mkv", "input"}},
       {"rhohost --force in.wav soft.mkv", 1, {"soft.mkv", "input"}},
       {"rhohost --force - soft.mkv <in.wav", 1, {"soft.mkv", "input"}},
+      {"rhohost --force --save-preset soft.mkv in.wav new.mkv", 1, {"soft.mkv", "input"}},
+      {"rhohost --save-preset new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
+      {"rhohost --save-preset old.mkv in.wav new.mkv", 1, {"old.mkv", "exists"}},
+      {"rhohost --save-preset - in.wav -", 1, {"output"}},
+      {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "Is a directory"}},
+      {"rhohost --dry-run --save-preset old.mkv", 1, {"old.mkv", "exists"}},
       {"rhohost in.wav - >&-", 1, {"Bad file descriptor"}},
       {"rhohost in.wav /dev/full", 1, {"/dev/full", "No space left on device"}},
       {"rhohost in.wav - >/dev/full", 1, {"No space left on device"}},
@@ -117,6 +123,7 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   for (const char* const text : {"Linear PCM", "48000 Hz", "24 bits", "Stereo", "1920 sample frames", "old.mkv"}) {
     EXPECT_THAT(plan.output + plan.errors, HasSubstr(text));
   }
+  EXPECT_EQ(RunHost("rhohost --dry-run --save-preset new").output, "preset: new\n");
   for (const char* const option : {"--help", "--version"}) {
     const Outcome told = RunHost(std::string("rhohost ") + option);
     EXPECT_EQ(told.code, 0);
@@ -165,6 +172,6 @@ TEST_P(SignalTest, EndsItAndLeavesTheOldOutput) {
   close(pipe);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGXCPU));
 
 }  // namespace

@@ -185,6 +185,10 @@ TEST_F(SettingsTest, DecideTheFormatOfTheOutput) {
   EXPECT_EQ(RunHost("rhohost --set SampleRate=96000 --set SampleSize=24 --save-preset preset").code, 0);
   EXPECT_EQ(
       RunHost("rhohost --preset preset --rate 88200 --save-preset used --set Channels=Stereo in.wav out.mkv").code, 0);
+  EXPECT_EQ(RunHost("rhohost info --preset preset --set SampleRate=48000").code, 0)
+      << "the preset's data rate gives way too";
+  EXPECT_THAT(RunHost("rhohost info --set SampleRate=96000 --set DataRate=176400").errors,
+              HasSubstr("Data Rate: allowed are 384000, not 176400"));
   ExpectJudgesAgree("out.mkv", {.rate = 88200, .channels = 2, .bits = 24}, 36770);
   EXPECT_EQ(json::parse(Read("used"))["settings"]["SampleRate"], 88200);
 }

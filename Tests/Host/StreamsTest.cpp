@@ -2,7 +2,9 @@
 
 #include "Tests/Host/HostTest.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 #include <filesystem>
 
 namespace {
@@ -51,6 +53,23 @@ TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
     std::filesystem::remove(m_folder / "files/out.mkv");
   }
   EXPECT_EQ(RunHost("head -c 70000 in.wav | rhohost - out.mkv").code, 1);
+}
+
+TEST_F(HostTest, WaitsForAPipeThatItsMakerNeverWaitsFor) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16", 99);
+  const std::string bytes = Read("in.wav");
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+  ASSERT_LT(ends[1], 10) << "more than a shell can name";
+  const pid_t process =
+      Start("exec rhohost - out.mkv <&" + std::to_string(ends[0]) + ' ' + std::to_string(ends[1]) + ">&-");
+  EXPECT_EQ(write(ends[1], bytes.data(), 99), 99);
+  usleep(100'000);
+  EXPECT_EQ(write(ends[1], bytes.data() + 99, bytes.size() - 99), bytes.size() - 99);
+  close(ends[1]);
+  EXPECT_EQ(Wait(process).code, 0);
+  EXPECT_EQ(Decode("out.mkv"), Decode("in.wav"));
+  close(ends[0]);
 }
 
 TEST_F(HostTest, WritesStreamsThatAPipeCanCarry) {

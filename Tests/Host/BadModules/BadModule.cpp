@@ -24,6 +24,9 @@ class Compressor : public CPCMCompressor {
   void ValidateSettings() override {
     Note("ValidateSettings");
     CPCMCompressor::ValidateSettings();
+    if (kFault == "NoRespect") {
+      CPCMCompressor::GetSampleRateSetting()->SetValue(8000);
+    }
   }
   IUnsignedIntSetting* GetSampleRateSetting() override {
     return kFault == "NoRate" ? nullptr : CPCMCompressor::GetSampleRateSetting();
