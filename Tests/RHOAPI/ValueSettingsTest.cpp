@@ -23,7 +23,7 @@ TEST(ValueSettings, KeepValuesAsGiven) {
   const auto code = CallSlot<KelTimeCode>(std::get<2>(copies).get(), 19);
   EXPECT_TRUE(code.hours == -30000 && code.seconds == 255 && code.milliseconds == 65535 && code.dropFrame);
   std::array<unsigned long long, 3> times{0, 0, 1};
-  CallSlot(std::get<3>(copies).get(), 19, &times[0], &times[1], &times[2]);
+  CallSlot(std::get<3>(copies).get(), 19, times.data(), &times[1], &times[2]);
   EXPECT_EQ(times, (std::array{1ULL, ~0ULL, 0ULL}));
 }
 

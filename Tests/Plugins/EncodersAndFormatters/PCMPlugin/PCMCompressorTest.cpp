@@ -73,7 +73,7 @@ TEST(PCMCompressor, KeepsItsDataRateInStepWithTheOtherSettings) {
     CallSlot(codec, 15);
     unsigned format = 0;
     EXPECT_TRUE(CallSlot<unsigned>(codec, 21, &format) == 0 && format == type) << bits;
-    IAudioCompressor* const copy = CallSlot<IAudioCompressor*>(codec, 13);
+    auto* const copy = CallSlot<IAudioCompressor*>(codec, 13);
     EXPECT_EQ(ReadSlots(copy, 28, "uuuu"), answers);
     unsigned codes[2] = {};
     copy->GetAudioCompressorInfo(codes[0], codes[1]);
