@@ -1,0 +1,158 @@
+/// Many files at once: which are encoded and where to, what is refused, and that none stands in another's way.
+
+#include "Tests/Host/HostTest.h"
+
+#include <csignal>
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+
+class BatchTest : public HostTest {
+ protected:
+  BatchTest() {
+    EXPECT_EQ(Run("mkdir -p in/live/deep 'in/[x,y]' in/texts").code, 0);
+    MakeSound("one.wav", 44100, 2, "sox -b 16");
+    MakeSound("in/a.wav", 48000, 2, "sox -b 16");
+    MakeSound("in/live/b.b.flac", 48000, 1, "sox -b 24");
+    MakeSound("in/live/deep/.c", 96000, 6, "sox -b 24 -t aiff");
+    MakeSound("in/[x,y]/d.wav", 37800, 2, "sox -b 16");
+    EXPECT_EQ(Run("ln -s ../../one.wav in/live/link.wav").code, 0);
+  }
+
+  /// Adds what is no sound and cannot be encoded.
+  void AddOthers() const {
+    EXPECT_EQ(Run("echo text | tee in/a.txt in/a.nfo in/texts/t.wav >/dev/null; : >in/empty.wav; mkfifo in/fifo.wav; "
+                  "ln -s . in/live/self; ln -s none in/dangling.wav; head -c 9999 in/a.wav >in/cut.wav")
+                  .code,
+              0);
+  }
+
+  std::string Files(const std::string& folder) const {
+    return Run("cd " + folder + " && find . ! -type d | sort | tr '\\n' ' '").output;
+  }
+  static constexpr const char* kOutputs = "./a.mkv ./live/b.b.mkv ./live/deep/.c.mkv ./live/link.mkv ";
+};
+
+TEST_F(BatchTest, KeepsTheTreeAndNamesWhatFailed) {
+  AddOthers();
+  const Outcome outcome = RunHost("umask 026; rhohost --to new/out --jobs 3 in one.wav none.wav");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_THAT(outcome.errors,
+              ContainsRegex("^rhohost: none.wav: .*No such file.*\nrhohost: in/\\[x,y\\]/d.wav: .*37800 Hz.*\n"
+                            "rhohost: in/cut.wav: is incomplete.*\nrhohost: new/out: 5 files encoded, "
+                            "7 are no sound files, 3 failed; 0:00:0[0-9.]+ of sound, [0-9]+ x real time\n$"));
+  EXPECT_EQ(Files("new/out"), std::string(kOutputs) + "./one.mkv ");
+  EXPECT_EQ(Run("stat -c %a new new/out/live new/out/a.mkv").output, "751\n751\n640\n");
+  EXPECT_EQ(Decode("new/out/live/deep/.c.mkv"), Decode("in/live/deep/.c"));
+  ExpectJudgesAgree("new/out/live/b.b.mkv", {48000, 1, 24}, kFrames);
+}
+
+TEST_F(BatchTest, GivesWhatOneFileAtATimeGives) {
+  ASSERT_EQ(
+      Run("mkdir many && cp one.wav many && for i in 1 2 3 4; do cp -r in many/$i; echo text >many/$i/a.txt; done; "
+          "mkfifo preset")
+          .code,
+      0);
+  Write("saved", R"({"manufacturer": "ZAV ", "codec": "LPCM", "settings": {"SampleSize": 24}})");
+  // A pipe can be read only once.
+  const Outcome many =
+      RunHost("cat saved >preset & rhohost --to out --preset preset --set SampleRate=44100 --fps 25 --jobs 16 many");
+  EXPECT_THAT(many.errors, HasSubstr("out: 21 files encoded, 4 are no sound files;"));
+  const Outcome single = Run(
+      R"(cd many; find . -type f ! -name '*.txt' -o -type l | while read -r file; do
+           rhohost --quiet --force --preset ../saved --rate 44100 --fps 25 "$file" ../single.mkv &&
+           cmp ../single.mkv "../out/$(echo "$file" | sed 's|\([^/]\)\.[^./]*$|\1|').mkv" && echo
+         done | wc -l)");
+  EXPECT_EQ(single.output, "21\n") << single.errors;
+}
+
+struct Refusal {
+  const char* arguments;
+  std::vector<const char*> says;
+};
+
+TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
+  ASSERT_EQ(
+      Run("mkdir old twin; cp one.wav twin; cp one.wav twin/one.aiff; cp one.wav old/x.wav; ln in/a.wav old/a.mkv; "
+          "mkdir links; ln -s ../in/live links/more; ln -s more links/deep")
+          .code,
+      0);
+  const std::string before = Listing();
+  for (const auto& [arguments, says] : std::vector<Refusal>{
+           {"--to new", {"INPUT"}},
+           {"--to '' in", {"--to", "empty"}},
+           {"--to new in ''", {"empty"}},
+           {"--to new -", {"standard input"}},
+           {"--to new in - <one.wav", {"standard input"}},
+           {"--to new one.wav twin", {"new/one.mkv", "one.wav", "twin/one."}},
+           {"--to new twin", {"new/one.mkv", "twin/one.wav", "twin/one.aiff"}},
+           {"--to new in in/../in/a.wav", {"new/a.mkv", "in/a.wav", "in/../in/a.wav"}},
+           {"--to old old", {"old", "lies in"}},
+           {"--to . in", {"in: lies in ."}},
+           {"--to old/../in in/live", {"in/live", "lies in"}},
+           {"--to old --force one.wav in/a.wav", {"old/a.mkv", "in/a.wav", "overwrite"}},
+           {"--to new --jobs 0 in", {"--jobs", "\"0\""}},
+           {"--to new --jobs 257 in", {"--jobs", "256"}},
+           {"--jobs 2 one.wav new.mkv", {"--jobs", "--to"}},
+           {"--skip-existing one.wav new.mkv", {"--skip-existing", "--to"}},
+           {"--to new --force --skip-existing in", {"--force", "--skip-existing"}},
+           {"--to new --save-preset p in", {"--save-preset", "--to"}},
+           {"--to new --test-signal 1 in", {"--test-signal", "--to"}},
+           {"--to new --rate 5 in", {"Sample Rate", "5 Hz"}},
+       }) {
+    SCOPED_TRACE(arguments);
+    const Outcome outcome = RunHost(std::string("rhohost ") + arguments);
+    EXPECT_EQ(outcome.code, 2);
+    for (const char* const text : says) {
+      EXPECT_THAT(outcome.errors, HasSubstr(text));
+    }
+    ASSERT_EQ(Listing(), before);
+  }
+  const Outcome plan = RunHost("rhohost --to new/out --rate 48000 --dry-run in");
+  EXPECT_EQ(plan.code, 0);
+  EXPECT_THAT(plan.output, ContainsRegex("input: in/\\[x,y\\]/d.wav.*\n.*37800 to 48000 Hz.*\n.*\noutput: new/out/"));
+  EXPECT_THAT(plan.errors, HasSubstr("5 files to encode"));
+  EXPECT_EQ(RunHost("rhohost --to one.wav in").code, 1);
+  EXPECT_EQ(Listing(), before);
+}
+
+TEST_F(BatchTest, GoesOnWhereItWas) {
+  const std::string command = "rhohost --rate 48000 --to in/out in";
+  ASSERT_EQ(RunHost(command).code, 0);
+  ASSERT_EQ(Run("echo old >in/out/a.mkv; rm -r in/out/live").code, 0);
+  // Two at a time do not hurt each other.
+  EXPECT_EQ(RunHost(command + " --skip-existing & " + command + " --skip-existing && wait $!").code, 0);
+  EXPECT_EQ(Read("in/out/a.mkv"), "old\n");
+  EXPECT_EQ(Files("in/out"), "./[x,y]/d.mkv " + std::string(kOutputs));
+  const std::string before = Listing();
+  EXPECT_THAT(RunHost(command + " --skip-existing").errors, HasSubstr(": 0 files encoded, 5 existing ones skipped\n"));
+  const Outcome refused = RunHost(command + " --quiet");
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_THAT(refused.errors, HasSubstr("in/a.wav: in/out/a.mkv: exists already"));
+  EXPECT_EQ(Listing(), before);
+  EXPECT_EQ(RunHost(command + " --force --quiet").errors, "");
+  EXPECT_EQ(Decode("in/out/a.mkv"), Decode("in/a.wav"));
+}
+
+TEST_F(BatchTest, ShowsHowFarItIsAndLeavesOnlyWholeFiles) {
+  // Half an hour of silence in an AU file, which says nothing of its length.
+  ASSERT_EQ(Run(R"(mkdir long && cp one.wav long/a.wav &&
+      printf '.snd\0\0\0\30\377\377\377\377\0\0\0\3\0\0\254\104\0\0\0\2' >long/b.au && truncate -s 317520024 long/b.au)")
+                .code,
+            0);
+  const std::string command = "sh -c 'echo \\$\\$ >process; exec rhohost --rate 96000 --jobs 1 --to out long'";
+  const pid_t terminal = Start("exec script -qec \"" + command + "\" /dev/null");
+  while (Read("../output").find("files, ") == std::string::npos) {
+  }
+  ASSERT_EQ(kill(std::stoi(Read("process")), SIGTERM), 0);
+  const Outcome outcome = Wait(terminal);
+  EXPECT_EQ(outcome.code, 128 + SIGTERM);
+  EXPECT_THAT(outcome.output,
+              ContainsRegex("\rrhohost: [0-9]+ %, [0-9.]+ MB of 317.[0-9] MB, 1 of 2 files, [0-9]+:[0-9]+ left"));
+  EXPECT_EQ(Run("ls -A out").output, "a.mkv\n");
+}
+
+}  // namespace
