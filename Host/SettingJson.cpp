@@ -56,6 +56,9 @@ Json ValueJson(ISetting& setting) {
   if (type == kSettingTypeUnsignedIntArray) {
     return Json::parse('[' + text + ']');
   }
+  if (text == "-0" && type == kSettingTypeDouble) {
+    return -0.0;  // as "-0" it would be read as a whole number, which has no such zero
+  }
   if (type == kSettingTypeBool || (IsNumeric(type) && Json::accept(text))) {
     return Json::parse(text);
   }

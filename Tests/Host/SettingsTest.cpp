@@ -133,7 +133,8 @@ TEST_F(SettingsTest, RefusesWhatASettingDoesNotTakeAndSaysWhatItDoes) {
 }
 
 TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
-  EXPECT_EQ(SavePreset("first").code, 0);
+  EXPECT_EQ(SavePreset("first", "--set Scale=-0").code, 0);
+  EXPECT_EQ(Described("--preset first").at("All/Scale")["text"], "-0");
   EXPECT_EQ(SavePreset("changed",
                        "--set SampleRate=96000 --set Mode=Fast --set Note= --set Level=-6 --set Key=0a "
                        "--set All/Inner/Note=$(printf 'Caf\\351') --set Scale=inf")
