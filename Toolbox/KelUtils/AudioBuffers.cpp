@@ -33,7 +33,7 @@ void KelPadAudioBufferWithSilence(KelAudio_t& buffer) {
 TRHOAPIPacket* KelEncAudio_t::addDataPacket(IPacket::TPacketType type, const unsigned char* payload,
                                             unsigned long size) {
   std::unique_ptr<TRHOAPIPacket> packet(TRHOAPIPacket::withRoom(type, payload == nullptr ? 0 : size));
-  if (packet->getDataSize() != 0) {
+  if (payload != nullptr && size != 0) {
     std::memcpy(packet->room(), payload, size);
   }
   addPacket(packet.get());
