@@ -74,13 +74,7 @@ std::vector<Assignment> Preset::AssignmentsFor(IAudioCompressor& compressor) con
     if (setting == nullptr) {
       throw WrongUse(place + "the compressor has no such setting");
     }
-    assignments.push_back({setting, [place, setting, value = value] {
-                             try {
-                               SetValueJson(*setting, value);
-                             } catch (const WrongUse& refusal) {
-                               throw WrongUse(place + refusal.what());
-                             }
-                           }});
+    assignments.push_back({setting, place, [setting, value = value] { SetValueJson(*setting, value); }});
   }
   return assignments;
 }

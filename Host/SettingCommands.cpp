@@ -62,7 +62,7 @@ void CheckPresetTarget(const Options& options) {
 void ShowInfo(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
-  ChooseFormat(*compressor, SettingWishes(options).ApplyTo(*compressor), nullptr);
+  SettingWishes(options).ApplyTo(*compressor);
   const auto description = DescribeCompressor(*compressor, module.Version());
   Print(options.json ? description.dump(2) + '\n' : DescriptionText(description));
 }
@@ -70,7 +70,10 @@ void ShowInfo(const Options& options) {
 void MakePreset(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
-  ChooseFormat(*compressor, SettingWishes(options).ApplyTo(*compressor), nullptr);
+  const FormatWishes wishes = SettingWishes(options).ApplyTo(*compressor);
+  if (wishes.sampleRate || wishes.bits || wishes.layout) {
+    ChooseFormat(*compressor, wishes, nullptr);
+  }
   if (options.dryRun) {
     CheckPresetTarget(options);
     Print("preset: " + options.savePreset + '\n');

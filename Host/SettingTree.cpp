@@ -6,7 +6,6 @@
 #include "Host/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <exception>
 #include <set>
 #include <utility>
 
@@ -90,7 +89,7 @@ Assignment ReadAssignment(const std::vector<NamedSetting>& settings, const std::
                    "\": " + (equals == std::string::npos ? "expected NAME=VALUE" : "no setting \"" + name + '"') +
                    "; there are: " + names);
   }
-  return {setting, [setting, value = text.substr(equals + 1)] { SetValueOrUnspecify(*setting, value); }};
+  return {setting, "", [setting, value = text.substr(equals + 1)] { SetValueOrUnspecify(*setting, value); }};
 }
 
 void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
@@ -99,28 +98,29 @@ void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignm
     std::erase_if(pending, [&](const Assignment* earlier) { return earlier->setting == assignment.setting; });
     pending.push_back(&assignment);
   }
-  std::vector<std::pair<ISetting*, std::string>> assigned;
+  std::vector<std::pair<const Assignment*, std::string>> assigned;
   while (!pending.empty()) {
-    std::exception_ptr firstRefusal;
+    std::string firstRefusal;
     const std::size_t before = pending.size();
     std::erase_if(pending, [&](const Assignment* assignment) {
       try {
         assignment->assign();
-        assigned.emplace_back(assignment->setting, ValueText(*assignment->setting));
+        assigned.emplace_back(assignment, ValueText(*assignment->setting));
         return true;
-      } catch (const WrongUse&) {
-        firstRefusal = firstRefusal == nullptr ? std::current_exception() : firstRefusal;
+      } catch (const WrongUse& refusal) {
+        firstRefusal = firstRefusal.empty() ? assignment->place + refusal.what() : firstRefusal;
         return false;
       }
     });
     compressor.ValidateSettings();
     if (pending.size() == before) {
-      std::rethrow_exception(firstRefusal);
+      throw WrongUse(firstRefusal);
     }
   }
-  for (const auto& [setting, value] : assigned) {
-    if (ValueText(*setting) != value) {
-      throw WrongUse(Refusal(*setting, value) + ", with the other settings as they are");
+  for (const auto& [assignment, value] : assigned) {
+    if (ValueText(*assignment->setting) != value) {
+      throw WrongUse(assignment->place + Refusal(*assignment->setting, value) +
+                     ", with the other settings as they are");
     }
   }
 }

@@ -29,6 +29,7 @@ ISetting* FindSetting(const std::vector<NamedSetting>& settings, std::string_vie
 /// What is to be done to one setting.
 struct Assignment {
   ISetting* setting = nullptr;
+  std::string place;             ///< where it was asked for, in front of every refusal; may be empty
   std::function<void()> assign;  ///< throws WrongUse while the setting does not take it
 };
 
@@ -37,6 +38,6 @@ struct Assignment {
 Assignment ReadAssignment(const std::vector<NamedSetting>& settings, const std::string& text);
 
 /// Carries out the assignments, of several to one setting the last, whatever order the settings need: what a setting
-/// refuses is tried again after ValidateSettings has brought the others into effect, as long as that helps. Throws what
-/// the first one still refused throws then, and WrongUse for a value that did not outlast the others.
+/// refuses is tried again after ValidateSettings has brought the others into effect, as long as that helps. Throws
+/// WrongUse for the first one still refused then, and for a value that did not outlast the others.
 void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments);

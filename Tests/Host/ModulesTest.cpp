@@ -32,6 +32,9 @@ TEST_F(HostTest, SaysWhatIsWrongWithAModule) {
     EXPECT_THAT(outcome.errors, ContainsRegex(says));
     EXPECT_EQ(Listing(), before);
   }
+  const std::string lacking = " --module " BAD_MODULES "/NoRate.so";
+  EXPECT_THAT(RunHost("rhohost info" + lacking).output, ContainsRegex("SampleSize")) << "what there is can be shown";
+  EXPECT_EQ(RunHost("rhohost --save-preset preset" + lacking).code, 0) << "and filed";
 }
 
 TEST_F(HostTest, CallsAModuleInTheDocumentedOrder) {

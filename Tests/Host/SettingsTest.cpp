@@ -164,6 +164,7 @@ TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
            {"/settings/All~1Gains", {1, 2, "3"}, "\"All/Gains\""},
            {"/settings/All~1Log", {{"hex", "0"}}, "\"All/Log\""},
            {"/settings/Nothing", 1, "\"Nothing\": the compressor has no such setting"},
+           {"/settings", {{"DataRate", 176400}, {"SampleRate", 8000}}, "\"DataRate\": Data Rate: allowed are 32000"},
            {"/settings", 1, "not a preset"},
            {"/codec", "LPCM", "another compressor"},
        }) {
