@@ -88,16 +88,25 @@ std::size_t Batch::FilesToDo() const {
 }
 
 void Batch::Run() {
-  std::vector<std::jthread> helpers(std::min<std::size_t>(m_options.jobs, std::max<std::size_t>(FilesToDo(), 1)) - 1);
-  for (std::jthread& helper : helpers) {
-    helper = std::jthread([this] { Work(); });
+  const std::size_t workers = std::min<std::size_t>(m_options.jobs, FilesToDo());
+  std::vector<std::jthread> helpers;
+  try {
+    while (helpers.size() + 1 < workers) {
+      helpers.emplace_back([this] { Work(); });
+    }
+  } catch (const std::exception&) {
+    // There are no more threads or no memory for them to be had: fewer do the same work.
   }
   Work();
 }
 
 void Batch::Work() {
   for (std::size_t index = m_next++; index < m_results.size(); index = m_next++) {
-    m_results[index] = Try(m_list.items[index]);
+    try {
+      m_results[index] = Try(m_list.items[index]);
+    } catch (const std::bad_alloc&) {
+      m_results[index].outcome = kFailed;  // no memory for words either: Tell finds them
+    }
   }
 }
 
@@ -116,7 +125,7 @@ ItemResult Batch::Try(const WorkItem& item) {
     }
     why = error.what();
   } catch (const std::bad_alloc&) {
-    why = "out of memory";
+    throw;
   } catch (const std::exception& error) {
     why = error.what();
   } catch (...) {
@@ -148,11 +157,14 @@ bool Batch::Tell() {
   for (const std::string& failure : m_list.failures) {
     ::Tell(failure);
   }
-  for (const ItemResult& result : m_results) {
+  for (std::size_t index = 0; index < m_results.size(); ++index) {
+    const ItemResult& result = m_results[index];
     ++m_numbers[result.outcome];
     if (result.outcome == kEncoded && m_options.dryRun) {
       Print(result.text + "\n");
-    } else if (!result.text.empty() && (result.outcome == kFailed || !m_options.quiet)) {
+    } else if (result.outcome == kFailed) {
+      ::Tell(result.text.empty() ? m_list.items[index].input + ": out of memory" : result.text);
+    } else if (!result.text.empty() && !m_options.quiet) {
       ::Tell(result.text);
     }
   }

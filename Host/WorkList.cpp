@@ -38,9 +38,26 @@ fs::path RealPath(const std::string& path) {
   return real;
 }
 
+/// What tells outputs apart: the real path, or as it stands one that cannot be followed, where nothing can be written
+/// either.
+fs::path OutputIdentity(const std::string& path) {
+  try {
+    return RealPath(path);
+  } catch (const Failure&) {
+    return path;
+  }
+}
+
 /// Both paths as RealPath gives them; a folder is in itself.
 bool IsIn(const fs::path& path, const fs::path& folder) {
   return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first == folder.end();
+}
+
+/// Why the folder cannot be listed, as errno tells it; 0 when it can.
+int ListingError(const std::string& folder) {
+  std::error_code error;
+  const fs::directory_iterator list(folder, error);
+  return error.value();
 }
 
 bool IsSound(const WorkItem& item) {
@@ -70,8 +87,20 @@ class WorkListMaker {
   WorkList Finish();
 
  private:
-  void AddFound(const std::string& input, const fs::path& real);
-  void AddFoundFile(std::string input, const std::string& path, const std::string& relativePath);
+  /// A folder that is an input.
+  struct Root {
+    std::string input;
+    std::string real;
+
+    /// How the user would name what lies at or below the real path.
+    std::string NameOf(const std::string& path) const {
+      return path == real ? input : KelJoinPaths(input, path.substr(real.size()), 0);
+    }
+  };
+
+  void AddInput(const std::string& input);
+  void AddFolder(const Root& root, const std::string& folder);
+  void AddUnlistedFolder(const Root& root, const std::string& folder, bool isLastTry);
   void AddItem(std::string input, const std::string& relativePath, const struct stat& status, bool isNamed);
   void CheckOutput(WorkItem& item);
   void CheckSharedOutputs();
@@ -83,49 +112,60 @@ class WorkListMaker {
 };
 
 void WorkListMaker::Add(const std::string& input) {
+  try {
+    AddInput(input);
+  } catch (const Failure& failure) {
+    m_list.failures.emplace_back(failure.what());
+  }
+}
+
+void WorkListMaker::AddInput(const std::string& input) {
   struct stat status {};
   if (stat(input.c_str(), &status) != 0) {
-    m_list.failures.emplace_back(SystemFailure(input, "open", errno).what());
-    return;
+    throw SystemFailure(input, "open", errno);
   }
   const fs::path real = RealPath(input);
   if (IsIn(real, m_realFolder)) {
     throw WrongUse(input + ": lies in " + m_folder + ", the folder for the outputs");
   }
   if (S_ISDIR(status.st_mode)) {
-    AddFound(input, real);
+    AddFolder({input, real}, real);
   } else if (S_ISREG(status.st_mode)) {
     AddItem(input, fs::path(input).filename(), status, true);
   } else {
-    m_list.failures.push_back(input + ": is neither a file nor a folder");
+    throw Failure(input + ": is neither a file nor a folder");
   }
 }
 
-void WorkListMaker::AddFound(const std::string& input, const fs::path& real) {
+void WorkListMaker::AddFolder(const Root& root, const std::string& folder) {
   FileCollector collector;
-  KelForEachFile(real, collector);
+  KelForEachFile(folder, collector);
   std::sort(collector.paths.begin(), collector.paths.end());
   for (const std::string& path : collector.paths) {
-    const std::string relativePath = path.substr(real.native().size());
-    if (relativePath.empty()) {
-      AddFoundFile(input, path, relativePath);
-    } else if (!IsIn(path, m_realFolder)) {
-      AddFoundFile(KelJoinPaths(input, relativePath, 0), path, relativePath);
+    std::error_code error;
+    struct stat status {};
+    const bool isMissing = stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ELOOP);
+    if (IsIn(path, m_realFolder)) {
+      continue;
+    }
+    if (S_ISDIR(status.st_mode) && !fs::is_symlink(path, error)) {
+      AddUnlistedFolder(root, path, path == folder);
+    } else if (isMissing || (status.st_mode != 0 && !S_ISREG(status.st_mode))) {
+      ++m_list.noSoundFiles;
+    } else {
+      AddItem(root.NameOf(path), path.substr(root.real.size()), status, false);
     }
   }
 }
 
-void WorkListMaker::AddFoundFile(std::string input, const std::string& path, const std::string& relativePath) {
-  struct stat status {};
-  const bool isMissing = stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ELOOP);
-  std::error_code error;
-  if (S_ISDIR(status.st_mode) && !fs::is_symlink(path, error)) {
-    const fs::directory_iterator list(path, error);
-    m_list.failures.emplace_back(SystemFailure(input, "list the folder", error.value()).what());
-  } else if (isMissing || (status.st_mode != 0 && !S_ISREG(status.st_mode))) {
-    ++m_list.noSoundFiles;
+void WorkListMaker::AddUnlistedFolder(const Root& root, const std::string& folder, bool isLastTry) {
+  const int error = ListingError(folder);
+  if (error == 0 && !isLastTry) {
+    // The walk had as many folders open, one for each level, as the system gives.
+    AddFolder(root, folder);
   } else {
-    AddItem(std::move(input), relativePath, status, false);
+    m_list.failures.emplace_back(
+        SystemFailure(root.NameOf(folder), "list the folder", error == 0 ? EAGAIN : error).what());
   }
 }
 
@@ -157,7 +197,7 @@ void WorkListMaker::CheckOutput(WorkItem& item) {
 void WorkListMaker::CheckSharedOutputs() {
   std::map<std::string, std::vector<std::size_t>> sharers;
   for (std::size_t index = 0; index < m_list.items.size(); ++index) {
-    sharers[RealPath(m_list.items[index].output)].push_back(index);
+    sharers[OutputIdentity(m_list.items[index].output)].push_back(index);
   }
   std::vector<bool> isDropped(m_list.items.size());
   for (auto& [output, indices] : sharers) {
