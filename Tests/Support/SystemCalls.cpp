@@ -96,10 +96,10 @@ struct Environment {
     int nth = 0;
     int error = 0;
     const char* const text = std::getenv("FAULT");
+    g_isReporting = text != nullptr;
     if (text == nullptr || std::sscanf(text, "%31[^:]:%d:%d%c", function, &nth, &error, &lasting) < 3) {
       return;
     }
-    g_isReporting = true;
     g_fault = {function, nth, error, lasting == '+', nullptr, nullptr};
     if (error < 0) {
       g_fault.before = [error] { std::raise(-error); };
