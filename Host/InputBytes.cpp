@@ -72,7 +72,11 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wan
 }
 
 std::size_t InputBytes::ReadFile(std::uint64_t position, unsigned char* to, std::size_t size) {
-  return ReadFully(position - m_head.size() + m_headFileEnd, to, size);
+  const std::size_t done = ReadFully(position - m_head.size() + m_headFileEnd, to, size);
+  if (done < size) {
+    throw Failure(m_name + ": has become shorter while it was read");
+  }
+  return done;
 }
 
 std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, std::size_t size) {

@@ -7,6 +7,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <unistd.h>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -92,17 +93,21 @@ bool Fails(const char* function, File file) {
 struct Environment {
   Environment() {
     char function[32];
-    char lasting = 0;
     int nth = 0;
-    int error = 0;
+    int read = 0;
     const char* const text = std::getenv("FAULT");
     g_isReporting = text != nullptr;
-    if (text == nullptr || std::sscanf(text, "%31[^:]:%d:%d%c", function, &nth, &error, &lasting) < 3) {
+    if (text == nullptr || std::sscanf(text, "%31[^:]:%d:%n", function, &nth, &read) != 2) {
       return;
     }
-    g_fault = {function, nth, error, lasting == '+', nullptr, nullptr};
+    unsetenv("LD_PRELOAD");  // the programs that it starts are not meant
+    const std::string what = text + read;
+    const int error = std::atoi(what.c_str());
+    g_fault = {function, nth, error, what.back() == '+', nullptr, nullptr};
     if (error < 0) {
       g_fault.before = [error] { std::raise(-error); };
+    } else if (std::isalpha(what[0]) != 0) {
+      g_fault.before = [what] { std::system(what.c_str()); };
     }
   }
   ~Environment() {
