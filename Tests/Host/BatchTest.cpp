@@ -119,6 +119,15 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
   EXPECT_EQ(Listing(), before);
 }
 
+TEST_F(BatchTest, GoesOnWhereTheSystemGivesLittle) {
+  // More folders in each other than files may be open, their path too long where it is to go, and no room for a thread.
+  const Outcome outcome = RunHost(
+      "d=$(printf %0200d 0); p=in; for i in $(seq 19); do p=$p/$d; done; mkdir -p $p; cp one.wav $p; "
+      "ulimit -n 14; ulimit -s 100000000000; rhohost --jobs 2 --to $d/$d/$d/$d in");
+  EXPECT_THAT(outcome.errors,
+              ContainsRegex("in/0.*/one.wav: .*: File name too long\n(.*\n)*.*: 4 files encoded, 2 failed;"));
+}
+
 TEST_F(BatchTest, GoesOnWhereItWas) {
   const std::string command = "rhohost --rate 48000 --to in/out in";
   ASSERT_EQ(RunHost(command).code, 0);
