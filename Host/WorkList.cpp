@@ -18,6 +18,10 @@ namespace fs = std::filesystem;
 
 using FileIdentity = std::pair<dev_t, ino_t>;
 
+bool IsEarlier(const timespec& left, const timespec& right) {
+  return std::pair(left.tv_sec, left.tv_nsec) < std::pair(right.tv_sec, right.tv_nsec);
+}
+
 class FileCollector : public IKelSomeFileTask {
  public:
   bool processFile(const std::string& filePath) override {
@@ -173,7 +177,11 @@ void WorkListMaker::AddItem(std::string input, const std::string& relativePath, 
                             bool isNamed) {
   const fs::path output = KelJoinPaths(m_folder, fs::path(relativePath).replace_extension(".mkv"), 0);
   m_inputs.emplace(FileIdentity(status.st_dev, status.st_ino), input);
-  m_list.items.push_back({std::move(input), output, static_cast<std::uint64_t>(status.st_size), isNamed, false});
+  m_list.items.push_back({.input = std::move(input),
+                          .output = output,
+                          .bytes = static_cast<std::uint64_t>(status.st_size),
+                          .modified = status.st_mtim,
+                          .isNamed = isNamed});
 }
 
 WorkList WorkListMaker::Finish() {
@@ -187,6 +195,7 @@ WorkList WorkListMaker::Finish() {
 void WorkListMaker::CheckOutput(WorkItem& item) {
   struct stat status {};
   item.outputExists = stat(item.output.c_str(), &status) == 0;
+  item.outputIsOlder = item.outputExists && IsEarlier(status.st_mtim, item.modified);
   const auto input = m_inputs.find({status.st_dev, status.st_ino});
   if (item.outputExists && input != m_inputs.end()) {
     throw WrongUse(item.output + ": the output of " + item.input + " would overwrite the input " + input->second);

@@ -131,13 +131,14 @@ TEST_F(BatchTest, GoesOnWhereTheSystemGivesLittle) {
 TEST_F(BatchTest, GoesOnWhereItWas) {
   const std::string command = "rhohost --rate 48000 --to in/out in";
   ASSERT_EQ(RunHost(command).code, 0);
-  ASSERT_EQ(Run("echo old >in/out/a.mkv; rm -r in/out/live").code, 0);
+  ASSERT_EQ(Run("echo old >in/out/a.mkv; touch -d tomorrow in/a.wav; rm -r in/out/live").code, 0);
   // Two at a time do not hurt each other.
   EXPECT_EQ(RunHost(command + " --skip-existing & " + command + " --skip-existing && wait $!").code, 0);
   EXPECT_EQ(Read("in/out/a.mkv"), "old\n");
   EXPECT_EQ(Files("in/out"), "./[x,y]/d.mkv " + std::string(kOutputs));
   const std::string before = Listing();
-  EXPECT_THAT(RunHost(command + " --skip-existing").errors, HasSubstr(": 0 files encoded, 5 existing ones skipped\n"));
+  EXPECT_THAT(RunHost(command + " --skip-existing").errors,
+              HasSubstr(": 0 files encoded, 5 existing ones skipped, 1 of them older than its input\n"));
   const Outcome refused = RunHost(command + " --quiet");
   EXPECT_EQ(refused.code, 1);
   EXPECT_THAT(refused.errors, HasSubstr("in/a.wav: in/out/a.mkv: exists already"));
