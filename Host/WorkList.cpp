@@ -42,16 +42,6 @@ fs::path RealPath(const std::string& path) {
   return real;
 }
 
-/// What tells outputs apart: the real path, or as it stands one that cannot be followed, where nothing can be written
-/// either.
-fs::path OutputIdentity(const std::string& path) {
-  try {
-    return RealPath(path);
-  } catch (const Failure&) {
-    return path;
-  }
-}
-
 /// Both paths as RealPath gives them; a folder is in itself.
 bool IsIn(const fs::path& path, const fs::path& folder) {
   return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first == folder.end();
@@ -107,12 +97,15 @@ class WorkListMaker {
   void AddUnlistedFolder(const Root& root, const std::string& folder, bool isLastTry);
   void AddItem(std::string input, const std::string& relativePath, const struct stat& status, bool isNamed);
   void CheckOutput(WorkItem& item);
+  fs::path OutputIdentity(const fs::path& output, int linksLeft = 40);
+  const fs::path& RealFolder(const fs::path& folder);
   void CheckSharedOutputs();
 
   std::string m_folder;
   fs::path m_realFolder;
   WorkList m_list;
   std::map<FileIdentity, std::string> m_inputs;
+  std::map<std::string, fs::path> m_realFolders;
 };
 
 void WorkListMaker::Add(const std::string& input) {
@@ -200,6 +193,30 @@ void WorkListMaker::CheckOutput(WorkItem& item) {
   if (item.outputExists && input != m_inputs.end()) {
     throw WrongUse(item.output + ": the output of " + item.input + " would overwrite the input " + input->second);
   }
+}
+
+/// What tells outputs apart: the path of the file that would be made or replaced, where links lead to it.
+fs::path WorkListMaker::OutputIdentity(const fs::path& output, int linksLeft) {
+  const fs::path& folder = RealFolder(output.parent_path());
+  const fs::path real = folder / output.filename();
+  std::error_code error;
+  if (linksLeft != 0 && fs::is_symlink(fs::symlink_status(real, error))) {
+    return OutputIdentity(folder / fs::read_symlink(real, error), linksLeft - 1);
+  }
+  return real;
+}
+
+/// As it stands, one that cannot be followed: nothing can be written there either.
+const fs::path& WorkListMaker::RealFolder(const fs::path& folder) {
+  const auto [place, isNew] = m_realFolders.try_emplace(folder);
+  if (isNew) {
+    try {
+      place->second = RealPath(folder);
+    } catch (const Failure&) {
+      place->second = folder;
+    }
+  }
+  return place->second;
 }
 
 /// Only where several files would have the same output it matters here which of them are sounds.

@@ -77,7 +77,7 @@ struct Refusal {
 TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
   ASSERT_EQ(
       Run("mkdir old twin; cp one.wav twin; cp one.wav twin/one.aiff; cp one.wav old/x.wav; ln in/a.wav old/a.mkv; "
-          "mkdir links; ln -s ../in/live links/more; ln -s more links/deep")
+          "mkdir links; ln -s ../in/live links/more; ln -s more links/deep; mkdir new.d; ln -s a.mkv new.d/one.mkv")
           .code,
       0);
   const std::string before = Listing();
@@ -90,6 +90,7 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
            {"--to new one.wav twin", {"new/one.mkv", "one.wav", "twin/one."}},
            {"--to new twin", {"new/one.mkv", "twin/one.wav", "twin/one.aiff"}},
            {"--to new in in/../in/a.wav", {"new/a.mkv", "in/a.wav", "in/../in/a.wav"}},
+           {"--to new.d one.wav in/a.wav", {"new.d/one.mkv", "one.wav", "in/a.wav"}},
            {"--to old old", {"old", "lies in"}},
            {"--to . in", {"in: lies in ."}},
            {"--to old/../in in/live", {"in/live", "lies in"}},
