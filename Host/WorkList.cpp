@@ -104,7 +104,7 @@ class WorkListMaker {
   std::string m_folder;
   fs::path m_realFolder;
   WorkList m_list;
-  std::map<FileIdentity, std::string> m_inputs;
+  std::map<FileIdentity, std::size_t> m_inputs;  ///< which item
   std::map<std::string, fs::path> m_realFolders;
 };
 
@@ -169,7 +169,7 @@ void WorkListMaker::AddUnlistedFolder(const Root& root, const std::string& folde
 void WorkListMaker::AddItem(std::string input, const std::string& relativePath, const struct stat& status,
                             bool isNamed) {
   const fs::path output = KelJoinPaths(m_folder, fs::path(relativePath).replace_extension(".mkv"), 0);
-  m_inputs.emplace(FileIdentity(status.st_dev, status.st_ino), input);
+  m_inputs.emplace(FileIdentity(status.st_dev, status.st_ino), m_list.items.size());
   m_list.items.push_back({.input = std::move(input),
                           .output = output,
                           .bytes = static_cast<std::uint64_t>(status.st_size),
@@ -189,9 +189,10 @@ void WorkListMaker::CheckOutput(WorkItem& item) {
   struct stat status {};
   item.outputExists = stat(item.output.c_str(), &status) == 0;
   item.outputIsOlder = item.outputExists && IsEarlier(status.st_mtim, item.modified);
-  const auto input = m_inputs.find({status.st_dev, status.st_ino});
-  if (item.outputExists && input != m_inputs.end()) {
-    throw WrongUse(item.output + ": the output of " + item.input + " would overwrite the input " + input->second);
+  const auto found = m_inputs.find({status.st_dev, status.st_ino});
+  if (item.outputExists && found != m_inputs.end() && IsSound(m_list.items[found->second])) {
+    throw WrongUse(item.output + ": the output of " + item.input + " would overwrite the input " +
+                   m_list.items[found->second].input);
   }
 }
 
