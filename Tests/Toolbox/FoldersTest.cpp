@@ -84,6 +84,8 @@ TEST(PathQuestions, AskWhatCanBeOpened) {
                               KelPathExists(path) ? '1' : '0'};
     EXPECT_EQ(answers, expected) << path;
   }
+  const Fault leased("open", 1, EWOULDBLOCK);
+  EXPECT_TRUE(KelIsPathToFile(tree / "a"));
 }
 
 using Files = std::set<std::string>;
