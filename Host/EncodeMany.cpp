@@ -69,6 +69,7 @@ class Batch {
   bool IsToSkip(const WorkItem& item) const { return item.outputExists && m_options.skipExisting; }
   std::uint64_t BytesToDo() const;
   std::size_t FilesToDo() const;
+  std::size_t OutdatedFiles() const;
 
   void Work();
   ItemResult Try(const WorkItem& item);
@@ -185,6 +186,12 @@ bool Batch::Tell() {
   return m_numbers[kFailed] == 0;
 }
 
+std::size_t Batch::OutdatedFiles() const {
+  return static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(), [this](const auto& item) {
+    return IsToSkip(item) && item.outputIsOlder;
+  }));
+}
+
 std::string Batch::SummaryText() const {
   std::string text = m_options.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
                      (m_options.dryRun ? " to encode" : " encoded");
@@ -192,6 +199,7 @@ std::string Batch::SummaryText() const {
     text += number == 0 ? "" : ", " + CountText(number, singular, plural);
   };
   add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
+  add(OutdatedFiles(), "of them older than its input", "of them older than their inputs");
   add(m_numbers[kNoSound], "is no sound file", "are no sound files");
   add(m_numbers[kFailed], "failed", "failed");
   if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {

@@ -27,13 +27,13 @@ void EncodeOne(const Options& options) {
     Print(PlanText(encoding));
     return;
   }
-  if (!options.savePreset.empty()) {
-    SavePreset(options.savePreset, encoding.Compressor(), options.force);
-  }
   Progress progress(!options.quiet, encoding.SampleFrames(), encoding.Format().sampleRate);
   const EncodingResult result = encoding.Write([&progress](std::uint64_t done) { progress.Update(done); });
   if (!options.quiet) {
     progress.Clear();
     Tell(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));
+  }
+  if (!options.savePreset.empty()) {
+    SavePreset(options.savePreset, encoding.Compressor(), options.force);
   }
 }

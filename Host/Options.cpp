@@ -89,7 +89,9 @@ CLI::Option* DeclareMany(CLI::App& app, Options& options, OptionTexts& texts) {
   app.add_option("--jobs", texts.jobs, "Encode so many files side by side (default: one a processor)")
       ->type_name("NUMBER")
       ->needs(to);
-  app.add_flag("--skip-existing", options.skipExisting, "Pass over inputs whose output exists")->needs(to);
+  app.add_flag("--skip-existing", options.skipExisting,
+               "Pass over inputs whose output exists, and count those that are newer")
+      ->needs(to);
   return to;
 }
 

@@ -17,6 +17,10 @@ namespace fs = std::filesystem;
 
 using FileIdentity = std::pair<dev_t, ino_t>;
 
+bool IsEarlier(const timespec& left, const timespec& right) {
+  return std::pair(left.tv_sec, left.tv_nsec) < std::pair(right.tv_sec, right.tv_nsec);
+}
+
 /// The path without links, as far as it exists, and without separators at its end.
 fs::path RealPath(const std::string& path) {
   std::error_code error;
@@ -25,16 +29,6 @@ fs::path RealPath(const std::string& path) {
     throw SystemFailure(path, "follow the path", error.value());
   }
   return real;
-}
-
-/// What tells outputs apart: the real path, or as it stands one that cannot be followed, where nothing can be written
-/// either.
-fs::path OutputIdentity(const std::string& path) {
-  try {
-    return RealPath(path);
-  } catch (const Failure&) {
-    return path;
-  }
 }
 
 /// Both paths as RealPath gives them; a folder is in itself.
@@ -100,12 +94,15 @@ class WorkListMaker {
   void AddFolder(const Root& root);
   void AddItem(std::string input, const std::string& relativePath, const struct stat& status, bool isNamed);
   void CheckOutput(WorkItem& item);
+  fs::path OutputIdentity(const fs::path& output, int linksLeft = 40);
+  const fs::path& RealFolder(const fs::path& folder);
   void CheckSharedOutputs();
 
   std::string m_folder;
   fs::path m_realFolder;
   WorkList m_list;
-  std::map<FileIdentity, std::string> m_inputs;
+  std::map<FileIdentity, std::size_t> m_inputs;  ///< which item
+  std::map<std::string, fs::path> m_realFolders;
 };
 
 void WorkListMaker::Add(const std::string& input) {
@@ -162,8 +159,12 @@ void WorkListMaker::AddFolder(const Root& root) {
 void WorkListMaker::AddItem(std::string input, const std::string& relativePath, const struct stat& status,
                             bool isNamed) {
   const fs::path output = KelJoinPaths(m_folder, fs::path(relativePath).replace_extension(".mkv"), 0);
-  m_inputs.emplace(FileIdentity(status.st_dev, status.st_ino), input);
-  m_list.items.push_back({std::move(input), output, static_cast<std::uint64_t>(status.st_size), isNamed, false});
+  m_inputs.emplace(FileIdentity(status.st_dev, status.st_ino), m_list.items.size());
+  m_list.items.push_back({.input = std::move(input),
+                          .output = output,
+                          .bytes = static_cast<std::uint64_t>(status.st_size),
+                          .modified = status.st_mtim,
+                          .isNamed = isNamed});
 }
 
 WorkList WorkListMaker::Finish() {
@@ -177,10 +178,36 @@ WorkList WorkListMaker::Finish() {
 void WorkListMaker::CheckOutput(WorkItem& item) {
   struct stat status {};
   item.outputExists = stat(item.output.c_str(), &status) == 0;
-  const auto input = m_inputs.find({status.st_dev, status.st_ino});
-  if (item.outputExists && input != m_inputs.end()) {
-    throw WrongUse(item.output + ": the output of " + item.input + " would overwrite the input " + input->second);
+  item.outputIsOlder = item.outputExists && IsEarlier(status.st_mtim, item.modified);
+  const auto found = m_inputs.find({status.st_dev, status.st_ino});
+  if (item.outputExists && found != m_inputs.end() && IsSound(m_list.items[found->second])) {
+    throw WrongUse(item.output + ": the output of " + item.input + " would overwrite the input " +
+                   m_list.items[found->second].input);
   }
+}
+
+/// What tells outputs apart: the path of the file that would be made or replaced, where links lead to it.
+fs::path WorkListMaker::OutputIdentity(const fs::path& output, int linksLeft) {
+  const fs::path& folder = RealFolder(output.parent_path());
+  const fs::path real = folder / output.filename();
+  std::error_code error;
+  if (linksLeft != 0 && fs::is_symlink(fs::symlink_status(real, error))) {
+    return OutputIdentity(folder / fs::read_symlink(real, error), linksLeft - 1);
+  }
+  return real;
+}
+
+/// As it stands, one that cannot be followed: nothing can be written there either.
+const fs::path& WorkListMaker::RealFolder(const fs::path& folder) {
+  const auto [place, isNew] = m_realFolders.try_emplace(folder);
+  if (isNew) {
+    try {
+      place->second = RealPath(folder);
+    } catch (const Failure&) {
+      place->second = folder;
+    }
+  }
+  return place->second;
 }
 
 /// Only where several files would have the same output it matters here which of them are sounds.
