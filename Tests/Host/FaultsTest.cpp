@@ -204,7 +204,7 @@ TEST_F(FaultsTest, AFullDiskIsSaidAndHurtsNothing) {
         rhohost --quiet --force in/sub/b.flac disk/old.mkv 2>&1
         echo $? $(cmp -s whole.mkv disk/old.mkv || cat disk/old.mkv) $(ls -A disk); rm disk/fill
       done
-      rhohost --quiet --to disk/out in 2>&1
+      rhohost --quiet --jobs 1 --to disk/out in 2>&1
       echo $? $(find disk/out -type f); mount -o remount,size=4m none disk
       rhohost --quiet --to disk/out --skip-existing in
       echo $? $(find disk/out -type f | sort)')");
