@@ -135,14 +135,4 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
 }
 
-TEST_F(SafetyTest, DoesNotReplaceWhatAppearsMeanwhile) {
-  const Outcome outcome = RunHost(
-      "{ cat endless.wav in.wav in.wav; until ls -A | grep -q tmp; do :; done; "
-      "echo mine >new.mkv; } | rhohost - new.mkv");
-  EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("new.mkv: exists"));
-  EXPECT_EQ(Read("new.mkv"), "mine\n");
-  EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
-}
-
 }  // namespace

@@ -39,7 +39,7 @@ struct Plan {
   const void* failedStream = nullptr;
 };
 
-Plan g_fault;
+Plan& g_fault = *new Plan;  // there are calls until the program ends
 bool g_isReporting = false;
 
 std::string Name(const char* path) { return path == nullptr ? "" : path; }
@@ -115,7 +115,7 @@ struct Environment {
     for (int file = 3; g_isReporting && file < 256; ++file) {
       open += file != kReport && !Name(file).empty() ? 1 : 0;
     }
-    Report("= " + std::to_string(open) + '\n');
+    Report("open: " + std::to_string(open) + '\n');
   }
 } g_environment;
 
@@ -183,12 +183,12 @@ CALL64(int, -1, fseeko, (std::FILE * file, off64_t offset, int whence), file, fi
 CALL64(off64_t, -1, ftello, (std::FILE * file), file, file)
 int close(int file) { return Fails("close", file) ? REAL(close)(file) - 1 : REAL(close)(file); }
 int fclose(std::FILE* file) { return Fails("fclose", file) ? REAL(fclose)(file) - 1 : REAL(fclose)(file); }
-unsigned long fread(void* to, size_t size, unsigned long count, std::FILE* file) {
+size_t fread(void* to, size_t size, size_t count, std::FILE* file) {
   const bool fails = Fails("fread", file);
   g_fault.failedStream = fails ? file : g_fault.failedStream;
   return fails ? 0 : REAL(fread)(to, size, count, file);
 }
-unsigned long fwrite(const void* from, size_t size, unsigned long count, std::FILE* file) {
+size_t fwrite(const void* from, size_t size, size_t count, std::FILE* file) {
   const bool isMessage = file == stdout || file == stderr;
   return !isMessage && Fails("fwrite", file) ? 0 : REAL(fwrite)(from, size, count, file);
 }
