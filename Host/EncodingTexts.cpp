@@ -33,14 +33,14 @@ std::string PlanText(const FileEncoding& encoding) {
          "\nconversion: " + ConversionText(sound, encoding.Format()) + "\nencoding: " + FormatText(encoding) + ", " +
          std::to_string(encoding.Compressor().GetDataRate()) + " bytes per second, " +
          std::to_string(encoding.SampleFramesPerPacket()) + " sample frames per packet\noutput: " + encoding.Output() +
-         ", Matroska\n";
+         ", Matroska" + (encoding.IsToBeVerified() ? ", to be verified\n" : "\n");
 }
 
 std::string SummaryText(const FileEncoding& encoding, const EncodingResult& result, double timesRealTime) {
   const std::string notes = NotesText(result);
   return (encoding.Output() == "-" ? "standard output" : encoding.Output()) + ": " + FormatText(encoding) + ", " +
          TimeText(result.sampleFrames, encoding.Format().sampleRate) + " in " +
-         CountText(result.packets, "packet", "packets") + ", " +
+         CountText(result.packets, "packet", "packets") + (result.isVerified ? ", verified, " : ", ") +
          std::to_string(static_cast<unsigned long long>(timesRealTime)) + " x real time" +
          (notes.empty() ? "" : "; " + notes);
 }
