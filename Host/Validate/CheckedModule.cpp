@@ -2,7 +2,6 @@
 
 #include "Host/Validate/Check.h"
 
-#include <dlfcn.h>
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -13,8 +12,8 @@ namespace {
 constexpr int kMostCompressors = 1000;
 
 template <class Function>
-Function EntryPoint(void* library, const char* name) {
-  void* const address = dlsym(library, name);
+Function EntryPoint(const Library& library, const char* name) {
+  void* const address = library.Find(name);
   Expect(address != nullptr, std::string("the entry point ") + name, "none of that name");
   return reinterpret_cast<Function>(address);
 }
@@ -34,15 +33,11 @@ std::string InfoText(const CompressorInfo& info) {
   return Formatted("%s, version 0x%08x", codes.data(), info.version);
 }
 
-CheckedModule::CheckedModule(const std::string& path)
-    : m_library(dlopen(PathNotName(path).c_str(), RTLD_NOW | RTLD_LOCAL)) {
-  Expect(m_library != nullptr, "a library that can be loaded", m_library == nullptr ? dlerror() : "");
+CheckedModule::CheckedModule(const std::string& path) : m_library(path) {
   m_count = EntryPoint<decltype(m_count)>(m_library, "RhoGetNumberAudioCompressors");
   m_info = EntryPoint<decltype(m_info)>(m_library, "RhoGetAudioCompressorInfo");
   m_create = EntryPoint<decltype(m_create)>(m_library, "CreateAudioCompressor");
 }
-
-CheckedModule::~CheckedModule() { Unload(); }
 
 std::vector<CompressorInfo> CheckedModule::Infos() const {
   const int count = Count();
@@ -59,15 +54,6 @@ CheckedCompressor CheckedModule::CreateCompressor(const CompressorInfo& info) co
   Expect(compressor != nullptr, "a compressor of " + InfoText(info), "null");
   return compressor;
 }
-
-void CheckedModule::Unload() {
-  if (m_library != nullptr) {
-    dlclose(m_library);
-    m_library = nullptr;
-  }
-}
-
-std::string PathNotName(const std::string& path) { return path.find('/') == std::string::npos ? "./" + path : path; }
 
 std::string StatusText(RhoStatus status) { return Formatted("status %08X", status); }
 

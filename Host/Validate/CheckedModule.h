@@ -3,6 +3,7 @@
 /// The module that a check is made on: loaded by path, and nothing taken for granted. Whatever is not as it should be
 /// fails the check (CheckFailed), as do statuses that are no success.
 
+#include "Host/Validate/Library.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
@@ -32,9 +33,6 @@ class CheckedModule {
  public:
   /// Loads the module and finds its entry points.
   explicit CheckedModule(const std::string& path);
-  CheckedModule(const CheckedModule&) = delete;
-  CheckedModule& operator=(const CheckedModule&) = delete;
-  ~CheckedModule();
 
   /// The entry points, called as they are.
   int Count() const { return m_count(); }
@@ -52,21 +50,17 @@ class CheckedModule {
   CheckedCompressor CreateCompressor(const CompressorInfo& info) const;
   CheckedCompressor CreateCompressor() const { return CreateCompressor(Infos().front()); }
 
-  /// What dlopen gave.
-  void* Library() const { return m_library; }
+  const Library& GetLibrary() const { return m_library; }
 
   /// Unloads it ahead of time.
-  void Unload();
+  void Unload() { m_library.Unload(); }
 
  private:
-  void* m_library;
+  Library m_library;
   int (*m_count)() = nullptr;
   void (*m_info)(unsigned int, unsigned int*, unsigned int*, unsigned int*) = nullptr;
   IAudioCompressor* (*m_create)(unsigned int, unsigned int) = nullptr;
 };
-
-/// `path` such that the loader takes it as a path, never as a name to search for.
-std::string PathNotName(const std::string& path);
 
 /// "status 80010002".
 std::string StatusText(RhoStatus status);
