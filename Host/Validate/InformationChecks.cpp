@@ -69,7 +69,9 @@ void BearsAnyIndex(const std::string& path) {
 void AnnouncesTheSameAnywhere(const std::string& path) {
   const CheckedModule module(path);
   for (const CompressorInfo& info : module.Infos()) {
-    MustAgree(InfoText(info) + ", \"" + module.CreateCompressor(info)->GetName() + "\"; ");
+    const CheckedCompressor compressor = module.CreateCompressor(info);
+    const char* const name = compressor->GetName();
+    MustAgree(InfoText(info) + ", \"" + (name == nullptr ? "" : name) + "\"; ");
   }
 }
 
