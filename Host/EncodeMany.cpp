@@ -154,9 +154,11 @@ ItemResult Batch::Encode(const WorkItem& item) {
     return {kEncoded, PlanText(encoding), 0};
   }
   MakeFolder(std::filesystem::path(item.output).parent_path());
-  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0));
-  const EncodingResult result =
-      encoding.Write([&](std::uint64_t done) { progress.Update(whole > 0 ? static_cast<double>(done) / whole : 0); });
+  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
+  const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
+    const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
+    progress.Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+  });
   const std::string notes = NotesText(result);
   return {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
           static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
@@ -194,7 +196,10 @@ std::size_t Batch::OutdatedFiles() const {
 
 std::string Batch::SummaryText() const {
   std::string text = m_options.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
-                     (m_options.dryRun ? " to encode" : " encoded");
+                     (m_options.dryRun ? " to encode" : " encoded") +
+                     (!m_options.verify  ? ""
+                      : m_options.dryRun ? " and verify"
+                                         : " and verified");
   const auto add = [&text](std::size_t number, const char* singular, const char* plural) {
     text += number == 0 ? "" : ", " + CountText(number, singular, plural);
   };

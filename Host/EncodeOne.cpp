@@ -28,7 +28,9 @@ void EncodeOne(const Options& options) {
     return;
   }
   Progress progress(!options.quiet, encoding.SampleFrames(), encoding.Format().sampleRate);
-  const EncodingResult result = encoding.Write([&progress](std::uint64_t done) { progress.Update(done); });
+  const EncodingResult result = encoding.Write([&progress](FileEncoding::Pass pass, std::uint64_t done) {
+    progress.Update(done, pass == FileEncoding::Pass::kVerifying ? "verifying: " : "");
+  });
   if (!options.quiet) {
     progress.Clear();
     Tell(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));

@@ -116,6 +116,7 @@ void DeclareEncode(CLI::App& app, Options& options, OptionTexts& texts) {
   DeclareMany(app, options, texts)->excludes(preset)->excludes(signal);
   app.add_flag("--force", options.force, "Replace an existing output");
   app.add_flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
+  app.add_flag("--verify", options.verify, "Read the output back from the disk and compare it with what was encoded");
   app.add_flag("--quiet", options.quiet, "Say nothing but what went wrong");
   app.add_flag("--dry-run", options.dryRun, "Show what would be done, and write nothing");
 }
@@ -211,7 +212,8 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
                       : "Encodes sound files as Linear PCM in Matroska files.\n"
                         "  rhohost [OPTIONS] INPUT OUTPUT           one; - is standard input or output\n"
                         "  rhohost [OPTIONS] --to FOLDER INPUT...   many, and whole folders of them\n"
-                        "  rhohost info                             shows what there is to set",
+                        "  rhohost info                             shows what there is to set\n"
+                        "  rhohost validate MODULE                  checks an encoder module",
                isInfo ? "rhohost info" : "rhohost");
   Options options;
   OptionTexts texts;

@@ -135,7 +135,7 @@ int TemporaryName::Create() {
       if (m_slot != kNoSlot) {
         std::memcpy(slots[m_slot].path.data(), m_path.c_str(), m_path.size() + 1);
       }
-      constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+      constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
       descriptor = RetryInterrupted([this] { return open(m_path.c_str(), kFlags, 0666); });
       error = errno;
     }

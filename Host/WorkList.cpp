@@ -189,7 +189,7 @@ void WorkListMaker::CheckOutput(WorkItem& item) {
 /// What tells outputs apart: the path of the file that would be made or replaced, where links lead to it.
 fs::path WorkListMaker::OutputIdentity(const fs::path& output, int linksLeft) {
   const fs::path& folder = RealFolder(output.parent_path());
-  const fs::path real = folder / output.filename();
+  fs::path real = folder / output.filename();
   std::error_code error;
   if (linksLeft != 0 && fs::is_symlink(fs::symlink_status(real, error))) {
     return OutputIdentity(folder / fs::read_symlink(real, error), linksLeft - 1);

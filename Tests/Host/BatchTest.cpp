@@ -37,12 +37,12 @@ class BatchTest : public HostTest {
 
 TEST_F(BatchTest, KeepsTheTreeAndNamesWhatFailed) {
   AddOthers();
-  const Outcome outcome = RunHost("umask 026; rhohost --to new/out --jobs 3 in one.wav none.wav");
+  const Outcome outcome = RunHost("umask 026; rhohost --verify --to new/out --jobs 3 in one.wav none.wav");
   EXPECT_EQ(outcome.code, 1);
   EXPECT_EQ(outcome.output, "");
   EXPECT_THAT(outcome.errors,
               ContainsRegex("^rhohost: none.wav: .*No such file.*\nrhohost: in/\\[x,y\\]/d.wav: .*37800 Hz.*\n"
-                            "rhohost: in/cut.wav: is incomplete.*\nrhohost: new/out: 5 files encoded, "
+                            "rhohost: in/cut.wav: is incomplete.*\nrhohost: new/out: 5 files encoded and verified, "
                             "7 are no sound files, 3 failed; 0:00:0[0-9.]+ of sound, [0-9]+ x real time\n$"));
   EXPECT_EQ(Files("new/out"), std::string(kOutputs) + "./one.mkv ");
   EXPECT_EQ(Run("stat -c %a new new/out/live new/out/a.mkv").output, "751\n751\n640\n");

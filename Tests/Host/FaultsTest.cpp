@@ -90,7 +90,8 @@ class FaultsTest : public HostTest {
 struct Scenario {
   const char* name;
   const char* command;
-  const char* again = "";  ///< what to add for completing what an earlier run has left
+  const char* again = "";      ///< what to add for completing what an earlier run has left
+  const char* function = "*";  ///< that is to fail
 };
 
 class EveryCall : public FaultsTest, public testing::WithParamInterface<Scenario> {
@@ -104,15 +105,17 @@ class EveryCall : public FaultsTest, public testing::WithParamInterface<Scenario
 
 TEST_P(EveryCall, ThatFailsEndsInAWholeResultOrATrueMessage) {
   const std::string open = m_open;
-  std::vector<std::pair<std::string, std::string>> faults{{"*", "5"}, {"*", "5+"}, {"open", "4"}, {"close", "4"}};
-  for (const char* const transfer : {"read", "pread", "write", "pwrite"}) {
-    faults.insert(faults.end(), {{transfer, "4"}, {transfer, "0"}, {transfer, "0+"}});
+  const std::string any = GetParam().function;
+  std::vector<std::pair<std::string, std::string>> faults{{any, "5"}, {any, "5+"}};
+  for (const char* const function : {"open", "read", "pread", "write", "pwrite", "fsync", "close"}) {
+    faults.insert(faults.end(), {{function, "4"}, {function, "0"}, {function, "0+"}});
   }
+  faults.resize(any == "*" ? faults.size() : 2);
   for (const auto& [function, error] : faults) {
     for (int nth = 1;; nth += STEP) {
       const Outcome outcome = RunWithFault(m_command, function + ':' + std::to_string(nth) + ':' + error);
       if (!m_occurred) {
-        EXPECT_TRUE(nth > 20 || function != "*");
+        EXPECT_TRUE(nth > 20 || function != "*") << "too few calls are seen";
         break;
       }
       SCOPED_TRACE(m_trace);
@@ -136,7 +139,8 @@ TEST_P(EveryCall, MayBeTheLast) {
   constexpr int kSignals[] = {SIGTERM, SIGKILL, SIGINT, SIGKILL, SIGHUP, SIGKILL, SIGXCPU, SIGKILL, SIGQUIT, SIGKILL};
   for (std::size_t nth = 1; m_occurred || nth == 1; nth += STEP) {
     const int signal = kSignals[nth / STEP % std::size(kSignals)];
-    const Outcome outcome = RunWithFault(m_command, "*:" + std::to_string(nth) + ":-" + std::to_string(signal));
+    const Outcome outcome =
+        RunWithFault(m_command, GetParam().function + (':' + std::to_string(nth)) + ":-" + std::to_string(signal));
     SCOPED_TRACE(m_trace);
     EXPECT_EQ(outcome.code, m_occurred ? 128 + signal : 0);
     ExpectNothingHalf(signal);
@@ -150,7 +154,9 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Scenario{"one", "rhohost --force --preset preset --save-preset saved in/a.wav old.mkv"},
                     Scenario{"two", "rhohost --rate 44100 in/a.wav new.mkv", "--force"},
                     Scenario{"pipe", "cat in/a.wav | rhohost --force - old.mkv"},
-                    Scenario{"long", "rhohost --force --test-signal 24 old.mkv"},  // disk space is reserved
+                    Scenario{"reserve", "rhohost --force --test-signal 24 old.mkv", "", "fallocate"},
+                    Scenario{"giveback", "rhohost --force --test-signal 24 old.mkv", "", "ftruncate"},
+                    Scenario{"verify", "rhohost --force --verify in/a.wav old.mkv"},
                     Scenario{"batch", "rhohost --jobs 1 --to out/deep in", "--skip-existing"}),
     [](const auto& tested) { return tested.param.name; });
 

@@ -14,24 +14,20 @@ namespace {
 
 std::string Text(bool answer) { return answer ? "true" : "false"; }
 
-struct Counter : IKelSomeFileTask {
-  bool processFile(const std::string& /*file*/) override { return ++m_files != 0; }
-  int m_files = 0;
-};
-
 /// In a folder with the files "a" and "tree/b/c", each of 20000 bytes.
 struct Operation {
   const char* name;
   std::string (*run)();      ///< the answer
   const char* failures;      ///< other answers that are documented
-  const char* unfelt = "-";  ///< functions whose failure the operation does not tell
+  bool isWhole = true;       ///< a failure leaves everything as it was
+  const char* unfelt = "-";  ///< functions whose failure is not told
 };
 
 const Operation kOperations[] = {
     {"copy a file", [] { return Text(KelCopyFile("a", "new", nullptr)); },
-     "false|failed to (seek|open) \"(a|new)\".*|failed to write to \"new\""},
+     "false|failed to (seek|open) \"(a|new)\".*|failed to write to \"new\"", false},
     {"copy a tree", [] { return Text(KelCopy("tree", "new", nullptr)); },
-     "false|.*failed.*|copy failed, invalid .*|.*/tree doesn't exist", "readdir"},
+     "false|.*failed.*|copy failed, invalid .*|.*/tree doesn't exist", false, "readdir"},
     {"rewrite", [] { return Text(KelSearchAndReplace("a", "x", "y")); }, "false"},
     {"filter",
      [] {
@@ -41,26 +37,19 @@ const Operation kOperations[] = {
     {"load",
      [] {
        std::string data;
-       const TKelOpenFile file("a", "rb");
-       return Text(KelLoadFile(file.m_file, data));
+       return Text(KelLoadFile(TKelOpenFile("a", "rb").m_file, data));
      },
      "false|failed to open \"a\".*"},
     {"save", [] { return Text(KelSaveFile(TKelOpenFile("new", "wb").m_file, "text")); },
-     "false|failed to open \"new\".*", "fclose"},
-    {"write", [] { return Text(KelWriteFile("new", "text")); }, "false"},
+     "false|failed to open \"new\".*", false, "fclose"},
+    {"write", [] { return Text(KelWriteFile("new", "text")); }, "false", false},
     {"measure", [] { return std::to_string(KelFileSize("a")); }, "0|-1"},
-    {"make folders", [] { return Text(KelEnsureDirectoryPathExists("x/y/z")); }, "false"},
+    {"make folders", [] { return Text(KelEnsureDirectoryPathExists("x/y/z")); }, "false", false},
     {"rename", [] { return Text(kel_rename_UTF8("a", "tree/b/c") == 0); }, "false"},
     {"remove", [] { return Text(kel_remove_UTF8("a") == 0); }, "false"},
     {"remove files", [] { return Text(kel_remove_files_UTF8("tree/b", {"c"})); }, "false"},
-    {"remove a tree", [] { return Text(kel_remove_dir_recursively_UTF8("tree")); }, "false"},
-    {"count", [] { return std::to_string(KelCountFiles(".")); }, "[01]|failed to open .*", "readdir"},
-    {"visit",
-     [] {
-       Counter counter;
-       return Text(KelForEachFile("tree", counter)) + std::to_string(counter.m_files);
-     },
-     "true[01]", "readdir"},
+    {"remove a tree", [] { return Text(kel_remove_dir_recursively_UTF8("tree")); }, "false", false},
+    {"count", [] { return std::to_string(KelCountFiles(".")); }, "[01]|failed to open .*"},
     {"find",
      [] {
        std::list<std::string> names;
@@ -69,7 +58,7 @@ const Operation kOperations[] = {
      "false"},
     {"ask", [] { return Text(KelPathExists("a") && KelIsPathToFile("a") && KelIsPathToFolder("tree")); }, "false"},
     {"launch", [] { return Text(KelLaunchApplication("true", {}, "", false, false)); }, "false"},
-    {"dump", [] { return WriteBitstream(std::string("new").data(), nullptr, 0), Text(true); }, "-", ".*"}};
+    {"dump", [] { return WriteBitstream(std::string("new").data(), nullptr, 0), Text(true); }, "-", false, ".*"}};
 
 struct Sample : TemporaryFolder {
   Sample() {
@@ -116,10 +105,12 @@ TEST(Faults, AreAnsweredAsDocumentedAndLeaveNothingOpen) {
         SCOPED_TRACE(operation.name + (' ' + std::to_string(nth) + ' ' + std::to_string(error) + ' ') + function);
         EXPECT_EQ(OpenDescriptors(), open);
         if (answered != answer) {
-          EXPECT_TRUE(occurred && error != 0);
+          // Reading the 4 bytes of a process's number is the one read that does not go on.
+          EXPECT_TRUE(error != 0 || operation.name == std::string("launch"));
           EXPECT_TRUE(std::regex_match(answered, std::regex(operation.failures))) << answered;
+          EXPECT_TRUE(!operation.isWhole || sample.Tree() == before);
         } else if (!std::regex_match(function, std::regex(operation.unfelt))) {
-          EXPECT_EQ(sample.Tree(), tree);
+          EXPECT_TRUE(sample.Tree() == tree);
         }
       }
     }
