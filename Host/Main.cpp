@@ -5,10 +5,13 @@
 #include "Host/SettingCommands.h"
 #include "Host/StatusLine.h"
 #include "Host/TemporaryName.h"
+#include "Host/Validate/CheckProcess.h"
+#include "Host/Validate/ValidateCommand.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 #include <new>
+#include <string_view>
 
 namespace {
 
@@ -27,6 +30,9 @@ void FillStandardStreams() {
 }
 
 int Run(int argc, const char* const* argv) {
+  if (argc > 1 && std::string_view(argv[1]) == "validate") {
+    return Validate(argc - 2, argv + 2);
+  }
   if (const std::optional<Options> options = ReadOptions(argc, argv)) {
     switch (options->action) {
       case Action::kEncode:
@@ -48,6 +54,9 @@ int Run(int argc, const char* const* argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 4 && std::string_view(argv[1]) == kCheckArgument) {
+    MakeCheckInChild(argv[2], argv[3]);
+  }
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
   try {

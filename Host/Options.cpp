@@ -209,7 +209,8 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
                       : "Encodes sound files as Linear PCM in Matroska files.\n"
                         "  rhohost [OPTIONS] INPUT OUTPUT           one; - is standard input or output\n"
                         "  rhohost [OPTIONS] --to FOLDER INPUT...   many, and whole folders of them\n"
-                        "  rhohost info                             shows what there is to set",
+                        "  rhohost info                             shows what there is to set\n"
+                        "  rhohost validate MODULE                  checks an encoder module",
                isInfo ? "rhohost info" : "rhohost");
   Options options;
   OptionTexts texts;

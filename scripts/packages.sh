@@ -2,7 +2,7 @@
 
 build_packages=(
   cmake g++ make pkg-config
-  libcli11-dev libebml-dev libmatroska-dev libsndfile1-dev libsoxr-dev nlohmann-json3-dev uuid-dev
+  libcli11-dev libebml-dev libmatroska-dev libpugixml-dev libsndfile1-dev libsoxr-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
   alsa-utils binutils ffmpeg flac libbenchmark-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix

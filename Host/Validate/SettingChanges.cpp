@@ -187,16 +187,16 @@ void Transfer(IAudioCompressor& source, IAudioCompressor& target) {
 }  // namespace
 
 void CheckAllowed(const std::string& path) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     VisitSetting(*named.setting, AllowedCheck{named.name});
   }
 }
 
 void CheckNotAllowed(const std::string& path) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   bool applies = false;
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     applies = VisitSetting(*named.setting, NotAllowedCheck{named.name}) || applies;
@@ -207,8 +207,8 @@ void CheckNotAllowed(const std::string& path) {
 }
 
 void CheckFlags(const std::string& path) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   for (const NamedSetting& named : ValueSettingsOf(*compressor)) {
     CheckFlagsOf(*named.setting, named.name);
   }
@@ -216,11 +216,11 @@ void CheckFlags(const std::string& path) {
 
 void CheckPresets(const std::string& path) {
   constexpr unsigned int kRandomOnes = 20;
-  const Module module = LoadModule(path);
-  const CompressorOwner source = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor source = NewCompressor(module);
   for (const Combination& combination : CombinationsOf(*source, kRandomOnes)) {
     combination.ApplyTo(*source);
-    const CompressorOwner target = NewCompressor(module);
+    const CheckedCompressor target = NewCompressor(module);
     try {
       Transfer(*source, *target);
     } catch (const WrongUse& refusal) {

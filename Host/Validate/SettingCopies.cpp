@@ -68,8 +68,8 @@ void ChangeAll(IAudioCompressor& compressor) {
   compressor.ValidateSettings();
 }
 
-CompressorOwner CopyOf(IAudioCompressor& compressor) {
-  CompressorOwner copy(compressor.CreateCopy());
+CheckedCompressor CopyOf(IAudioCompressor& compressor) {
+  CheckedCompressor copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy of the compressor from CreateCopy", "null");
   if (copy.get() == &compressor) {
     copy.release();  // it is released once, as the original
@@ -82,8 +82,8 @@ CompressorOwner CopyOf(IAudioCompressor& compressor) {
 
 void CheckCopies(const std::string& path) {
   SpoilFreedMemory();
-  const Module module = LoadModule(path);
-  CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  CheckedCompressor compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     CheckCopiesOf(named);
   }
@@ -101,12 +101,12 @@ void CheckCopies(const std::string& path) {
 
 void CheckCompressorCopies(const std::string& path) {
   SpoilFreedMemory();
-  const Module module = LoadModule(path);
-  CompressorOwner original = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  CheckedCompressor original = NewCompressor(module);
   ChangeAll(*original);
   const std::vector<SettingState> states = StatesOf(SettingsOf(*original));
 
-  CompressorOwner copy = CopyOf(*original);
+  CheckedCompressor copy = CopyOf(*original);
   ExpectSameStates(states, StatesOf(SettingsOf(*copy)), "CreateCopy of the compressor");
   Expect(copy->GetOutputPacketType() == original->GetOutputPacketType(),
          "output packet type " + std::to_string(original->GetOutputPacketType()) + " in a copy of the compressor",

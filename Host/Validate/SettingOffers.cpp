@@ -123,8 +123,8 @@ struct IndexCheck {
 /// Makes a check on each setting. Skips when it answers true, that it applies, for none.
 template <class CheckOne>
 void CheckEach(const std::string& path, const std::string& reason) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   bool applies = false;
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     applies = VisitSetting(*named.setting, CheckOne{named.name}) || applies;
@@ -137,8 +137,8 @@ void CheckEach(const std::string& path, const std::string& reason) {
 }  // namespace
 
 void CheckSettingTexts(const std::string& path) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   for (const auto& [what, text, use] : ShownTextsOf(*compressor)) {
     Expect(text != nullptr, what, "null");
     Expect(use == ShownText::Use::kValue || IsUtf8(text), what + " in UTF-8", Quoted(text));
@@ -147,8 +147,8 @@ void CheckSettingTexts(const std::string& path) {
 }
 
 void CheckPresetLabels(const std::string& path) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     // The tree falls back to the place where a label is taken.
     const std::string label = named.setting->GetPresetLabel();
@@ -158,8 +158,8 @@ void CheckPresetLabels(const std::string& path) {
 }
 
 void CheckDefaults(const std::string& path) {
-  const Module module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+  const CheckedModule module = LoadModule(path);
+  const CheckedCompressor compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     const std::string fault = ValueFault(*named.setting);
     Expect(fault.empty(), "\"" + named.name + "\" to start with a value that it allows", fault);

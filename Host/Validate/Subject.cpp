@@ -1,40 +1,37 @@
 #include "Host/Validate/Subject.h"
 
-#include "Host/Errors.h"
 #include "Host/Validate/Check.h"
 #include "Host/Validate/ShownTexts.h"
 
 namespace {
 
-/// What `obtain` returns; skips the check when that fails.
+/// What `obtain` returns; skips the check when it fails.
 template <class Obtain>
 auto OrSkip(Obtain obtain) {
   try {
     return obtain();
-  } catch (const Failure& failure) {
-    throw CheckSkipped{failure.what()};
+  } catch (const CheckFailed& failed) {
+    throw CheckSkipped{"expected " + failed.expected + ", came " + failed.came};
   }
 }
 
 }  // namespace
 
-Module LoadModule(const std::string& path) {
-  return OrSkip([&path] { return Module(path); });
+CheckedModule LoadModule(const std::string& path) {
+  return OrSkip([&path] { return CheckedModule(path); });
 }
 
-CompressorOwner NewCompressor(const Module& module) {
+CheckedCompressor NewCompressor(const CheckedModule& module) {
   return OrSkip([&module] { return module.CreateCompressor(); });
 }
 
 std::vector<NamedSetting> SettingsOf(IAudioCompressor& compressor) {
-  try {
+  return OrSkip([&compressor] {
     for (const ShownText& shown : ShownTextsOf(compressor)) {
       Expect(shown.text != nullptr, shown.what, "null");
     }
-  } catch (const CheckFailed& failed) {
-    throw CheckSkipped{"the settings cannot be walked: expected " + failed.expected + ", came " + failed.came};
-  }
-  return ListSettings(compressor);
+    return ListSettings(compressor);
+  });
 }
 
 std::vector<NamedSetting> ValueSettingsOf(IAudioCompressor& compressor) {

@@ -3,17 +3,17 @@
 /// What the checks of settings and streams begin with. Where another check says already what is wrong, these throw
 /// CheckSkipped, so that one fault is not told twice.
 
-#include "Host/Module.h"
 #include "Host/SettingTree.h"
+#include "Host/Validate/CheckedModule.h"
 
 #include <string>
 #include <vector>
 
 /// The module at `path`, loaded.
-Module LoadModule(const std::string& path);
+CheckedModule LoadModule(const std::string& path);
 
-/// A new compressor of `module`, which it must not outlive.
-CompressorOwner NewCompressor(const Module& module);
+/// A new compressor of `module`, the first that it offers. It must not outlive the module.
+CheckedCompressor NewCompressor(const CheckedModule& module);
 
 /// All settings of `compressor`, as ListSettings names them, once nothing about them would harm who walks them.
 std::vector<NamedSetting> SettingsOf(IAudioCompressor& compressor);
