@@ -63,7 +63,10 @@ std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned i
 }
 
 std::uint64_t Seed() {
-  const char* const asked = std::getenv("RHOHOST_SEED");
-  const auto seed = ParseNumber<std::uint64_t>(asked == nullptr ? "" : asked);
-  return seed ? *seed : std::random_device{}();
+  static const std::uint64_t seed = [] {
+    const char* const asked = std::getenv("RHOHOST_SEED");
+    const auto number = ParseNumber<std::uint64_t>(asked == nullptr ? "" : asked);
+    return number ? *number : std::random_device{}();
+  }();
+  return seed;
 }

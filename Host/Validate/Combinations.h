@@ -21,6 +21,6 @@ struct Combination {
 /// The lowest, the highest, and `randomOnes` random ones. Files are left as they are: they might be written to.
 std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned int randomOnes);
 
-/// Where randomness begins: the environment variable RHOHOST_SEED, to repeat a failure, or else another number in each
-/// process.
+/// Where all randomness of this process begins: the environment variable RHOHOST_SEED, to repeat a failure, or else
+/// another number each time.
 std::uint64_t Seed();

@@ -5,15 +5,11 @@
 #include "Host/Validate/Subject.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <malloc.h>
 #include <memory>
 
 namespace {
 
 using OwnedSetting = std::unique_ptr<ISetting>;
-
-/// Freed memory is filled with other bytes from now on: what still reads it is found out.
-void SpoilFreedMemory() { mallopt(M_PERTURB, 0xA5); }
 
 /// A copy of a setting as a setting of that name.
 NamedSetting NamedLike(const NamedSetting& named, const OwnedSetting& copy) {

@@ -3,6 +3,8 @@
 #include "Host/Validate/Check.h"
 #include "Host/Validate/ShownTexts.h"
 
+#include <malloc.h>
+
 namespace {
 
 /// What `obtain` returns; skips the check when it fails.
@@ -39,3 +41,5 @@ std::vector<NamedSetting> ValueSettingsOf(IAudioCompressor& compressor) {
   std::erase_if(settings, [](const NamedSetting& named) { return named.setting->GetType() == kSettingTypeArray; });
   return settings;
 }
+
+void SpoilFreedMemory() { mallopt(M_PERTURB, 0xA5); }

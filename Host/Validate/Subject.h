@@ -20,3 +20,6 @@ std::vector<NamedSetting> SettingsOf(IAudioCompressor& compressor);
 
 /// The same without containers: what has a value.
 std::vector<NamedSetting> ValueSettingsOf(IAudioCompressor& compressor);
+
+/// Freed memory is filled with other bytes from now on: what still reads it is found out.
+void SpoilFreedMemory();
