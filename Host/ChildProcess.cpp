@@ -226,20 +226,21 @@ ChildEnd RunChild(const ChildTask& task) {
   return end;
 }
 
-std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit) {
+std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit, const std::string& where) {
   switch (end.how) {
     case ChildEnd::kExited:
       break;
     case ChildEnd::kCrashed: {
       const char* const name = sigabbrev_np(end.code);
-      return "crashed (" + (name == nullptr ? "signal " + std::to_string(end.code) : std::string("SIG") + name) + ")";
+      const std::string signal = name == nullptr ? "signal " + std::to_string(end.code) : std::string("SIG") + name;
+      return "crashed" + where + " (" + signal + ")";
     }
     case ChildEnd::kTimedOut:
-      return "did not end within " + std::to_string(timeLimit.count() / 1000) + " s";
+      return "hung" + where + " for more than " + std::to_string(timeLimit.count() / 1000) + " s";
     case ChildEnd::kInterrupted:
-      return "was interrupted";
+      return "was interrupted" + where;
   }
-  return "ended by itself (exit code " + std::to_string(end.code) + ")";
+  return "ended the process" + where + " (exit code " + std::to_string(end.code) + ")";
 }
 
 void BecomeChild() {

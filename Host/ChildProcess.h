@@ -3,8 +3,10 @@
 /// This program, started again as a child: for work that may crash, hang or end the process, such as calling into a
 /// module that nobody vouches for. The child leads a process group of its own, so that whatever it starts ends with it.
 ///
-///   const ChildEnd end = RunChild({{"--try-module", path}, {}, std::chrono::seconds(10)});
-///   if (end.how != ChildEnd::kExited) { ... DescribeEnd(end) ... }
+///   const ChildEnd end = RunChild({{"--try-module", path}, {}, limit});
+///   if (end.result != "done\n") {
+///     throw Failure("the module " + DescribeEnd(end, limit));
+///   }
 
 #include <chrono>
 #include <csignal>
@@ -38,9 +40,9 @@ struct ChildEnd {
 /// several threads at a time.
 ChildEnd RunChild(const ChildTask& task);
 
-/// The end of a child that has not simply exited, in words: "crashed (SIGSEGV)", "did not end within 10 s"; for one
-/// that has: "ended by itself (exit code 0)".
-std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit);
+/// What a child did to end as it has, in words that follow "it": "crashed on loading (SIGSEGV)", "hung on loading for
+/// more than 10 s", "ended the process on loading (exit code 0)" with " on loading" for `where`.
+std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit, const std::string& where = "");
 
 /// In the child, first of all: it dies with its parent, and never leaves a core file.
 void BecomeChild();

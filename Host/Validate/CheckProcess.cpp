@@ -99,9 +99,8 @@ Answer Ask(const Check& check, const std::string& environment, const std::string
   std::optional<Answer> answer = end.how == ChildEnd::kExited ? FromText(end.result) : std::nullopt;
   if (!answer) {
     answer.emplace();
-    const bool isResultMissing = end.how == ChildEnd::kExited;
-    answer->result = Failed("the check to come to an end", "the process " + DescribeEnd(end, timeLimit) +
-                                                               (isResultMissing ? ", without a result" : ""));
+    const char* const without = end.how == ChildEnd::kExited ? ", without a result" : "";
+    answer->result = Failed("the check to come to its end", "it " + DescribeEnd(end, timeLimit) + without);
   }
   answer->result.printed = end.printed;
   answer->result.isInterrupted = end.how == ChildEnd::kInterrupted;

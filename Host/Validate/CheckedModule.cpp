@@ -2,10 +2,8 @@
 
 #include "Host/Validate/Check.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <random>
 
 namespace {
 
@@ -18,19 +16,14 @@ Function EntryPoint(const Library& library, const char* name) {
   return reinterpret_cast<Function>(address);
 }
 
-template <class... Values>
-std::string Formatted(const char* format, Values... values) {
-  std::array<char, 160> text{};
-  std::snprintf(text.data(), text.size(), format, values...);
-  return text.data();
-}
-
 }  // namespace
 
 std::string InfoText(const CompressorInfo& info) {
   std::array<char, 9> codes{};
   KelGetManufactureCodecEightCCString(codes.data(), info.manufacturer, info.codec);
-  return Formatted("%s, version 0x%08x", codes.data(), info.version);
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%s, version 0x%08x", codes.data(), info.version);
+  return text.data();
 }
 
 CheckedModule::CheckedModule(const std::string& path) : m_library(path) {
@@ -53,54 +46,4 @@ CheckedCompressor CheckedModule::CreateCompressor(const CompressorInfo& info) co
   CheckedCompressor compressor(Create(info.manufacturer, info.codec));
   Expect(compressor != nullptr, "a compressor of " + InfoText(info), "null");
   return compressor;
-}
-
-std::string StatusText(RhoStatus status) { return Formatted("status %08X", status); }
-
-void ExpectSuccess(RhoStatus status, const char* call) {
-  Expect(status == kRhoStatusSuccess, std::string(call) + " to answer 0", StatusText(status));
-}
-
-unsigned int BytesPerSampleFrame(IAudioCompressor& compressor) {
-  const unsigned int bytes = compressor.GetSampleSize() / 8 * KelGetNumberChannels(compressor.GetChannelMode());
-  if (bytes == 0) {
-    throw CheckSkipped{"the compressor does not tell the size of its sample frames by its settings"};
-  }
-  return bytes;
-}
-
-std::vector<unsigned char> TestBytes(std::size_t size) {
-  std::vector<unsigned char> bytes(size);
-  std::minstd_rand random(1);
-  for (unsigned char& byte : bytes) {
-    byte = static_cast<unsigned char>(random() >> 8U);
-  }
-  return bytes;
-}
-
-RhoStatus Compress(IAudioCompressor& compressor, const std::vector<unsigned char>& bytes, KelEncAudio_t& out) {
-  KelAudio_t in{};
-  compressor.GetAudioFormatType(in.format);
-  in.sampleRate = out.sampleRate;
-  in.timeScale = in.sampleRate;
-  in.channels = KelGetNumberChannels(compressor.GetChannelMode());
-  in.dataSize = static_cast<unsigned int>(bytes.size());
-  in.sampleCount = in.dataSize / std::max(1U, BytesPerSampleFrame(compressor));
-  in.duration = in.sampleCount;
-  // The record is plain for both directions; a compressor only reads its input.
-  in.data = const_cast<unsigned char*>(bytes.data());
-  return compressor.CompressFrame(&in, &out);
-}
-
-std::string PacketsText(const KelEncAudio_t& out) {
-  std::string text;
-  for (unsigned long index = 0; out.packets != nullptr && index < out.packets->size(); ++index) {
-    const IPacket* const packet = out.packets->get(index);
-    Expect(packet != nullptr, "a packet at each place of the bundle", "null");
-    const std::string_view bytes(reinterpret_cast<const char*>(packet->getData()), packet->getDataSize());
-    text += Formatted("type %u, time %llu / %llu, duration %llu, %lu bytes of digest %016zx\n",
-                      static_cast<unsigned int>(packet->getType()), packet->getTime(), packet->getTimeBase(),
-                      packet->getDuration(), packet->getDataSize(), std::hash<std::string_view>()(bytes));
-  }
-  return text;
 }

@@ -1,10 +1,9 @@
 #pragma once
 
 /// The module that a check is made on: loaded by path, and nothing taken for granted. Whatever is not as it should be
-/// fails the check (CheckFailed), as do statuses that are no success.
+/// fails the check (CheckFailed).
 
 #include "Host/Validate/Library.h"
-#include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
 #include <memory>
@@ -61,34 +60,3 @@ class CheckedModule {
   void (*m_info)(unsigned int, unsigned int*, unsigned int*, unsigned int*) = nullptr;
   IAudioCompressor* (*m_create)(unsigned int, unsigned int) = nullptr;
 };
-
-/// "status 80010002".
-std::string StatusText(RhoStatus status);
-
-/// Fails the check unless `status`, which `call` has answered, is success.
-void ExpectSuccess(RhoStatus status, const char* call);
-
-/// An output record with its bundle, which it destroys.
-struct OutputRecord : KelEncAudio_t {
-  explicit OutputRecord(unsigned int rate) : KelEncAudio_t{} { sampleRate = rate; }
-  OutputRecord(const OutputRecord&) = delete;
-  OutputRecord& operator=(const OutputRecord&) = delete;
-  ~OutputRecord() {
-    if (packets != nullptr) {
-      packets->destroy();
-    }
-  }
-};
-
-/// Bytes of a sample frame with the settings as they are: what the sample size and the channels of the compressor come
-/// to. Skips the check for a compressor that does not tell.
-unsigned int BytesPerSampleFrame(IAudioCompressor& compressor);
-
-/// Sample data of any size, the same each time and without a short period.
-std::vector<unsigned char> TestBytes(std::size_t size);
-
-/// Gives the bytes to a run that has begun, and takes the packets that come into `out`.
-RhoStatus Compress(IAudioCompressor& compressor, const std::vector<unsigned char>& bytes, KelEncAudio_t& out);
-
-/// The packets in the record, one line each: type, time, time base, duration, size and a digest of the bytes.
-std::string PacketsText(const KelEncAudio_t& out);

@@ -15,4 +15,7 @@ void FailAllocation(long n, int andAllBehindIt);
 
 /// Allocations since FailAllocation was last called, or else since the process was started, the failed ones included.
 long CountedAllocations();
+
+/// Blocks of memory that are allocated now and not freed.
+long HeldAllocations();
 }

@@ -88,7 +88,7 @@ class Gatherer {
   }
 
   void Add(const std::string& attribute, const char* text, ShownText::Use use = ShownText::Use::kExtra) {
-    m_texts.push_back({m_name.empty() ? attribute : attribute + " of " + Named(), text, use});
+    m_texts.push_back({attribute + " of " + Named(), text, use});
   }
 
   std::vector<ShownText> Take() { return std::move(m_texts); }
@@ -97,7 +97,7 @@ class Gatherer {
   std::string Named() const { return '"' + m_name + '"'; }
 
   std::vector<ShownText> m_texts;
-  std::string m_name;  ///< of the setting at hand; empty for the compressor itself
+  std::string m_name;  ///< of the setting at hand
   unsigned int m_depth = 0;
   std::size_t m_settings = 0;
 };
@@ -106,8 +106,6 @@ class Gatherer {
 
 std::vector<ShownText> ShownTextsOf(IAudioCompressor& compressor) {
   Gatherer gatherer;
-  gatherer.Add("name", compressor.GetName(), ShownText::Use::kName);
-  gatherer.Add("abbreviated name", compressor.GetAbbreviatedName(), ShownText::Use::kName);
   unsigned int place = 0;
   for (ISetting* const setting :
        {static_cast<ISetting*>(compressor.GetSampleRateSetting()),
