@@ -4,6 +4,7 @@
 #include "Host/Validate/StreamRun.h"
 #include "Host/Validate/StreamTimes.h"
 #include "Host/Validate/Subject.h"
+#include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <malloc.h>
 #include <algorithm>

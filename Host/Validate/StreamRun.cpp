@@ -1,11 +1,12 @@
 #include "Host/Validate/StreamRun.h"
 
 #include "Host/Validate/Check.h"
+#include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <numeric>
+#include <random>
 
 namespace {
 
@@ -156,5 +157,10 @@ void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vec
 }
 
 std::vector<unsigned char> SomeInput(const StreamSetup& setup, std::size_t sampleFrames) {
-  return TestBytes(sampleFrames * setup.format.BytesPerSampleFrame());
+  std::vector<unsigned char> bytes(sampleFrames * setup.format.BytesPerSampleFrame());
+  std::minstd_rand random(1);
+  for (unsigned char& byte : bytes) {
+    byte = static_cast<unsigned char>(random() >> 8U);
+  }
+  return bytes;
 }

@@ -4,6 +4,7 @@
 
 #include "Host/Validate/CheckedModule.h"
 #include "Host/Validate/StreamSetup.h"
+#include "Host/Validate/TestRun.h"
 
 #include <cstdint>
 #include <functional>
@@ -84,7 +85,7 @@ void Append(std::vector<PacketRecord>& packets, std::vector<PacketRecord> more);
 void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vector<PacketRecord>& came,
                        const std::string& when);
 
-/// Input for a setup.
+/// Input for a setup: bytes without a short period, the same each time.
 std::vector<unsigned char> SomeInput(const StreamSetup& setup, std::size_t sampleFrames);
 inline std::vector<unsigned char> SomeInput(const StreamSetup& setup) {
   return SomeInput(setup, setup.SomeSampleFrames());

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <list>
 #include <random>
 
@@ -108,4 +109,10 @@ void OnlyForLinearPcm(const StreamSetup& setup) {
   if (!setup.isLinearPcm) {
     throw CheckSkipped{"packets are not of linear PCM (type 24)"};
   }
+}
+
+std::string StatusText(RhoStatus status) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "status %08X", status);
+  return text.data();
 }

@@ -39,3 +39,6 @@ void ForEachSetup(const CheckedModule& module, const std::function<void(const St
 
 /// Skips the check unless packets are of linear PCM.
 void OnlyForLinearPcm(const StreamSetup& setup);
+
+/// A status as people look it up: "status 80010002".
+std::string StatusText(RhoStatus status);
