@@ -55,9 +55,11 @@ struct AllowedCheck {
           return static_cast<char>(change(static_cast<unsigned char>(character)));
         });
         setting.SetValue(changed.c_str());
-        Expect(strcasecmp(setting.GetValue(), entry.c_str()) == 0,
-               '"' + name + "\" at \"" + entry + "\" or its like after SetValue(\"" + changed + "\")",
-               Quoted(setting.GetValue()));
+        std::string expected = '"' + name + "\" at ";
+        expected.append(Quoted(entry.c_str()))
+            .append(" or its like after SetValue of ")
+            .append(Quoted(changed.c_str()));
+        Expect(strcasecmp(setting.GetValue(), entry.c_str()) == 0, expected, Quoted(setting.GetValue()));
       }
     }
   }
@@ -166,7 +168,8 @@ void CheckFlagsOf(ISetting& setting, const std::string& name) {
   setting.SetToolTipText(text.c_str());
   text.assign(text.size(), '?');
   for (const char* const kept : {setting.GetOptionalText(), setting.GetToolTipText()}) {
-    Expect(Quoted(kept) == "\"Text\"", "optional text and tool tip of \"" + name + "\" copied: \"Text\"", Quoted(kept));
+    Expect(Quoted(kept) == R"("Text")", "optional text and tool tip of \"" + name + R"(" copied: "Text")",
+           Quoted(kept));
   }
 }
 

@@ -21,7 +21,7 @@ OwnedSetting CopyOf(const NamedSetting& named) {
   const std::string what = "a copy of \"" + named.name + "\" from CreateCopy";
   Expect(copy != nullptr, what, "null");
   if (copy.get() == named.setting) {
-    copy.release();  // it is not the host's to delete
+    static_cast<void>(copy.release());  // it is not the host's to delete
     throw CheckFailed{what, "the setting itself"};
   }
   Expect(copy->GetType() == named.setting->GetType(), what + ", of type " + std::to_string(named.setting->GetType()),
@@ -68,7 +68,7 @@ CheckedCompressor CopyOf(IAudioCompressor& compressor) {
   CheckedCompressor copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy of the compressor from CreateCopy", "null");
   if (copy.get() == &compressor) {
-    copy.release();  // it is released once, as the original
+    static_cast<void>(copy.release());  // it is released once, as the original
     throw CheckFailed{"a copy of the compressor from CreateCopy", "the compressor itself"};
   }
   return copy;

@@ -34,9 +34,9 @@ void ExpectSameState(const SettingState& expected, const SettingState& came, con
     // As text: not a number equals itself there.
     const std::string text = value.dump();
     const std::string other = came.value(key, SettingState()).dump();
-    Expect(text == other,
-           key + " of \"" + expected["name"].get<std::string>() + "\" " + Shortened(text) + " after " + action,
-           Shortened(other));
+    std::string what = key;
+    what.append(" of \"").append(expected["name"].get<std::string>()).append("\" ").append(Shortened(text));
+    Expect(text == other, what + " after " + action, Shortened(other));
   }
 }
 

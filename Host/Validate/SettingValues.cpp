@@ -39,10 +39,8 @@ struct Samples {
       numbers = min < max ? std::vector<Number>{min, static_cast<Number>(min / 2 + max / 2), max}
                           : std::vector<Number>{Limits::lowest(), Number(0), Limits::max()};
     }
-    std::vector<std::string> texts;
-    for (const Number number : numbers) {
-      texts.push_back(NumberText(number));
-    }
+    std::vector<std::string> texts(numbers.size());
+    std::transform(numbers.begin(), numbers.end(), texts.begin(), NumberText<Number>);
     return texts;
   }
   std::vector<std::string> operator()(IEnumSetting& setting) const {

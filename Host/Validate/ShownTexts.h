@@ -1,7 +1,7 @@
 #pragma once
 
-/// Every text that the settings of a compressor show or file, with a name for each: what a host hands to its dialogs and
-/// presets without looking at it twice.
+/// Every text that the settings of a compressor show or file, with a name for each: what a host hands to its dialogs
+/// and presets without looking at it twice.
 
 #include <string>
 #include <string_view>

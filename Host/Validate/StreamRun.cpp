@@ -91,7 +91,8 @@ void StreamRun::End() {
 StreamCall StreamRun::Call(KelAudio_t* input, const std::string& what) {
   const RhoStatus status = m_compressor.CompressFrame(input, &m_output);
   Expect(status == kRhoStatusSuccess, what + " to answer 0 with " + m_setup.name, StatusText(status));
-  return {m_leavesPackets ? std::vector<PacketRecord>() : TakePackets(), m_output};
+  return {m_leavesPackets ? std::vector<PacketRecord>() : TakePackets(),
+          {m_output.time, m_output.timeScale, m_output.duration, m_output.sampleCount}};
 }
 
 std::vector<PacketRecord> StreamRun::TakePackets() {

@@ -31,10 +31,20 @@ struct PacketRecord {
 /// bytes.
 PacketRecord RecordOf(const IPacket* packet);
 
+/// What an output record says of the packets from one call.
+struct OutputTimes {
+  std::uint64_t time = 0;
+  std::uint64_t timeScale = 0;
+  std::uint64_t duration = 0;
+  unsigned int sampleCount = 0;
+
+  bool operator==(const OutputTimes&) const = default;
+};
+
 /// What came from one call of CompressFrame.
 struct StreamCall {
   std::vector<PacketRecord> packets;
-  KelAudio_t output{};  ///< what the output record says of them
+  OutputTimes output;
 };
 
 class StreamRun {

@@ -3,7 +3,9 @@
 #include "Host/Validate/StreamRun.h"
 #include "Host/Validate/Subject.h"
 
-#include <cstring>
+#include <algorithm>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -62,8 +64,7 @@ void CheckAfterFlush(const std::string& path) {
     const StreamCall call = *what == 'a' ? run.Flush() : run.Give(input);
     Expect(call.packets.empty(), std::string("no packet from ") + what, std::to_string(call.packets.size()));
     if (setup.isLinearPcm) {
-      Expect(std::memcmp(&call.output, &flush.output, sizeof(KelAudio_t)) == 0,
-             std::string("an output record that ") + what + " has not touched",
+      Expect(call.output == flush.output, std::string("an output record that ") + what + " has not touched",
              "time " + std::to_string(call.output.time) + ", sample count " + std::to_string(call.output.sampleCount));
     }
   }
@@ -109,10 +110,8 @@ void CheckInterleaved(const std::string& path) {
       runs.push_back(std::make_unique<SideRun>(module, setup, sampleFrames += 111));
     }
   }
-  std::vector<SideRun*> running;
-  for (const auto& run : runs) {
-    running.push_back(run.get());
-  }
+  std::vector<SideRun*> running(runs.size());
+  std::transform(runs.begin(), runs.end(), running.begin(), [](const auto& run) { return run.get(); });
   while (!running.empty()) {
     std::erase_if(running, [](SideRun* run) { return !run->Step(); });
   }
