@@ -52,7 +52,7 @@ PacketRecord RecordOf(const IPacket* packet) {
 }
 
 StreamRun::StreamRun(IAudioCompressor& compressor, const StreamSetup& setup)
-    : m_compressor(compressor), m_setup(setup), m_output(setup.format.sampleRate) {
+    : m_compressor(compressor), m_setup(setup), m_output(std::make_unique<OutputRecord>(setup.format.sampleRate)) {
   KelAudio_t description = Describe(setup.format);
   const RhoStatus status = compressor.CompressFrameBegin(&description);
   Expect(status == kRhoStatusSuccess, "CompressFrameBegin to answer 0 with " + setup.name, StatusText(status));
@@ -61,7 +61,7 @@ StreamRun::StreamRun(IAudioCompressor& compressor, const StreamSetup& setup)
 StreamRun::StreamRun(IAudioCompressor& copy, const StreamRun& original)
     : m_compressor(copy),
       m_setup(original.m_setup),
-      m_output(original.m_setup.format.sampleRate),
+      m_output(std::make_unique<OutputRecord>(original.m_setup.format.sampleRate)),
       m_given(original.m_given) {}
 
 StreamCall StreamRun::Give(Bytes bytes) {
@@ -89,20 +89,20 @@ void StreamRun::End() {
 }
 
 StreamCall StreamRun::Call(KelAudio_t* input, const std::string& what) {
-  const RhoStatus status = m_compressor.CompressFrame(input, &m_output);
+  const RhoStatus status = m_compressor.CompressFrame(input, m_output.get());
   Expect(status == kRhoStatusSuccess, what + " to answer 0 with " + m_setup.name, StatusText(status));
   return {m_leavesPackets ? std::vector<PacketRecord>() : TakePackets(),
-          {m_output.time, m_output.timeScale, m_output.duration, m_output.sampleCount}};
+          {m_output->time, m_output->timeScale, m_output->duration, m_output->sampleCount}};
 }
 
 std::vector<PacketRecord> StreamRun::TakePackets() {
   std::vector<PacketRecord> packets;
-  while (m_output.packets != nullptr && m_output.packets->size() != 0) {
-    const unsigned long before = m_output.packets->size();
-    const OwnedPacket packet(m_output.packets->remove(0));
+  while (m_output->packets != nullptr && m_output->packets->size() != 0) {
+    const unsigned long before = m_output->packets->size();
+    const OwnedPacket packet(m_output->packets->remove(0));
     packets.push_back(RecordOf(packet.get()));
-    Expect(m_output.packets->size() == before - 1, std::to_string(before - 1) + " packets when one has been taken out",
-           std::to_string(m_output.packets->size()));
+    Expect(m_output->packets->size() == before - 1, std::to_string(before - 1) + " packets when one has been taken out",
+           std::to_string(m_output->packets->size()));
   }
   return packets;
 }

@@ -7,7 +7,7 @@
 #include "Host/Validate/TestRun.h"
 
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -63,7 +63,7 @@ class StreamRun {
 
   /// Packets stay in the bundle, to pile up, and are not in the answers any more.
   void LeavePackets() { m_leavesPackets = true; }
-  KelEncAudio_t& Output() { return m_output; }
+  KelEncAudio_t& Output() { return *m_output; }
 
  private:
   StreamCall Call(KelAudio_t* input, const std::string& what);
@@ -71,7 +71,7 @@ class StreamRun {
 
   IAudioCompressor& m_compressor;
   const StreamSetup& m_setup;
-  OutputRecord m_output;
+  std::unique_ptr<OutputRecord> m_output;
   std::uint64_t m_given = 0;  ///< sample frames
   bool m_leavesPackets = false;
 };
