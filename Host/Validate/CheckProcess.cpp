@@ -2,7 +2,7 @@
 
 #include "Host/ChildProcess.h"
 #include "Host/Errors.h"
-#include "Host/Validate/FailingAllocations.h"
+#include "Host/Utf8.h"
 #include "Host/Validate/Selection.h"
 
 #include <unistd.h>
@@ -35,11 +35,11 @@ const char* VerdictText(Verdict verdict) {
 std::string ToText(const Answer& answer) {
   const CheckResult& result = answer.result;
   const Json json{{"verdict", VerdictText(result.verdict)},
-                  {"expected", result.expected},
-                  {"came", result.came},
-                  {"reason", result.reason},
-                  {"agreement", answer.agreement}};
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+                  {"expected", ToUtf8(result.expected)},
+                  {"came", ToUtf8(result.came)},
+                  {"reason", ToUtf8(result.reason)},
+                  {"agreement", ToUtf8(answer.agreement)}};
+  return json.dump() + '\n';
 }
 
 /// Nothing when it is not all there.
@@ -81,7 +81,7 @@ CheckResult TryCheck(const Check& check, const std::string& module) {
   }
 }
 
-/// The library behind FailingAllocations.h.
+/// The library of Host/Validate/FailingAllocations.h.
 std::string FailingAllocationsPath() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "FailingAllocations.so";
 }
