@@ -18,9 +18,9 @@ struct ModuleCase {
 };
 
 const std::vector<ModuleCase> kModules {
-  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, ""}, {"NoEntryPoint", "load.entry-points", ".*"},
-      {"CrashesOnLoad", "load.binds-at-once", ".*"}, {"ExitsOnLoad", "load.binds-at-once", ".*"},
-      {"PrintsOnLoad", "load.prints-nothing"},
+  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, "settings.preset-labels"},
+      {"NoEntryPoint", "load.entry-points", ".*"}, {"CrashesOnLoad", "load.binds-at-once", ".*"},
+      {"ExitsOnLoad", "load.binds-at-once", ".*"}, {"PrintsOnLoad", "load.prints-nothing"},
       {"Litters", "load.leaves-no-descriptors load.leaves-signals-alone load.leaves-surroundings-alone"},
       {"NoCompressors", "info.count", "(load.t|li|[^l]).*"},
       {"TwoCompressors", "info.distinct-codes", "(settings|stream).*"},
@@ -28,7 +28,23 @@ const std::vector<ModuleCase> kModules {
       {"Throws", "info.wrong-codes"}, {"OtherCodec", "info.own-report", "(settings|stream).*"},
       {"CrashesInASlot", "info.names"}, {"NoPackets", "info.packet-types", "stream.*"},
       {"Leaks", "life.thousand-creations", "life.no-memory-.*"}, {"NoEnd", "life.thousand-runs", "(life|stream).*"},
-      {"NoCopy", "life.copies-in-any-order", "(life|stream).*"}, {"NeedsBegin", "life.calls-in-any-order"},
+      {"NoCopy", "life.copies-in-any-order", "(life|stream|settings.compressor).*"},
+      {"NeedsBegin", "life.calls-in-any-order"}, {"SettingEmpty", "settings.texts", "settings.compressor.*"},
+      {"SettingNotUtf8", "settings.texts", "settings.compressor.*"}, {"SettingNull", "settings.texts"},
+      {"SettingOddDefault", "settings.defaults", "settings.*"}, {"SettingListsTwice", "settings.lists", "settings.*"},
+      {"SettingTakesNone", "settings.allowed", "settings.*"},
+      {"SettingTakesAll", "settings.not-allowed", "settings.compressor.*"},
+      {"SettingSharesValue", "settings.copies", "settings.*"},
+      {"CopiesNothing", "settings.compressor-copies stream.run-copies", "life.*"},
+      {"NoRespect", "settings.validation", "settings.*"}, {"SkipsSmall", "stream.block-sizes", "stream.*"},
+      {"ChangesBytes", "stream.bytes", "(life|stream).*"}, {"TimesJump", "stream.times", "(life|stream).*"},
+      {"NoHint", "stream.packet-sizes", "stream.flush"}, {"LosesTail", "stream.flush", "(life|stream).*"},
+      {"WritesInput", "stream.input"}, {"ReadsBeyond", "stream.input", IS_SANITIZED ? ".*" : "nothing"},
+      {"OwnsPackets", "stream.output", "(life|stream).*"}, {"ClearsBundle", "stream.untaken", "(life|stream).*"},
+      {"Hoards", "stream.minute", "life.*"}, {"GoesOn", "stream.after-flush", "(life|stream).*"},
+      {"BeginsOnce", "stream.second-run stream.unfinished-run", "(life|stream).*"},
+      {"SharesState", "stream.interleaved", "life.*"}, {"ResetsHint", "stream.hints", "life.*"},
+      {"AnyPackets", "stream.refusals", "info.packet-types"},
 #if !IS_SANITIZED
       {"Uninitialised", "life.whatever-memory-held", "(life|stream).*"}, {"NeedsMemory", "life.no-memory-to-run"},
 #endif

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -62,6 +63,32 @@ unsigned char UnknownByte() {
   return byte;
 }
 
+std::array<unsigned int, 3> g_listed{1, 2, 2};
+unsigned int g_shared = 2;
+constexpr std::size_t kLabelStart = kFault == "SettingNotUtf8" ? 4 : kFault == "SettingEmpty" ? 5 : 0;
+const void* g_current;
+
+/// A setting of 1 or 2, for the faults that settings have.
+class Extra : public UnsignedIntSetting {
+ public:
+  Extra()
+      : UnsignedIntSetting("", "Extra", kFault == "SettingOddDefault" ? 3 : 2, 1, 2,
+                           kFault == "SettingListsTwice" ? 3 : 2, g_listed.data()) {
+    SetIsValueConstrained(1);
+  }
+  ISetting* CreateCopy() const override { return new Extra(*this); }
+  const char* GetLabel() const override { return kFault == "SettingNull" ? nullptr : &"Caf\xC3\xA9"[kLabelStart]; }
+  unsigned int GetValue() const override {
+    return kFault == "SettingSharesValue" ? g_shared : UnsignedIntSetting::GetValue();
+  }
+  void SetValue(unsigned int value) override {
+    g_shared = value;
+    SetIsValueConstrained(kFault == "SettingTakesAll" ? 0 : 1);
+    UnsignedIntSetting::SetValue(kFault == "SettingTakesNone" ? 0 : value);
+    SetIsValueConstrained(1);
+  }
+};
+
 class Compressor : public CPCMCompressor {
  public:
   explicit Compressor(unsigned int codec) : CPCMCompressor(codec) {
@@ -80,12 +107,19 @@ class Compressor : public CPCMCompressor {
     CPCMCompressor::GetAudioCompressorInfo(manufacturer, codec);
     codec += kFault == "OtherCodec" ? 1 : 0;
   }
-  IAudioCompressor* CreateCopy() override { return kFault == "NoCopy" ? nullptr : CPCMCompressor::CreateCopy(); }
+  IAudioCompressor* CreateCopy() override {
+    const bool isPlain = kFault == "CopiesNothing";
+    return kFault == "NoCopy" ? nullptr : isPlain ? new Compressor(kPCMCodecCode) : CPCMCompressor::CreateCopy();
+  }
+  ISetting* GetNonStandardSettings() override { return kFault.starts_with("Setting") ? &m_extra : nullptr; }
+  void SetFrameRateHint(double rate) override { kFault == "NoHint" ? void() : CPCMCompressor::SetFrameRateHint(rate); }
   void ValidateSettings() override {
     Note("ValidateSettings");
     CPCMCompressor::ValidateSettings();
     if (kFault == "NoRespect") {
       CPCMCompressor::GetSampleRateSetting()->SetValue(8000);
+    } else if (kFault == "ResetsHint") {
+      CPCMCompressor::SetFrameRateHint(30);
     }
   }
   IUnsignedIntSetting* GetSampleRateSetting() override {
@@ -100,10 +134,14 @@ class Compressor : public CPCMCompressor {
   }
   unsigned int SetOutputPacketType(IPacket::TPacketType type) override {
     Note("SetOutputPacketType");
-    return kFault == "NoPackets" ? 0 : CPCMCompressor::SetOutputPacketType(type);
+    return kFault == "NoPackets" ? 0 : CPCMCompressor::SetOutputPacketType(type) | (kFault == "AnyPackets" ? 1U : 0U);
   }
   RhoStatus CompressFrameBegin(KelAudio_t* format) override {
     Note("CompressFrameBegin");
+    g_current = this;
+    if (kFault == "BeginsOnce" && m_hasBegun) {
+      return kRhoStatusSuccess;
+    }
     m_hasBegun = true;
     if (kFault == "Uninitialised") {
       SetFrameRateHint(20.0 + UnknownByte() % 8);
@@ -122,7 +160,15 @@ class Compressor : public CPCMCompressor {
       std::abort();
     }
     const bool fails = in == nullptr ? kFault == "NoFlush" : kFault == "NoFrame";
-    return fails ? kRhoStatusBadArgument : CPCMCompressor::CompressFrame(in, out);
+    if (in != nullptr && in->dataSize != 0 && in->data != nullptr) {
+      SpoilInput(*in, in->data);
+    }
+    const RhoStatus status = fails ? kRhoStatusBadArgument : CPCMCompressor::CompressFrame(in, out);
+    if (out != nullptr && static_cast<KelEncAudio_t*>(out)->packets != nullptr) {
+      m_bundle = static_cast<KelEncAudio_t*>(out)->packets;
+      SpoilOutput(in == nullptr);
+    }
+    return status;
   }
   RhoStatus CompressFrameEnd() override {
     Note("CompressFrameEnd");
@@ -130,11 +176,37 @@ class Compressor : public CPCMCompressor {
   }
   RhoStatus Release() override {
     Note("Release");
+    if (kFault == "OwnsPackets" && m_bundle != nullptr) {
+      m_bundle->destroy();
+    }
     return CPCMCompressor::Release();
   }
 
  private:
+  static void SpoilInput(KelAudio_t& in, volatile unsigned char* bytes) {
+    const unsigned char read = bytes[kFault == "ReadsBeyond" ? in.dataSize : 0];
+    if (kFault == "WritesInput") {
+      bytes[0] = read;
+    }
+    in.dataSize = kFault == "SkipsSmall" && in.sampleCount == 1 ? 0 : in.dataSize;
+    g_block = kFault == "Hoards" ? std::malloc(100) : nullptr;
+  }
+  void SpoilOutput(bool isFlush) {
+    for (unsigned long index = 0; index < m_bundle->size(); ++index) {
+      auto& packet = static_cast<TRHOAPIPacket&>(*m_bundle->get(index));
+      packet.m_time |= kFault == "TimesJump" || (kFault == "SharesState" && g_current != this) ? 1U : 0U;
+      const_cast<unsigned char&>(*packet.getData()) |= static_cast<unsigned char>(kFault == "ChangesBytes");
+    }
+    if (isFlush && (kFault == "LosesTail" || (kFault == "ClearsBundle" && m_bundle->size() > 2))) {
+      m_bundle->remove(m_bundle->size() - 1)->destroy();
+    } else if (isFlush && kFault == "GoesOn") {
+      CPCMCompressor::CompressFrameEnd();
+    }
+  }
+
   bool m_hasBegun = false;
+  Extra m_extra;
+  IPacketBundle* m_bundle = nullptr;
 };
 
 }  // namespace

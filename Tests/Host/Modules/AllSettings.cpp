@@ -72,14 +72,14 @@ class AllSettingsCompressor : public CPCMCompressor {
   }
   ISetting* GetNonStandardSettings() override { return &m_all; }
   IAudioCompressor* CreateCopy() override {
-    auto* const copy = new AllSettingsCompressor;
-    copy->CPCMCompressor::operator=(*this);
-    copy->m_all = m_all;
-    // The copy of a container has no labels.
-    auto& inner = static_cast<SettingArray&>(*copy->m_all.GetSetting(m_all.GetNumberOfSettings() - 1));
-    inner.SetLabel("Inner");
-    inner.SetPresetLabel("Inner");
-    return copy;
+    return NullOnFailure([this]() -> IAudioCompressor* {
+      auto copy = std::make_unique<AllSettingsCompressor>();
+      copy->CPCMCompressor::operator=(*this);
+      copy->m_all = m_all;
+      // The copy of a container has no labels.
+      static_cast<SettingArray&>(*copy->m_all.GetSetting(m_all.GetNumberOfSettings() - 1)).SetPresetLabel("Inner");
+      return copy.release();
+    });
   }
 
  private:
