@@ -53,10 +53,9 @@ std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned i
   std::vector<Combination> combinations{
       Choose("the lowest settings", settings, [](std::size_t) { return 0; }),
       Choose("the highest settings", settings, [](std::size_t count) { return count - 1; })};
-  const std::uint64_t seed = Seed();
-  std::mt19937_64 random(seed);
+  std::mt19937_64 random(Seed());
   for (unsigned int i = 1; i <= randomOnes; ++i) {
-    combinations.push_back(Choose("random settings " + std::to_string(i) + " of seed " + std::to_string(seed), settings,
+    combinations.push_back(Choose("random settings " + std::to_string(i), settings,
                                   [&random](std::size_t count) { return random() % count; }));
   }
   return combinations;
@@ -70,3 +69,5 @@ std::uint64_t Seed() {
   }();
   return seed;
 }
+
+std::string SeedText() { return " (seed " + std::to_string(Seed()) + ')'; }

@@ -10,7 +10,7 @@
 class IAudioCompressor;
 
 struct Combination {
-  std::string name;                                         ///< "random settings 17 of seed 4711", for reports
+  std::string name;                                         ///< "random settings 17", for reports
   std::vector<std::pair<std::string, std::string>> values;  ///< setting and value
 
   /// Sets what of it the compressor takes, and validates the settings. The same values give every new compressor of one
@@ -24,3 +24,6 @@ std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned i
 /// Where all randomness of this process begins: the environment variable RHOHOST_SEED, to repeat a failure, or else
 /// another number each time.
 std::uint64_t Seed();
+
+/// " (seed 4711)", for reports of what has to do with it.
+std::string SeedText();

@@ -68,11 +68,11 @@ std::string GuardedBytes::WhatIsDoneWrong(const std::function<void()>& use) cons
   if (completes) {
     return {};
   }
-  const auto offset = static_cast<std::ptrdiff_t>(g_touched) -
-                      static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(m_bytes.data()));
-  const bool isWithin = offset >= 0 && offset < static_cast<std::ptrdiff_t>(m_bytes.size());
-  return (isWithin ? "byte " + std::to_string(offset) + " of them written"
-                   : "the byte " +
-                         std::to_string(offset < 0 ? -offset : offset - static_cast<std::ptrdiff_t>(m_bytes.size())) +
-                         (offset < 0 ? " before their beginning touched" : " behind their end touched"));
+  const auto begin = reinterpret_cast<std::uintptr_t>(m_bytes.data());
+  if (g_touched < begin) {
+    return "byte " + std::to_string(begin - g_touched) + " before their beginning touched";
+  }
+  const std::uintptr_t offset = g_touched - begin;
+  return offset < m_bytes.size() ? "byte " + std::to_string(offset) + " of them written"
+                                 : "byte " + std::to_string(offset - m_bytes.size() + 1) + " behind their end touched";
 }

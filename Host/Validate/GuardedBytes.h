@@ -20,8 +20,8 @@ class GuardedBytes {
 
   std::span<const unsigned char> Get() const { return m_bytes; }
 
-  /// Calls `use`, and says what it did to these bytes that it must not do: "touched byte 4000 of 4000 ...". Empty when
-  /// it did nothing of the kind. Where it did, it has been left in the middle, and nothing that it used is fit for
+  /// Calls `use`, and says what it did to these bytes that it must not do: "byte 1 behind their end touched". Empty
+  /// when it did nothing of the kind. Where it did, it has been left in the middle, and nothing that it used is fit for
   /// anything any more.
   std::string WhatIsDoneWrong(const std::function<void()>& use) const;
 

@@ -227,9 +227,10 @@ void CheckPresets(const std::string& path) {
     try {
       Transfer(*source, *target);
     } catch (const WrongUse& refusal) {
-      throw CheckFailed{"a preset of " + combination.name + " to be taken by another compressor", refusal.what()};
+      throw CheckFailed{"a preset of " + combination.name + SeedText() + " to be taken by another compressor",
+                        refusal.what()};
     }
     ExpectSameStates(StatesOf(ValueSettingsOf(*source)), StatesOf(ValueSettingsOf(*target)),
-                     "a preset of " + combination.name);
+                     "a preset of " + combination.name + SeedText());
   }
 }

@@ -46,10 +46,11 @@ void CheckValidation(const std::string& path) {
   ExpectSameStates(fresh, StatesOf(SettingsOf(*compressor)), "ValidateSettings of a new compressor");
   for (const Combination& combination : CombinationsOf(*compressor, kRandomOnes)) {
     combination.ApplyTo(*compressor);
-    ExpectValid(SettingsOf(*compressor), combination.name);
+    ExpectValid(SettingsOf(*compressor), combination.name + SeedText());
     const std::vector<SettingState> valid = StatesOf(SettingsOf(*compressor));
     compressor->ValidateSettings();
-    ExpectSameStates(valid, StatesOf(SettingsOf(*compressor)), "ValidateSettings again with " + combination.name);
+    ExpectSameStates(valid, StatesOf(SettingsOf(*compressor)),
+                     "ValidateSettings again with " + combination.name + SeedText());
   }
 }
 

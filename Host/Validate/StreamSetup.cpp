@@ -36,7 +36,8 @@ void Complete(StreamSetup& setup, const CheckedModule& module) {
     throw Failure("CompressFrameBegin answers " + StatusText(status));
   }
   setup.name += " (" + NumberText(setup.format.sampleRate) + " Hz, " + NumberText(setup.format.bits) + " bits, " +
-                setup.format.layout + ", " + NumberText(setup.framesPerSecond) + " packets a second)";
+                setup.format.layout + ", " + NumberText(setup.framesPerSecond) + " packets a second, seed " +
+                NumberText(Seed()) + ')';
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <string>
 
 struct StreamSetup {
-  std::string name;  ///< for reports: "the lowest settings (8000 Hz, 16 bits, Mono, 23.976 packets a second)"
+  std::string name;  ///< for reports: "random settings 7 (8000 Hz, 16 bits, Mono, 24 packets a second, seed 4711)"
   Combination settings;
   double framesPerSecond = 30;
   EncodingFormat format;

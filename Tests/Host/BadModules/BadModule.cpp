@@ -163,7 +163,8 @@ class Compressor : public CPCMCompressor {
     if (in != nullptr && in->dataSize != 0 && in->data != nullptr) {
       SpoilInput(*in, in->data);
     }
-    const RhoStatus status = fails ? kRhoStatusBadArgument : CPCMCompressor::CompressFrame(in, out);
+    const bool skips = kFault == "SkipsSmall" && in != nullptr && in->sampleCount == 1;
+    const RhoStatus status = fails ? kRhoStatusBadArgument : skips ? 0 : CPCMCompressor::CompressFrame(in, out);
     if (out != nullptr && static_cast<KelEncAudio_t*>(out)->packets != nullptr) {
       m_bundle = static_cast<KelEncAudio_t*>(out)->packets;
       SpoilOutput(in == nullptr);
@@ -183,12 +184,11 @@ class Compressor : public CPCMCompressor {
   }
 
  private:
-  static void SpoilInput(KelAudio_t& in, volatile unsigned char* bytes) {
+  static void SpoilInput(const KelAudio_t& in, volatile unsigned char* bytes) {
     const unsigned char read = bytes[kFault == "ReadsBeyond" ? in.dataSize : 0];
     if (kFault == "WritesInput") {
       bytes[0] = read;
     }
-    in.dataSize = kFault == "SkipsSmall" && in.sampleCount == 1 ? 0 : in.dataSize;
     g_block = kFault == "Hoards" ? std::malloc(100) : nullptr;
   }
   void SpoilOutput(bool isFlush) {
