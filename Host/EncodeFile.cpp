@@ -1,8 +1,10 @@
 #include "Host/EncodeFile.h"
 
+#include "Host/Errors.h"
 #include "Host/MatroskaWriter.h"
 #include "Host/OutputFile.h"
 #include "Host/SampleConverter.h"
+#include "Host/Verification.h"
 
 #include <utility>
 
@@ -10,7 +12,11 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
     : m_input(std::move(input)),
       m_output(std::move(output)),
       m_replaceExisting(setup.options.force),
+      m_isToBeVerified(setup.options.verify),
       m_compressor(setup.module.CreateCompressor()) {
+  if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
+    throw WrongUse("--verify: " + (m_output == "-" ? "standard output" : m_output) + " cannot be read back");
+  }
   OpenSource(setup);
   m_encoder = std::make_unique<Encoder>(*m_compressor, m_format, setup.options.framesPerSecond);
   m_encoder->Begin();
@@ -46,16 +52,28 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
   SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
   OutputFile file(m_output, m_replaceExisting);
   MatroskaWriter writer(file, description);
-  const auto write = [&writer](const EncodedPacket& packet) {
+  std::optional<Verification> verification;
+  if (m_isToBeVerified) {
+    verification.emplace(m_format);
+  }
+  const auto write = [&writer, &verification](const EncodedPacket& packet) {
     writer.WritePacket(packet.bytes.data(), packet.bytes.size(), packet.time, packet.sampleFrames);
+    if (verification) {
+      verification->Add(packet);
+    }
   };
   for (SampleBlock block = m_source.Read(); block.frames != 0; block = m_source.Read()) {
     m_encoder->Encode(converter.Convert(block), write);
-    onProgress(m_encoder->EncodedSampleFrames());
+    onProgress(Pass::kEncoding, m_encoder->EncodedSampleFrames());
   }
   m_encoder->Encode(converter.Finish(), write);
   m_encoder->Finish(write);
   writer.Finish();
+  if (verification) {
+    file.Sync();
+    verification->Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
+  }
   file.Commit();
-  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source.MissingText()};
+  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_isToBeVerified,
+          m_source.MissingText()};
 }

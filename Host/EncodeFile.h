@@ -36,19 +36,24 @@ struct EncodingResult {
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
   std::uint64_t clippedSamples = 0;
+  bool isVerified = false;
   std::string missingText;  ///< SoundInput::MissingText
 };
 
 class FileEncoding {
  public:
-  using OnProgress = std::function<void(std::uint64_t sampleFrames)>;
+  /// What is done with the sound: all of it is encoded, and then, if that is wanted, all of it verified.
+  enum class Pass { kEncoding, kVerifying };
+  using OnProgress = std::function<void(Pass pass, std::uint64_t sampleFrames)>;
 
   /// Opens `input` (or the test signal of the options), chooses the settings for it, and begins the run of a compressor
-  /// of its own. Throws Failure or WrongUse. `setup` must outlive the object.
+  /// of its own. Throws Failure or WrongUse; the latter also for an output that is to be verified and cannot be read
+  /// back. `setup` must outlive the object.
   FileEncoding(const EncodingSetup& setup, std::string input, std::string output);
 
-  /// Encodes the whole sound into the output, which Failure leaves as it was. Calls `onProgress` with the sample frames
-  /// done, once for each block. To be called once.
+  /// Encodes the whole sound into the output, which Failure leaves as it was. If the options want it verified, what has
+  /// been written is read back from the disk first, and must be what the module gave. Calls `onProgress` with the
+  /// sample frames done in each pass, for each block. To be called once.
   EncodingResult Write(const OnProgress& onProgress);
 
   const std::string& Input() const { return Sound().name; }
@@ -56,6 +61,7 @@ class FileEncoding {
   const SoundFormat& Sound() const { return m_source.Format(); }
   const EncodingFormat& Format() const { return m_format; }
   IAudioCompressor& Compressor() const { return *m_compressor; }
+  bool IsToBeVerified() const { return m_isToBeVerified; }
   std::uint64_t SampleFramesPerPacket() const { return m_encoder->SampleFramesPerPacket(); }
 
   /// The length of what will be written, where the input tells its own beforehand.
@@ -78,6 +84,7 @@ class FileEncoding {
   std::string m_input;
   std::string m_output;
   bool m_replaceExisting;
+  bool m_isToBeVerified;
   CompressorOwner m_compressor;
   Source m_source;
   EncodingFormat m_format;

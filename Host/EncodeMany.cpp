@@ -60,6 +60,7 @@ class Batch {
   bool IsToSkip(const WorkItem& item) const { return item.outputExists && m_options.skipExisting; }
   std::uint64_t BytesToDo() const;
   std::size_t FilesToDo() const;
+  std::size_t OutdatedFiles() const;
 
   void Work();
   ItemResult Try(const WorkItem& item);
@@ -88,16 +89,25 @@ std::size_t Batch::FilesToDo() const {
 }
 
 void Batch::Run() {
-  std::vector<std::jthread> helpers(std::min<std::size_t>(m_options.jobs, std::max<std::size_t>(FilesToDo(), 1)) - 1);
-  for (std::jthread& helper : helpers) {
-    helper = std::jthread([this] { Work(); });
+  const std::size_t workers = std::min<std::size_t>(m_options.jobs, FilesToDo());
+  std::vector<std::jthread> helpers;
+  try {
+    while (helpers.size() + 1 < workers) {
+      helpers.emplace_back([this] { Work(); });
+    }
+  } catch (const std::exception&) {
+    // There are no more threads or no memory for them to be had: fewer do the same work.
   }
   Work();
 }
 
 void Batch::Work() {
   for (std::size_t index = m_next++; index < m_results.size(); index = m_next++) {
-    m_results[index] = Try(m_list.items[index]);
+    try {
+      m_results[index] = Try(m_list.items[index]);
+    } catch (const std::bad_alloc&) {
+      m_results[index].outcome = kFailed;  // no memory for words either: Tell finds them
+    }
   }
 }
 
@@ -116,7 +126,7 @@ ItemResult Batch::Try(const WorkItem& item) {
     }
     why = error.what();
   } catch (const std::bad_alloc&) {
-    why = "out of memory";
+    throw;
   } catch (const std::exception& error) {
     why = error.what();
   } catch (...) {
@@ -135,9 +145,11 @@ ItemResult Batch::Encode(const WorkItem& item) {
     return {kEncoded, PlanText(encoding), 0};
   }
   MakeFolder(std::filesystem::path(item.output).parent_path());
-  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0));
-  const EncodingResult result =
-      encoding.Write([&](std::uint64_t done) { progress.Update(whole > 0 ? static_cast<double>(done) / whole : 0); });
+  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
+  const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
+    const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
+    progress.Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+  });
   const std::string notes = NotesText(result);
   return {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
           static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
@@ -148,11 +160,14 @@ bool Batch::Tell() {
   for (const std::string& failure : m_list.failures) {
     ::Tell(failure);
   }
-  for (const ItemResult& result : m_results) {
+  for (std::size_t index = 0; index < m_results.size(); ++index) {
+    const ItemResult& result = m_results[index];
     ++m_numbers[result.outcome];
     if (result.outcome == kEncoded && m_options.dryRun) {
       Print(result.text + "\n");
-    } else if (!result.text.empty() && (result.outcome == kFailed || !m_options.quiet)) {
+    } else if (result.outcome == kFailed) {
+      ::Tell(result.text.empty() ? m_list.items[index].input + ": out of memory" : result.text);
+    } else if (!result.text.empty() && !m_options.quiet) {
       ::Tell(result.text);
     }
   }
@@ -164,13 +179,23 @@ bool Batch::Tell() {
   return m_numbers[kFailed] == 0;
 }
 
+std::size_t Batch::OutdatedFiles() const {
+  return static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(), [this](const auto& item) {
+    return IsToSkip(item) && item.outputIsOlder;
+  }));
+}
+
 std::string Batch::SummaryText() const {
   std::string text = m_options.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
-                     (m_options.dryRun ? " to encode" : " encoded");
+                     (m_options.dryRun ? " to encode" : " encoded") +
+                     (!m_options.verify  ? ""
+                      : m_options.dryRun ? " and verify"
+                                         : " and verified");
   const auto add = [&text](std::size_t number, const char* singular, const char* plural) {
     text += number == 0 ? "" : ", " + CountText(number, singular, plural);
   };
   add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
+  add(OutdatedFiles(), "of them older than its input", "of them older than their inputs");
   add(m_numbers[kNoSound], "is no sound file", "are no sound files");
   add(m_numbers[kFailed], "failed", "failed");
   if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {

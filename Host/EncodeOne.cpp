@@ -27,13 +27,15 @@ void EncodeOne(const Options& options) {
     Print(PlanText(encoding));
     return;
   }
-  if (!options.savePreset.empty()) {
-    SavePreset(options.savePreset, encoding.Compressor(), options.force);
-  }
   Progress progress(!options.quiet, encoding.SampleFrames(), encoding.Format().sampleRate);
-  const EncodingResult result = encoding.Write([&progress](std::uint64_t done) { progress.Update(done); });
+  const EncodingResult result = encoding.Write([&progress](FileEncoding::Pass pass, std::uint64_t done) {
+    progress.Update(done, pass == FileEncoding::Pass::kVerifying ? "verifying: " : "");
+  });
   if (!options.quiet) {
     progress.Clear();
     Tell(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));
+  }
+  if (!options.savePreset.empty()) {
+    SavePreset(options.savePreset, encoding.Compressor(), options.force);
   }
 }

@@ -10,7 +10,7 @@ struct EncodingResult;
 /// Four lines: input, conversion, encoding and output, as they would be.
 std::string PlanText(const FileEncoding& encoding);
 
-/// One line without a line feed: output, format, length and speed, and what NotesText says.
+/// One line without a line feed: output, format, length, whether it is verified, speed, and what NotesText says.
 std::string SummaryText(const FileEncoding& encoding, const EncodingResult& result, double timesRealTime);
 
 /// What the result lacks or has lost, as in "3 samples were beyond full scale and clipped"; empty when it is nothing.

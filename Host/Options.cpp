@@ -89,7 +89,9 @@ CLI::Option* DeclareMany(CLI::App& app, Options& options, OptionTexts& texts) {
   app.add_option("--jobs", texts.jobs, "Encode so many files side by side (default: one a processor)")
       ->type_name("NUMBER")
       ->needs(to);
-  app.add_flag("--skip-existing", options.skipExisting, "Pass over inputs whose output exists")->needs(to);
+  app.add_flag("--skip-existing", options.skipExisting,
+               "Pass over inputs whose output exists, and count those that are newer")
+      ->needs(to);
   return to;
 }
 
@@ -114,6 +116,7 @@ void DeclareEncode(CLI::App& app, Options& options, OptionTexts& texts) {
   DeclareMany(app, options, texts)->excludes(preset)->excludes(signal);
   app.add_flag("--force", options.force, "Replace an existing output");
   app.add_flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
+  app.add_flag("--verify", options.verify, "Read the output back from the disk and compare it with what was encoded");
   app.add_flag("--quiet", options.quiet, "Say nothing but what went wrong");
   app.add_flag("--dry-run", options.dryRun, "Show what would be done, and write nothing");
 }

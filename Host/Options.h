@@ -34,6 +34,7 @@ struct Options {
   bool json = false;
   bool force = false;
   bool allowTruncated = false;
+  bool verify = false;  ///< read each output back and compare
   bool quiet = false;
   bool dryRun = false;
 };

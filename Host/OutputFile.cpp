@@ -152,6 +152,11 @@ class OutputFile::Descriptor {
   int m_number;
 };
 
+bool IsWrittenDirectly(const std::string& target) {
+  struct stat status {};
+  return target == "-" || (stat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode));
+}
+
 void CheckOutputTarget(const std::string& target, bool replaceExisting) { Inspect(target, replaceExisting); }
 
 bool IsSameFile(const std::string& input, const std::string& target) {
@@ -254,11 +259,48 @@ void OutputFile::Flush() {
   m_buffered = 0;
 }
 
-void OutputFile::Commit() {
-  Flush();
+void OutputFile::ReturnUnusedSpace() {
   if (m_reserved > m_flushed && ftruncate(m_descriptor->Number(), static_cast<off_t>(m_flushed)) != 0) {
     throw SystemFailure(m_shownTarget, "return unused disk space", errno);
   }
+  m_reserved = m_flushed;
+}
+
+void OutputFile::Sync() {
+  Flush();
+  ReturnUnusedSpace();
+  const int descriptor = m_descriptor->Number();
+  if (fsync(descriptor) != 0) {
+    throw SystemFailure(m_shownTarget, "force it onto the disk", errno);
+  }
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0 || static_cast<std::uint64_t>(status.st_size) != m_flushed) {
+    throw Failure(m_shownTarget + ": has not the length of what was written");
+  }
+  posix_fadvise(descriptor, 0, 0, POSIX_FADV_DONTNEED);
+  posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
+std::size_t OutputFile::ReadAt(std::uint64_t position, void* bytes, std::size_t size) const {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t taken = pread(m_descriptor->Number(), static_cast<unsigned char*>(bytes) + done, size - done,
+                                static_cast<off_t>(position + done));
+    if (taken == 0) {
+      break;
+    }
+    if (taken > 0) {
+      done += static_cast<std::size_t>(taken);
+    } else if (errno != EINTR) {
+      throw SystemFailure(m_shownTarget, "read it back", errno);
+    }
+  }
+  return done;
+}
+
+void OutputFile::Commit() {
+  Flush();
+  ReturnUnusedSpace();
   if (const int error = m_descriptor->Close(); error != 0) {
     throw SystemFailure(m_shownTarget, "close", error);
   }

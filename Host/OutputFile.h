@@ -7,7 +7,7 @@
 ///   file.Commit();                        // ... which now becomes song.mkv; without this it is removed
 ///
 /// Every failure is thrown as a Failure that names the target and the first errno. After one the object is only good
-/// for destruction. Nothing here forces data onto the disk: what the system has accepted counts as written.
+/// for destruction. Nothing but Sync forces data onto the disk: what the system has accepted counts as written.
 
 #include "Host/Errors.h"
 #include "Host/TemporaryName.h"
@@ -32,6 +32,10 @@ void CheckOutputTarget(const std::string& target, bool replaceExisting);
 /// and for character devices such as /dev/null.
 bool IsSameFile(const std::string& input, const std::string& target);
 
+/// Whether an OutputFile would write to `target` directly and so could not be read back: standard output, a FIFO, a
+/// device.
+bool IsWrittenDirectly(const std::string& target);
+
 class OutputFile {
  public:
   /// `target` is a path, or "-" for standard output.
@@ -46,7 +50,10 @@ class OutputFile {
   /// Without Commit: the temporary file is removed, the old target is as it was.
   ~OutputFile();
 
-  /// Whether WriteAt may be used: true for the temporary file, false for what is written directly.
+  /// The target as messages name it.
+  const std::string& Name() const { return m_shownTarget; }
+
+  /// Whether WriteAt and Sync may be used: true for the temporary file, false for what is written directly.
   bool IsSeekable() const { return m_temporary != nullptr; }
 
   /// Bytes given to Write so far.
@@ -62,6 +69,13 @@ class OutputFile {
   /// Hands what is buffered to the system: for the reader at the other end of a pipe.
   void Flush();
 
+  /// Forces all that was written onto the disk, and out of the system's memory as far as the system lets go of it: what
+  /// ReadAt then gives comes from the disk. Nothing may be written afterwards.
+  void Sync();
+
+  /// Reads from `position`, after Sync: the number of bytes, which is less than `size` only at the end of the file.
+  std::size_t ReadAt(std::uint64_t position, void* bytes, std::size_t size) const;
+
   /// Flushes, closes, and gives the file its name. Not even now a target that may not be replaced is: one that has
   /// appeared meanwhile is a failure. To be called once, as the last thing.
   void Commit();
@@ -70,6 +84,7 @@ class OutputFile {
   class Descriptor;
 
   void ReserveSpace();
+  void ReturnUnusedSpace();
 
   std::string m_shownTarget;
   std::string m_target;  ///< with symbolic links followed

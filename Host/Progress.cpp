@@ -26,12 +26,16 @@ std::string RoughTimeText(double seconds) {
 Progress::Progress(bool isWanted, std::optional<std::uint64_t> sampleFrames, unsigned int sampleRate)
     : m_line(isWanted), m_sampleFrames(sampleFrames), m_sampleRate(sampleRate) {}
 
-void Progress::Update(std::uint64_t sampleFrames) {
+void Progress::Update(std::uint64_t sampleFrames, const char* pass) {
+  if (m_pass != pass) {
+    m_pass = pass;
+    m_passBegin = Clock::now();
+  }
   if (!m_line.IsDue()) {
     return;
   }
-  const double speed = TimesRealTime(sampleFrames);
-  std::string line;
+  const double speed = TimesRealTime(sampleFrames, m_passBegin);
+  std::string line = m_pass;
   if (m_sampleFrames && *m_sampleFrames != 0) {
     line += std::to_string(std::min<std::uint64_t>(100, sampleFrames / (*m_sampleFrames / 100 + 1))) + " %, ";
   } else {
@@ -45,7 +49,9 @@ void Progress::Update(std::uint64_t sampleFrames) {
   m_line.Show(line);
 }
 
-double Progress::TimesRealTime(std::uint64_t sampleFrames) const {
-  const double elapsed = std::chrono::duration<double>(Clock::now() - m_begin).count();
+double Progress::TimesRealTime(std::uint64_t sampleFrames) const { return TimesRealTime(sampleFrames, m_begin); }
+
+double Progress::TimesRealTime(std::uint64_t sampleFrames, Clock::time_point begin) const {
+  const double elapsed = std::chrono::duration<double>(Clock::now() - begin).count();
   return elapsed > 0 ? static_cast<double>(sampleFrames) / m_sampleRate / elapsed : 0;
 }

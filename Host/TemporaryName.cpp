@@ -133,7 +133,7 @@ int TemporaryName::Create() {
       if (m_slot != kNoSlot) {
         std::memcpy(slots[m_slot].path.data(), m_path.c_str(), m_path.size() + 1);
       }
-      descriptor = open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      descriptor = open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
       error = errno;
     }
     m_isCreated = descriptor != -1;

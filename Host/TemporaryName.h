@@ -19,8 +19,8 @@ class TemporaryName {
   /// Removes the file that Create has made, unless it is called something else by now.
   ~TemporaryName();
 
-  /// Makes the file, empty and with the permissions of any new file, and opens it for writing: the descriptor, which
-  /// the caller owns, or -1 and errno. To be called once.
+  /// Makes the file, empty and with the permissions of any new file, and opens it for writing and reading: the
+  /// descriptor, which the caller owns, or -1 and errno. To be called once.
   int Create();
 
   /// Gives the file its final name, in the same file system: 0, or an errno. Without `replaceExisting` a file of that

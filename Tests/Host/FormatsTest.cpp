@@ -83,8 +83,9 @@ TEST_P(SoundTest, ComesOutAsOtherReadersDecodeIt) {
   if (sound.tool != nullptr) {
     MakeSound(sound.file, sound.rate, sound.channels, sound.tool);
   }
-  const std::string command = "rhohost " + std::string(sound.options) + " -- " + input;
-  const Outcome outcome = RunHost(command + " 1.mkv && " + command + " 2.mkv && cmp 1.mkv 2.mkv");
+  const std::string command = "rhohost " + std::string(sound.options);
+  const Outcome outcome = RunHost(command + " -- " + input + " 1.mkv && " + command + " --verify -- " + input +
+                                  " 2.mkv && cmp 1.mkv 2.mkv");
   ASSERT_EQ(outcome.code, 0) << outcome.errors << outcome.output;
 
   std::string resampling;

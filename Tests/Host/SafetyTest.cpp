@@ -9,6 +9,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -36,10 +37,11 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
   MakeSound("three.wav", 48000, 3, "sox -b 16", 99);
   MakeSound("four.wav", 48000, 4, "sox -b 16", 99);
   MakeSound("nine.wav", 48000, 9, "sox -b 16", 99);
-  ASSERT_EQ(Run("ln in.wav hard.mkv; ln -s in.wav soft.mkv; mkdir folder; echo text >text.wav; : >empty.wav; "
-                "head -c 50 in.wav >header.wav")
-                .code,
-            0);
+  ASSERT_EQ(
+      Run("ln in.wav hard.mkv; ln -s in.wav soft.mkv; mkdir folder; mkfifo fifo; echo text >text.wav; : >empty.wav; "
+          "head -c 50 in.wav >header.wav")
+          .code,
+      0);
   const std::string before = Listing();
   const Refusal refusals[] = {
       {"rhohost", 2, {"INPUT"}},
@@ -88,16 +90,19 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --force in.wav soft.mkv", 1, {"soft.mkv", "input"}},
       {"rhohost --force - soft.mkv <in.wav", 1, {"soft.mkv", "input"}},
       {"rhohost --force --save-preset soft.mkv in.wav new.mkv", 1, {"soft.mkv", "input"}},
-      {"rhohost --save-preset new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
+      {"rhohost --save-preset ./new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
       {"rhohost --save-preset old.mkv in.wav new.mkv", 1, {"old.mkv", "exists"}},
       {"rhohost --save-preset - in.wav -", 1, {"output"}},
       {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "Is a directory"}},
       {"rhohost --dry-run --save-preset old.mkv", 1, {"old.mkv", "exists"}},
+      {"rhohost --verify in.wav -", 2, {"--verify", "standard output cannot be read back"}},
+      {"rhohost --verify in.wav /dev/null", 2, {"--verify", "/dev/null cannot be read back"}},
+      {"rhohost --verify in.wav fifo", 2, {"--verify", "fifo cannot be read back"}},
       {"rhohost in.wav - >&-", 1, {"Bad file descriptor"}},
       {"rhohost in.wav /dev/full", 1, {"/dev/full", "No space left on device"}},
       {"rhohost in.wav - >/dev/full", 1, {"No space left on device"}},
       {"rhohost --help >/dev/full", 1, {"No space left on device"}},
-      {"(ulimit -f 20; exec rhohost in.wav new.mkv)", 1, {"new.mkv", "File too large"}},
+      {"(ulimit -f 20; exec rhohost --save-preset new in.wav new.mkv)", 1, {"new.mkv", "File too large"}},
       {"(ulimit -f 20; exec rhohost --force in.wav old.mkv)", 1, {"old.mkv", "File too large"}},
       {"head -c 60000 in.wav | rhohost --force - old.mkv", 1, {"missing"}},
       {"rhohost --force --module none.so in.wav old.mkv", 1, {"none.so"}},
@@ -118,9 +123,10 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
 
 TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   const std::string before = Listing();
-  const Outcome plan = RunHost("rhohost --dry-run --force --bits 24 --fps 25 in.wav old.mkv");
+  const Outcome plan = RunHost("rhohost --dry-run --verify --force --bits 24 --fps 25 in.wav old.mkv");
   EXPECT_EQ(plan.code, 0);
-  for (const char* const text : {"Linear PCM", "48000 Hz", "24 bits", "Stereo", "1920 sample frames", "old.mkv"}) {
+  for (const char* const text :
+       {"Linear PCM", "48000 Hz", "24 bits", "Stereo", "1920 sample frames", "old.mkv, Matroska, to be verified"}) {
     EXPECT_THAT(plan.output + plan.errors, HasSubstr(text));
   }
   EXPECT_EQ(RunHost("rhohost --dry-run --save-preset new").output, "preset: new\n");
@@ -134,7 +140,7 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   const Outcome quiet = RunHost("rhohost --quiet --force in.wav old.mkv");
   EXPECT_EQ(quiet.code, 0);
   EXPECT_EQ(quiet.output + quiet.errors, "");
-  const Outcome loud = RunHost("rhohost in.wav new.mkv");
+  const Outcome loud = RunHost("rhohost --verify in.wav new.mkv");
   EXPECT_EQ(loud.output, "");
   EXPECT_EQ(std::count(loud.errors.begin(), loud.errors.end(), '\n'), 1) << loud.errors;
   EXPECT_EQ(Read("new.mkv"), Read("old.mkv"));
@@ -149,6 +155,45 @@ TEST_F(SafetyTest, DoesNotReplaceWhatAppearsMeanwhile) {
   EXPECT_THAT(outcome.errors, HasSubstr("new.mkv: exists"));
   EXPECT_EQ(Read("new.mkv"), "mine\n");
   EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
+}
+
+struct Change {
+  std::string after;
+  std::size_t distance;  ///< of the byte that changes, from the end of `after`
+  const char* says;
+};
+
+TEST_F(SafetyTest, VerifyingFindsWhatHasChangedOnTheDisk) {
+  Run("for i in 1 2 3 4 5 6 7 8 9; do cat in.wav in.wav; done >more; cat endless.wav more | rhohost - whole.mkv");
+  const std::string whole = Read("whole.mkv");
+  const std::string before = Listing();
+  const std::string block = "\xA3\x59\x04\x81";
+  constexpr std::size_t k12Blocks = 12 * 6407;
+  for (const auto& [after, distance, says] : {
+           Change{"matrosk", 0, "packet 0 at sample frame 0 cannot be read back: not called a Matroska file"},
+           {"A_PCM/INT/LI", 0, "the track's format differs from what was encoded"},
+           {"\xB5\x84", 1, "the track's format differs from what was encoded"},
+           {"\x9F\x81", 0, "the track's format differs from what was encoded"},
+           {"\x62\x64\x81", 0, "the track's format differs from what was encoded"},
+           {"\x23\xE3\x83\x84", 1, "packet 0 at sample frame 0 differs from what was encoded"},
+           {"\x77\x6D\xE7\x82", 1, "packet 15 at sample frame 24000 is at 24001 in the file"},
+           {block, k12Blocks + 1, "packet 12 at sample frame 19200 is at 19201 in the file"},
+           {block, k12Blocks + 3, "packet 12 at sample frame 19200 differs from what was encoded"},
+           {block, k12Blocks + 6402, "packet 12 at sample frame 19200 differs from what was encoded"},
+           {block, k12Blocks - 4, "packet 12 at sample frame 19200 cannot be read back: no whole Matroska element"},
+       }) {
+    SCOPED_TRACE(says);
+    const std::size_t at = whole.find(after) + after.size() + distance;
+    ASSERT_LT(at, 500'000U) << "will not be on the disk while rhohost waits for the rest";
+    std::ostringstream command;
+    command << "{ cat endless.wav more; until [ -s .old.mkv.*.tmp ]; do :; done; printf '\\" << std::oct
+            << (static_cast<unsigned char>(whole[at]) ^ 1U) << std::dec << "' | dd bs=1 seek=" << at
+            << " conv=notrunc status=none of=$(echo .old.mkv.*.tmp); } | rhohost --verify --force - old.mkv";
+    const Outcome outcome = RunHost(command.str());
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.errors, testing::StartsWith(std::string("rhohost: old.mkv: ") + says));
+    EXPECT_EQ(Listing(), before);
+  }
 }
 
 class SignalTest : public SafetyTest, public testing::WithParamInterface<int> {};
