@@ -1,9 +1,10 @@
-/// An encoder module with one fault, the one that FAULT names; none at all for "Healthy", which tells each call of a
-/// run on standard error instead, and for "CountsLoads", which leaves a byte in the file "loads" each time.
+/// An encoder module with one fault, the one that its file is called after; none at all for "Healthy.so", which tells
+/// each call of a run on standard error instead, and for "CountsLoads.so", which leaves a line in the file "loads".
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 #include <array>
@@ -16,7 +17,15 @@
 
 namespace {
 
-constexpr std::string_view kFault = FAULT;
+std::string_view FaultOfThisFile() {
+  Dl_info file{};
+  dladdr(reinterpret_cast<void*>(&FaultOfThisFile), &file);
+  const std::string_view path = file.dli_fname;
+  const std::string_view name = path.substr(path.rfind('/') + 1);
+  return name.substr(0, name.find('.'));
+}
+
+const std::string_view kFault = FaultOfThisFile();
 
 void Note(const char* call) {
   if (kFault == "Healthy") {
@@ -26,7 +35,7 @@ void Note(const char* call) {
 
 void AddLine(const char* file) { std::ofstream(file, std::ios::app) << getpid() << std::endl; }
 
-[[gnu::constructor]] void Load() {
+bool Load() {
   if (kFault == "CrashesOnLoad") {
     std::abort();
   } else if (kFault == "ExitsOnLoad") {
@@ -40,7 +49,10 @@ void AddLine(const char* file) { std::ofstream(file, std::ios::app) << getpid() 
   } else if (kFault == "CountsLoads") {
     AddLine("loads");
   }
+  return true;
 }
+
+[[maybe_unused]] const bool kIsLoaded = Load();
 
 /// Waits for ever, and so does a child of its own.
 void Hang() {
@@ -65,7 +77,7 @@ unsigned char UnknownByte() {
 
 std::array<unsigned int, 3> g_listed{1, 2, 2};
 unsigned int g_shared = 2;
-constexpr std::size_t kLabelStart = kFault == "SettingNotUtf8" ? 4 : kFault == "SettingEmpty" ? 5 : 0;
+const std::size_t kLabelStart = kFault == "SettingNotUtf8" ? 4 : kFault == "SettingEmpty" ? 5 : 0;
 const void* g_current;
 
 /// A setting of 1 or 2, for the faults that settings have.
