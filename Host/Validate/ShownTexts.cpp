@@ -58,9 +58,7 @@ class Gatherer {
     for (unsigned int index = 0; index < count; ++index) {
       Add("entry " + std::to_string(index), setting.GetAllowableValue(index));
     }
-    if (count != 0) {
-      Add("selected entry", setting.GetValue());
-    }
+    Add("selected entry", setting.GetValue());
   }
   void operator()(IFileSetting& setting) {
     Add("value", setting.GetValue(), ShownText::Use::kValue);

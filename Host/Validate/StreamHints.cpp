@@ -39,9 +39,10 @@ void ExpectTypeRefused(IAudioCompressor& compressor) {
 }
 
 /// Tries to begin a run with a hint that makes none possible. A compressor that has no use for the hint may begin it.
-void TryFrameRate(IAudioCompressor& compressor, double framesPerSecond) {
+void TryFrameRate(IAudioCompressor& compressor, const StreamSetup& setup, double framesPerSecond) {
   compressor.SetFrameRateHint(framesPerSecond);
-  if (compressor.CompressFrameBegin(nullptr) == kRhoStatusSuccess) {
+  KelAudio_t record = setup.InputRecord();
+  if (compressor.CompressFrameBegin(&record) == kRhoStatusSuccess) {
     compressor.CompressFrameEnd();
   }
 }
@@ -89,7 +90,7 @@ void CheckRefusals(const std::string& path) {
   }
   using Limits = std::numeric_limits<double>;
   for (const double framesPerSecond : {0.0, -25.0, Limits::infinity(), Limits::quiet_NaN()}) {
-    TryFrameRate(*compressor, framesPerSecond);
+    TryFrameRate(*compressor, setup, framesPerSecond);
     expectUsable("a frame-rate hint of " + std::to_string(framesPerSecond));
   }
   StreamRun run(*compressor, setup);

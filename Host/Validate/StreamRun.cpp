@@ -23,16 +23,6 @@ std::vector<unsigned char> Copied(const unsigned char* bytes, unsigned long size
   return size == 0 ? std::vector<unsigned char>() : std::vector<unsigned char>(bytes, bytes + size);
 }
 
-/// A record of input without any data.
-KelAudio_t Describe(const EncodingFormat& format) {
-  KelAudio_t record{};
-  record.timeScale = format.sampleRate;
-  record.format = format.sampleType;
-  record.channels = format.channels;
-  record.sampleRate = format.sampleRate;
-  return record;
-}
-
 /// Where two payloads of one size part.
 std::string ByteText(const std::vector<unsigned char>& payload, std::size_t place) {
   return "byte " + std::to_string(place) + " of its payload " + std::to_string(payload[place]);
@@ -53,7 +43,7 @@ PacketRecord RecordOf(const IPacket* packet) {
 
 StreamRun::StreamRun(IAudioCompressor& compressor, const StreamSetup& setup)
     : m_compressor(compressor), m_setup(setup), m_output(std::make_unique<OutputRecord>(setup.format.sampleRate)) {
-  KelAudio_t description = Describe(setup.format);
+  KelAudio_t description = setup.InputRecord();
   const RhoStatus status = compressor.CompressFrameBegin(&description);
   Expect(status == kRhoStatusSuccess, "CompressFrameBegin to answer 0 with " + setup.name, StatusText(status));
 }
@@ -65,7 +55,7 @@ StreamRun::StreamRun(IAudioCompressor& copy, const StreamRun& original)
       m_given(original.m_given) {}
 
 StreamCall StreamRun::Give(Bytes bytes) {
-  KelAudio_t input = Describe(m_setup.format);
+  KelAudio_t input = m_setup.InputRecord();
   input.time = m_given;
   input.dataSize = static_cast<unsigned int>(bytes.size());
   input.sampleCount = input.dataSize / m_setup.format.BytesPerSampleFrame();

@@ -14,12 +14,14 @@
 
 namespace {
 
+constexpr std::size_t kMostBytes = std::size_t{1} << 26U;
 constexpr std::array kFrameRates{23.976, 24.0, 25.0, 29.97, 30.0, 50.0, 59.94, 60.0};
 
-bool OffersLinearPcm(const IAudioCompressor& compressor) {
+bool OffersLinearPcm(IAudioCompressor& compressor) {
   std::list<IPacket::TPacketType> types;
   compressor.QueryPossiblePacketTypes(types);
-  return std::find(types.begin(), types.end(), IPacket::kPacketTypeLinearPCM) != types.end();
+  return std::find(types.begin(), types.end(), IPacket::kPacketTypeLinearPCM) != types.end() &&
+         compressor.SetOutputPacketType(IPacket::kPacketTypeLinearPCM) == 1;
 }
 
 /// Completes `setup` with what its settings come to in a new compressor, and sees that a run can begin. Throws Failure
@@ -32,7 +34,14 @@ void Complete(StreamSetup& setup, const CheckedModule& module) {
   if (KelGetChannelMode(setup.format.layout.c_str()) != compressor->GetChannelMode()) {
     throw Failure("how many channels " + setup.format.layout + " has is not told");
   }
-  if (const RhoStatus status = compressor->CompressFrameBegin(nullptr); status != kRhoStatusSuccess) {
+  const std::size_t bytes = setup.format.BytesPerSampleFrame();
+  const std::size_t sampleFrames = setup.SampleFramesPerPacket();
+  if (bytes == 0 || sampleFrames == 0 || setup.SomeSampleFrames() > kMostBytes / bytes) {
+    throw Failure(std::to_string(sampleFrames) + " sample frames a packet, of " + std::to_string(bytes) +
+                  " bytes each");
+  }
+  KelAudio_t record = setup.InputRecord();
+  if (const RhoStatus status = compressor->CompressFrameBegin(&record); status != kRhoStatusSuccess) {
     throw Failure("CompressFrameBegin answers " + StatusText(status));
   }
   setup.name += " (" + NumberText(setup.format.sampleRate) + " Hz, " + NumberText(setup.format.bits) + " bits, " +
@@ -49,8 +58,7 @@ void StreamSetup::ApplyHintsTo(IAudioCompressor& compressor) const {
   compressor.SetStreamModeHint(kOutputStreamModeDefault);
   compressor.SetFrameRateHint(framesPerSecond);
   if (isLinearPcm) {
-    Expect(compressor.SetOutputPacketType(IPacket::kPacketTypeLinearPCM) == 1,
-           "SetOutputPacketType(24), which is among the possible types, to answer 1", "another answer");
+    compressor.SetOutputPacketType(IPacket::kPacketTypeLinearPCM);
   }
 }
 
@@ -63,6 +71,15 @@ CheckedCompressor StreamSetup::NewCompressor(const CheckedModule& module) const 
   CheckedCompressor compressor = ::NewCompressor(module);
   ApplyTo(*compressor);
   return compressor;
+}
+
+KelAudio_t StreamSetup::InputRecord() const {
+  KelAudio_t record{};
+  record.timeScale = format.sampleRate;
+  record.format = format.sampleType;
+  record.channels = format.channels;
+  record.sampleRate = format.sampleRate;
+  return record;
 }
 
 std::size_t StreamSetup::SampleFramesPerPacket() const {

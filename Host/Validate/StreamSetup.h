@@ -24,6 +24,9 @@ struct StreamSetup {
   /// A new compressor set up like this.
   CheckedCompressor NewCompressor(const CheckedModule& module) const;
 
+  /// A record of input, without any data yet.
+  KelAudio_t InputRecord() const;
+
   /// Sample frames of a packet of linear PCM, but for a shorter last one.
   std::size_t SampleFramesPerPacket() const;
   /// Enough sample frames for some packets and a part of one.
