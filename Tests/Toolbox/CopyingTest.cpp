@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -67,6 +68,7 @@ TEST(CopyFile, CopiesEveryByteInStepsOf8192WhateverIsInterruptedOrShort) {
     EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &reports), "true");
     EXPECT_EQ(ReadFile(folder / "to"), content);
     EXPECT_EQ(std::count(reports.m_text.begin(), reports.m_text.end(), ' '), (size + 8191) / 8192 + (size == 0));
+    ASSERT_EQ(std::system(("touch -d 2040-01-01 " + folder.Path() + "/*").c_str()), 0);  // beyond 32 bits
   }
   for (int nth = 1; nth <= 3; ++nth) {
     for (const auto& [call, error] :
