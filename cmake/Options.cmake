@@ -23,6 +23,10 @@ target_compile_options(rho_options INTERFACE
   # Unique symbols would keep the module in memory after dlclose.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
   $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${RHO_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Files may be dated later than 2038.
+  target_compile_definitions(rho_options INTERFACE _TIME_BITS=64)
+endif()
 if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
   # float and double are computed in their own precision on every machine; the x87 unit keeps more digits.
   target_compile_options(rho_options INTERFACE -msse2 -mfpmath=sse)
