@@ -32,6 +32,14 @@ if(RHO_SANITIZE)
   target_compile_options(rho_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(rho_options INTERFACE -fsanitize=address,undefined)
+  if(RHO_FUZZ)
+    # Also what is defined but seldom meant; how others' headers convert is their affair.
+    set(fuzz_checks fuzzer-no-link,float-cast-overflow,implicit-conversion)
+    target_compile_options(rho_options INTERFACE
+      -fsanitize=${fuzz_checks} -fno-sanitize=function
+      -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/fuzz-ignorelist.txt)
+    target_link_options(rho_options INTERFACE -fsanitize=${fuzz_checks})
+  endif()
 else()
   # A library that leaves a symbol to chance is a defect; sanitizer runtimes leave theirs to the program.
   target_link_options(rho_options INTERFACE -Wl,-z,defs)

@@ -5,7 +5,7 @@ build_packages=(
   libcli11-dev libebml-dev libmatroska-dev libsndfile1-dev libsoxr-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ffmpeg flac libbenchmark-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
+  alsa-utils binutils ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
   sound-theme-freedesktop sox
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
