@@ -10,8 +10,10 @@ void Fuzz(FuzzedDataProvider& data) {
     const std::string what = data.ConsumeRandomLengthString(8);
     replacements[what] = data.ConsumeRandomLengthString(4);
   }
-  const auto filler = data.PickValueInArray({0U, data.ConsumeIntegralInRange(65000U, 66000U)});
-  const std::string text = std::string(filler, data.ConsumeIntegral<char>()) + data.ConsumeRemainingBytesAsString();
+  const auto near = data.ConsumeIntegralInRange(65000U, 66000U);
+  const auto pieces = data.ConsumeIntegralInRange(0U, 2U);
+  const std::string text =
+      std::string(near * pieces, data.ConsumeIntegral<char>()) + data.ConsumeRemainingBytesAsString();
   const std::string path = folder.Write("file", text);
   const std::string copy = folder / "copy";
   Expect(KelSearchAndReplace(replacements, path.c_str(), copy.c_str()) && ReadFile(path) == text);

@@ -14,9 +14,10 @@ void Fuzz(FuzzedDataProvider& data) {
   const std::string text = data.ConsumeRandomLengthString(500);
 
   Expect(KelReplace(text, what, with) == ReplacedSlowly(text, what, with));
-  std::list<std::string> tokens = TokenizedSlowly(text, one, other, text.size() % 2 != 0);
+  const bool keepEmpty = what.size() % 2 != 0;
+  std::list<std::string> tokens = TokenizedSlowly(text, one, other, keepEmpty);
   std::list<std::string> appended{what};
-  const int count = KelTokenize(appended, text, one, other, text.size() % 2 != 0);
+  const int count = KelTokenize(appended, text, one, other, keepEmpty);
   tokens.push_front(what);
   Expect(appended == tokens && count + 1 == static_cast<int>(tokens.size()));
   Expect(KelSplitString(text) == TokenizedSlowly(text, ' ', '"', false));

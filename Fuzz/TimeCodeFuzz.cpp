@@ -20,10 +20,13 @@ void Fuzz(FuzzedDataProvider& data) {
   }
   fields.resize(4);
   const KelTimeCode code = KelStringToTimeCode(text, useFrames);
-  const int last = useFrames ? code.frames : code.milliseconds;
-  Expect(code.hours == static_cast<short>(fields[0]) && code.minutes == (fields[1] & 0xFF) &&
-         code.seconds == (fields[2] & 0xFF) && last == (fields[3] & (useFrames ? 0xFF : 0xFFFF)));
   const std::string written = KelTimeCodeToString(code, useFrames);
+  Expect(code.dropFrame == (text.find(';') < text.size() && text.find(':') < text.size()));
+  char expected[40];
+  std::snprintf(expected, sizeof expected, useFrames ? "%d:%02d:%02d%c%02d" : "%d:%02d:%02d%c%03d",
+                static_cast<short>(fields[0]), fields[1] & 0xFF, fields[2] & 0xFF,
+                useFrames && code.dropFrame ? ';' : ':', fields[3] & (useFrames ? 0xFF : 0xFFFF));
+  Expect(written == expected);
   Expect(KelTimeCodeToString(KelStringToTimeCode(written, useFrames), useFrames) == written);
 
   unsigned long long part[4] = {};
