@@ -10,8 +10,8 @@ void Fuzz(FuzzedDataProvider& data) {
     const std::string what = data.ConsumeRandomLengthString(8);
     replacements[what] = data.ConsumeRandomLengthString(4);
   }
-  const auto near = data.ConsumeIntegralInRange(65000U, 66000U);
-  const auto pieces = data.ConsumeIntegralInRange(0U, 2U);
+  const auto near = data.ConsumeIntegralInRange<std::size_t>(65000, 66000);
+  const auto pieces = data.ConsumeIntegralInRange<std::size_t>(0, 2);
   const std::string text =
       std::string(near * pieces, data.ConsumeIntegral<char>()) + data.ConsumeRemainingBytesAsString();
   const std::string path = folder.Write("file", text);

@@ -66,7 +66,7 @@ void Fuzz(FuzzedDataProvider& data) {
       setting = static_cast<ISettingArray*>(setting)->GetSetting(data.ConsumeIntegralInRange(0U, 12U));
     }
     const auto number = data.ConsumeIntegralInRange(0U, 65535U);
-    const Change change{number, data.ConsumeRandomLengthString(300).c_str()};
+    const Change change{number, data.ConsumeRandomLengthString(300)};
     if (setting != nullptr) {
       VisitSetting(*setting, change);
       setting->SetToolTipText(change.text.c_str());

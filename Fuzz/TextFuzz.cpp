@@ -42,6 +42,6 @@ void Fuzz(FuzzedDataProvider& data) {
   std::string extension;
   std::string changed = text;
   Expect(KelReplaceFilenameExtension(changed, with.c_str(), &extension) == extension.starts_with('.'));
-  Expect(text.empty() || changed == text.substr(0, text.size() - extension.size()) + with.c_str());
+  Expect(text.empty() || changed == text.substr(0, text.size() - extension.size()) + with.substr(0, with.find('\0')));
   Expect(text.ends_with(KelGetFileNameWithExtension(text)) && text.starts_with(KelGetPathFileNameNoExtension(text)));
 }

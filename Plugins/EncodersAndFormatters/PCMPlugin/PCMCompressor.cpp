@@ -123,7 +123,7 @@ RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
     return kRhoStatusBadArgument;
   }
   const double samplesPerPacket = std::floor(sampleRate / m_frameRateHint + 0.5);
-  if (samplesPerPacket < 1 || samplesPerPacket > std::numeric_limits<unsigned int>::max() / bytesPerSampleFrame) {
+  if (samplesPerPacket < 1 || samplesPerPacket * bytesPerSampleFrame > std::numeric_limits<unsigned int>::max()) {
     return kRhoStatusBadArgument;
   }
   const unsigned int bytesPerPacket = static_cast<unsigned int>(samplesPerPacket) * bytesPerSampleFrame;
