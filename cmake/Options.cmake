@@ -38,6 +38,10 @@ elseif(RHO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # The group "integer" also reports what is defined but seldom meant: unsigned wrap-around, and implicit conversions
   # that change a value.
   set(sanitizers address,undefined,integer,local-bounds,float-divide-by-zero)
+  if(RHO_FUZZ)
+    # Unsigned numbers wrap around on purpose in rhohost and in what is borrowed from others' headers.
+    set(sanitizers address,undefined,implicit-conversion,float-cast-overflow,local-bounds,fuzzer-no-link)
+  endif()
   set(sanitizer_exceptions -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-exceptions.txt)
 elseif(RHO_SANITIZE)
   set(sanitizers address,undefined,bounds-strict,float-cast-overflow,float-divide-by-zero)

@@ -175,6 +175,10 @@ TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
     EXPECT_NE(outcome.code, 0) << bad;
     EXPECT_THAT(outcome.errors, testing::AllOf(HasSubstr("bad: "), HasSubstr(says)));
   }
+  for (const std::string& value : {std::string(200000, '[') + std::string(200000, ']'), std::string("1e999")}) {
+    Write("bad", R"({"settings": {"SampleRate": )" + value + "}}");
+    EXPECT_THAT(SavePreset("first", "--preset bad").errors, HasSubstr("bad: not a preset: "));
+  }
   Run("rm bad");
   EXPECT_EQ(RunHost("rhohost --save-preset first --module " ALL_SETTINGS).code, 1)
       << "it exists, and there is no --force";
