@@ -2,13 +2,7 @@
 
 #include "Tests/Host/HostTest.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <algorithm>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace {
@@ -147,16 +141,6 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
 }
 
-TEST_F(SafetyTest, DoesNotReplaceWhatAppearsMeanwhile) {
-  const Outcome outcome = RunHost(
-      "{ cat endless.wav in.wav in.wav; until ls -A | grep -q tmp; do :; done; "
-      "echo mine >new.mkv; } | rhohost - new.mkv");
-  EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("new.mkv: exists"));
-  EXPECT_EQ(Read("new.mkv"), "mine\n");
-  EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
-}
-
 struct Change {
   std::string after;
   std::size_t distance;  ///< of the byte that changes, from the end of `after`
@@ -195,28 +179,5 @@ TEST_F(SafetyTest, VerifyingFindsWhatHasChangedOnTheDisk) {
     EXPECT_EQ(Listing(), before);
   }
 }
-
-class SignalTest : public SafetyTest, public testing::WithParamInterface<int> {};
-
-TEST_P(SignalTest, EndsItAndLeavesTheOldOutput) {
-  ASSERT_EQ(mkfifo((m_folder / "pipe").c_str(), 0600), 0);
-  // Both ends, so that it neither ends nor keeps anyone waiting; fed until rhohost has begun to write.
-  const int pipe = open((m_folder / "pipe").c_str(), O_RDWR | O_NONBLOCK);
-  const std::string endless = Read("endless.wav");
-  const std::string before = Listing();
-  const pid_t process = Start("exec rhohost --force - old.mkv <../pipe");
-  for (std::size_t fed = 0; Listing() == before; fed %= endless.size()) {
-    const ssize_t written = write(pipe, endless.data() + fed, endless.size() - fed);
-    fed += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
-  }
-  EXPECT_EQ(Read("old.mkv"), "old");
-  ASSERT_EQ(kill(process, GetParam()), 0);
-  const Outcome outcome = Wait(process);
-  EXPECT_EQ(outcome.code, 128 + GetParam());
-  EXPECT_EQ(Listing(), before);
-  close(pipe);
-}
-
-INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGXCPU));
 
 }  // namespace
