@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <string>
+#include <new>
 
 namespace {
 
@@ -46,12 +46,19 @@ void BatchProgress::Add(std::uint64_t bytes, std::size_t files) {
 
 bool BatchProgress::reportProgress(double fraction) {
   if (m_line.IsDue()) {
-    const std::string left = fraction > 0 ? ", " + RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left" : "";
-    m_line.Show(std::to_string(static_cast<int>(fraction * 100)) + " %, " + ByteText(m_bytesDone) + " of " +
-                ByteText(m_bytes) + ", " + std::to_string(m_filesDone) + " of " + std::to_string(m_files) + " files" +
-                left);
+    try {
+      m_line.Show(Text(fraction));
+    } catch (const std::bad_alloc&) {
+      // Nobody stops working for want of a line that says how the work goes.
+    }
   }
   return true;
+}
+
+std::string BatchProgress::Text(double fraction) const {
+  const std::string left = fraction > 0 ? ", " + RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left" : "";
+  return std::to_string(static_cast<int>(fraction * 100)) + " %, " + ByteText(m_bytesDone) + " of " +
+         ByteText(m_bytes) + ", " + std::to_string(m_filesDone) + " of " + std::to_string(m_files) + " files" + left;
 }
 
 void BatchProgress::Clear() {

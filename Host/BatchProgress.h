@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <string>
 
 class BatchProgress : private IKelProgressReporter {
  public:
@@ -30,6 +31,7 @@ class BatchProgress : private IKelProgressReporter {
   using Clock = std::chrono::steady_clock;
 
   bool reportProgress(double fraction) override;
+  std::string Text(double fraction) const;
 
   std::mutex m_mutex;
   StatusLine m_line;

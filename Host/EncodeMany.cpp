@@ -60,6 +60,7 @@ class Batch {
   bool IsToSkip(const WorkItem& item) const { return item.outputExists && m_options.skipExisting; }
   std::uint64_t BytesToDo() const;
   std::size_t FilesToDo() const;
+  std::size_t OutdatedFiles() const;
 
   void Work();
   ItemResult Try(const WorkItem& item);
@@ -88,16 +89,25 @@ std::size_t Batch::FilesToDo() const {
 }
 
 void Batch::Run() {
-  std::vector<std::jthread> helpers(std::min<std::size_t>(m_options.jobs, std::max<std::size_t>(FilesToDo(), 1)) - 1);
-  for (std::jthread& helper : helpers) {
-    helper = std::jthread([this] { Work(); });
+  const std::size_t workers = std::min<std::size_t>(m_options.jobs, FilesToDo());
+  std::vector<std::jthread> helpers;
+  try {
+    while (helpers.size() + 1 < workers) {
+      helpers.emplace_back([this] { Work(); });
+    }
+  } catch (const std::exception&) {
+    // There are no more threads or no memory for them to be had: fewer do the same work.
   }
   Work();
 }
 
 void Batch::Work() {
   for (std::size_t index = m_next++; index < m_results.size(); index = m_next++) {
-    m_results[index] = Try(m_list.items[index]);
+    try {
+      m_results[index] = Try(m_list.items[index]);
+    } catch (const std::bad_alloc&) {
+      m_results[index].outcome = kFailed;  // no memory for words either: Tell finds them
+    }
   }
 }
 
@@ -116,7 +126,7 @@ ItemResult Batch::Try(const WorkItem& item) {
     }
     why = error.what();
   } catch (const std::bad_alloc&) {
-    why = "out of memory";
+    throw;
   } catch (const std::exception& error) {
     why = error.what();
   } catch (...) {
@@ -150,11 +160,14 @@ bool Batch::Tell() {
   for (const std::string& failure : m_list.failures) {
     ::Tell(failure);
   }
-  for (const ItemResult& result : m_results) {
+  for (std::size_t index = 0; index < m_results.size(); ++index) {
+    const ItemResult& result = m_results[index];
     ++m_numbers[result.outcome];
     if (result.outcome == kEncoded && m_options.dryRun) {
       Print(result.text + "\n");
-    } else if (!result.text.empty() && (result.outcome == kFailed || !m_options.quiet)) {
+    } else if (result.outcome == kFailed) {
+      ::Tell(result.text.empty() ? m_list.items[index].input + ": out of memory" : result.text);
+    } else if (!result.text.empty() && !m_options.quiet) {
       ::Tell(result.text);
     }
   }
@@ -164,6 +177,12 @@ bool Batch::Tell() {
     ::Tell(SummaryText());
   }
   return m_numbers[kFailed] == 0;
+}
+
+std::size_t Batch::OutdatedFiles() const {
+  return static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(), [this](const auto& item) {
+    return IsToSkip(item) && item.outputIsOlder;
+  }));
 }
 
 std::string Batch::SummaryText() const {
@@ -176,6 +195,7 @@ std::string Batch::SummaryText() const {
     text += number == 0 ? "" : ", " + CountText(number, singular, plural);
   };
   add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
+  add(OutdatedFiles(), "of them older than its input", "of them older than their inputs");
   add(m_numbers[kNoSound], "is no sound file", "are no sound files");
   add(m_numbers[kFailed], "failed", "failed");
   if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {

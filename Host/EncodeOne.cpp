@@ -27,9 +27,6 @@ void EncodeOne(const Options& options) {
     Print(PlanText(encoding));
     return;
   }
-  if (!options.savePreset.empty()) {
-    SavePreset(options.savePreset, encoding.Compressor(), options.force);
-  }
   Progress progress(!options.quiet, encoding.SampleFrames(), encoding.Format().sampleRate);
   const EncodingResult result = encoding.Write([&progress](FileEncoding::Pass pass, std::uint64_t done) {
     progress.Update(done, pass == FileEncoding::Pass::kVerifying ? "verifying: " : "");
@@ -37,5 +34,8 @@ void EncodeOne(const Options& options) {
   if (!options.quiet) {
     progress.Clear();
     Tell(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));
+  }
+  if (!options.savePreset.empty()) {
+    SavePreset(options.savePreset, encoding.Compressor(), options.force);
   }
 }

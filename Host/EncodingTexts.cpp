@@ -3,6 +3,7 @@
 #include "Host/EncodeFile.h"
 #include "Host/Progress.h"
 #include "Host/SampleConverter.h"
+#include "Host/StatusLine.h"
 
 namespace {
 
@@ -27,13 +28,14 @@ std::string ConversionText(const SoundFormat& sound, const EncodingFormat& forma
 
 std::string PlanText(const FileEncoding& encoding) {
   const SoundFormat& sound = encoding.Sound();
-  return "input: " + encoding.Input() + ", " + std::to_string(sound.sampleRate) + " Hz, " +
+  return "input: " + WithoutControls(encoding.Input()) + ", " + std::to_string(sound.sampleRate) + " Hz, " +
          CountText(sound.channels, "channel", "channels") + ", " + std::to_string(sound.significantBits) +
          " significant bits, " + (sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown") +
          "\nconversion: " + ConversionText(sound, encoding.Format()) + "\nencoding: " + FormatText(encoding) + ", " +
          std::to_string(encoding.Compressor().GetDataRate()) + " bytes per second, " +
-         std::to_string(encoding.SampleFramesPerPacket()) + " sample frames per packet\noutput: " + encoding.Output() +
-         ", Matroska" + (encoding.IsToBeVerified() ? ", to be verified\n" : "\n");
+         std::to_string(encoding.SampleFramesPerPacket()) +
+         " sample frames per packet\noutput: " + WithoutControls(encoding.Output()) + ", Matroska" +
+         (encoding.IsToBeVerified() ? ", to be verified\n" : "\n");
 }
 
 std::string SummaryText(const FileEncoding& encoding, const EncodingResult& result, double timesRealTime) {

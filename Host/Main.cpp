@@ -1,14 +1,18 @@
 #include "Host/EncodeMany.h"
 #include "Host/EncodeOne.h"
 #include "Host/Errors.h"
+#include "Host/ModuleTrial.h"
 #include "Host/Options.h"
 #include "Host/SettingCommands.h"
 #include "Host/StatusLine.h"
 #include "Host/TemporaryName.h"
+#include "Host/Validate/CheckProcess.h"
+#include "Host/Validate/ValidateCommand.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 #include <new>
+#include <string_view>
 
 namespace {
 
@@ -26,8 +30,23 @@ void FillStandardStreams() {
   }
 }
 
+/// Does not return where this process is a child that the program has started itself.
+void RunAsChild(int argc, const char* const* argv) {
+  const std::string_view work = argc > 1 ? argv[1] : "";
+  if (argc == 3 && work == kTrialArgument) {
+    TryModuleInChild(argv[2]);
+  }
+  if (argc == 4 && work == kCheckArgument) {
+    MakeCheckInChild(argv[2], argv[3]);
+  }
+}
+
 int Run(int argc, const char* const* argv) {
+  if (argc > 1 && std::string_view(argv[1]) == "validate") {
+    return Validate(argc - 2, argv + 2);
+  }
   if (const std::optional<Options> options = ReadOptions(argc, argv)) {
+    RefuseDangerousModule(options->module);
     switch (options->action) {
       case Action::kEncode:
         EncodeOne(*options);
@@ -48,6 +67,7 @@ int Run(int argc, const char* const* argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  RunAsChild(argc, argv);
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
   try {

@@ -89,7 +89,9 @@ CLI::Option* DeclareMany(CLI::App& app, Options& options, OptionTexts& texts) {
   app.add_option("--jobs", texts.jobs, "Encode so many files side by side (default: one a processor)")
       ->type_name("NUMBER")
       ->needs(to);
-  app.add_flag("--skip-existing", options.skipExisting, "Pass over inputs whose output exists")->needs(to);
+  app.add_flag("--skip-existing", options.skipExisting,
+               "Pass over inputs whose output exists, and count those that are newer")
+      ->needs(to);
   return to;
 }
 
@@ -210,7 +212,8 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv) {
                       : "Encodes sound files as Linear PCM in Matroska files.\n"
                         "  rhohost [OPTIONS] INPUT OUTPUT           one; - is standard input or output\n"
                         "  rhohost [OPTIONS] --to FOLDER INPUT...   many, and whole folders of them\n"
-                        "  rhohost info                             shows what there is to set",
+                        "  rhohost info                             shows what there is to set\n"
+                        "  rhohost validate MODULE                  checks an encoder module",
                isInfo ? "rhohost info" : "rhohost");
   Options options;
   OptionTexts texts;

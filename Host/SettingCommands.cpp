@@ -7,7 +7,22 @@
 #include "Host/SettingTree.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
+
+namespace {
+
+/// Whether two paths lead to one place, where there may be nothing yet.
+bool IsSamePlace(const std::string& left, const std::string& right) {
+  namespace fs = std::filesystem;
+  const auto placeOf = [](const std::string& path) {
+    std::error_code error;
+    return fs::weakly_canonical(fs::absolute(path, error), error);
+  };
+  return left == right || (!placeOf(left).empty() && placeOf(left) == placeOf(right));
+}
+
+}  // namespace
 
 SettingWishes::SettingWishes(const Options& options) : m_format(options.wishes), m_assignments(options.assignments) {
   if (!options.preset.empty()) {
@@ -53,7 +68,7 @@ void CheckPresetTarget(const Options& options) {
   if (IsSameFile(options.input, options.savePreset)) {
     throw Failure(options.savePreset + ": the preset would overwrite the input");
   }
-  if (options.savePreset == options.output) {
+  if (IsSamePlace(options.savePreset, options.output)) {
     throw Failure(options.savePreset + ": cannot be both preset and output");
   }
   CheckOutputTarget(options.savePreset, options.force);

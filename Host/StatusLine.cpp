@@ -3,6 +3,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -12,13 +13,15 @@ void WriteToStandardError(const std::string& text) { std::fwrite(text.data(), 1,
 
 }  // namespace
 
-void Tell(std::string text) {
+std::string WithoutControls(std::string text) {
   const auto isControl = [](char character) {
     return static_cast<unsigned char>(character) < ' ' || character == 0x7F;
   };
   std::replace_if(text.begin(), text.end(), isControl, '?');
-  WriteToStandardError("rhohost: " + text + "\n");
+  return text;
 }
+
+void Tell(std::string text) { WriteToStandardError("rhohost: " + WithoutControls(std::move(text)) + "\n"); }
 
 StatusLine::StatusLine(bool isWanted)
     : m_isShown(isWanted && isatty(STDERR_FILENO) == 1), m_nextUpdate(Clock::now() + kUpdateInterval) {}

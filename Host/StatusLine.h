@@ -6,8 +6,12 @@
 #include <cstddef>
 #include <string>
 
-/// "rhohost: TEXT" and a line feed on standard error. Control characters, as file names may have them, become question
-/// marks: a message is one line, and gives a terminal no commands. What cannot be written there is dropped.
+/// The text with question marks in place of control characters, as file names may have them: it is one line then, and
+/// gives a terminal no commands.
+std::string WithoutControls(std::string text);
+
+/// "rhohost: TEXT" and a line feed on standard error, without control characters. What cannot be written there is
+/// dropped.
 void Tell(std::string text);
 
 /// The line that shows how far the work is. Only on a terminal; elsewhere, and when it is not wanted, nothing is

@@ -5,15 +5,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
 struct WorkItem {
   std::string input;
   std::string output;
-  std::uint64_t bytes = 0;    ///< size of the input
-  bool isNamed = false;       ///< on the command line; else found in a folder, and then it may be no sound file
-  bool outputExists = false;  ///< as a file or as anything else
+  std::uint64_t bytes = 0;     ///< size of the input
+  timespec modified{};         ///< when the input last was
+  bool isNamed = false;        ///< on the command line; else found in a folder, and then it may be no sound file
+  bool outputExists = false;   ///< as a file or as anything else
+  bool outputIsOlder = false;  ///< it exists, and the input has been modified since
 };
 
 struct WorkList {

@@ -28,10 +28,20 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD6
   target_compile_options(rho_options INTERFACE -msse2 -mfpmath=sse)
 endif()
 target_link_options(rho_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+if(RHO_SANITIZE STREQUAL "thread")
+  set(sanitizers thread)
+elseif(RHO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # The group "integer" also reports what is defined but seldom meant: unsigned wrap-around, and implicit conversions
+  # that change a value.
+  set(sanitizers address,undefined,integer,local-bounds,float-divide-by-zero)
+  set(sanitizer_exceptions -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-exceptions.txt)
+elseif(RHO_SANITIZE)
+  set(sanitizers address,undefined,bounds-strict,float-cast-overflow,float-divide-by-zero)
+endif()
 if(RHO_SANITIZE)
   target_compile_options(rho_options INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(rho_options INTERFACE -fsanitize=address,undefined)
+    -fsanitize=${sanitizers} ${sanitizer_exceptions} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(rho_options INTERFACE -fsanitize=${sanitizers})
 else()
   # A library that leaves a symbol to chance is a defect; sanitizer runtimes leave theirs to the program.
   target_link_options(rho_options INTERFACE -Wl,-z,defs)

@@ -2,14 +2,17 @@
 
 build_packages=(
   cmake g++ make pkg-config
-  libcli11-dev libebml-dev libmatroska-dev libsndfile1-dev libsoxr-dev libxxhash-dev nlohmann-json3-dev uuid-dev
+  libcli11-dev libebml-dev libmatroska-dev libpugixml-dev libsndfile1-dev libsoxr-dev libxxhash-dev nlohmann-json3-dev
+  uuid-dev
 )
 test_packages=(
   alsa-utils binutils ffmpeg flac libbenchmark-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
   sound-theme-freedesktop sox
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
-check_packages=(clang-14 clang-format-14 clang-tidy-14)
+check_packages=(
+  abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
+)
 
 # Installs those of the named packages that are missing, and says so; silent when there is nothing to do.
 install_missing() {
@@ -28,4 +31,16 @@ install_missing() {
     "${as_root[@]}" apt-get update &&
       "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"
   } >&2 </dev/null
+}
+
+# Puts RapidCheck for 32-bit x86 where the preset m32 looks for it, in build/i386, so that the system need not take on a
+# second architecture. GoogleTest is built from its sources there, and libuuid done without.
+fetch_rapidcheck_for_32_bits() {
+  local apt=$PWD/build/apt
+  local options=(-o APT::Architecture=i386 -o APT::Architectures=i386 -o "Dir::State::lists=$apt/lists" -o "Dir::Cache=$apt")
+  [[ ! -e build/i386/usr/include/rapidcheck.h ]] || return 0
+  mkdir -p "$apt/lists/partial" "$apt/archives/partial"
+  apt-get "${options[@]}" update >&2 || true # the download tells whether what is missing is needed
+  (cd "$apt" && apt-get "${options[@]}" download librapidcheck-dev) >&2
+  dpkg-deb --extract "$apt"/librapidcheck-dev_*_i386.deb build/i386
 }

@@ -7,6 +7,7 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 /// The module does not do what a host counts on.
@@ -34,7 +35,16 @@ struct Check {
   const char* why;
   /// Makes the check on the module at this path.
   void (*run)(const std::string& module);
+  /// Put into the environment, "NAME=VALUE" or "" for nothing. With several of them the check is made once in each, in
+  /// processes of their own; it has passed when it has in all of them and each has said the same to MustAgree.
+  std::span<const char* const> environments = {};
+  /// Whether FailingAllocations.h is wanted in the process. Where it cannot be had the check is skipped.
+  bool failsAllocations = false;
 };
+
+/// In a check with several environments: adds to what must be the same in all of them. Best in words, which a failure
+/// shows; large data as a digest.
+void MustAgree(std::string_view what);
 
 /// The checks in the order in which they are made, by topic; one source each.
 std::span<const Check> LoadingChecks();      ///< "load.": the file, and what loading it changes in the process

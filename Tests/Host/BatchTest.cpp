@@ -77,7 +77,7 @@ struct Refusal {
 TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
   ASSERT_EQ(
       Run("mkdir old twin; cp one.wav twin; cp one.wav twin/one.aiff; cp one.wav old/x.wav; ln in/a.wav old/a.mkv; "
-          "mkdir links; ln -s ../in/live links/more; ln -s more links/deep")
+          "mkdir links; ln -s ../in/live links/more; ln -s more links/deep; mkdir new.d; ln -s a.mkv new.d/one.mkv")
           .code,
       0);
   const std::string before = Listing();
@@ -90,6 +90,7 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
            {"--to new one.wav twin", {"new/one.mkv", "one.wav", "twin/one."}},
            {"--to new twin", {"new/one.mkv", "twin/one.wav", "twin/one.aiff"}},
            {"--to new in in/../in/a.wav", {"new/a.mkv", "in/a.wav", "in/../in/a.wav"}},
+           {"--to new.d one.wav in/a.wav", {"new.d/one.mkv", "one.wav", "in/a.wav"}},
            {"--to old old", {"old", "lies in"}},
            {"--to . in", {"in: lies in ."}},
            {"--to old/../in in/live", {"in/live", "lies in"}},
@@ -119,16 +120,26 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
   EXPECT_EQ(Listing(), before);
 }
 
+TEST_F(BatchTest, GoesOnWhereTheSystemGivesLittle) {
+  // More folders in each other than files may be open, their path too long where it is to go, and no room for a thread.
+  const Outcome outcome = RunHost(
+      "d=$(printf %0200d 0); p=in; for i in $(seq 19); do p=$p/$d; done; mkdir -p $p; cp one.wav $p; "
+      "ulimit -n 14; ulimit -s 100000000000; rhohost --jobs 2 --to $d/$d/$d/$d in");
+  EXPECT_THAT(outcome.errors,
+              ContainsRegex("in/0.*/one.wav: .*: File name too long\n(.*\n)*.*: 4 files encoded, 2 failed;"));
+}
+
 TEST_F(BatchTest, GoesOnWhereItWas) {
   const std::string command = "rhohost --rate 48000 --to in/out in";
   ASSERT_EQ(RunHost(command).code, 0);
-  ASSERT_EQ(Run("echo old >in/out/a.mkv; rm -r in/out/live").code, 0);
+  ASSERT_EQ(Run("echo old >in/out/a.mkv; touch -d tomorrow in/a.wav; rm -r in/out/live").code, 0);
   // Two at a time do not hurt each other.
   EXPECT_EQ(RunHost(command + " --skip-existing & " + command + " --skip-existing && wait $!").code, 0);
   EXPECT_EQ(Read("in/out/a.mkv"), "old\n");
   EXPECT_EQ(Files("in/out"), "./[x,y]/d.mkv " + std::string(kOutputs));
   const std::string before = Listing();
-  EXPECT_THAT(RunHost(command + " --skip-existing").errors, HasSubstr(": 0 files encoded, 5 existing ones skipped\n"));
+  EXPECT_THAT(RunHost(command + " --skip-existing").errors,
+              HasSubstr(": 0 files encoded, 5 existing ones skipped, 1 of them older than its input\n"));
   const Outcome refused = RunHost(command + " --quiet");
   EXPECT_EQ(refused.code, 1);
   EXPECT_THAT(refused.errors, HasSubstr("in/a.wav: in/out/a.mkv: exists already"));

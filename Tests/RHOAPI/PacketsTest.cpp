@@ -50,7 +50,7 @@ RC_GTEST_PROP(PacketBundle, IsAListThatOwnsItsPackets, (const std::vector<std::p
     } else if (step % 8 == 3) {
       OwnedPacket clone(CallSlot<IPacket*>(bundle.get(), 9));
       CallSlot(bundle.get(), 13);
-      RC_ASSERT(Answers(bundle.get()) + ReadSlots(bundle.get(), 14, "q") == " 28 0 0 1000 0 desc null 0");
+      RC_ASSERT(Answers(bundle.get()) + ReadSlots(bundle.get(), 14, "l") == " 28 0 0 1000 0 desc null 0");
       bundle = std::move(clone);
     } else {
       CallSlot(bundle.get(), 17, nullptr);
@@ -79,7 +79,7 @@ struct ForeignBundle : TPacketBundle {
 
 TEST(PacketBundle, CopiesAnothersBundle) {
   const OwnedPacket copy(ForeignBundle().clone());
-  EXPECT_EQ(Answers(copy.get()) + ReadSlots(copy.get(), 14, "q"), " 28 1 2 3 4 foreign null 1");
+  EXPECT_EQ(Answers(copy.get()) + ReadSlots(copy.get(), 14, "l"), " 28 1 2 3 4 foreign null 1");
 }
 
 TEST(PluginProperties, AnswerInSlotOrder) {

@@ -13,13 +13,14 @@ Result CallSlot(const void* object, std::size_t slot, Arguments... arguments) {
 }
 
 /// The answers of an object's getters from slot `first` on, each behind a blank. A letter of `kinds` tells what a slot
-/// answers: u an unsigned int, q 64 bits, d a double (cut to a whole number), s a text, b bytes whose number the next
-/// slot answers ("null" for no pointer); slots with any other letter are left alone.
+/// answers: u an unsigned int, l an unsigned long, q 64 bits, d a double (cut to a whole number), s a text, b bytes
+/// whose number the next slot answers ("null" for no pointer); slots with any other letter are left alone.
 inline std::string ReadSlots(const void* object, std::size_t first, std::string_view kinds) {
   std::string text;
   for (std::size_t slot = first; const char kind : kinds) {
     const auto* const bytes = kind == 's' || kind == 'b' ? CallSlot<const char*>(object, slot) : nullptr;
     text += kind == 'u'   ? ' ' + std::to_string(CallSlot<unsigned>(object, slot))
+            : kind == 'l' ? ' ' + std::to_string(CallSlot<unsigned long>(object, slot))
             : kind == 'q' ? ' ' + std::to_string(CallSlot<unsigned long long>(object, slot))
             : kind == 'd' ? ' ' + std::to_string(static_cast<long>(CallSlot<double>(object, slot)))
             : kind == 's' ? ' ' + std::string(bytes)

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -68,7 +69,9 @@ long write(int file, const void* buffer, unsigned long size) {
   const long allowed = Allowed("write", size);
   return allowed == -1 ? -1 : REAL(write)(file, buffer, static_cast<unsigned long>(allowed));
 }
-long lseek64(int file, long offset, int whence) { return Fails("lseek") ? -1 : REAL(lseek64)(file, offset, whence); }
+std::int64_t lseek64(int file, std::int64_t offset, int whence) {
+  return Fails("lseek") ? -1 : REAL(lseek64)(file, offset, whence);
+}
 int close(int file) { return REAL(close)(file) + (Fails("close") ? -1 : 0); }
 int unlinkat(int at, const char* path, int flags) { return Fails("unlinkat") ? -1 : REAL(unlinkat)(at, path, flags); }
 int fork() { return Fails("fork") ? -1 : REAL(fork)(); }

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
@@ -83,6 +84,8 @@ TEST(PathQuestions, AskWhatCanBeOpened) {
                               KelPathExists(path) ? '1' : '0'};
     EXPECT_EQ(answers, expected) << path;
   }
+  const Fault leased("open", 1, EWOULDBLOCK);
+  EXPECT_TRUE(KelIsPathToFile(tree / "a"));
 }
 
 using Files = std::set<std::string>;
@@ -166,6 +169,26 @@ TEST(Removal, IsNotLedAstrayByWhatOthersDo) {
   tree.Write("empty/file", "");
   EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty"));
   EXPECT_EQ(tree.Tree(), "a= link@ ");
+}
+
+TEST(Removal, GoesDeeperThanTheStack) {
+  const TemporaryFolder folder;
+  std::string root = folder / "deep";
+  std::string path = root;
+  for (int level = 0; level < 900; ++level) {
+    path += "/d";
+  }
+  fs::create_directories(path);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 128UL * 1024);
+  pthread_t thread{};
+  const auto remove = [](void* name) -> void* {
+    return kel_remove_dir_recursively_UTF8(static_cast<const char*>(name)) ? name : nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, remove, root.data()), 0);
+  void* result = nullptr;
+  EXPECT_TRUE(pthread_join(thread, &result) == 0 && result == root.data());
 }
 
 TEST(Removal, StopsAtTheFirstFailure) {

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <memory>
 
 namespace {
 
@@ -131,16 +132,17 @@ bool KelCopyFolderContents(const std::string& source, const std::string& destina
   if (source.empty() || destination.empty()) {
     return false;
   }
-  TKelOpenFolder::TPrivate from(source);
+  // Not on the stack, which holds one of these calls for each level of the tree.
+  const auto from = std::make_unique<TKelOpenFolder::TPrivate>(source);
   const std::string base = TKelOpenFolder(destination).folderPath() + kDirSeparator;
   RefuseToCopyIntoItself(source, destination, destination);
-  return VisitEntries(from, [&] {
-    const std::string target = base + from.m_entry.d_name;
-    if (from.itemIsFolder()) {
+  return VisitEntries(*from, [&] {
+    const std::string target = base + from->m_entry.d_name;
+    if (from->itemIsFolder()) {
       kel_mkdir_UTF8(target.c_str());
-      return KelCopyFolderContents(from.itemPath(), target, reporter);
+      return KelCopyFolderContents(from->itemPath(), target, reporter);
     }
-    return KelCopyFile(from.itemPath(), target, reporter);
+    return KelCopyFile(from->itemPath(), target, reporter);
   });
 }
 

@@ -23,7 +23,12 @@ bool Descriptor::Close() {
   return !IsOpen() || close(Release()) == 0 || errno == EINTR;
 }
 
-Descriptor OpenForReading(const std::string& path) { return Open(path, O_RDONLY | O_NONBLOCK); }
+Descriptor OpenForReading(const std::string& path) {
+  Descriptor descriptor = Open(path, O_RDONLY | O_NONBLOCK);
+  // The holder of a lease on the file, such as a file server, is told to give it up and needs a moment for it.
+  const bool isLeased = !descriptor.IsOpen() && errno == EWOULDBLOCK;
+  return isLeased ? Open(path, O_RDONLY) : std::move(descriptor);
+}
 
 Descriptor OpenForWriting(const std::string& path) { return Open(path, O_WRONLY | O_CREAT); }
 

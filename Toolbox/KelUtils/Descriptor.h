@@ -30,7 +30,7 @@ class Descriptor {
   int m_descriptor;
 };
 
-/// Opens for reading. Never waits: a FIFO without a writer opens at once.
+/// Opens for reading. Waits for the end of a lease on the file, but not on a FIFO: without a writer it opens at once.
 Descriptor OpenForReading(const std::string& path);
 
 /// Opens for writing, or creates; what a file holds is left in place for MakeEmpty.

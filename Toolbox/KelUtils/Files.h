@@ -20,7 +20,7 @@ RHOAPI_EXPORT int kel_fseek64(FILE* stream, long long offset, int whence);
 /// Moves to the stream's end, stays there, and returns that position; -1 for null and what has no size, such as a pipe.
 RHOAPI_EXPORT long long kel_fileSize64(FILE* stream);
 
-/// Size in bytes; 0 for a folder and what cannot be opened for reading, -1 for a pipe. Never waits.
+/// Size in bytes; 0 for a folder and what cannot be opened for reading, -1 for a pipe. Never waits on a FIFO.
 RHOAPI_EXPORT long long KelFileSize(const char* path);
 
 /// Makes one folder, with the mode 0700. 0 on success, otherwise -1 and errno; so answer the three below.

@@ -10,7 +10,8 @@
 #include <list>
 #include <string>
 
-/// Whether the path can be opened for reading, whatever it is (a folder can); false for an empty path. Never waits.
+/// Whether the path can be opened for reading, whatever it is (a folder can); false for an empty path. Never waits
+/// on a FIFO.
 RHOAPI_EXPORT bool KelIsPathToFile(const std::string& path);
 
 /// Whether the path is a folder, or a link to one, that can be listed; false for an empty path.
@@ -38,8 +39,8 @@ class IKelSomeFileTask {
 /// task answers so, otherwise true. Throws what the task throws.
 RHOAPI_EXPORT bool KelForEachFile(const std::string& path, IKelSomeFileTask& task);
 
-/// Number of files below `path`, each of which is opened for reading on the way (without waiting); 1 for what is no
-/// folder. Throws TKelOpenFile's std::runtime_error at the first one that cannot be opened. Sizes an
+/// Number of files below `path`, each of which is opened for reading on the way (without waiting on FIFOs); 1 for what
+/// is no folder. Throws TKelOpenFile's std::runtime_error at the first one that cannot be opened. Sizes an
 /// IKelProgressReporter before a copy.
 RHOAPI_EXPORT unsigned int KelCountFiles(const std::string& path);
 

@@ -90,7 +90,7 @@ bool ReceiveProgram(const Launch& launch, pid_t intermediary) {
   kel_safe_waitpid(intermediary, nullptr, 0);
   pid_t program = 0;
   if (isAnswered && status == kExecuted &&
-      kel_safe_read(launch.processId.Reading(), &program, sizeof program) != sizeof program) {
+      kel_safe_read(launch.processId.Reading(), &program, sizeof program) != long{sizeof program}) {
     program = 0;
   }
   kel_safe_close(launch.processId.Reading());

@@ -39,11 +39,11 @@ class IKelProgressReporter {
   /// there never is.
   virtual bool updateProgress(double itemProgress) {
     m_itemProgress = itemProgress;
-    const double total = m_numItems;
-    const double fraction = std::min(m_itemsFinished + itemProgress, total) / total;
-    if (std::isnan(fraction)) {
+    if (m_numItems == 0 || std::isnan(itemProgress)) {
       return true;
     }
+    const double total = m_numItems;
+    const double fraction = std::min(m_itemsFinished + itemProgress, total) / total;
     const int step = SaturatingCast<int>(fraction / m_precision);
     if (step <= m_lastStep) {
       return true;

@@ -15,7 +15,9 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -55,40 +57,76 @@ std::vector<Entry> ListEntries(DIR* folder) {
 
 int ErrorOf(int result) { return result == 0 ? 0 : errno; }
 
-int RemoveEntry(int parent, const Entry& entry);
+// Removes a folder with all that is in it. The folders that it is in are kept in a list, not on the thread's stack: a
+// tree may be deeper than that.
+class TreeRemoval {
+ public:
+  // The folder at `path`, which is opened already.
+  TreeRemoval(const std::string& path, OpenDir folder) { Enter(path, std::move(folder)); }
 
-// Removes what is in `folder`, then the folder itself, which `parent` knows by `name`: 0 or the error's number. What
-// others put in meanwhile is listed again and removed too, as long as a round removes anything; what others remove
-// meanwhile is none of our failures.
-int RemoveFolder(int parent, const char* name, DIR* folder) {
-  for (;;) {
-    bool isProgress = false;
-    for (const Entry& entry : ListEntries(folder)) {
-      const int error = RemoveEntry(dirfd(folder), entry);
-      if (error != 0 && error != ENOENT) {
-        return error;
+  // 0 or the error's number. What others remove meanwhile is none of our failures.
+  int Run() {
+    for (;;) {
+      const std::optional<int> error = TakeStep();
+      const bool isRemoved = error == 0;
+      if (error && (m_levels.empty() || (!isRemoved && *error != ENOENT))) {
+        return *error;
       }
-      isProgress = isProgress || error == 0;
-    }
-    const int error = ErrorOf(unlinkat(parent, name, AT_REMOVEDIR));
-    if ((error != ENOTEMPTY && error != EEXIST) || !isProgress) {
-      return error;
+      m_levels.back().isProgress = m_levels.back().isProgress || isRemoved;
     }
   }
-}
 
-int RemoveEntry(int parent, const Entry& entry) {
-  const char* const name = entry.name.c_str();
-  if (entry.mayBeFolder) {
-    if (const OpenDir folder = OpenFolderAt(parent, name)) {
-      return RemoveFolder(parent, name, folder.get());
-    }
-    if (errno != ENOTDIR && errno != ELOOP) {
-      return errno;
-    }
+ private:
+  struct Level {
+    std::string name;  // by which the level above knows it
+    OpenDir folder;
+    std::vector<Entry> entries;
+    std::size_t next = 0;  // of the entries
+    bool isProgress = false;
+  };
+
+  void Enter(const std::string& name, OpenDir folder) {
+    std::vector<Entry> entries = ListEntries(folder.get());
+    m_levels.push_back({name, std::move(folder), std::move(entries)});
   }
-  return ErrorOf(unlinkat(parent, name, 0));
-}
+
+  // Tries to remove one item: 0 or the error's number. Nothing when it was not yet time for it.
+  std::optional<int> TakeStep() {
+    Level& level = m_levels.back();
+    return level.next < level.entries.size() ? RemoveOrEnter(level.entries[level.next++]) : RemoveLevel();
+  }
+
+  std::optional<int> RemoveOrEnter(const Entry& entry) {
+    const int parent = dirfd(m_levels.back().folder.get());
+    if (entry.mayBeFolder) {
+      if (OpenDir folder = OpenFolderAt(parent, entry.name.c_str())) {
+        Enter(entry.name, std::move(folder));
+        return std::nullopt;
+      }
+      if (errno != ENOTDIR && errno != ELOOP) {
+        return errno;
+      }
+    }
+    return ErrorOf(unlinkat(parent, entry.name.c_str(), 0));
+  }
+
+  // What others put into the folder meanwhile is listed again and removed too, as long as a round removes anything.
+  std::optional<int> RemoveLevel() {
+    Level& level = m_levels.back();
+    const int parent = m_levels.size() == 1 ? AT_FDCWD : dirfd(m_levels[m_levels.size() - 2].folder.get());
+    const int error = ErrorOf(unlinkat(parent, level.name.c_str(), AT_REMOVEDIR));
+    if ((error == ENOTEMPTY || error == EEXIST) && level.isProgress) {
+      level.entries = ListEntries(level.folder.get());
+      level.next = 0;
+      level.isProgress = false;
+      return std::nullopt;
+    }
+    m_levels.pop_back();
+    return error;
+  }
+
+  std::vector<Level> m_levels;
+};
 
 bool IsLinkToFolder(const char* path) {
   struct stat status {};
@@ -108,11 +146,11 @@ bool kel_remove_dir_recursively_UTF8(const std::string& folder) {
     }
     // Behind a separator the system would follow a link.
     path.erase(std::max<std::size_t>(path.find_last_not_of(*kDirSeparator) + 1, 1));
-    const OpenDir opened = OpenFolderAt(AT_FDCWD, path.c_str());
+    OpenDir opened = OpenFolderAt(AT_FDCWD, path.c_str());
     if (opened == nullptr) {
       return IsLinkToFolder(path.c_str()) && unlink(path.c_str()) == 0;
     }
-    const int error = RemoveFolder(AT_FDCWD, path.c_str(), opened.get());
+    const int error = TreeRemoval(path, std::move(opened)).Run();
     return error == 0 || error == ENOENT;
   } catch (const std::exception&) {
     return false;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <list>
 
 namespace {
@@ -77,6 +78,9 @@ unsigned long long KelUtils::rebaseTime(unsigned long long time, unsigned long l
                                         unsigned long long toTimeBase) {
   if (fromTimeBase == toTimeBase) {
     return time;
+  }
+  if (fromTimeBase == 0) {
+    return time == 0 ? 0 : std::numeric_limits<unsigned long long>::max();
   }
   const double ticks = static_cast<double>(toTimeBase) * static_cast<double>(time);
   return SaturatingCast<unsigned long long>(ticks / static_cast<double>(fromTimeBase) + 0.5);

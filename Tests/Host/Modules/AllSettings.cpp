@@ -5,6 +5,7 @@
 
 #include <array>
 #include <limits>
+#include <memory>
 
 namespace {
 
@@ -18,51 +19,50 @@ std::array<const char*, 3> g_gainLabels{"left", "right", nullptr};
 std::array<const char*, 4> g_modes{"Fast", "fast", "Careful, slow", ""};
 constexpr std::array<unsigned char, 3> kBytes{0x00, 0xFF, 0x10};
 
-template <class Setting>
-Setting* Optional(Setting* setting) {
-  rhoapi_settings::setOptional(setting, "Use it");
-  return setting;
+/// Adds a new setting to the container, which comes to own it.
+template <class Setting, class... Arguments>
+Setting& Add(SettingArray& container, Arguments... arguments) {
+  auto setting = std::make_unique<Setting>(arguments...);
+  container.AddSetting(setting.get());
+  return *setting.release();
 }
 
-SettingArray* MakeInner() {
-  auto* const inner = new SettingArray(0);
-  inner->SetLabel("Inner");
-  inner->SetPresetLabel("Inner");
-  auto* const frames = new TimeCodeSetting("Start", "Start", {1, 2, 3, 0, 4, true});
-  frames->SetUseFrameCount(1);
-  frames->SetUseDropFrame(1);
-  inner->AddSetting(frames);
-  inner->AddSetting(new TimeInOutSetting(600, 0, 6000));
-  inner->AddSetting(nullptr);
-  inner->AddSetting(new TimeInOutSetting(1, std::numeric_limits<unsigned long long>::max(), 0));
-  inner->AddSetting(Optional(new TextSetting("Note", "Note", "Caf\xE9 \"=/")));
-  inner->AddSetting(new BoolSetting("Note again", "Note", 2));
-  return inner;
+void MakeOptional(ISetting& setting) { rhoapi_settings::setOptional(&setting, "Use it"); }
+
+void FillInner(SettingArray& inner) {
+  inner.SetLabel("Inner");
+  inner.SetPresetLabel("Inner");
+  auto& frames = Add<TimeCodeSetting>(inner, "Start", "Start", KelTimeCode{1, 2, 3, 0, 4, true});
+  frames.SetUseFrameCount(1);
+  frames.SetUseDropFrame(1);
+  Add<TimeInOutSetting>(inner, 600U, 0U, 6000U);
+  inner.AddSetting(nullptr);
+  Add<TimeInOutSetting>(inner, 1U, std::numeric_limits<unsigned long long>::max(), 0U);
+  MakeOptional(Add<TextSetting>(inner, "Note", "Note", "Caf\xE9 \"=/"));
+  Add<BoolSetting>(inner, "Note again", "Note", 2U);
 }
 
 class AllSettingsCompressor : public CPCMCompressor {
  public:
   AllSettingsCompressor() : CPCMCompressor(kCodec), m_all(0) {
     m_all.SetPresetLabel("All");
-    m_all.AddSetting(new BoolSetting("Switch", "Switch", 1));
-    auto* const level = new IntSetting("Level", "Level", 0, -6, 6, 3, g_levels.data());
-    level->SetIsValueConstrained(1);
-    level->SetUnits("dB");
-    m_all.AddSetting(level);
-    m_all.AddSetting(new IntSetting("Offset", "Offset", -5, -10, 10, 0, nullptr));
-    m_all.AddSetting(new DoubleSetting("Rate", "Rate", 29.97, 0, 0, 3, g_frameRates.data()));
-    m_all.AddSetting(new DoubleSetting("Scale", "Scale", 0.1, 0, 0, 0, nullptr));
-    m_all.AddSetting(
-        Optional(new EnumSetting("Mode", "Mode", "fast", static_cast<unsigned int>(g_modes.size()), g_modes.data())));
-    m_all.AddSetting(new FileSetting("Log", "Log", "/tmp/log", "*.log"));
-    m_all.AddSetting(new TimeCodeSetting("Delay", "Delay", {-1, 0, 0, 7, 0, false}));
-    m_all.AddSetting(new UnsignedIntArraySetting("Gains", "Gains", 3, g_gains.data(), g_gainLabels.data(), 0, 9));
-    m_all.AddSetting(new ByteArraySetting("Key", "Key", kBytes.data(), static_cast<unsigned int>(kBytes.size())));
-    auto* const asleep = new TextSetting("Asleep", "Asleep", "");
-    asleep->SetIsActive(0);
-    asleep->SetToolTipText("A long explanation that has to be broken into several lines to be shown at eighty columns");
-    m_all.AddSetting(asleep);
-    m_all.AddSetting(MakeInner());
+    Add<BoolSetting>(m_all, "Switch", "Switch", 1U);
+    auto& level = Add<IntSetting>(m_all, "Level", "Level", 0, -6, 6, 3U, g_levels.data());
+    level.SetIsValueConstrained(1);
+    level.SetUnits("dB");
+    Add<IntSetting>(m_all, "Offset", "Offset", -5, -10, 10, 0U, nullptr);
+    Add<DoubleSetting>(m_all, "Rate", "Rate", 29.97, 0.0, 0.0, 3U, g_frameRates.data());
+    Add<DoubleSetting>(m_all, "Scale", "Scale", 0.1, 0.0, 0.0, 0U, nullptr);
+    MakeOptional(
+        Add<EnumSetting>(m_all, "Mode", "Mode", "fast", static_cast<unsigned int>(g_modes.size()), g_modes.data()));
+    Add<FileSetting>(m_all, "Log", "Log", "/tmp/log", "*.log");
+    Add<TimeCodeSetting>(m_all, "Delay", "Delay", KelTimeCode{-1, 0, 0, 7, 0, false});
+    Add<UnsignedIntArraySetting>(m_all, "Gains", "Gains", 3U, g_gains.data(), g_gainLabels.data(), 0U, 9U);
+    Add<ByteArraySetting>(m_all, "Key", "Key", kBytes.data(), static_cast<unsigned int>(kBytes.size()));
+    auto& asleep = Add<TextSetting>(m_all, "Asleep", "Asleep", "");
+    asleep.SetIsActive(0);
+    asleep.SetToolTipText("A long explanation that has to be broken into several lines to be shown at eighty columns");
+    FillInner(Add<SettingArray>(m_all, 0U));
   }
 
   const char* GetName() override { return "All Settings"; }
@@ -84,14 +84,14 @@ RHOAPI_EXPORT int RhoGetNumberAudioCompressors() { return 1; }
 
 RHOAPI_EXPORT void RhoGetAudioCompressorInfo(unsigned int /*index*/, unsigned int* manufacturer, unsigned int* codec,
                                              unsigned int* version) {
-  *manufacturer = kManufacturer;
-  *codec = kCodec;
-  if (version != nullptr) {
-    *version = 7;
-  }
+  unsigned int unwanted = 0;
+  *(manufacturer != nullptr ? manufacturer : &unwanted) = kManufacturer;
+  *(codec != nullptr ? codec : &unwanted) = kCodec;
+  *(version != nullptr ? version : &unwanted) = 7;
 }
 
-RHOAPI_EXPORT IAudioCompressor* CreateAudioCompressor(unsigned int /*manufacturer*/, unsigned int /*codec*/) {
-  return new AllSettingsCompressor();
+RHOAPI_EXPORT IAudioCompressor* CreateAudioCompressor(unsigned int manufacturer, unsigned int codec) {
+  const bool isKnown = manufacturer == kManufacturer && codec == kCodec;
+  return isKnown ? NullOnFailure([]() -> IAudioCompressor* { return new AllSettingsCompressor(); }) : nullptr;
 }
 }

@@ -14,9 +14,11 @@ static std::string OutputOf(const char* command) {
 }
 
 TEST(Module, ExportsWhatIsListedAndNothingToChance) {
-  EXPECT_EQ(OutputOf("nm -DC --defined-only " MODULE " | cut -d' ' -f2- | LC_ALL=C sort -u | diff " EXPORTED_NAMES
-                     " - || true"),
-            "");
+  // The size_t of operator new is the only type that goes by another name where words have 32 bits.
+  EXPECT_EQ(
+      OutputOf("nm -DC --defined-only " MODULE " | cut -d' ' -f2- | sed 's/new(unsigned int)/new(unsigned long)/' |"
+               " LC_ALL=C sort -u | diff " EXPORTED_NAMES " - || true"),
+      "");
   EXPECT_EQ(OutputOf("nm -D --defined-only " MODULE " | grep -v ' [TDRB] ' || true"), "") << "weak or unique symbols";
 }
 

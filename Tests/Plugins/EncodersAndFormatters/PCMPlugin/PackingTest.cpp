@@ -25,9 +25,9 @@ struct Packer {
   std::vector<std::string> packets;
 
   unsigned Begin() {
-    const double frames = std::round(rate / hint);
+    const double frames = hint > 0 ? std::round(rate / hint) : 0;
     const unsigned bytes = bits / 8 * channels;
-    if (!(hint > 0) || !(frames >= 1) || bytes == 0 || !(frames * bytes < 4294967296.0)) {
+    if (!(frames >= 1) || bytes == 0 || !(frames * bytes < 4294967296.0)) {
       return kRefused;
     }
     frameBytes = bytes;

@@ -1,0 +1,3 @@
+#include "Host/Validate/Check.h"
+
+std::span<const Check> SettingChecks() { return {}; }

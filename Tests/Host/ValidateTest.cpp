@@ -1,0 +1,124 @@
+/// rhohost validate: it finds nothing in sound modules, and in each of the others the one fault that it has.
+
+#include "Tests/Host/HostTest.h"
+
+#include <nlohmann/json.hpp>
+#include <regex>
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using Json = nlohmann::json;
+
+struct ModuleCase {
+  std::string module;
+  std::string finds;                ///< the names of the checks that must fail
+  const char* mayFail = "nothing";  ///< a pattern for those that may fail as a consequence
+};
+
+const std::vector<ModuleCase> kModules {
+  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, ""}, {"NoEntryPoint", "load.entry-points", ".*"},
+      {"CrashesOnLoad", "load.binds-at-once", ".*"}, {"ExitsOnLoad", "load.binds-at-once", ".*"},
+      {"PrintsOnLoad", "load.prints-nothing"},
+      {"Litters", "load.leaves-no-descriptors load.leaves-signals-alone load.leaves-surroundings-alone"},
+      {"NoCompressors", "info.count", "(load.t|li|[^l]).*"},
+      {"TwoCompressors", "info.distinct-codes", "(settings|stream).*"},
+      {"NeedsPointers", "info.null-arguments", "info.any-index"}, {"AnyCodes", "info.wrong-codes"},
+      {"Throws", "info.wrong-codes"}, {"OtherCodec", "info.own-report", "(settings|stream).*"},
+      {"CrashesInASlot", "info.names"}, {"NoPackets", "info.packet-types", "stream.*"},
+      {"Leaks", "life.thousand-creations", "life.no-memory-.*"}, {"NoEnd", "life.thousand-runs", "(life|stream).*"},
+      {"NoCopy", "life.copies-in-any-order", "(life|stream).*"}, {"NeedsBegin", "life.calls-in-any-order"},
+#if !IS_SANITIZED
+      {"Uninitialised", "life.whatever-memory-held", "(life|stream).*"}, {"NeedsMemory", "life.no-memory-to-run"},
+#endif
+};
+
+class ValidateTest : public HostTest, public testing::WithParamInterface<ModuleCase> {};
+
+TEST_P(ValidateTest, FindsTheFault) {
+  const auto& [module, finds, mayFail] = GetParam();
+  const std::string path = module.starts_with('/') ? module : BAD_MODULES "/" + module + ".so";
+  const Outcome outcome = RunHost("rhohost validate --json " + path);
+  const Json report = Json::parse(outcome.output);
+  std::string failed;
+  for (const Json& check : report["checks"]) {
+    const std::string name = check["name"];
+    const bool isWanted = finds.find(name) != std::string::npos;
+    if (check["verdict"] == "failed" && (isWanted || !std::regex_match(name, std::regex(mayFail)))) {
+      failed.append(failed.empty() ? "" : " ").append(name);
+    }
+  }
+  EXPECT_EQ(failed, finds) << outcome.output;
+  EXPECT_EQ(outcome.code, finds.empty() ? 0 : 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modules, ValidateTest, testing::ValuesIn(kModules),
+                         [](const auto& tested) { return std::filesystem::path(tested.param.module).stem().string(); });
+
+/// What is left of a hung module: not even the process that it has started itself.
+constexpr const char* kWaitForTheDead =
+    "; code=$?; timeout 9 sh -c 'while grep -s State:.[^Z] /proc/$(cat grandchild)/status; do sleep .01; done' && "
+    "exit $code";
+
+TEST_F(HostTest, EndsAHungModuleWithAllThatItHasStarted) {
+  const std::string validate = "rhohost validate " BAD_MODULES "/Hangs.so --only life.thousand-runs --timeout ";
+  const Outcome late = Run(validate + "1" + kWaitForTheDead);
+  EXPECT_EQ(late.code, 1) << late.errors;
+  EXPECT_THAT(late.output,
+              ContainsRegex("FAILED +life.thousand-runs\n +expected .*\n +came +it hung for more than 1 s"));
+  EXPECT_EQ(Run("rm grandchild; " + validate + "99 & until [ -s grandchild ]; do sleep .01; done; kill $!; wait $!" +
+                kWaitForTheDead)
+                .code,
+            128 + 15);
+}
+
+TEST_F(HostTest, ReportsValidationInFormsForPrograms) {
+  const std::string validate = "rhohost validate ./PrintsOnLoad.so --only 'load.[ep]*' ";
+  ASSERT_EQ(Run("cp " BAD_MODULES "/PrintsOnLoad.so .").code, 0);
+  const Outcome outcome = RunHost(validate + "--json --junit report.xml --skip load.hardened");
+  const Json report = Json::parse(outcome.output);
+  EXPECT_EQ(report["passed"].dump() + report["failed"].dump() + report["skipped"].dump(), "110");
+  EXPECT_EQ(report["checks"][1]["came"], "Welcome \u00FF\u0001<&]]>\n");
+  EXPECT_EQ(RunHost("xmllint --noout report.xml && xmllint --xpath 'concat(/testsuites/@failures, "
+                    "//testcase[failure]/@name, //failure/@message)' report.xml")
+                .output,
+            "1prints-nothingexpected nothing printed by loading, came Welcome \u00FF?<&]]>\n\n");
+  for (const auto& [options, says] : std::vector<std::pair<std::string, std::string>>{
+           {"--only nothing*", "--only: no check is called \"nothing*\" (--list shows them)"},
+           {"--skip '*'", "--skip leaves no check to make"},
+           {"--jobs 0", "--jobs: \"0\" is not a number from 1 to 256"},
+           {"; rhohost validate none.so", "none.so: cannot read the module: No such file or directory"},
+       }) {
+    const Outcome refused = RunHost(validate + options);
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_EQ(refused.errors, "rhohost: " + says + '\n');
+  }
+  EXPECT_THAT(RunHost(validate + "--junit report.xml").errors, HasSubstr("report.xml: exists already"));
+}
+
+TEST_F(HostTest, SurvivesAModuleThatTakesItsProcessDown) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  Write("out.mkv", "old");
+  const std::string before = Listing();
+  for (const auto& [module, says] : {std::pair("CrashesOnLoad", "it crashed on loading (SIGABRT)"),
+                                     std::pair("ExitsOnLoad", "it ended the process on loading (exit code 0)")}) {
+    const Outcome outcome =
+        RunHost("rhohost --force --module " BAD_MODULES "/" + std::string(module) + ".so in.wav out.mkv");
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors, std::string("rhohost: cannot use the module: ") + says + '\n');
+    EXPECT_EQ(Listing(), before);
+  }
+}
+
+TEST_F(HostTest, RemembersHowAModuleBehavedUntilItChanges) {
+  Write("loads", "");
+  const std::string info = "XDG_CACHE_HOME=$PWD rhohost info --module m.so >info && wc -l <loads";
+  EXPECT_EQ(Run("cp " BAD_MODULES "/CountsLoads.so m.so; " + info).output, "2\n") << "once on trial";
+  EXPECT_EQ(RunHost(info).output, "3\n");
+  EXPECT_EQ(RunHost("touch m.so; " + info).output, "5\n");
+  EXPECT_EQ(RunHost("echo '{\"x' >rhohost/modules.json; " + info).output, "7\n") << "as good as none";
+  EXPECT_EQ(RunHost(info).output, "8\n");
+}
+
+}  // namespace
