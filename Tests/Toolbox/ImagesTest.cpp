@@ -8,38 +8,44 @@
 
 namespace {
 
-// Row bytes and places of the planes, "-" where there is none.
+// The row bytes of four planes and their places, "-" where there is none: "100 50 0 0 | 0 5000 6250 -".
 std::string Planes(const KelImage_t& image, const unsigned char* buffer) {
   std::ostringstream text;
   for (const int rowBytes : image.rowBytes) {
     text << rowBytes << ' ';
   }
+  text << '|';
   for (const unsigned char* const plane : image.planes) {
-    (plane == nullptr ? text << '-' : text << plane - buffer) << ' ';
+    plane == nullptr ? text << " -" : text << ' ' << plane - buffer;
   }
   return text.str();
 }
 
 TEST(Images, AreLaidOutAndSized) {
   static Bytes buffer(20000);
-  // Format, row bytes, width, height, alpha; the planes and the size.
-  std::istringstream cases(
-      "0 0 10 4 1 30 0 0 0 0 - - - 120;1 48 10 4 1 48 0 0 0 0 - - - 192;6 0 100 50 1 100 50 0 100 0 5000 6250 7500 "
-      "12500;"
-      "6 0 101 51 0 101 50 0 0 0 5151 6401 - 7726;11 0 10 4 1 20 0 0 0 0 - - - 80;17 0 10 4 1 10 0 0 0 0 - - - 0;"
-      "13 0 100 50 1 100 100 100 0 0 5000 10000 - 20000;24 0 100 50 1 200 200 200 0 0 10000 20000 - 30000;"
-      "23 0 10 4 1 80 0 0 0 0 - - - 320;30 0 100 50 1 384 0 0 0 0 - - - 19200;30 400 96 50 1 400 0 0 0 0 - - - 12800;"
-      "31 0 10 5 1 20 10 0 0 0 100 120 - 150;32 0 10 5 1 20 10 10 0 0 100 150 - 200;"
-      "1 0 536870912 4 1 0 0 0 0 - - - - 0;1 0 -1 4 1 0 0 0 0 - - - - 4294967280;");
-  unsigned format = 0;
-  bool alpha = false;
-  std::string expected;
-  for (int rowBytes = 0, width = 0, height = 0;
-       std::getline(cases >> format >> rowBytes >> width >> height >> alpha >> std::ws, expected, ';');) {
+  // Format, row bytes asked for, width, height, alpha; the planes and the size of the whole.
+  using Case = std::tuple<unsigned, int, int, int, bool, std::string, unsigned>;
+  for (const auto& [format, rowBytes, width, height, alpha, planes, size] : {
+           Case{0, 0, 10, 4, true, "30 0 0 0 | 0 - - -", 120},
+           {1, 48, 10, 4, true, "48 0 0 0 | 0 - - -", 192},
+           {6, 0, 100, 50, true, "100 50 0 100 | 0 5000 6250 7500", 12500},
+           {6, 0, 101, 51, false, "101 50 0 0 | 0 5151 6401 -", 7726},
+           {11, 0, 10, 4, true, "20 0 0 0 | 0 - - -", 80},
+           {17, 0, 10, 4, true, "10 0 0 0 | 0 - - -", 0},
+           {13, 0, 100, 50, true, "100 100 100 0 | 0 5000 10000 -", 20000},
+           {24, 0, 100, 50, true, "200 200 200 0 | 0 10000 20000 -", 30000},
+           {23, 0, 10, 4, true, "80 0 0 0 | 0 - - -", 320},
+           {30, 0, 100, 50, true, "384 0 0 0 | 0 - - -", 19200},
+           {30, 400, 96, 50, true, "400 0 0 0 | 0 - - -", 12800},
+           {31, 0, 10, 5, true, "20 10 0 0 | 0 100 120 -", 150},
+           {32, 0, 10, 5, true, "20 10 10 0 | 0 100 150 -", 200},
+           {1, 0, 536870912, 4, true, "0 0 0 0 | - - - -", 0},
+           {1, 0, -1, 4, true, "0 0 0 0 | - - - -", 4294967280U},
+       }) {
     KelImage_t image{};
     InitKelImage(image, 7, buffer.data(), format, false, rowBytes, width, height, alpha);
-    const unsigned size = CalcFrameSize(image, alpha);
-    EXPECT_EQ(Planes(image, buffer.data()) + std::to_string(size), expected) << format << " by " << rowBytes;
+    EXPECT_EQ(Planes(image, buffer.data()), planes) << format << " by " << rowBytes;
+    EXPECT_EQ(CalcFrameSize(image, alpha), size) << format << " by " << rowBytes;
     image.rowBytes[0] = rowBytes;
     EXPECT_EQ(CalcFrameSize(image, alpha), size) << format;
   }
@@ -117,9 +123,9 @@ TEST(Images, AreMovedToAnotherBuffer) {
     ReplaceYUVImage(image, buffer.data());
     return image.planes[0] == nullptr ? "" : Planes(image, buffer.data());
   };
-  const std::string full = "40 20 0 0 0 220 440 - ";
-  EXPECT_EQ(moved(6, true, 40, 11), "40 20 0 40 0 220 320 420 ");
-  EXPECT_EQ(moved(31, false, 40, 11), "40 20 0 0 0 220 320 - ");
+  const std::string full = "40 20 0 0 | 0 220 440 -";
+  EXPECT_EQ(moved(6, true, 40, 11), "40 20 0 40 | 0 220 320 420");
+  EXPECT_EQ(moved(31, false, 40, 11), "40 20 0 0 | 0 220 320 -");
   for (const unsigned format : {1U, 13U, 14U, 15U, 17U, 24U, 30U, 32U, 33U}) {
     EXPECT_EQ(moved(format, false, 40, 11),
               format % 13 == 0 || format == 15 || format == 24 || format == 32 ? full : "");
