@@ -8,9 +8,11 @@
 #include "Host/Progress.h"
 #include "Host/WorkList.h"
 
+#include <sys/stat.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <new>
@@ -27,11 +29,18 @@ struct ItemResult {
   double seconds = 0;  ///< length of the sound
 };
 
+/// Something else of that name is found when a file is to be made in it.
 void MakeFolder(const std::filesystem::path& folder) {
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) {
-    throw SystemFailure(folder.native(), "make the folder", error.value());
+  if (mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST) {
+    return;
+  }
+  const int error = errno;
+  if (error != ENOENT || !folder.has_parent_path() || folder.parent_path() == folder) {
+    throw SystemFailure(folder.native(), "make the folder", error);
+  }
+  MakeFolder(folder.parent_path());
+  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+    throw SystemFailure(folder.native(), "make the folder", errno);
   }
 }
 

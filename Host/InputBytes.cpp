@@ -1,6 +1,7 @@
 #include "Host/InputBytes.h"
 
 #include "Host/Errors.h"
+#include "Toolbox/KelUtils/Interrupted.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,8 +18,8 @@ constexpr std::size_t kMostKept = std::size_t{4} << 20;
 
 int OpenDescriptor(const std::string& path, const std::string& name) {
   const bool isStandardInput = path == "-";
-  const int descriptor =
-      isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int descriptor = isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                         : RetryInterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); });
   if (descriptor < 0) {
     throw SystemFailure(name, "open", errno);
   }
@@ -30,7 +31,10 @@ int OpenDescriptor(const std::string& path, const std::string& name) {
 InputBytes::InputBytes(const std::string& path)
     : m_name(path == "-" ? "standard input" : path), m_descriptor(OpenDescriptor(path, m_name)) {
   struct stat status {};
-  const int error = fstat(m_descriptor, &status) == 0 ? 0 : errno;
+  const bool isKnown = fstat(m_descriptor, &status) == 0;
+  const bool isFile = S_ISREG(status.st_mode);
+  const off_t position = isFile ? lseek(m_descriptor, 0, SEEK_CUR) : 0;
+  const int error = isKnown && position != -1 ? 0 : errno;
   const bool isTerminal = path == "-" && isatty(m_descriptor) == 1;
   if (error != 0 || S_ISDIR(status.st_mode) || isTerminal) {
     close(m_descriptor);
@@ -42,7 +46,7 @@ InputBytes::InputBytes(const std::string& path)
     }
     throw Failure(m_name + ": is a folder, not a sound file");
   }
-  m_isStream = !S_ISREG(status.st_mode) || lseek(m_descriptor, 0, SEEK_CUR) != 0;
+  m_isStream = !isFile || position != 0;
   m_length = m_isStream ? kEndless : static_cast<std::uint64_t>(status.st_size);
 }
 
@@ -68,7 +72,11 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wan
 }
 
 std::size_t InputBytes::ReadFile(std::uint64_t position, unsigned char* to, std::size_t size) {
-  return ReadFully(position - m_head.size() + m_headFileEnd, to, size);
+  const std::size_t done = ReadFully(position - m_head.size() + m_headFileEnd, to, size);
+  if (done < size) {
+    throw Failure(m_name + ": has become shorter while it was read");
+  }
+  return done;
 }
 
 std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, std::size_t size) {

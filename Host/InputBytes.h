@@ -40,7 +40,7 @@ class InputBytes {
   void EndAt(std::uint64_t length) { m_length = std::min(m_length, length); }
 
   /// Reads up to `wanted` bytes at `position` and returns how many there are: fewer only at the end. Throws Failure for
-  /// an error of the system and for a position that a stream has passed.
+  /// an error of the system, a file that does not reach as far as it did, and a position that a stream has passed.
   std::size_t ReadAt(std::uint64_t position, void* to, std::size_t wanted);
 
   /// True when the last read came short because the bytes were at an end.

@@ -1,6 +1,7 @@
 #include "Host/OutputFile.h"
 
 #include "Host/Errors.h"
+#include "Toolbox/KelUtils/Interrupted.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -38,7 +39,11 @@ std::string FollowLinks(const std::string& target) {
   fs::path path(target);
   for (int links = 0; links < kMostLinks; ++links) {
     std::error_code error;
-    if (!fs::is_symlink(fs::symlink_status(path, error))) {
+    const fs::file_status status = fs::symlink_status(path, error);
+    if (!fs::status_known(status)) {
+      throw SystemFailure(target, "look at it", error.value());
+    }
+    if (!fs::is_symlink(status)) {
       return path;
     }
     const fs::path next = fs::read_symlink(path, error);
@@ -94,7 +99,7 @@ Target Inspect(const std::string& target, bool replaceExisting) {
 
 int OpenDirectly(const std::string& target) {
   return target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
-                       : open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+                       : RetryInterrupted([&] { return open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); });
 }
 
 void TakePermissions(int descriptor, mode_t permissions, const std::string& target) {
@@ -127,8 +132,16 @@ int WriteAll(int descriptor, const unsigned char* bytes, std::size_t size, Write
   return 0;
 }
 
+// False where nothing is there.
 bool GetStatus(const std::string& path, int standardDescriptor, struct stat& status) {
-  return (path == "-" ? fstat(standardDescriptor, &status) : stat(path.c_str(), &status)) == 0;
+  if ((path == "-" ? fstat(standardDescriptor, &status) : stat(path.c_str(), &status)) == 0) {
+    return true;
+  }
+  if (errno != ENOENT) {
+    const char* const standardName = standardDescriptor == STDIN_FILENO ? "standard input" : "standard output";
+    throw SystemFailure(path == "-" ? standardName : path, "look at it", errno);
+  }
+  return false;
 }
 
 }  // namespace
@@ -260,7 +273,8 @@ void OutputFile::Flush() {
 }
 
 void OutputFile::ReturnUnusedSpace() {
-  if (m_reserved > m_flushed && ftruncate(m_descriptor->Number(), static_cast<off_t>(m_flushed)) != 0) {
+  if (m_reserved > m_flushed &&
+      RetryInterrupted([this] { return ftruncate(m_descriptor->Number(), static_cast<off_t>(m_flushed)); }) != 0) {
     throw SystemFailure(m_shownTarget, "return unused disk space", errno);
   }
   m_reserved = m_flushed;
@@ -270,11 +284,14 @@ void OutputFile::Sync() {
   Flush();
   ReturnUnusedSpace();
   const int descriptor = m_descriptor->Number();
-  if (fsync(descriptor) != 0) {
+  if (RetryInterrupted([descriptor] { return fsync(descriptor); }) != 0) {
     throw SystemFailure(m_shownTarget, "force it onto the disk", errno);
   }
   struct stat status {};
-  if (fstat(descriptor, &status) != 0 || static_cast<std::uint64_t>(status.st_size) != m_flushed) {
+  if (fstat(descriptor, &status) != 0) {
+    throw SystemFailure(m_shownTarget, "look at it", errno);
+  }
+  if (static_cast<std::uint64_t>(status.st_size) != m_flushed) {
     throw Failure(m_shownTarget + ": has not the length of what was written");
   }
   posix_fadvise(descriptor, 0, 0, POSIX_FADV_DONTNEED);

@@ -29,7 +29,7 @@ void CheckOutputTarget(const std::string& target, bool replaceExisting);
 
 /// Whether writing to `target` would write to the file that `input` is read from: the same file by name, by symbolic or
 /// hard link, or by redirection ("-" stands for standard input and standard output). False when either does not exist,
-/// and for character devices such as /dev/null.
+/// and for character devices such as /dev/null. Throws Failure where that cannot be found out.
 bool IsSameFile(const std::string& input, const std::string& target);
 
 /// Whether an OutputFile would write to `target` directly and so could not be read back: standard output, a FIFO, a

@@ -17,6 +17,9 @@ bool IsSamePlace(const std::string& left, const std::string& right) {
   namespace fs = std::filesystem;
   const auto placeOf = [](const std::string& path) {
     std::error_code error;
+    if (!fs::status_known(fs::status(path, error))) {
+      throw SystemFailure(path, "look at it", error.value());
+    }
     return fs::weakly_canonical(fs::absolute(path, error), error);
   };
   return left == right || (!placeOf(left).empty() && placeOf(left) == placeOf(right));

@@ -1,5 +1,7 @@
 #include "Host/TemporaryName.h"
 
+#include "Toolbox/KelUtils/Interrupted.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -133,7 +135,8 @@ int TemporaryName::Create() {
       if (m_slot != kNoSlot) {
         std::memcpy(slots[m_slot].path.data(), m_path.c_str(), m_path.size() + 1);
       }
-      descriptor = open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+      descriptor = RetryInterrupted([this] { return open(m_path.c_str(), kFlags, 0666); });
       error = errno;
     }
     m_isCreated = descriptor != -1;

@@ -2,7 +2,6 @@
 
 #include "Host/Errors.h"
 #include "Host/SoundInput.h"
-#include "Toolbox/KelUtils/Folders.h"
 #include "Toolbox/KelUtils/Paths.h"
 
 #include <sys/stat.h>
@@ -22,16 +21,6 @@ bool IsEarlier(const timespec& left, const timespec& right) {
   return std::pair(left.tv_sec, left.tv_nsec) < std::pair(right.tv_sec, right.tv_nsec);
 }
 
-class FileCollector : public IKelSomeFileTask {
- public:
-  bool processFile(const std::string& filePath) override {
-    paths.push_back(filePath);
-    return true;
-  }
-
-  std::vector<std::string> paths;
-};
-
 /// The path without links, as far as it exists, and without separators at its end.
 fs::path RealPath(const std::string& path) {
   std::error_code error;
@@ -47,10 +36,19 @@ bool IsIn(const fs::path& path, const fs::path& folder) {
   return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first == folder.end();
 }
 
-/// Why the folder cannot be listed, as errno tells it; 0 when it can.
-int ListingError(const std::string& folder) {
+/// Appends what is in the folder, links to folders as files; 0, or an errno when that may not be all. The folder is
+/// open no longer than that, so that trees may be deeper than there are descriptors.
+int ListFolder(const fs::path& folder, std::vector<fs::path>& folders, std::vector<fs::path>& files) {
   std::error_code error;
-  const fs::directory_iterator list(folder, error);
+  for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+       entry.increment(error)) {
+    std::error_code unknown;
+    const bool isFolder = !entry->is_symlink(unknown) && entry->is_directory(unknown);
+    if (unknown && unknown != std::errc::no_such_file_or_directory) {
+      return unknown.value();
+    }
+    (isFolder ? folders : files).push_back(entry->path());
+  }
   return error.value();
 }
 
@@ -93,8 +91,7 @@ class WorkListMaker {
   };
 
   void AddInput(const std::string& input);
-  void AddFolder(const Root& root, const std::string& folder);
-  void AddUnlistedFolder(const Root& root, const std::string& folder, bool isLastTry);
+  void AddFolder(const Root& root);
   void AddItem(std::string input, const std::string& relativePath, const struct stat& status, bool isNamed);
   void CheckOutput(WorkItem& item);
   fs::path OutputIdentity(const fs::path& output, int linksLeft = 40);
@@ -126,7 +123,7 @@ void WorkListMaker::AddInput(const std::string& input) {
     throw WrongUse(input + ": lies in " + m_folder + ", the folder for the outputs");
   }
   if (S_ISDIR(status.st_mode)) {
-    AddFolder({input, real}, real);
+    AddFolder({input, real});
   } else if (S_ISREG(status.st_mode)) {
     AddItem(input, fs::path(input).filename(), status, true);
   } else {
@@ -134,35 +131,28 @@ void WorkListMaker::AddInput(const std::string& input) {
   }
 }
 
-void WorkListMaker::AddFolder(const Root& root, const std::string& folder) {
-  FileCollector collector;
-  KelForEachFile(folder, collector);
-  std::sort(collector.paths.begin(), collector.paths.end());
-  for (const std::string& path : collector.paths) {
-    std::error_code error;
-    struct stat status {};
-    const bool isMissing = stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ELOOP);
-    if (IsIn(path, m_realFolder)) {
+void WorkListMaker::AddFolder(const Root& root) {
+  std::vector<fs::path> folders{root.real};
+  std::vector<fs::path> files;
+  while (!folders.empty()) {
+    const fs::path folder = std::move(folders.back());
+    folders.pop_back();
+    if (IsIn(folder, m_realFolder)) {
       continue;
     }
-    if (S_ISDIR(status.st_mode) && !fs::is_symlink(path, error)) {
-      AddUnlistedFolder(root, path, path == folder);
-    } else if (isMissing || (status.st_mode != 0 && !S_ISREG(status.st_mode))) {
-      ++m_list.noSoundFiles;
-    } else {
-      AddItem(root.NameOf(path), path.substr(root.real.size()), status, false);
+    if (const int error = ListFolder(folder, folders, files); error != 0) {
+      m_list.failures.emplace_back(SystemFailure(root.NameOf(folder), "list the folder", error).what());
     }
   }
-}
-
-void WorkListMaker::AddUnlistedFolder(const Root& root, const std::string& folder, bool isLastTry) {
-  const int error = ListingError(folder);
-  if (error == 0 && !isLastTry) {
-    // The walk had as many folders open, one for each level, as the system gives.
-    AddFolder(root, folder);
-  } else {
-    m_list.failures.emplace_back(
-        SystemFailure(root.NameOf(folder), "list the folder", error == 0 ? EAGAIN : error).what());
+  std::sort(files.begin(), files.end(), [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
+  for (const fs::path& path : files) {
+    struct stat status {};
+    const bool isMissing = stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ELOOP);
+    if (isMissing || (status.st_mode != 0 && !S_ISREG(status.st_mode))) {
+      ++m_list.noSoundFiles;
+    } else if (!IsIn(path, m_realFolder)) {
+      AddItem(root.NameOf(path), path.native().substr(root.real.size()), status, false);
+    }
   }
 }
 

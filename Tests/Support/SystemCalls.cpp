@@ -1,82 +1,198 @@
+// The system's functions are defined here once more. Headers must neither inline nor rename them.
+#undef _FORTIFY_SOURCE
+#undef _FILE_OFFSET_BITS
+
 #include "Tests/Support/SystemCalls.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
+#include <unistd.h>
+#include <cctype>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdint>
-#include <cstring>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
 #include <utility>
 
-// The headers that declare the functions defined below are left out on purpose: they rename or inline some of them.
+// <fcntl.h> and <sys/stat.h> are left out on purpose: here the functions take what comes.
 
 namespace {
 
-struct {
-  const char* function = nullptr;
-  int left = 0;
-  int error = 0;
-  std::function<void()> before;
-} g_fault;
-
-// How much of `size` the next call of the function is to handle; -1 when it is to fail.
-long Allowed(const char* function, unsigned long size) {
-  if (g_fault.left > 0 && std::strcmp(g_fault.function, function) == 0 && --g_fault.left == 0) {
-    if (!g_fault.before) {
-      errno = g_fault.error;
-      return g_fault.error != 0 ? -1 : size != 0;
-    }
-    g_fault.before();
-  }
-  return static_cast<long>(size);
-}
-
-bool Fails(const char* function) { return Allowed(function, 1) == -1; }
+constexpr int kReport = 9;
 
 template <class Function>
-Function* Real(Function*, const char* name) {
+Function* Real(Function* /*type*/, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
-
-}  // namespace
-
-Fault::Fault(const char* function, int nth, int error) { g_fault = {function, nth, error, nullptr}; }
-Fault::Fault(const char* function, int nth, std::function<void()> before) {
-  g_fault = {function, nth, 0, std::move(before)};
-}
-Fault::~Fault() { g_fault = {}; }
-bool Fault::Occurred() const { return g_fault.left == 0; }
 
 // The function that the program would use without this file.
 #define REAL(function) Real(&(function), #function)
 
+struct Plan {
+  std::string function;
+  int left = 0;  // calls until it strikes
+  int error = 0;
+  bool isLasting = false;
+  std::function<void()> before;
+  const void* failedStream = nullptr;
+};
+
+Plan& g_fault = *new Plan;  // there are calls until the program ends
+bool g_isReporting = false;
+
+std::string Name(const char* path) { return path == nullptr ? "" : path; }
+std::string Name(int file) {
+  char path[4096];
+  const long size = REAL(readlink)(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
+  return {path, static_cast<unsigned long>(size < 0 ? 0 : size)};
+}
+std::string Name(std::FILE* stream) { return Name(fileno(stream)); }
+std::string Name(DIR* folder) { return Name(dirfd(folder)); }
+
+void Report(const std::string& text) {
+  if (g_isReporting) {
+    REAL(write)(kReport, text.data(), text.size());
+  }
+}
+
+template <class File>
+bool Strikes(const char* function, File file) {
+  if (g_fault.left == 0) {
+    return g_fault.isLasting && g_fault.function == function;
+  }
+  if ((g_fault.function != function && g_fault.function != "*") || --g_fault.left != 0) {
+    return false;
+  }
+  g_fault.function = function;
+  Report(g_fault.function + ' ' + Name(file) + '\n');
+  return true;
+}
+
+// How much of `size` the call of the function is to handle; -1 when it is to fail.
+template <class File>
+long Allowed(const char* function, File file, size_t size) {
+  if (!Strikes(function, file)) {
+    return static_cast<long>(size);
+  }
+  if (g_fault.before) {
+    std::exchange(g_fault.before, nullptr)();
+    return static_cast<long>(size);
+  }
+  errno = g_fault.error;
+  return g_fault.error != 0 ? -1 : static_cast<long>((size + 1) / 2);
+}
+
+template <class File>
+bool Fails(const char* function, File file) {
+  return Allowed(function, file, 1) == -1;
+}
+
+// The fault that the environment asks for.
+struct Environment {
+  Environment() {
+    char function[32];
+    int nth = 0;
+    int read = 0;
+    const char* const text = std::getenv("FAULT");
+    g_isReporting = text != nullptr;
+    if (text == nullptr || std::sscanf(text, "%31[^:]:%d:%n", function, &nth, &read) != 2) {
+      return;
+    }
+    unsetenv("LD_PRELOAD");  // the programs that it starts are not meant
+    const std::string what = text + read;
+    const int error = std::atoi(what.c_str());
+    g_fault = {function, nth, error, what.back() == '+', nullptr, nullptr};
+    if (error < 0) {
+      g_fault.before = [error] { std::raise(-error); };
+    } else if (std::isalpha(what[0]) != 0) {
+      g_fault.before = [what] { std::system(what.c_str()); };
+    }
+  }
+  ~Environment() {
+    int open = 0;
+    for (int file = 3; g_isReporting && file < 256; ++file) {
+      open += file != kReport && !Name(file).empty() ? 1 : 0;
+    }
+    Report("open: " + std::to_string(open) + '\n');
+  }
+} g_environment;
+
+}  // namespace
+
+Fault::Fault(const char* function, int nth, int error, bool isLasting) {
+  g_fault = {function, nth, error, isLasting, nullptr, nullptr};
+}
+Fault::Fault(const char* function, int nth, std::function<void()> before) {
+  g_fault = {function, nth, 0, false, std::move(before), nullptr};
+}
+Fault::~Fault() { g_fault = {}; }
+bool Fault::Occurred() const { return g_fault.left == 0; }
+const char* Fault::Function() const { return g_fault.function.c_str(); }
+
+// Defines `function`, which gives `failure` where the fault strikes: under which name, on which file; the arguments.
+#define CALL_AS(name, Result, failure, function, parameters, file, ...) \
+  Result function parameters { return Fails(name, file) ? (failure) : REAL(function)(__VA_ARGS__); }
+#define CALL(Result, failure, function, ...) CALL_AS(#function, Result, failure, function, __VA_ARGS__)
+// The same for files beyond 2 GiB, which the program uses, and for both: the C++ library uses the other one.
+#define CALL64(Result, failure, function, ...) CALL_AS(#function, Result, failure, function##64, __VA_ARGS__)
+#define CALLS(...) CALL(__VA_ARGS__) CALL64(__VA_ARGS__)
+// Defines a function that reads or writes a part of what it is asked for.
+#define TRANSFER(name, function, parameters, ...)                          \
+  ssize_t function parameters {                                            \
+    const long allowed = Allowed(name, file, size);                        \
+    const auto part = static_cast<size_t>(allowed);                        \
+    return allowed == -1 ? -1 : REAL(function)(file, buffer, __VA_ARGS__); \
+  }
+
 #pragma GCC visibility push(default)  // so that the module's calls come here too
 extern "C" {
-int open64(const char* path, int flags, ...) {
-  std::va_list rest;
-  va_start(rest, flags);
-  const unsigned mode = va_arg(rest, unsigned);
-  va_end(rest);
-  return Fails("open") ? -1 : REAL(open64)(path, flags, mode);
+CALLS(int, -1, open, (const char* path, int flags, unsigned mode), path, path, flags, mode)
+CALLS(int, -1, openat, (int at, const char* path, int flags, unsigned mode), path, at, path, flags, mode)
+CALL_AS("open", int, -1, __open64_2, (const char* path, int flags), path, path, flags)
+TRANSFER("read", read, (int file, void* buffer, size_t size), part)
+TRANSFER("write", write, (int file, const void* buffer, size_t size), part)
+TRANSFER("pread", pread64, (int file, void* buffer, size_t size, off64_t at), part, at)
+TRANSFER("pwrite", pwrite64, (int file, const void* buffer, size_t size, off64_t at), part, at)
+CALL64(off64_t, -1, lseek, (int file, off64_t offset, int whence), file, file, offset, whence)
+CALL64(int, -1, ftruncate, (int file, off64_t size), file, file, size)
+CALL(int, -1, fsync, (int file), file, file)
+CALL64(int, -1, fallocate, (int file, int mode, off64_t at, off64_t size), file, file, mode, at, size)
+CALL64(int, -1, fstat, (int file, void* status), file, file, status)
+CALLS(int, -1, stat, (const char* path, void* status), path, path, status)
+CALLS(int, -1, lstat, (const char* path, void* status), path, path, status)
+CALL(int, -1, fchmod, (int file, unsigned mode), file, file, mode)
+CALL(int, -1, faccessat, (int at, const char* path, int mode, int flags), path, at, path, mode, flags)
+CALL(int, -1, mkdir, (const char* path, unsigned mode), path, path, mode)
+CALL(ssize_t, -1, readlink, (const char* path, char* buffer, size_t size), path, path, buffer, size)
+CALL(int, -1, link, (const char* from, const char* to), to, from, to)
+CALL(int, -1, rename, (const char* from, const char* to), to, from, to)
+CALL(int, -1, renameat2, (int at, const char* from, int toAt, const char* to, unsigned flags), to, at, from, toAt, to,
+     flags)
+CALL(int, -1, remove, (const char* path), path, path)
+CALL(int, -1, unlink, (const char* path), path, path)
+CALL(int, -1, unlinkat, (int at, const char* path, int flags), path, at, path, flags)
+CALL(int, -1, fork, (), "")
+CALL_AS("pipe", int, -1, pipe2, (int* ends, int flags), "", ends, flags)
+CALL(DIR*, nullptr, opendir, (const char* path), path, path)
+CALL(DIR*, nullptr, fdopendir, (int file), file, file)
+CALL(dirent*, nullptr, readdir, (DIR * folder), folder, folder)
+CALL64(dirent64*, nullptr, readdir, (DIR * folder), folder, folder)
+CALL64(std::FILE*, nullptr, fopen, (const char* path, const char* mode), path, path, mode)
+CALL64(int, -1, fseeko, (std::FILE * file, off64_t offset, int whence), file, file, offset, whence)
+CALL64(off64_t, -1, ftello, (std::FILE * file), file, file)
+int close(int file) { return Fails("close", file) ? REAL(close)(file) - 1 : REAL(close)(file); }
+int fclose(std::FILE* file) { return Fails("fclose", file) ? REAL(fclose)(file) - 1 : REAL(fclose)(file); }
+size_t fread(void* to, size_t size, size_t count, std::FILE* file) {
+  const bool fails = Fails("fread", file);
+  g_fault.failedStream = fails ? file : g_fault.failedStream;
+  return fails ? 0 : REAL(fread)(to, size, count, file);
 }
-int openat64(int at, const char* path, int flags, ...) {
-  return Fails("openat") ? -1 : REAL(openat64)(at, path, flags);
+size_t fwrite(const void* from, size_t size, size_t count, std::FILE* file) {
+  const bool isMessage = file == stdout || file == stderr;
+  return !isMessage && Fails("fwrite", file) ? 0 : REAL(fwrite)(from, size, count, file);
 }
-long read(int file, void* buffer, unsigned long size) {
-  const long allowed = Allowed("read", size);
-  return allowed == -1 ? -1 : REAL(read)(file, buffer, static_cast<unsigned long>(allowed));
-}
-long write(int file, const void* buffer, unsigned long size) {
-  const long allowed = Allowed("write", size);
-  return allowed == -1 ? -1 : REAL(write)(file, buffer, static_cast<unsigned long>(allowed));
-}
-std::int64_t lseek64(int file, std::int64_t offset, int whence) {
-  return Fails("lseek") ? -1 : REAL(lseek64)(file, offset, whence);
-}
-int close(int file) { return REAL(close)(file) + (Fails("close") ? -1 : 0); }
-int unlinkat(int at, const char* path, int flags) { return Fails("unlinkat") ? -1 : REAL(unlinkat)(at, path, flags); }
-int fork() { return Fails("fork") ? -1 : REAL(fork)(); }
-int pipe2(int* ends, int flags) { return Fails("pipe") ? -1 : REAL(pipe2)(ends, flags); }
-void* opendir(const char* path) { return Fails("opendir") ? nullptr : REAL(opendir)(path); }
-void* readdir64(void* folder) { return Fails("readdir") ? nullptr : REAL(readdir64)(folder); }
+int ferror(std::FILE* file) { return REAL(ferror)(file) + (file == g_fault.failedStream ? 1 : 0); }
 }
 #pragma GCC visibility pop

@@ -96,18 +96,18 @@ bool CopyFolder(const std::string& source, const std::string& destination, IKelP
 
 bool KelCopyFile(const std::string& source, const std::string& destination, IKelProgressReporter* reporter) {
   const Descriptor from = OpenForReading(source);
-  if (!from.IsOpen()) {
+  const struct stat fromStatus = StatusOf(from);
+  if (!IsKnown(fromStatus)) {
     throw FailedToOpen(source);
   }
-  const struct stat fromStatus = StatusOf(from);
   if (IsFolder(fromStatus)) {
     return false;
   }
   Descriptor to = OpenForWriting(destination);
-  if (!to.IsOpen()) {
+  const struct stat toStatus = StatusOf(to);
+  if (!IsKnown(toStatus)) {
     throw FailedToOpen(destination);
   }
-  const struct stat toStatus = StatusOf(to);
   if (IsSameItem(fromStatus, toStatus)) {
     throw PathError("copy failed, source and destination are the same file:", destination);
   }

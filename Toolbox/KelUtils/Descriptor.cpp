@@ -40,10 +40,12 @@ struct stat StatusOf(const Descriptor& descriptor) {
   return status;
 }
 
+bool IsKnown(const struct stat& status) { return status.st_mode != 0; }
+
 bool IsFolder(const struct stat& status) { return S_ISDIR(status.st_mode); }
 
 bool IsSameItem(const struct stat& left, const struct stat& right) {
-  return left.st_mode == 0 || right.st_mode == 0 || (left.st_dev == right.st_dev && left.st_ino == right.st_ino);
+  return !IsKnown(left) || !IsKnown(right) || (left.st_dev == right.st_dev && left.st_ino == right.st_ino);
 }
 
 bool MakeEmpty(const Descriptor& descriptor, const struct stat& status) {

@@ -36,8 +36,10 @@ Descriptor OpenForReading(const std::string& path);
 /// Opens for writing, or creates; what a file holds is left in place for MakeEmpty.
 Descriptor OpenForWriting(const std::string& path);
 
-/// What the system knows of an open item; all zero when it does not tell.
+/// What the system knows of an open item; all zero when it does not tell, or nothing is open.
 struct stat StatusOf(const Descriptor& descriptor);
+
+bool IsKnown(const struct stat& status);
 
 bool IsFolder(const struct stat& status);
 

@@ -2,8 +2,7 @@
 
 #include <cerrno>
 
-/// The result of `call`, which is repeated while it answers -1 because a signal interrupted it. Internal to the
-/// toolbox.
+/// The result of `call`, which is repeated while it answers -1 because a signal interrupted it. Not exported.
 template <class Call>
 auto RetryInterrupted(Call call) {
   auto result = call();

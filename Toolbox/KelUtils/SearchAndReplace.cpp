@@ -116,10 +116,10 @@ bool Filter(const Replacements& replacements, const char* inPath, const char* ou
 
 bool Rewrite(const Replacements& replacements, const std::string& path) {
   const std::string temporary = path + ".tmp";
-  if (!KelSearchAndReplace(replacements, path.c_str(), temporary.c_str()) || !KelPathExists(temporary)) {
+  if (!KelSearchAndReplace(replacements, path.c_str(), temporary.c_str())) {
     return false;
   }
-  if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+  if (!KelPathExists(temporary) || std::rename(temporary.c_str(), path.c_str()) != 0) {
     RemoveFile(temporary.c_str());
     return false;
   }
