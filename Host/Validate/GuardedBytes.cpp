@@ -43,7 +43,8 @@ GuardedBytes::GuardedBytes(std::span<const unsigned char> bytes, Edge edge) {
   const std::size_t middle = (bytes.size() + page) / page * page;
   m_mappingSize = middle + 2 * page;
   void* const mapping = mmap(nullptr, m_mappingSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (mapping == MAP_FAILED || mprotect(static_cast<unsigned char*>(mapping) + page, middle, PROT_READ | PROT_WRITE) != 0) {
+  if (mapping == MAP_FAILED ||
+      mprotect(static_cast<unsigned char*>(mapping) + page, middle, PROT_READ | PROT_WRITE) != 0) {
     throw CheckSkipped{"no memory for pages to guard"};
   }
   m_mapping = static_cast<unsigned char*>(mapping);
