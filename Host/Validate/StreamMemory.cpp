@@ -1,12 +1,12 @@
 #include "Host/Validate/Check.h"
 #include "Host/Validate/GuardedBytes.h"
+#include "Host/Validate/HeldMemory.h"
 #include "Host/Validate/StreamCheckFunctions.h"
 #include "Host/Validate/StreamRun.h"
 #include "Host/Validate/StreamTimes.h"
 #include "Host/Validate/Subject.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
-#include <malloc.h>
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -54,12 +54,6 @@ void TryGuarded(CheckedCompressor& compressor, const StreamSetup& setup, Bytes i
   }
   run.Flush();
   run.End();
-}
-
-/// Bytes that are allocated in this process.
-std::size_t MemoryInUse() {
-  const struct mallinfo2 info = mallinfo2();
-  return info.uordblks + info.hblkhd;
 }
 
 }  // namespace
@@ -128,17 +122,18 @@ void CheckUntaken(const std::string& path) {
 void CheckMinute(const std::string& path) {
   constexpr unsigned int kSeconds = 60;
   constexpr unsigned int kWarm = 10;
-  constexpr std::size_t kGrowth = 32768;
+  constexpr std::size_t kHeapSlack = std::size_t{32} * 1024;
+  constexpr std::size_t kMappedSlack = std::size_t{1024} * 1024;
   const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> second = SomeInput(setup, setup.format.sampleRate);
   const CheckedCompressor compressor = setup.NewCompressor(module);
   StreamRun run(*compressor, setup);
   std::uint64_t position = 0;
-  std::size_t warm = 0;
+  HeldMemory warm;
   for (unsigned int elapsed = 0; elapsed < kSeconds; ++elapsed) {
     if (elapsed == kWarm) {
-      warm = MemoryInUse();
+      warm = HeldMemory();
     }
     for (Bytes left = second; !left.empty();) {
       const std::size_t size = std::min(left.size(), std::size_t{1024} * setup.format.BytesPerSampleFrame());
@@ -149,11 +144,13 @@ void CheckMinute(const std::string& path) {
       left = left.subspan(size);
     }
   }
-  const std::size_t end = MemoryInUse();
-  Expect(end <= warm + kGrowth,
-         "as much memory in use after " + std::to_string(kSeconds) + " seconds of sound as after " +
-             std::to_string(kWarm) + ", " + std::to_string(warm) + " bytes",
-         std::to_string(end) + " bytes");
+  const HeldMemory end;
+  const auto expectFlat = [](std::size_t is, std::size_t was, std::size_t slack, const std::string& what) {
+    Expect(is <= was + slack, std::to_string(was) + what + " after a minute of sound as after ten seconds",
+           std::to_string(is));
+  };
+  expectFlat(end.heap, warm.heap, kHeapSlack, " bytes allocated");
+  expectFlat(end.mapped, warm.mapped, kMappedSlack, " bytes mapped");
   run.Flush();
   run.End();
 }
