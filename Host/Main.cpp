@@ -11,6 +11,8 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <cstdlib>
+#include <exception>
 #include <new>
 #include <string_view>
 
@@ -64,12 +66,30 @@ int Run(int argc, const char* const* argv) {
   return kDone;
 }
 
+/// Memory may also run out where borrowed code lets no exception through, such as in a destructor.
+[[noreturn]] void EndWhereNothingMayBeThrown() {
+  try {
+    if (std::current_exception()) {
+      std::rethrow_exception(std::current_exception());
+    }
+  } catch (const std::bad_alloc&) {
+    Tell("out of memory");
+    RemoveTemporaryFilesForGood();
+    _exit(kFailed);
+  } catch (...) {
+    Tell("ended by an unexpected exception");
+  }
+  RemoveTemporaryFilesForGood();
+  std::abort();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   RunAsChild(argc, argv);
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
+  std::set_terminate(EndWhereNothingMayBeThrown);
   try {
     return Run(argc, argv);
   } catch (const WrongUse& error) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <utility>
 
@@ -9,19 +10,31 @@ namespace {
 
 constexpr auto kUpdateInterval = std::chrono::milliseconds(200);
 
-void WriteToStandardError(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stderr); }
+void WriteToStandardError(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); }
+
+bool IsControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == 0x7F; }
 
 }  // namespace
 
 std::string WithoutControls(std::string text) {
-  const auto isControl = [](char character) {
-    return static_cast<unsigned char>(character) < ' ' || character == 0x7F;
-  };
-  std::replace_if(text.begin(), text.end(), isControl, '?');
+  std::replace_if(text.begin(), text.end(), IsControl, '?');
   return text;
 }
 
-void Tell(std::string text) { WriteToStandardError("rhohost: " + WithoutControls(std::move(text)) + "\n"); }
+void Tell(std::string_view text) {
+  constexpr std::string_view kStart = "rhohost: ";
+  std::array<char, 4096> line{};
+  std::size_t held = kStart.copy(line.data(), kStart.size());
+  for (const char character : text) {
+    line[held++] = IsControl(character) ? '?' : character;
+    if (held == line.size()) {
+      WriteToStandardError({line.data(), held});
+      held = 0;
+    }
+  }
+  line[held++] = '\n';
+  WriteToStandardError({line.data(), held});
+}
 
 StatusLine::StatusLine(bool isWanted)
     : m_isShown(isWanted && isatty(STDERR_FILENO) == 1), m_nextUpdate(Clock::now() + kUpdateInterval) {}

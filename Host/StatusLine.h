@@ -5,14 +5,15 @@
 #include <chrono>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 /// The text with question marks in place of control characters, as file names may have them: it is one line then, and
 /// gives a terminal no commands.
 std::string WithoutControls(std::string text);
 
 /// "rhohost: TEXT" and a line feed on standard error, without control characters. What cannot be written there is
-/// dropped.
-void Tell(std::string text);
+/// dropped. Asks for no memory, as it may be the lack of that what is to be told.
+void Tell(std::string_view text);
 
 /// The line that shows how far the work is. Only on a terminal; elsewhere, and when it is not wanted, nothing is
 /// written. Ends with the line cleared. One thread uses it at a time.

@@ -65,7 +65,7 @@ std::size_t ClaimSlot(const std::string& path) {
   return kNoSlot;
 }
 
-extern "C" void RemoveFilesAndEnd(int signal) {
+void RemoveAllFiles() {
   isEnding = true;
   for (const Slot& slot : slots) {
     while (slot.state == SlotState::creating) {
@@ -76,6 +76,10 @@ extern "C" void RemoveFilesAndEnd(int signal) {
       unlink(slot.path.data());
     }
   }
+}
+
+extern "C" void RemoveFilesAndEnd(int signal) {
+  RemoveAllFiles();
   struct sigaction standard {};
   standard.sa_handler = SIG_DFL;
   sigaction(signal, &standard, nullptr);
@@ -162,6 +166,8 @@ int TemporaryName::MoveTo(const std::string& target, bool replaceExisting) {
   }
   return error;
 }
+
+void RemoveTemporaryFilesForGood() { RemoveAllFiles(); }
 
 void RemoveTemporaryFilesOnSignals() {
   struct sigaction ignore {};

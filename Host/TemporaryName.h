@@ -33,6 +33,9 @@ class TemporaryName {
   bool m_isCreated = false;
 };
 
+/// For the end of the process, on any thread: removes every file that has a TemporaryName. No more can be made.
+void RemoveTemporaryFilesForGood();
+
 /// For the start of the program: from now on SIGHUP, SIGINT, SIGQUIT, SIGTERM and SIGXCPU remove every file that has a
 /// TemporaryName and then end the process as they always do, so that a shell sees 128 + n; one that is ignored stays
 /// ignored. SIGPIPE and SIGXFSZ are ignored: writing to a closed pipe or beyond a size limit fails with an errno.
