@@ -23,8 +23,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Out of the way of code that closes or writes to the first few descriptors.
-constexpr int kResultDescriptor = 100;
+// Out of the way of code that closes or writes to the first few descriptors, and below any usual limit.
+constexpr int kResultDescriptor = 60;
 constexpr std::size_t kMostResult = std::size_t{1024} * 1024;
 constexpr std::size_t kMostPrinted = std::size_t{8} * 1024;
 
@@ -77,11 +77,8 @@ std::vector<std::string> EnvironmentWith(const std::vector<std::string>& additio
 }
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  for (std::string& text : texts) {
-    pointers.push_back(text.data());
-  }
-  pointers.push_back(nullptr);
+  std::vector<char*> pointers(texts.size() + 1);
+  std::transform(texts.begin(), texts.end(), pointers.begin(), [](std::string& text) { return text.data(); });
   return pointers;
 }
 

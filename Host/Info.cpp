@@ -54,28 +54,6 @@ struct OwnAttributes {
   void operator()(ISetting& /*setting*/) const {}
 };
 
-Json DescribeSetting(const NamedSetting& named) {
-  ISetting& setting = *named.setting;
-  Json json{{"name", named.name},
-            {"depth", named.depth},
-            {"label", TextJson(setting.GetLabel())},
-            {"presetLabel", TextJson(setting.GetPresetLabel())},
-            {"kind", SettingKind(setting)},
-            {"type", setting.GetType()},
-            {"value", ValueJson(setting)},
-            {"text", TextJson(ValueText(setting).c_str())},
-            {"units", TextJson(setting.GetUnits())},
-            {"constrained", setting.GetIsValueConstrained() != 0},
-            {"optional", setting.GetIsOptional() != 0},
-            {"specified", setting.GetIsOptionalValueSpecified() != 0},
-            {"optionalText", TextJson(setting.GetOptionalText())},
-            {"active", setting.GetIsActive() != 0},
-            {"toolTip", TextJson(setting.GetToolTipText())},
-            {"dialogHint", setting.GetDialogHint()}};
-  VisitSetting(setting, OwnAttributes{json});
-  return json;
-}
-
 /// Lines of "key  text", the text broken at blanks and indented under its beginning.
 class Lines {
  public:
@@ -159,6 +137,28 @@ void AddSetting(Lines& lines, const Json& setting) {
 }
 
 }  // namespace
+
+Json DescribeSetting(const NamedSetting& named) {
+  ISetting& setting = *named.setting;
+  Json json{{"name", named.name},
+            {"depth", named.depth},
+            {"label", TextJson(setting.GetLabel())},
+            {"presetLabel", TextJson(setting.GetPresetLabel())},
+            {"kind", SettingKind(setting)},
+            {"type", setting.GetType()},
+            {"value", ValueJson(setting)},
+            {"text", TextJson(ValueText(setting).c_str())},
+            {"units", TextJson(setting.GetUnits())},
+            {"constrained", setting.GetIsValueConstrained() != 0},
+            {"optional", setting.GetIsOptional() != 0},
+            {"specified", setting.GetIsOptionalValueSpecified() != 0},
+            {"optionalText", TextJson(setting.GetOptionalText())},
+            {"active", setting.GetIsActive() != 0},
+            {"toolTip", TextJson(setting.GetToolTipText())},
+            {"dialogHint", setting.GetDialogHint()}};
+  VisitSetting(setting, OwnAttributes{json});
+  return json;
+}
 
 Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
   unsigned int manufacturer = 0;

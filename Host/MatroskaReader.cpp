@@ -31,7 +31,7 @@ constexpr std::uint64_t kLargestHead = 32 << 20;  // titles may be long
 constexpr std::uint64_t kBlockHeads = 64;         // what a BlockGroup has beside the packet's bytes
 
 DamagedMatroska NoElementAt(std::uint64_t position) {
-  return DamagedMatroska("no whole Matroska element at byte " + std::to_string(position));
+  return DamagedMatroska{"no whole Matroska element at byte " + std::to_string(position)};
 }
 
 class ReadingCallback final : public IOCallback {

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::chrono::seconds kTimeLimit{10};
 constexpr std::string_view kDone = "done";
+constexpr std::string_view kRefused = "refused";
 
 /// What the child was at, the last line of its result.
 std::string LastLine(std::string text) {
@@ -34,6 +35,9 @@ void RefuseDangerousModule(const std::string& path) {
   if (!verdict) {
     const ChildEnd end = RunChild({{kTrialArgument, path}, {}, kTimeLimit});
     const std::string last = LastLine(end.result);
+    if (last == kRefused) {
+      return;
+    }
     verdict = last == kDone ? "" : DescribeEnd(end, kTimeLimit, last.empty() ? "" : " " + last);
     if (end.how == ChildEnd::kExited || end.how == ChildEnd::kCrashed) {
       memory.Keep(*verdict);
@@ -46,6 +50,7 @@ void RefuseDangerousModule(const std::string& path) {
 
 void TryModuleInChild(const std::string& path) {
   BecomeChild();
+  std::string_view answer = kDone;
   try {
     WriteResult("on loading\n");
     std::optional<Module> module(path);
@@ -56,8 +61,9 @@ void TryModuleInChild(const std::string& path) {
     WriteResult("on unloading\n");
     module.reset();
   } catch (...) {
-    // What it fails with, the parent will see when it loads the module itself.
+    // The parent will come to know why, when it loads the module itself.
+    answer = kRefused;
   }
-  WriteResult(std::string(kDone) + '\n');
+  WriteResult(std::string(answer) + '\n');
   _exit(0);
 }

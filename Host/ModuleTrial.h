@@ -9,8 +9,8 @@
 /// on loading (SIGSEGV)". Whatever else may be wrong with it is left to whoever loads it next.
 ///
 /// The module beside this program is not tried, it is of one build with it: a start of the program takes 2 to 3 ms, and
-/// a trial would take as long again. Of others the answer is remembered until the file changes (TrialMemory.h), except
-/// that one hung: that may have been the fault of the day.
+/// a trial would take as long again. Of others it is remembered until the file changes (TrialMemory.h) whether they are
+/// sound, crash or end the process; not that one hung, or could not be loaded, which may be different the next time.
 void RefuseDangerousModule(const std::string& path);
 
 /// The first argument of a program that is such a child; the module follows.

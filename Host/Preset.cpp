@@ -16,6 +16,8 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+constexpr int kDeepest = 16;
+
 Json Codes(IAudioCompressor& compressor) {
   unsigned int manufacturer = 0;
   unsigned int codec = 0;
@@ -28,11 +30,18 @@ Json ReadJson(const std::string& path) {
   if (!file) {
     throw SystemFailure(path, "open the preset", errno);
   }
+  // A preset needs three levels. What is nested without end would exhaust the stack wherever it is copied or shown.
+  const auto limitDepth = [&path](int depth, Json::parse_event_t /*event*/, const Json& /*value*/) {
+    if (depth > kDeepest) {
+      throw Failure(path + ": not a preset: it is nested too deeply");
+    }
+    return true;
+  };
   try {
-    return Json::parse(std::string{std::istreambuf_iterator<char>(file), {}});
+    return Json::parse(std::string{std::istreambuf_iterator<char>(file), {}}, limitDepth);
   } catch (const std::system_error& error) {
     throw SystemFailure(path, "read the preset", error.code().value());
-  } catch (const Json::parse_error& error) {
+  } catch (const Json::exception& error) {
     throw Failure(path + ": not a preset: " + error.what());
   }
 }

@@ -23,6 +23,10 @@ target_compile_options(rho_options INTERFACE
   # Unique symbols would keep the module in memory after dlclose.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
   $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${RHO_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Files may be dated later than 2038.
+  target_compile_definitions(rho_options INTERFACE _TIME_BITS=64)
+endif()
 if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
   # float and double are computed in their own precision on every machine; the x87 unit keeps more digits.
   target_compile_options(rho_options INTERFACE -msse2 -mfpmath=sse)
@@ -34,6 +38,10 @@ elseif(RHO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # The group "integer" also reports what is defined but seldom meant: unsigned wrap-around, and implicit conversions
   # that change a value.
   set(sanitizers address,undefined,integer,local-bounds,float-divide-by-zero)
+  if(RHO_FUZZ)
+    # Unsigned numbers wrap around on purpose in rhohost and in what is borrowed from others' headers.
+    set(sanitizers address,undefined,implicit-conversion,float-cast-overflow,local-bounds,fuzzer-no-link)
+  endif()
   set(sanitizer_exceptions -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-exceptions.txt)
 elseif(RHO_SANITIZE)
   set(sanitizers address,undefined,bounds-strict,float-cast-overflow,float-divide-by-zero)

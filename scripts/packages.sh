@@ -6,7 +6,7 @@ build_packages=(
   uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ffmpeg flac libbenchmark-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
+  alsa-utils binutils ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
   sound-theme-freedesktop sox
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)

@@ -6,6 +6,7 @@
 #include "Host/Validate/TestRun.h"
 
 #include <dlfcn.h>
+#include <memory>
 #include <new>
 #include <optional>
 
@@ -100,14 +101,14 @@ struct RunAttempt {
   CheckedCompressor compressor;
   const TestInput& input;
   const std::string& expected;
-  OutputRecord out{input.SampleRate()};
+  std::unique_ptr<OutputRecord> out = std::make_unique<OutputRecord>(input.SampleRate());
   RhoStatus status = kRhoStatusSuccess;
   bool hasThrown = false;
 
-  void Try() { status = input.RunInto(*compressor, out); }
+  void Try() { status = input.RunInto(*compressor, *out); }
   void Judge(const Failing& failing) {
     if (!hasThrown && status == kRhoStatusSuccess) {
-      const std::string came = PacketsText(out);
+      const std::string came = PacketsText(*out);
       Expect(came == expected, "a run that reports success to be whole" + failing.Text() + ":\n" + expected, came);
     }
     compressor->CompressFrameEnd();

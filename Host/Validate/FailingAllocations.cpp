@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <cstdlib>
 
-// The C library's own functions under their other names: looking the usual ones up would itself allocate.
+// The C library's own functions by their other names: looking the usual ones up would itself allocate.
 extern "C" {
-void* __libc_malloc(std::size_t size);
-void __libc_free(void* block);
-void* __libc_calloc(std::size_t number, std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
+void* SystemMalloc(std::size_t size) __asm__("__libc_malloc");
+void SystemFree(void* block) __asm__("__libc_free");
+void* SystemCalloc(std::size_t number, std::size_t size) __asm__("__libc_calloc");
+void* SystemRealloc(void* block, std::size_t size) __asm__("__libc_realloc");
+void* SystemMemalign(std::size_t alignment, std::size_t size) __asm__("__libc_memalign");
 }
 
 namespace {
@@ -52,15 +52,15 @@ void* Held(void* block) {
   return block;
 }
 
-void* Allocate(std::size_t size) { return IsToFail() ? nullptr : Held(__libc_malloc(size)); }
+void* Allocate(std::size_t size) { return IsToFail() ? nullptr : Held(SystemMalloc(size)); }
 
 void* AllocateAligned(std::size_t alignment, std::size_t size) {
-  return IsToFail() ? nullptr : Held(__libc_memalign(alignment, size));
+  return IsToFail() ? nullptr : Held(SystemMemalign(alignment, size));
 }
 
 void Free(void* block) {
   g_held -= block != nullptr ? 1 : 0;
-  __libc_free(block);
+  SystemFree(block);
 }
 
 void* Reallocate(void* block, std::size_t size) {
@@ -71,7 +71,7 @@ void* Reallocate(void* block, std::size_t size) {
     Free(block);
     return nullptr;
   }
-  return IsToFail() ? nullptr : __libc_realloc(block, size);
+  return IsToFail() ? nullptr : SystemRealloc(block, size);
 }
 
 }  // namespace
@@ -84,14 +84,14 @@ long CountedAllocations() { return g_counted; }
 long HeldAllocations() { return g_held; }
 
 void* malloc(std::size_t size) noexcept { return Allocate(size); }
-void free(void* block) noexcept { Free(block); }
-void* calloc(std::size_t number, std::size_t size) noexcept {
-  return IsToFail() ? nullptr : Held(__libc_calloc(number, size));
+void free(void* ptr) noexcept { Free(ptr); }
+void* calloc(std::size_t nmemb, std::size_t size) noexcept {
+  return IsToFail() ? nullptr : Held(SystemCalloc(nmemb, size));
 }
-void* realloc(void* block, std::size_t size) noexcept { return Reallocate(block, size); }
+void* realloc(void* ptr, std::size_t size) noexcept { return Reallocate(ptr, size); }
 void* memalign(std::size_t alignment, std::size_t size) noexcept { return AllocateAligned(alignment, size); }
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept { return AllocateAligned(alignment, size); }
-int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept {
+int posix_memalign(void** memptr, std::size_t alignment, std::size_t size) noexcept {
   if (alignment < sizeof(void*) || (alignment & (alignment - 1)) != 0) {
     return EINVAL;
   }
@@ -99,7 +99,7 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexce
   if (made == nullptr) {
     return ENOMEM;
   }
-  *block = made;
+  *memptr = made;
   return 0;
 }
 }

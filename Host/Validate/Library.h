@@ -17,7 +17,7 @@ class Library {
   /// The address of a symbol; null when it has none of that name.
   void* Find(const char* name) const;
 
-  /// An address within its data.
+  /// The address of its dynamic section, an array of ElfW(Dyn).
   const void* Address() const;
 
   /// Unloads it ahead of time.

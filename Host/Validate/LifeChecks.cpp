@@ -1,37 +1,15 @@
 #include "Host/Validate/AllocationChecks.h"
 #include "Host/Validate/Check.h"
 #include "Host/Validate/CheckedModule.h"
+#include "Host/Validate/HeldMemory.h"
 #include "Host/Validate/ProcessState.h"
 #include "Host/Validate/TestRun.h"
 
-#include <dlfcn.h>
-#include <malloc.h>
-#include <unistd.h>
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <string_view>
 
 namespace {
-
-/// What this process holds. Where sanitizers keep the memory they know how much of it is in use; how much is mapped
-/// means nothing then.
-struct Holdings {
-  Holdings() : descriptors(Descriptors().size()) {
-    if (void* const sanitizer = dlsym(RTLD_DEFAULT, "__sanitizer_get_current_allocated_bytes"); sanitizer != nullptr) {
-      heap = reinterpret_cast<std::size_t (*)()>(sanitizer)();
-    } else {
-      const struct mallinfo2 info = mallinfo2();
-      heap = info.uordblks + info.hblkhd;
-      std::ifstream("/proc/self/statm") >> mapped;
-      mapped *= static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    }
-  }
-
-  std::size_t heap = 0;
-  std::size_t mapped = 0;
-  std::size_t descriptors;
-};
 
 /// Does it a thousand times, after what it takes for memory to settle.
 template <class Action>
@@ -42,17 +20,18 @@ void ExpectFlat(const Action& action) {
   for (int time = 0; time < kTimes / 10; ++time) {
     action();
   }
-  const Holdings before;
+  const HeldMemory before;
+  const std::size_t descriptorsBefore = Descriptors().size();
   for (int time = 0; time < kTimes; ++time) {
     action();
   }
-  const Holdings after;
+  const HeldMemory after;
   const auto expectAtMost = [](std::size_t is, std::size_t was, std::size_t slack, const char* what) {
     Expect(is <= was + slack, std::to_string(was) + what + " as before, a thousand times later", std::to_string(is));
   };
   expectAtMost(after.heap, before.heap, kHeapSlack, " bytes allocated");
   expectAtMost(after.mapped, before.mapped, kMappedSlack, " bytes mapped");
-  expectAtMost(after.descriptors, before.descriptors, 0, " open descriptors");
+  expectAtMost(Descriptors().size(), descriptorsBefore, 0, " open descriptors");
 }
 
 void CreatesAThousand(const std::string& path) {

@@ -150,11 +150,10 @@ bool HasTextRelocations(const ElfW(Dyn) * entry) {
 }
 
 struct Weaknesses {
-  const void* address;
+  const void* address = nullptr;
   bool isFound = false;
   bool isStackExecutable = true;  ///< unless a segment says otherwise
   bool isCodeWritable = false;
-  bool isCodeRelocated = false;
 };
 
 int Inspect(dl_phdr_info* object, std::size_t /*size*/, void* context) {
@@ -169,9 +168,6 @@ int Inspect(dl_phdr_info* object, std::size_t /*size*/, void* context) {
       weaknesses.isStackExecutable = (segment.p_flags & PF_X) != 0;
     } else if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0) {
       weaknesses.isCodeWritable = weaknesses.isCodeWritable || (segment.p_flags & PF_W) != 0;
-    } else if (segment.p_type == PT_DYNAMIC) {
-      const auto address = object->dlpi_addr + segment.p_vaddr;
-      weaknesses.isCodeRelocated = HasTextRelocations(reinterpret_cast<const ElfW(Dyn)*>(address));
     }
   }
   return 1;
@@ -184,7 +180,8 @@ void IsHardened(const std::string& module) {
   Expect(weaknesses.isFound, "the library among those of the process", "none at its address");
   Expect(!weaknesses.isStackExecutable, "a stack that holds no code", "the module asks for an executable stack");
   Expect(!weaknesses.isCodeWritable, "code that nobody can write to", "a segment both writable and executable");
-  Expect(!weaknesses.isCodeRelocated, "code that the loader shares as it is", "relocations in the code");
+  Expect(!HasTextRelocations(static_cast<const ElfW(Dyn)*>(library.Address())), "code that the loader shares as it is",
+         "relocations in the code");
 }
 
 constexpr auto kChecks = std::to_array<Check>({

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -101,7 +102,9 @@ void ExpectUnchanged(const ProcessState& before, const ProcessState& after, cons
   for (const auto& [name, ignored] : all) {
     const std::string is = value(after, name);
     const std::string was = value(before, name);
-    Expect(is == was, name + " after " + when + " as before: " + was, is);
+    std::string expected = name;
+    expected.append(" after ").append(when).append(" as before: ").append(was);
+    Expect(is == was, std::move(expected), is);
   }
 }
 

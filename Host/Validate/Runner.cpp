@@ -46,6 +46,9 @@ class Run {
     return m_isOver ? nullptr : &m_outcomes[index];
   }
 
+  /// No further check is begun.
+  void Stop() { m_isOver = true; }
+
   /// Once no worker lives any more. Throws what ended the run early.
   std::vector<CheckOutcome> Take() {
     if (m_error != nullptr) {
@@ -66,6 +69,16 @@ class Run {
   std::vector<bool> m_isDone;
 };
 
+/// Sees to it that the workers come to an end, however the wait for them ends.
+struct Stopper {
+  explicit Stopper(Run& stopped) : run(stopped) {}
+  Stopper(const Stopper&) = delete;
+  Stopper& operator=(const Stopper&) = delete;
+  ~Stopper() { run.Stop(); }
+
+  Run& run;
+};
+
 }  // namespace
 
 std::vector<CheckOutcome> MakeChecks(const std::vector<const Check*>& checks, const std::string& module,
@@ -78,6 +91,7 @@ std::vector<CheckOutcome> MakeChecks(const std::vector<const Check*>& checks, co
     for (std::jthread& worker : workers) {
       worker = std::jthread([&run] { run.Work(); });
     }
+    const Stopper stopper{run};
     for (std::size_t index = 0; index < checks.size(); ++index) {
       const CheckOutcome* const outcome = run.WaitFor(index);
       if (outcome == nullptr) {

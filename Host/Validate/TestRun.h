@@ -10,13 +10,20 @@
 
 /// An output record with its bundle, which it destroys.
 struct OutputRecord : KelEncAudio_t {
-  explicit OutputRecord(unsigned int rate) : KelEncAudio_t{} { sampleRate = rate; }
+  explicit OutputRecord(unsigned int rate) : KelEncAudio_t(Blank(rate)) {}
   OutputRecord(const OutputRecord&) = delete;
   OutputRecord& operator=(const OutputRecord&) = delete;
   ~OutputRecord() {
     if (packets != nullptr) {
       packets->destroy();
     }
+  }
+
+ private:
+  static KelEncAudio_t Blank(unsigned int rate) {
+    KelEncAudio_t record{};
+    record.sampleRate = rate;
+    return record;
   }
 };
 

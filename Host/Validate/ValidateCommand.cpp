@@ -11,7 +11,9 @@
 #include <sys/stat.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cerrno>
+#include <optional>
 
 namespace {
 
@@ -22,9 +24,9 @@ struct ValidateOptions {
   std::string module;
   std::vector<std::string> only;
   std::vector<std::string> skip;
-  std::string junit;
-  std::string jobs;
-  std::string timeout;
+  std::optional<std::string> junit;
+  std::optional<std::string> jobs;
+  std::optional<std::string> timeout;
   bool isList = false;
   bool json = false;
   bool force = false;
@@ -57,9 +59,10 @@ unsigned int NumberUpTo(unsigned int most, const char* option, const std::string
 }
 
 RunnerOptions ReadRunnerOptions(const ValidateOptions& options) {
-  const unsigned int processors = static_cast<unsigned int>(std::max(1, KelGetNumberProcessorsInSystem()));
-  return {options.jobs.empty() ? std::min(processors, kMostJobs) : NumberUpTo(kMostJobs, "--jobs", options.jobs),
-          std::chrono::seconds(options.timeout.empty() ? 30 : NumberUpTo(kMostSeconds, "--timeout", options.timeout))};
+  const auto processors = static_cast<unsigned int>(std::max(1, KelGetNumberProcessorsInSystem()));
+  const unsigned int seconds = options.timeout ? NumberUpTo(kMostSeconds, "--timeout", *options.timeout) : 30;
+  return {options.jobs ? NumberUpTo(kMostJobs, "--jobs", *options.jobs) : std::min(processors, kMostJobs),
+          std::chrono::seconds(seconds)};
 }
 
 void CheckModuleFile(const std::string& module) {
@@ -92,8 +95,8 @@ void WriteFile(const std::string& path, const std::string& text, bool replaceExi
 int Validate(const ValidateOptions& options, const std::vector<const Check*>& checks) {
   const RunnerOptions runner = ReadRunnerOptions(options);
   CheckModuleFile(options.module);
-  if (!options.junit.empty()) {
-    CheckOutputTarget(options.junit, options.force);
+  if (options.junit) {
+    CheckOutputTarget(*options.junit, options.force);
   }
   const auto outcomes = MakeChecks(checks, options.module, runner, [&options](const CheckOutcome& outcome) {
     if (!options.json) {
@@ -102,8 +105,8 @@ int Validate(const ValidateOptions& options, const std::vector<const Check*>& ch
   });
   const Counts counts = CountOutcomes(outcomes);
   Print(options.json ? JsonReport(options.module, outcomes) : SummaryText(options.module, counts));
-  if (!options.junit.empty()) {
-    WriteFile(options.junit, JUnitReport(options.module, outcomes), options.force);
+  if (options.junit) {
+    WriteFile(*options.junit, JUnitReport(options.module, outcomes), options.force);
   }
   return counts.failed == 0 ? 0 : 1;
 }

@@ -69,11 +69,6 @@ TEST_F(BatchTest, GivesWhatOneFileAtATimeGives) {
   EXPECT_EQ(single.output, "21\n") << single.errors;
 }
 
-struct Refusal {
-  const char* arguments;
-  std::vector<const char*> says;
-};
-
 TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
   ASSERT_EQ(
       Run("mkdir old twin; cp one.wav twin; cp one.wav twin/one.aiff; cp one.wav old/x.wav; ln in/a.wav old/a.mkv; "
@@ -81,7 +76,7 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
           .code,
       0);
   const std::string before = Listing();
-  for (const auto& [arguments, says] : std::vector<Refusal>{
+  for (const auto& [arguments, says] : std::vector<std::pair<std::string, std::vector<const char*>>>{
            {"--to new", {"INPUT"}},
            {"--to '' in", {"--to", "empty"}},
            {"--to new in ''", {"empty"}},
@@ -104,13 +99,7 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
            {"--to new --test-signal 1 in", {"--test-signal", "--to"}},
            {"--to new --rate 5 in", {"Sample Rate", "5 Hz"}},
        }) {
-    SCOPED_TRACE(arguments);
-    const Outcome outcome = RunHost(std::string("rhohost ") + arguments);
-    EXPECT_EQ(outcome.code, 2);
-    for (const char* const text : says) {
-      EXPECT_THAT(outcome.errors, HasSubstr(text));
-    }
-    ASSERT_EQ(Listing(), before);
+    ExpectRefused({"rhohost " + arguments, 2, says});
   }
   const Outcome plan = RunHost("rhohost --to new/out --rate 48000 --dry-run in");
   EXPECT_EQ(plan.code, 0);

@@ -3,33 +3,20 @@
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
-namespace fs = std::filesystem;
 using testing::ContainsRegex;
 using testing::Not;
-
-HostTest::HostTest() {
-  std::string name = testing::TempDir() + "rhohost-test-XXXXXX";
-  m_folder = mkdtemp(name.data());
-  fs::create_directory(m_folder / "files");
-}
-
-HostTest::~HostTest() { fs::remove_all(m_folder); }
 
 pid_t HostTest::Start(const std::string& command) const {
   // What runs wild ends after a minute of computing or a gibibyte of writing. Nothing is remembered.
   std::string script = "PATH=" RHOHOST_FOLDER
                        ":$PATH; export XDG_CACHE_HOME=/dev/null; ulimit -t 60; ulimit -f 2097152; cd '" +
-                       m_folder.string() + "/files' && exec >../output 2>../errors </dev/null; " + command;
+                       m_folder.Path() + "/files' && exec >../output 2>../errors </dev/null; " + command;
   char shell[] = "sh";
   char option[] = "-c";
   char* const arguments[] = {shell, option, script.data(), nullptr};
@@ -50,6 +37,19 @@ Outcome HostTest::RunHost(const std::string& command) const {
   Outcome outcome = Run(command);
   EXPECT_THAT(outcome.errors, testing::MatchesRegex("(rhohost: [^\n\r]+\n)*")) << command;
   return outcome;
+}
+
+void HostTest::ExpectRefused(const Refusal& refusal) const {
+  SCOPED_TRACE(refusal.command);
+  const std::string before = Listing();
+  const Outcome outcome = RunHost(refusal.command);
+  EXPECT_EQ(outcome.code, refusal.code);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_NE(outcome.errors, "");
+  for (const char* const text : refusal.says) {
+    EXPECT_THAT(outcome.errors, testing::HasSubstr(text));
+  }
+  EXPECT_EQ(Listing(), before);
 }
 
 void HostTest::MakeSound(const std::string& file, unsigned rate, unsigned channels, const std::string& tool,
@@ -130,13 +130,4 @@ void HostTest::ExpectJudgesAgree(const std::string& file, const Expected& expect
   const int cues = std::stoi(Run("mkvinfo -v -v '" + file + "' | grep -c 'Cue point'").output);
   const double halfSeconds = expected.isStream ? 0 : static_cast<double>(frames) * 2 / expected.rate;
   EXPECT_NEAR(cues, halfSeconds, halfSeconds / 4 + (expected.isStream ? 0 : 1));
-}
-
-std::string HostTest::Read(const std::string& file) const {
-  std::ifstream stream(m_folder / "files" / file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-void HostTest::Write(const std::string& file, const std::string& bytes) const {
-  std::ofstream(m_folder / "files" / file, std::ios::binary) << bytes;
 }

@@ -3,11 +3,12 @@
 /// What the tests of rhohost share: a folder that goes when the test ends, commands run in it by the shell, sounds made
 /// by sox and ffmpeg, and the judgement of other people's readers on what rhohost has written.
 
+#include "Tests/Support/TemporaryFolder.h"
+
 #include <gmock/gmock.h>
 
 #include <sys/types.h>
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -40,10 +41,16 @@ struct Probe {
   std::string others;       ///< codec, rate and channels; and whatever ffprobe has to complain of
 };
 
+/// A command that starts rhohost, and how it must be refused.
+struct Refusal {
+  std::string command;
+  int code;
+  std::vector<const char*> says;  ///< texts in the message
+};
+
 class HostTest : public testing::Test {
  public:
-  HostTest();
-  ~HostTest() override;
+  HostTest() { fs::create_directory(m_folder / "files"); }
 
  protected:
   /// Starts a shell command in the folder, without input. Programs of the build are found by name.
@@ -52,6 +59,8 @@ class HostTest : public testing::Test {
   Outcome Run(const std::string& command) const { return Wait(Start(command)); }
   /// Runs a command that starts rhohost, and sees to it that every line of its errors begins with the program's name.
   Outcome RunHost(const std::string& command) const;
+  /// Sees to it that a command is refused, with a message on standard error alone, and changes nothing in the folder.
+  void ExpectRefused(const Refusal& refusal) const;
 
   /// Makes a sound file: a tone of its own in each channel, 32 bits, written by "sox OPTIONS FILE" or "ffmpeg OPTIONS
   /// FILE" as `tool` begins.
@@ -65,10 +74,11 @@ class HostTest : public testing::Test {
   /// ffprobe, mkvmerge and mkvinfo on a file of `frames` sample frames: format, every packet's time, duration and size.
   void ExpectJudgesAgree(const std::string& file, const Expected& expected, std::size_t frames) const;
 
-  std::string Read(const std::string& file) const;
-  void Write(const std::string& file, const std::string& bytes) const;
+  std::string PathOf(const std::string& file) const { return m_folder / ("files/" + file); }
+  std::string Read(const std::string& file) const { return ReadFile(PathOf(file)); }
+  void Write(const std::string& file, const std::string& bytes) const { m_folder.Write("files/" + file, bytes); }
   /// Everything in the folder with its size and times.
   std::string Listing() const { return Run("ls -liAR --time-style=full-iso").output; }
 
-  std::filesystem::path m_folder;
+  TemporaryFolder m_folder;
 };

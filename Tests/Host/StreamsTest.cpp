@@ -3,27 +3,19 @@
 #include "Tests/Host/HostTest.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
-#include <filesystem>
+#include <cstring>
 
 namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
 
-std::string LittleEndian32(std::uint32_t value) {
-  std::string bytes;
-  for (int shift = 0; shift < 32; shift += 8) {
-    bytes += static_cast<char>(value >> shift & 0xFF);
-  }
-  return bytes;
-}
-
 /// A WAV file or its beginning, with other sizes of the whole and of the samples.
 std::string WithSizes(std::string wav, std::uint32_t whole, std::uint32_t samples) {
-  wav.replace(4, 4, LittleEndian32(whole));
-  return wav.replace(wav.find("data") + 4, 4, LittleEndian32(samples));
+  std::memcpy(&wav[4], &whole, 4);
+  std::memcpy(&wav[wav.find("data") + 4], &samples, 4);
+  return wav;
 }
 
 TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
@@ -50,7 +42,7 @@ TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
     SCOPED_TRACE(command);
     EXPECT_EQ(RunHost(command).code, 0);
     EXPECT_EQ(Decode("out.mkv"), wanted);
-    std::filesystem::remove(m_folder / "files/out.mkv");
+    fs::remove(PathOf("out.mkv"));
   }
   EXPECT_EQ(RunHost("head -c 70000 in.wav | rhohost - out.mkv").code, 1);
 }
@@ -106,7 +98,7 @@ TEST_F(HostTest, SaysHowMuchOfATruncatedFileIsMissing) {
     EXPECT_EQ(Read("out.mkv"), "");
     EXPECT_EQ(RunHost("rhohost --allow-truncated " + files).code, 0);
     const std::vector<std::int32_t> found = Decode("out.mkv");
-    std::filesystem::remove(m_folder / "files/out.mkv");
+    fs::remove(PathOf("out.mkv"));
     ASSERT_LT(found.size(), wanted.size());
     const std::size_t missing = (wanted.size() - found.size()) / 2;
     EXPECT_GE(missing, kCut / 6);
@@ -162,7 +154,7 @@ TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
   MakeSound("in.wav", kRate, 2, "sox -b 16");
   const std::string header = Read("in.wav").substr(0, 44);
   Write("in.wav", WithSizes(header, 36 + 4 * kHours, 4 * kHours));
-  std::filesystem::resize_file(m_folder / "files/in.wav", 44 + 4 * std::uintmax_t{kHours});
+  fs::resize_file(PathOf("in.wav"), 44 + 4 * std::uintmax_t{kHours});
   const Outcome outcome = Run("script -qec 'rhohost in.wav out.mkv' /dev/null");
   EXPECT_EQ(outcome.code, 0);
   EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
@@ -188,7 +180,7 @@ TEST_F(HostTest, CountsBeyondFourGibibytes) {
             "data\0\0\0\1\0\0\x20\4\0\0\0\0",
             68));
   EXPECT_THAT(RunHost("rhohost in.caf out.mkv").errors, HasSubstr("4294975488"));
-  std::filesystem::resize_file(m_folder / "files/in.caf", 68 + 0x1'0000'2000);
+  fs::resize_file(PathOf("in.caf"), 68 + 0x1'0000'2000);
   EXPECT_THAT(RunHost("rhohost --dry-run in.caf out.mkv").output, HasSubstr("0:31:04.139"));
 }
 

@@ -18,17 +18,33 @@ struct ModuleCase {
 };
 
 const std::vector<ModuleCase> kModules {
-  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, ""}, {"NoEntryPoint", "load.entry-points", ".*"},
-      {"CrashesOnLoad", "load.binds-at-once", ".*"}, {"ExitsOnLoad", "load.binds-at-once", ".*"},
-      {"PrintsOnLoad", "load.prints-nothing"},
+  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, "settings.preset-labels"},
+      {"NoEntryPoint", "load.entry-points", ".*"}, {"CrashesOnLoad", "load.binds-at-once", ".*"},
+      {"ExitsOnLoad", "load.binds-at-once", ".*"}, {"PrintsOnLoad", "load.prints-nothing"},
       {"Litters", "load.leaves-no-descriptors load.leaves-signals-alone load.leaves-surroundings-alone"},
       {"NoCompressors", "info.count", "(load.t|li|[^l]).*"},
       {"TwoCompressors", "info.distinct-codes", "(settings|stream).*"},
       {"NeedsPointers", "info.null-arguments", "info.any-index"}, {"AnyCodes", "info.wrong-codes"},
       {"Throws", "info.wrong-codes"}, {"OtherCodec", "info.own-report", "(settings|stream).*"},
-      {"CrashesInASlot", "info.names"}, {"NoPackets", "info.packet-types", "stream.*"},
+      {"CrashesInASlot", "info.names"}, {"NoPackets", "info.packet-types"},
       {"Leaks", "life.thousand-creations", "life.no-memory-.*"}, {"NoEnd", "life.thousand-runs", "(life|stream).*"},
-      {"NoCopy", "life.copies-in-any-order", "(life|stream).*"}, {"NeedsBegin", "life.calls-in-any-order"},
+      {"NoCopy", "life.copies-in-any-order", "(life|stream|settings.compressor).*"},
+      {"NeedsBegin", "life.calls-in-any-order"}, {"SettingEmpty", "settings.texts", "settings.compressor.*"},
+      {"SettingNotUtf8", "settings.texts", "settings.compressor.*"}, {"SettingNull", "settings.texts"},
+      {"SettingOddDefault", "settings.defaults", "settings.*"}, {"SettingListsTwice", "settings.lists", "settings.*"},
+      {"SettingTakesNone", "settings.allowed", "settings.*"},
+      {"SettingTakesAll", "settings.not-allowed", "settings.compressor.*"},
+      {"SettingSharesValue", "settings.copies", "settings.*"},
+      {"CopiesNothing", "settings.compressor-copies stream.run-copies", "life.*"},
+      {"NoRespect", "settings.validation", "settings.*"}, {"SkipsSmall", "stream.block-sizes", "stream.*"},
+      {"ChangesBytes", "stream.bytes", "(life|stream).*"}, {"TimesJump", "stream.times", "(life|stream).*"},
+      {"NoHint", "stream.packet-sizes", "stream.flush"}, {"LosesTail", "stream.flush", "(life|stream).*"},
+      {"WritesInput", "stream.input"}, {"ReadsBeyond", "stream.input", IS_SANITIZED ? ".*" : "nothing"},
+      {"OwnsPackets", "stream.output", "(life|stream).*"}, {"ClearsBundle", "stream.untaken", "(life|stream).*"},
+      {"Hoards", "stream.minute", "life.*"}, {"GoesOn", "stream.after-flush", "(life|stream).*"},
+      {"BeginsOnce", "stream.second-run stream.unfinished-run", "(life|stream).*"},
+      {"SharesState", "stream.interleaved", "life.*"}, {"ResetsHint", "stream.hints", "life.*"},
+      {"AnyPackets", "stream.refusals", "info.packet-types"},
 #if !IS_SANITIZED
       {"Uninitialised", "life.whatever-memory-held", "(life|stream).*"}, {"NeedsMemory", "life.no-memory-to-run"},
 #endif
@@ -39,7 +55,9 @@ class ValidateTest : public HostTest, public testing::WithParamInterface<ModuleC
 TEST_P(ValidateTest, FindsTheFault) {
   const auto& [module, finds, mayFail] = GetParam();
   const std::string path = module.starts_with('/') ? module : BAD_MODULES "/" + module + ".so";
-  const Outcome outcome = RunHost("rhohost validate --json " + path);
+  // Processes with sanitizers start slowly: there the groups that are to find something must do.
+  const std::string only = IS_SANITIZED ? std::regex_replace(finds, std::regex("(\\w+)\\.\\S+"), " --only '$1.*'") : "";
+  const Outcome outcome = RunHost("rhohost validate --json " + path + only);
   const Json report = Json::parse(outcome.output);
   std::string failed;
   for (const Json& check : report["checks"]) {
@@ -113,10 +131,10 @@ TEST_F(HostTest, SurvivesAModuleThatTakesItsProcessDown) {
 
 TEST_F(HostTest, RemembersHowAModuleBehavedUntilItChanges) {
   Write("loads", "");
-  const std::string info = "XDG_CACHE_HOME=$PWD rhohost info --module m.so >info && wc -l <loads";
-  EXPECT_EQ(Run("cp " BAD_MODULES "/CountsLoads.so m.so; " + info).output, "2\n") << "once on trial";
+  const std::string info = "XDG_CACHE_HOME=$PWD rhohost info --module CountsLoads.so >info && wc -l <loads";
+  EXPECT_EQ(Run("cp " BAD_MODULES "/CountsLoads.so .; " + info).output, "2\n") << "once on trial";
   EXPECT_EQ(RunHost(info).output, "3\n");
-  EXPECT_EQ(RunHost("touch m.so; " + info).output, "5\n");
+  EXPECT_EQ(RunHost("touch CountsLoads.so; " + info).output, "5\n");
   EXPECT_EQ(RunHost("echo '{\"x' >rhohost/modules.json; " + info).output, "7\n") << "as good as none";
   EXPECT_EQ(RunHost(info).output, "8\n");
 }

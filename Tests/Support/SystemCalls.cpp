@@ -1,6 +1,7 @@
 // The system's functions are defined here once more. Headers must neither inline nor rename them.
 #undef _FORTIFY_SOURCE
 #undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
 
 #include "Tests/Support/SystemCalls.h"
 
@@ -162,6 +163,10 @@ CALL64(int, -1, fallocate, (int file, int mode, off64_t at, off64_t size), file,
 CALL64(int, -1, fstat, (int file, void* status), file, file, status)
 CALLS(int, -1, stat, (const char* path, void* status), path, path, status)
 CALLS(int, -1, lstat, (const char* path, void* status), path, path, status)
+// Under these names where words have 32 bits and times 64.
+CALL_AS("fstat", int, -1, __fstat64_time64, (int file, void* status), file, file, status)
+CALL_AS("stat", int, -1, __stat64_time64, (const char* path, void* status), path, path, status)
+CALL_AS("lstat", int, -1, __lstat64_time64, (const char* path, void* status), path, path, status)
 CALL(int, -1, fchmod, (int file, unsigned mode), file, file, mode)
 CALL(int, -1, faccessat, (int at, const char* path, int mode, int flags), path, at, path, mode, flags)
 CALL(int, -1, mkdir, (const char* path, unsigned mode), path, path, mode)

@@ -1,3 +1,4 @@
+#include "Tests/Support/Slots.h"
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils/Copying.h"
@@ -7,6 +8,7 @@
 #include <sys/stat.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -23,20 +25,26 @@ class Reports : public IKelProgressReporter {
 };
 
 TEST(Progress, IsReportedStepByStep) {
+  // As the module calls it: by slot.
+  const auto update = [](Reports& reports, double progress) { return CallSlot<bool>(&reports, 4, progress); };
   Reports two(2, 0.1, 0.5);
-  EXPECT_TRUE(two.updateProgress(0.0) && two.updateProgress(0.04) && two.updateProgress(0.5));
-  EXPECT_FALSE(two.itemFinished() || two.updateProgress(3.0));
+  EXPECT_TRUE(update(two, 0.0) && update(two, 0.04) && update(two, 0.5));
+  EXPECT_FALSE(CallSlot<bool>(&two, 5) || update(two, 3.0));
   EXPECT_EQ(two.m_text, "0.00 0.25 0.50 1.00 ");
-  two.reset(4);
-  EXPECT_TRUE(two.updateProgress(0.1) && two.updateProgress(0.39) && two.updateProgress(0.4));
+  CallSlot(&two, 3, 4U);
+  EXPECT_TRUE(update(two, 0.1) && update(two, 0.39) && update(two, 0.4));
   EXPECT_EQ(two.m_text, "0.00 0.25 0.50 1.00 0.02 0.10 ");
 
   Reports fine(1, -1);
   Reports none(0, 0.1);
-  EXPECT_TRUE(fine.updateProgress(1e-10) && fine.updateProgress(1.5e-10) && fine.updateProgress(1));
+  EXPECT_TRUE(update(fine, 1e-10) && update(fine, 1.5e-10) && update(fine, 1));
   EXPECT_EQ(fine.m_text, "0.00 1.00 ") << "a precision below 1e-10 is 1e-10";
-  EXPECT_TRUE(none.updateProgress(1) && none.itemFinished() && none.updateProgress(-1));
+  EXPECT_TRUE(update(none, 1) && CallSlot<bool>(&none, 5) && update(none, -1));
   EXPECT_EQ(none.m_text, "");
+  CallSlot(&none, 2, 0.9);
+  CallSlot(&none, 3, 1U);
+  EXPECT_TRUE(update(none, 0.8) && CallSlot<bool>(&none, 6, 1.5));
+  EXPECT_EQ(none.m_text, "0.80 1.50 ");
 }
 
 // What a copy answers or throws.
@@ -60,6 +68,7 @@ TEST(CopyFile, CopiesEveryByteInStepsOf8192) {
     EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &reports), "true");
     EXPECT_EQ(ReadFile(folder / "to"), content);
     EXPECT_EQ(std::count(reports.m_text.begin(), reports.m_text.end(), ' '), (size + 8191) / 8192 + (size == 0));
+    ASSERT_EQ(std::system(("touch -d 2040-01-01 " + folder.Path() + "/*").c_str()), 0);  // beyond 32 bits
   }
 }
 

@@ -1,3 +1,4 @@
+#include "Tests/Support/SlowVersions.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils/Paths.h"
 #include "Toolbox/KelUtils/UncPaths.h"
@@ -12,29 +13,6 @@ namespace {
 std::string Simplified(const std::string& path) {
   std::string output = "fails";
   return KelSimplifyPath(path, output) || output != "fails" ? output : "fails";
-}
-
-// The rules as they read, for an absolute path, one character and one component after the other.
-std::string SimplifiedSlowly(const std::string& path) {
-  std::list<std::string> components;
-  for (std::size_t at = 1; at < path.size(); ++at) {
-    components.emplace_back(1, path[at]);
-    while (++at < path.size() && path[at] != '/') {
-      components.back() += path[at];
-    }
-  }
-  for (auto at = components.begin(); at != components.end();) {
-    if (*at == ".." && at == components.begin()) {
-      return "fails";
-    }
-    const auto first = *at == ".." ? std::prev(at) : at;
-    at = *at == "." || *at == ".." ? components.erase(first, std::next(at)) : std::next(at);
-  }
-  std::string output = components.empty() ? "/" : "";
-  for (const std::string& component : components) {
-    output += "/" + component;
-  }
-  return output;
 }
 
 void CheckPathsThatBeginWith(const std::string& path) {

@@ -1,10 +1,7 @@
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils/SearchAndReplace.h"
-#include "Toolbox/KelUtils/Text.h"
 
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
-#include <sstream>
 
 namespace {
 
@@ -15,24 +12,8 @@ std::string Filtered(const TemporaryFolder& folder, const Replacements& replacem
   return KelSearchAndReplace(replacements, folder.Write("in", text).c_str(), out.c_str()) ? ReadFile(out) : "failure";
 }
 
-TEST(SearchAndReplace, DoesAsTheSlowVersion) {
+TEST(SearchAndReplace, GoesLineByLine) {
   const TemporaryFolder folder;
-  EXPECT_TRUE(rc::check([&folder] {
-    const auto texts = rc::gen::container<std::string>(rc::gen::element('a', 'b', '\n', '\0'));
-    const auto text = *texts;
-    const auto replacements = *rc::gen::container<Replacements>(texts, texts);
-    std::string expected;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-      line = line.substr(0, line.find('\0'));
-      const bool isEmpty = line.empty();
-      for (const auto& [what, with] : replacements) {
-        line = KelReplace(line, what, with);
-      }
-      expected += isEmpty ? "" : line + '\n';
-    }
-    RC_ASSERT(Filtered(folder, replacements, text) == expected);
-  }));
   EXPECT_EQ(Filtered(folder, {{"k", "K"}}, "k=1\r\n\nk=2"), "K=1\r\nK=2\n");
   const std::string half(100000, 'b');
   EXPECT_EQ(Filtered(folder, {{"aa", "b"}}, "c\n" + std::string(200000, 'a')), "c\n" + half + "\n") << "a long line";

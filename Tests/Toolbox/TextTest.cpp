@@ -3,61 +3,8 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 #include <algorithm>
-#include <sstream>
 
 namespace {
-
-using Tokens = std::list<std::string>;
-
-// Few characters make many coincidences.
-rc::Gen<std::string> TextOf(const std::string& alphabet) {
-  return rc::gen::container<std::string>(rc::gen::elementOf(alphabet));
-}
-
-std::string ReplaceStepByStep(const std::string& text, const std::string& what, const std::string& with) {
-  const std::size_t at = text.find(what);
-  return at > text.size() ? text
-                          : text.substr(0, at) + with + ReplaceStepByStep(text.substr(at + what.size()), what, with);
-}
-
-RC_GTEST_PROP(Replace, IsReplacingStepByStep, ()) {
-  const std::string what = *rc::gen::nonEmpty(TextOf("ab"));
-  const std::string with = *TextOf("abc");
-  // Long runs of false starts, with something long to look for.
-  const std::string run(*rc::gen::inRange<std::size_t>(1, 400), 'a');
-  const std::string text = *TextOf("ab") + run + run + what + '\0' + what + run + 'b' + *TextOf("ab");
-  RC_ASSERT(KelReplace(text, what, with) == ReplaceStepByStep(text, what, with));
-  RC_ASSERT(KelReplace(text, run + 'b', with) == ReplaceStepByStep(text, run + 'b', with));
-  RC_ASSERT(KelReplace(text, "", with) == text);
-}
-
-// Byte by byte into the last token, which is open.
-Tokens TokenizeByBytes(const std::string& text, char separator, char quote, bool keepEmpty) {
-  Tokens tokens{""};
-  bool quoted = false;
-  for (const char c : text) {
-    if ((quoted || c != separator) && c != quote) {
-      tokens.back() += c;
-    } else {
-      tokens.emplace_back();
-      quoted = !quoted && c != separator;
-    }
-  }
-  if (!keepEmpty || tokens.size() == 1) {
-    tokens.remove("");
-  }
-  return tokens;
-}
-
-RC_GTEST_PROP(Tokenize, AppendsTheTokens, (bool keepEmpty)) {
-  const std::string text = *TextOf(std::string("a, \"b\0", 6));
-  const char separator = *rc::gen::element(' ', ',', '"');
-  const Tokens expected = TokenizeByBytes(text, separator, '"', keepEmpty);
-  Tokens out{"there before"};
-  RC_ASSERT(KelTokenize(out, text, separator, '"', keepEmpty) == static_cast<int>(expected.size()));
-  RC_ASSERT(Tokens(std::next(out.begin()), out.end()) == expected);
-  RC_ASSERT(KelSplitString(text) == TokenizeByBytes(text, ' ', '"', false));
-}
 
 RC_GTEST_PROP(EncodeBase64, TakesSixBitsASymbol, (const std::vector<unsigned char>& data, std::string out)) {
   std::string expected;
@@ -84,15 +31,9 @@ TEST(Letters, DifferInCaseWithinAsciiOnly) {
   }
   EXPECT_FALSE(KelStrMatchTail("mov", ".mov", true) || KelStrMatchTail("aab", "aa", false));
   EXPECT_TRUE(KelStrMatchTail<char>(nullptr, nullptr, false) && KelStrMatchTail("x", "", false));
+  EXPECT_EQ(KelConvertToScalar<int>(nullptr), 0);
   EXPECT_EQ(KelToLowerCase(nullptr) + KelToLowerCase("A", nullptr) + KelToLowerCase({"A\0B", 3}),
             std::string("a\0b", 3));
-}
-
-RC_GTEST_PROP(ConvertToScalar, IsExtractionFromAStream, ()) {
-  const std::string text = *rc::gen::oneOf(TextOf(" \t\n+-0123x"), TextOf("-0123456789"));
-  int expected = 0;
-  std::istringstream(text) >> expected;
-  RC_ASSERT(KelConvertToScalar<int>(text.c_str()) == expected && KelConvertToScalar<int>(nullptr) == 0);
 }
 
 TEST(Trim, TakesOneWhiteSpaceFromEachEndOrAWholeRun) {

@@ -1,30 +1,10 @@
 #include "Toolbox/KelUtils.h"
 
 #include <gtest/gtest.h>
-#include <rapidcheck/gtest.h>
 #include <climits>
 #include <cmath>
-#include <cstring>
 
 namespace {
-
-TEST(TimeCode, IsReadFieldByField) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"10:20:30;12", "10:20:30;12"},      {"01;00;00;02", "1:00:00:02"},     {"::1::2", "1:02:00:00"},
-      {"-3:x:+7: 8z:9", "-3:00:07:08"},    {"1\"2:3\"4", "1:02:04:00"},       {"", "0:00:00:00"},
-      {"65537:300:256:257", "1:44:00:01"}, {"99999999999:-1", "-1:255:00:00"}};
-  for (const auto& [text, expected] : rows) {
-    EXPECT_EQ(KelTimeCodeToString(KelStringToTimeCode(text, true), true), expected) << text;
-  }
-}
-
-RC_GTEST_PROP(TimeCode, IsWrittenAndReadBack, (short hours, unsigned char n, bool drop, bool useFrames)) {
-  const auto wide = static_cast<unsigned short>(n * 257);
-  const KelTimeCode code =
-      useFrames ? KelTimeCode{hours, n, 59, 0, n, drop} : KelTimeCode{hours, n, 59, wide, 0, false};
-  const KelTimeCode again = KelStringToTimeCode(KelTimeCodeToString(code, useFrames), useFrames);
-  RC_ASSERT(std::memcmp(&again, &code, sizeof code) == 0);
-}
 
 TEST(TimeText, HasLeadingZeros) {
   EXPECT_EQ(KelTimeCodeToString({1, 2, 3, 4, 9, true}, false), "1:02:03:004");

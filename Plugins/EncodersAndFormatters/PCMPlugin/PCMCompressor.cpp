@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -118,14 +119,14 @@ RhoStatus CPCMCompressor::GetAudioFormatType(EAudioFormatType& type) {
 RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
   const unsigned int sampleRate = m_sampleRate.GetValue();
   const unsigned int bytesPerSampleFrame = BytesPerSampleFrame();
-  if (!(m_frameRateHint > 0 && m_frameRateHint <= std::numeric_limits<double>::max()) || bytesPerSampleFrame == 0) {
+  if (!(m_frameRateHint > 0) || bytesPerSampleFrame == 0) {
     return kRhoStatusBadArgument;
   }
-  const auto samplesPerPacket = SaturatingCast<unsigned int>(sampleRate / m_frameRateHint + 0.5);
-  if (samplesPerPacket == 0 || samplesPerPacket > std::numeric_limits<unsigned int>::max() / bytesPerSampleFrame) {
+  const double samplesPerPacket = std::floor(sampleRate / m_frameRateHint + 0.5);
+  if (samplesPerPacket < 1 || samplesPerPacket * bytesPerSampleFrame > std::numeric_limits<unsigned int>::max()) {
     return kRhoStatusBadArgument;
   }
-  const unsigned int bytesPerPacket = samplesPerPacket * bytesPerSampleFrame;
+  const unsigned int bytesPerPacket = static_cast<unsigned int>(samplesPerPacket) * bytesPerSampleFrame;
   try {
     m_packet.reset(MakePacket(bytesPerPacket));
   } catch (const std::bad_alloc&) {

@@ -1,11 +1,13 @@
-/// An encoder module with one fault, the one that FAULT names; none at all for "Healthy", which tells each call of a
-/// run on standard error instead, and for "CountsLoads", which leaves a byte in the file "loads" each time.
+/// An encoder module with one fault, the one that its file is called after; none at all for "Healthy.so", which tells
+/// each call of a run on standard error instead, and for "CountsLoads.so", which leaves a line in the file "loads".
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -15,7 +17,15 @@
 
 namespace {
 
-constexpr std::string_view kFault = FAULT;
+std::string_view FaultOfThisFile() {
+  Dl_info file{};
+  dladdr(reinterpret_cast<void*>(&FaultOfThisFile), &file);
+  const std::string_view path = file.dli_fname;
+  const std::string_view name = path.substr(path.rfind('/') + 1);
+  return name.substr(0, name.find('.'));
+}
+
+const std::string_view kFault = FaultOfThisFile();
 
 void Note(const char* call) {
   if (kFault == "Healthy") {
@@ -25,7 +35,7 @@ void Note(const char* call) {
 
 void AddLine(const char* file) { std::ofstream(file, std::ios::app) << getpid() << std::endl; }
 
-[[gnu::constructor]] void Load() {
+bool Load() {
   if (kFault == "CrashesOnLoad") {
     std::abort();
   } else if (kFault == "ExitsOnLoad") {
@@ -39,7 +49,10 @@ void AddLine(const char* file) { std::ofstream(file, std::ios::app) << getpid() 
   } else if (kFault == "CountsLoads") {
     AddLine("loads");
   }
+  return true;
 }
+
+[[maybe_unused]] const bool kIsLoaded = Load();
 
 /// Waits for ever, and so does a child of its own.
 void Hang() {
@@ -62,6 +75,32 @@ unsigned char UnknownByte() {
   return byte;
 }
 
+std::array<unsigned int, 3> g_listed{1, 2, 2};
+unsigned int g_shared = 2;
+const std::size_t kLabelStart = kFault == "SettingNotUtf8" ? 4 : kFault == "SettingEmpty" ? 5 : 0;
+const void* g_current;
+
+/// A setting of 1 or 2, for the faults that settings have.
+class Extra : public UnsignedIntSetting {
+ public:
+  Extra()
+      : UnsignedIntSetting("", "Extra", kFault == "SettingOddDefault" ? 3 : 2, 1, 2,
+                           kFault == "SettingListsTwice" ? 3 : 2, g_listed.data()) {
+    SetIsValueConstrained(1);
+  }
+  ISetting* CreateCopy() const override { return new Extra(*this); }
+  const char* GetLabel() const override { return kFault == "SettingNull" ? nullptr : &"Caf\xC3\xA9"[kLabelStart]; }
+  unsigned int GetValue() const override {
+    return kFault == "SettingSharesValue" ? g_shared : UnsignedIntSetting::GetValue();
+  }
+  void SetValue(unsigned int value) override {
+    g_shared = value;
+    SetIsValueConstrained(kFault == "SettingTakesAll" ? 0 : 1);
+    UnsignedIntSetting::SetValue(kFault == "SettingTakesNone" ? 0 : value);
+    SetIsValueConstrained(1);
+  }
+};
+
 class Compressor : public CPCMCompressor {
  public:
   explicit Compressor(unsigned int codec) : CPCMCompressor(codec) {
@@ -80,12 +119,19 @@ class Compressor : public CPCMCompressor {
     CPCMCompressor::GetAudioCompressorInfo(manufacturer, codec);
     codec += kFault == "OtherCodec" ? 1 : 0;
   }
-  IAudioCompressor* CreateCopy() override { return kFault == "NoCopy" ? nullptr : CPCMCompressor::CreateCopy(); }
+  IAudioCompressor* CreateCopy() override {
+    const bool isPlain = kFault == "CopiesNothing";
+    return kFault == "NoCopy" ? nullptr : isPlain ? new Compressor(kPCMCodecCode) : CPCMCompressor::CreateCopy();
+  }
+  ISetting* GetNonStandardSettings() override { return kFault.starts_with("Setting") ? &m_extra : nullptr; }
+  void SetFrameRateHint(double rate) override { kFault == "NoHint" ? void() : CPCMCompressor::SetFrameRateHint(rate); }
   void ValidateSettings() override {
     Note("ValidateSettings");
     CPCMCompressor::ValidateSettings();
     if (kFault == "NoRespect") {
       CPCMCompressor::GetSampleRateSetting()->SetValue(8000);
+    } else if (kFault == "ResetsHint") {
+      CPCMCompressor::SetFrameRateHint(30);
     }
   }
   IUnsignedIntSetting* GetSampleRateSetting() override {
@@ -100,10 +146,14 @@ class Compressor : public CPCMCompressor {
   }
   unsigned int SetOutputPacketType(IPacket::TPacketType type) override {
     Note("SetOutputPacketType");
-    return kFault == "NoPackets" ? 0 : CPCMCompressor::SetOutputPacketType(type);
+    return kFault == "NoPackets" ? 0 : CPCMCompressor::SetOutputPacketType(type) | (kFault == "AnyPackets" ? 1U : 0U);
   }
   RhoStatus CompressFrameBegin(KelAudio_t* format) override {
     Note("CompressFrameBegin");
+    g_current = this;
+    if (kFault == "BeginsOnce" && m_hasBegun) {
+      return kRhoStatusSuccess;
+    }
     m_hasBegun = true;
     if (kFault == "Uninitialised") {
       SetFrameRateHint(20.0 + UnknownByte() % 8);
@@ -122,7 +172,16 @@ class Compressor : public CPCMCompressor {
       std::abort();
     }
     const bool fails = in == nullptr ? kFault == "NoFlush" : kFault == "NoFrame";
-    return fails ? kRhoStatusBadArgument : CPCMCompressor::CompressFrame(in, out);
+    if (in != nullptr && in->dataSize != 0 && in->data != nullptr) {
+      SpoilInput(*in, in->data);
+    }
+    const bool skips = kFault == "SkipsSmall" && in != nullptr && in->sampleCount == 1;
+    const RhoStatus status = fails ? kRhoStatusBadArgument : skips ? 0 : CPCMCompressor::CompressFrame(in, out);
+    if (out != nullptr && static_cast<KelEncAudio_t*>(out)->packets != nullptr) {
+      m_bundle = static_cast<KelEncAudio_t*>(out)->packets;
+      SpoilOutput(in == nullptr);
+    }
+    return status;
   }
   RhoStatus CompressFrameEnd() override {
     Note("CompressFrameEnd");
@@ -130,11 +189,36 @@ class Compressor : public CPCMCompressor {
   }
   RhoStatus Release() override {
     Note("Release");
+    if (kFault == "OwnsPackets" && m_bundle != nullptr) {
+      m_bundle->destroy();
+    }
     return CPCMCompressor::Release();
   }
 
  private:
+  static void SpoilInput(const KelAudio_t& in, volatile unsigned char* bytes) {
+    const unsigned char read = bytes[kFault == "ReadsBeyond" ? in.dataSize : 0];
+    if (kFault == "WritesInput") {
+      bytes[0] = read;
+    }
+    g_block = kFault == "Hoards" ? std::malloc(100) : nullptr;
+  }
+  void SpoilOutput(bool isFlush) {
+    for (unsigned long index = 0; index < m_bundle->size(); ++index) {
+      auto& packet = static_cast<TRHOAPIPacket&>(*m_bundle->get(index));
+      packet.m_time |= kFault == "TimesJump" || (kFault == "SharesState" && g_current != this) ? 1U : 0U;
+      const_cast<unsigned char&>(*packet.getData()) |= static_cast<unsigned char>(kFault == "ChangesBytes");
+    }
+    if (isFlush && (kFault == "LosesTail" || (kFault == "ClearsBundle" && m_bundle->size() > 2))) {
+      m_bundle->remove(m_bundle->size() - 1)->destroy();
+    } else if (isFlush && kFault == "GoesOn") {
+      CPCMCompressor::CompressFrameEnd();
+    }
+  }
+
   bool m_hasBegun = false;
+  Extra m_extra;
+  IPacketBundle* m_bundle = nullptr;
 };
 
 }  // namespace

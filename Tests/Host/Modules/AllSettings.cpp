@@ -71,6 +71,16 @@ class AllSettingsCompressor : public CPCMCompressor {
     codec = kCodec;
   }
   ISetting* GetNonStandardSettings() override { return &m_all; }
+  IAudioCompressor* CreateCopy() override {
+    return NullOnFailure([this]() -> IAudioCompressor* {
+      auto copy = std::make_unique<AllSettingsCompressor>();
+      copy->CPCMCompressor::operator=(*this);
+      copy->m_all = m_all;
+      // The copy of a container has no labels.
+      static_cast<SettingArray&>(*copy->m_all.GetSetting(m_all.GetNumberOfSettings() - 1)).SetPresetLabel("Inner");
+      return copy.release();
+    });
+  }
 
  private:
   SettingArray m_all;

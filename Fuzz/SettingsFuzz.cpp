@@ -1,0 +1,78 @@
+// Settings of every kind, containers among them: values go in and come out, copies are equal and independent.
+
+#include "Fuzz/Fuzz.h"
+#include "Host/Errors.h"
+#include "Host/Module.h"
+#include "Host/SettingKinds.h"
+#include "Host/SettingText.h"
+#include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
+#include "Tests/Support/Settings.h"
+
+#include <cmath>
+
+namespace {
+
+std::string Describe(ISetting* setting) {
+  if (setting == nullptr || setting->GetType() != kSettingTypeArray) {
+    return setting == nullptr ? "null" : ReadSlots(setting, 2, kCommonGetters) + ValueText(*setting);
+  }
+  auto& container = static_cast<ISettingArray&>(*setting);
+  std::string text = std::to_string(setting->GetIsActive());
+  for (unsigned index = 0; index < container.GetNumberOfSettings(); ++index) {
+    text += Describe(container.GetSetting(index));
+  }
+  return text;
+}
+
+struct Change {
+  unsigned number;
+  std::string text;
+
+  void operator()(ISettingArray& setting) const {
+    const ISetting* const one = setting.GetSetting(number % 13);
+    static_cast<SettingArray&>(setting).AddSetting(one == nullptr ? nullptr : one->CreateCopy());
+  }
+  template <class Number>
+  void operator()(INumericSetting<Number>& setting) const {
+    const auto key = [](auto n) { return std::is_integral_v<Number> ? n : std::trunc((n + 5e-5) * 1000); };
+    const auto more = static_cast<Number>(std::is_integral_v<Number> ? number : number / 1e4);
+    const Number value = setting.GetAllowableValue(number % 4) + more;
+    unsigned index = 0;
+    while (index < setting.GetNumberOfAllowableValues() && key(setting.GetAllowableValue(index)) != key(value)) {
+      ++index;
+    }
+    const bool isListed = index < setting.GetNumberOfAllowableValues();
+    const Number expected = isListed || setting.GetIsValueConstrained() == 0 ? value : setting.GetValue();
+    setting.SetValue(value);
+    Expect(setting.FindIndexOf(value) == (isListed ? static_cast<int>(index) : -1) && setting.GetValue() == expected);
+  }
+  void operator()(ISetting& setting) const {
+    try {
+      SetValueText(setting, text);
+    } catch (const WrongUse&) {  // then it is as before
+    }
+  }
+};
+
+}  // namespace
+
+void Fuzz(FuzzedDataProvider& data) {
+  const CompressorOwner codec(CreateAudioCompressor(0, 0));
+  const std::unique_ptr<ISetting> all(codec->GetNonStandardSettings()->CreateCopy());
+  for (std::string before = Describe(all.get()); data.remaining_bytes() != 0 && before.size() < 5000;) {
+    const std::unique_ptr<ISetting> copy(all->CreateCopy());
+    ISetting* setting = all.get();
+    while (setting != nullptr && setting->GetType() == kSettingTypeArray && data.ConsumeBool()) {
+      setting = static_cast<ISettingArray*>(setting)->GetSetting(data.ConsumeIntegralInRange(0U, 12U));
+    }
+    const auto number = data.ConsumeIntegralInRange(0U, 65535U);
+    const Change change{number, data.ConsumeRandomLengthString(300)};
+    if (setting != nullptr) {
+      VisitSetting(*setting, change);
+      setting->SetToolTipText(change.text.c_str());
+      setting->SetIsActive(number);
+    }
+    Expect(Describe(copy.get()) == before);
+    before = Describe(all.get());
+  }
+}
