@@ -113,7 +113,8 @@ TEST_P(EveryCall, ThatFailsEndsInAWholeResultOrATrueMessage) {
   faults.resize(any == "*" ? faults.size() : 2);
   for (const auto& [function, error] : faults) {
     for (int nth = 1;; nth += STEP) {
-      const Outcome outcome = RunWithFault(m_command, function + ':' + std::to_string(nth) + ':' + error);
+      const Outcome outcome = RunWithFault(
+          m_command, std::string(function).append(":").append(std::to_string(nth)).append(":").append(error));
       if (!m_occurred) {
         EXPECT_TRUE(nth > 20 || function != "*") << "too few calls are seen";
         break;

@@ -16,11 +16,11 @@ std::string Text(bool answer) { return answer ? "true" : "false"; }
 
 /// In a folder with the files "a" and "tree/b/c", each of 20000 bytes.
 struct Operation {
-  const char* name;
-  std::string (*run)();      ///< the answer
-  const char* failures;      ///< other answers that are documented
-  bool isWhole = true;       ///< a failure leaves everything as it was
-  const char* unfelt = "-";  ///< functions whose failure is not told
+  const char* name = "";
+  std::string (*run)() = nullptr;  ///< the answer
+  const char* failures = "";       ///< other answers that are documented
+  bool isWhole = true;             ///< a failure leaves everything as it was
+  const char* unfelt = "-";        ///< functions whose failure is not told
 };
 
 const Operation kOperations[] = {
