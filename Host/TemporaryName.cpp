@@ -178,9 +178,10 @@ void RemoveTemporaryFilesOnSignals() {
   struct sigaction end {};
   end.sa_handler = RemoveFilesAndEnd;
   sigfillset(&end.sa_mask);
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV}) {
     struct sigaction previous {};
-    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler != SIG_IGN) {
+    // One that is ignored stays so; and sanitizers have handlers for crashes.
+    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_DFL) {
       sigaction(signal, &end, nullptr);
     }
   }

@@ -36,7 +36,8 @@ class TemporaryName {
 /// For the end of the process, on any thread: removes every file that has a TemporaryName. No more can be made.
 void RemoveTemporaryFilesForGood();
 
-/// For the start of the program: from now on SIGHUP, SIGINT, SIGQUIT, SIGTERM and SIGXCPU remove every file that has a
-/// TemporaryName and then end the process as they always do, so that a shell sees 128 + n; one that is ignored stays
-/// ignored. SIGPIPE and SIGXFSZ are ignored: writing to a closed pipe or beyond a size limit fails with an errno.
+/// For the start of the program: from now on SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU and the signals of a crash
+/// remove every file that has a TemporaryName and then end the process as they always do, so that a shell sees 128 + n;
+/// one that is ignored or handled stays so. SIGPIPE and SIGXFSZ are ignored: writing to a closed pipe or beyond a size
+/// limit fails with an errno.
 void RemoveTemporaryFilesOnSignals();
