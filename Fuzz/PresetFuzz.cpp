@@ -9,8 +9,8 @@
 void Fuzz(FuzzedDataProvider& data) {
   static const TemporaryFolder folder;
   static const std::string path = folder / "preset";
-  const CompressorOwner codec(CreateAudioCompressor(0, 0));
-  const CompressorOwner other(CreateAudioCompressor(0, 0));
+  const CompressorOwner codec(CreateAudioCompressor(FourCharacterCode("TEST"), FourCharacterCode("ALL\1")));
+  const CompressorOwner other(CreateAudioCompressor(FourCharacterCode("TEST"), FourCharacterCode("ALL\1")));
   try {
     if (data.ConsumeBool()) {
       folder.Write("preset", data.ConsumeRemainingBytesAsString());

@@ -57,7 +57,7 @@ struct Change {
 }  // namespace
 
 void Fuzz(FuzzedDataProvider& data) {
-  const CompressorOwner codec(CreateAudioCompressor(0, 0));
+  const CompressorOwner codec(CreateAudioCompressor(FourCharacterCode("TEST"), FourCharacterCode("ALL\1")));
   const std::unique_ptr<ISetting> all(codec->GetNonStandardSettings()->CreateCopy());
   for (std::string before = Describe(all.get()); data.remaining_bytes() != 0 && before.size() < 5000;) {
     const std::unique_ptr<ISetting> copy(all->CreateCopy());

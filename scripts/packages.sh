@@ -6,8 +6,8 @@ build_packages=(
   uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev mkvtoolnix
-  sound-theme-freedesktop sox
+  alsa-utils binutils ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev libxml2-utils
+  mkvtoolnix sound-theme-freedesktop sox
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
 check_packages=(

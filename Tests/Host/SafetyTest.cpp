@@ -131,7 +131,7 @@ TEST_F(SafetyTest, VerifyingFindsWhatHasChangedOnTheDisk) {
   Run("for i in 1 2 3 4 5 6 7 8 9; do cat in.wav in.wav; done >more; cat endless.wav more | rhohost - whole.mkv");
   const std::string whole = Read("whole.mkv");
   const std::string block = "\xA3\x59\x04\x81";
-  constexpr std::size_t k12Blocks = 12 * 6407;
+  constexpr std::size_t k12Blocks = std::size_t{12} * 6407;
   for (const auto& [after, distance, says] : {
            Change{"matrosk", 0, "packet 0 at sample frame 0 cannot be read back: not called a Matroska file"},
            {"A_PCM/INT/LI", 0, "the track's format differs from what was encoded"},

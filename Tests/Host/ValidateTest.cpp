@@ -17,6 +17,8 @@ struct ModuleCase {
   const char* mayFail = "nothing";  ///< a pattern for those that may fail as a consequence
 };
 
+void PrintTo(const ModuleCase& tested, std::ostream* out) { *out << tested.module; }
+
 const std::vector<ModuleCase> kModules {
   {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, "settings.preset-labels"},
       {"NoEntryPoint", "load.entry-points", ".*"}, {"CrashesOnLoad", "load.binds-at-once", ".*"},
