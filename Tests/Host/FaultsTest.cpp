@@ -92,6 +92,8 @@ struct Scenario {
   const char* command;
   const char* again = "";      ///< what to add for completing what an earlier run has left
   const char* function = "*";  ///< that is to fail
+
+  friend void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
 };
 
 class EveryCall : public FaultsTest, public testing::WithParamInterface<Scenario> {
