@@ -34,7 +34,8 @@ void Fuzz(FuzzedDataProvider& data) {
   const auto milliseconds = ((part[0] * 60 + part[1]) * 60 + part[2]) * 1000 + part[3];
   Expect(milliseconds == (from == 0 ? 0 : time * 1000 / from));
   const auto rebased = static_cast<double>(KelUtils::rebaseTime(time, from, to));
-  const double exact = static_cast<double>(time) * static_cast<double>(to) / static_cast<double>(from);
+  const double exact =
+      from == 0 ? HUGE_VAL : static_cast<double>(time) * static_cast<double>(to) / static_cast<double>(from);
   Expect(!(exact < 0x1p64) || std::fabs(exact - rebased) <= 0.5 + exact * 0x1p-50);
 
   double difference = 0;

@@ -36,7 +36,8 @@ void ExpectSameState(const SettingState& expected, const SettingState& came, con
     const std::string other = came.value(key, SettingState()).dump();
     std::string what = key;
     what.append(" of \"").append(expected["name"].get<std::string>()).append("\" ").append(Shortened(text));
-    Expect(text == other, what + " after " + action, Shortened(other));
+    what.append(" after ").append(action);
+    Expect(text == other, what, Shortened(other));
   }
 }
 

@@ -58,7 +58,7 @@ TEST_P(ValidateTest, FindsTheFault) {
   const auto& [module, finds, mayFail] = GetParam();
   const std::string path = module.starts_with('/') ? module : BAD_MODULES "/" + module + ".so";
   // Processes with sanitizers start slowly: there the groups that are to find something must do.
-  const std::string only = IS_SANITIZED ? std::regex_replace(finds, std::regex("(\\w+)\\.\\S+"), " --only '$1.*'") : "";
+  const std::string only = IS_SANITIZED ? std::regex_replace(finds, std::regex(R"((\w+)\.\S+)"), " --only '$1.*'") : "";
   const Outcome outcome = RunHost("rhohost validate --json " + path + only);
   const Json report = Json::parse(outcome.output);
   std::string failed;
