@@ -74,6 +74,5 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
     verification->Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
   file.Commit();
-  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_isToBeVerified,
-          m_source.MissingText()};
+  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source.MissingText()};
 }

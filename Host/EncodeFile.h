@@ -36,7 +36,6 @@ struct EncodingResult {
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
   std::uint64_t clippedSamples = 0;
-  bool isVerified = false;
   std::string missingText;  ///< SoundInput::MissingText
 };
 

@@ -42,7 +42,7 @@ std::string SummaryText(const FileEncoding& encoding, const EncodingResult& resu
   const std::string notes = NotesText(result);
   return (encoding.Output() == "-" ? "standard output" : encoding.Output()) + ": " + FormatText(encoding) + ", " +
          TimeText(result.sampleFrames, encoding.Format().sampleRate) + " in " +
-         CountText(result.packets, "packet", "packets") + (result.isVerified ? ", verified, " : ", ") +
+         CountText(result.packets, "packet", "packets") + (encoding.IsToBeVerified() ? ", verified, " : ", ") +
          std::to_string(static_cast<unsigned long long>(timesRealTime)) + " x real time" +
          (notes.empty() ? "" : "; " + notes);
 }

@@ -79,7 +79,7 @@ void FailEach(const MakeAttempt& makeAttempt) {
 struct CreateAttempt {
   const CheckedModule& module;
   const CompressorInfo& info;
-  CheckedCompressor compressor = nullptr;
+  CompressorOwner compressor = nullptr;
   bool hasThrown = false;
 
   void Try() { compressor.reset(module.Create(info.manufacturer, info.codec)); }
@@ -89,8 +89,8 @@ struct CreateAttempt {
 };
 
 struct CopyAttempt {
-  const CheckedCompressor& compressor;
-  CheckedCompressor copy = nullptr;
+  const CompressorOwner& compressor;
+  CompressorOwner copy = nullptr;
   bool hasThrown = false;
 
   void Try() { copy.reset(compressor->CreateCopy()); }
@@ -98,7 +98,7 @@ struct CopyAttempt {
 };
 
 struct RunAttempt {
-  CheckedCompressor compressor;
+  CompressorOwner compressor;
   const TestInput& input;
   const std::string& expected;
   std::unique_ptr<OutputRecord> out = std::make_unique<OutputRecord>(input.SampleRate());
@@ -129,7 +129,7 @@ void CreatesWithoutMemory(const std::string& module) {
 
 void CopiesWithoutMemory(const std::string& module) {
   const CheckedModule checked(module);
-  const CheckedCompressor compressor = checked.CreateCompressor();
+  const CompressorOwner compressor = checked.CreateCompressor();
   const TestInput input(*compressor);
   OutputRecord out(input.SampleRate());
   compressor->CompressFrameBegin(nullptr);
@@ -142,7 +142,7 @@ void RunsWithoutMemory(const std::string& module) {
   std::optional<TestInput> input;
   std::string expected;
   {
-    const CheckedCompressor compressor = checked.CreateCompressor();
+    const CompressorOwner compressor = checked.CreateCompressor();
     input.emplace(*compressor);
     expected = input->Run(*compressor);
   }

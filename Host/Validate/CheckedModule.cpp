@@ -42,8 +42,8 @@ std::vector<CompressorInfo> CheckedModule::Infos() const {
   return infos;
 }
 
-CheckedCompressor CheckedModule::CreateCompressor(const CompressorInfo& info) const {
-  CheckedCompressor compressor(Create(info.manufacturer, info.codec));
+CompressorOwner CheckedModule::CreateCompressor(const CompressorInfo& info) const {
+  CompressorOwner compressor(Create(info.manufacturer, info.codec));
   Expect(compressor != nullptr, "a compressor of " + InfoText(info), "null");
   return compressor;
 }

@@ -3,10 +3,10 @@
 /// The module that a check is made on: loaded by path, and nothing taken for granted. Whatever is not as it should be
 /// fails the check (CheckFailed).
 
+#include "Host/Module.h"
 #include "Host/Validate/Library.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,12 +21,6 @@ struct CompressorInfo {
 
 /// "ZAV LPCM, version 0x00010000".
 std::string InfoText(const CompressorInfo& info);
-
-/// Lets go of a compressor the way its interface asks for.
-struct CheckedCompressorReleaser {
-  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
-};
-using CheckedCompressor = std::unique_ptr<IAudioCompressor, CheckedCompressorReleaser>;
 
 class CheckedModule {
  public:
@@ -46,8 +40,8 @@ class CheckedModule {
   std::vector<CompressorInfo> Infos() const;
 
   /// A new compressor of these codes, or of the first that it announces.
-  CheckedCompressor CreateCompressor(const CompressorInfo& info) const;
-  CheckedCompressor CreateCompressor() const { return CreateCompressor(Infos().front()); }
+  CompressorOwner CreateCompressor(const CompressorInfo& info) const;
+  CompressorOwner CreateCompressor() const { return CreateCompressor(Infos().front()); }
 
   const Library& GetLibrary() const { return m_library; }
 

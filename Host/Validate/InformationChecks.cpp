@@ -69,7 +69,7 @@ void BearsAnyIndex(const std::string& path) {
 void AnnouncesTheSameAnywhere(const std::string& path) {
   const CheckedModule module(path);
   for (const CompressorInfo& info : module.Infos()) {
-    const CheckedCompressor compressor = module.CreateCompressor(info);
+    const CompressorOwner compressor = module.CreateCompressor(info);
     const char* const name = compressor->GetName();
     MustAgree(InfoText(info) + ", \"" + (name == nullptr ? "" : name) + "\"; ");
   }
@@ -88,7 +88,7 @@ void RefusesWrongCodes(const std::string& path) {
       const bool isAnnounced = std::any_of(infos.begin(), infos.end(), [m = m, c = c](const CompressorInfo& info) {
         return info.manufacturer == m && info.codec == c;
       });
-      const CheckedCompressor compressor(isAnnounced ? nullptr : module.Create(m, c));
+      const CompressorOwner compressor(isAnnounced ? nullptr : module.Create(m, c));
       Expect(compressor == nullptr, "no compressor of the codes " + InfoText({m, c, 0}), "one");
     }
   }
@@ -98,7 +98,7 @@ template <void (*CheckOne)(IAudioCompressor&, const CompressorInfo&)>
 void ForEachCompressor(const std::string& path) {
   const CheckedModule module(path);
   for (const CompressorInfo& info : module.Infos()) {
-    const CheckedCompressor compressor = module.CreateCompressor(info);
+    const CompressorOwner compressor = module.CreateCompressor(info);
     CheckOne(*compressor, info);
   }
 }

@@ -43,7 +43,7 @@ void CreatesAThousand(const std::string& path) {
 
 void RunsAThousandTimes(const std::string& path) {
   const CheckedModule module(path);
-  const CheckedCompressor compressor = module.CreateCompressor();
+  const CompressorOwner compressor = module.CreateCompressor();
   const TestInput input(*compressor);
   ExpectFlat([&] {
     OutputRecord out(input.SampleRate());
@@ -51,8 +51,8 @@ void RunsAThousandTimes(const std::string& path) {
   });
 }
 
-CheckedCompressor CopyOf(IAudioCompressor& compressor) {
-  CheckedCompressor copy(compressor.CreateCopy());
+CompressorOwner CopyOf(IAudioCompressor& compressor) {
+  CompressorOwner copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy", "null");
   return copy;
 }
@@ -77,7 +77,7 @@ void CopiesGoInAnyOrder(const std::string& path) {
   std::array<std::size_t, 3> order{0, 1, 2};
   std::string first;
   do {
-    std::array<CheckedCompressor, 3> compressors;
+    std::array<CompressorOwner, 3> compressors;
     compressors[0] = module.CreateCompressor();
     const TestInput input(*compressors[0]);
     OutputRecord out(input.SampleRate());
@@ -95,7 +95,7 @@ void CopiesGoInAnyOrder(const std::string& path) {
 
 void LeavesItsOutput(const std::string& path) {
   const CheckedModule module(path);
-  CheckedCompressor compressor = module.CreateCompressor();
+  CompressorOwner compressor = module.CreateCompressor();
   const TestInput input(*compressor);
   OutputRecord out(input.SampleRate());
   Begin(*compressor, input, out);
@@ -114,7 +114,7 @@ void LeavesItsOutput(const std::string& path) {
 
 void IsSettledFromTheStart(const std::string& path) {
   const CheckedModule module(path);
-  const CheckedCompressor compressor = module.CreateCompressor();
+  const CompressorOwner compressor = module.CreateCompressor();
   const TestInput input(*compressor);
   for (int time = 0; time < 2; ++time) {
     OutputRecord out(input.SampleRate());
@@ -147,14 +147,14 @@ void Call(char letter, IAudioCompressor& compressor, const TestInput& input, Kel
 
 void BearsAnyOrder(const std::string& path) {
   const CheckedModule module(path);
-  const CheckedCompressor reference = module.CreateCompressor();
+  const CompressorOwner reference = module.CreateCompressor();
   const TestInput input(*reference);
   const std::string expected = input.Run(*reference);
   // begin, compress, flush, flush into nothing, end
   for (const std::string_view calls :
        {"c",   "f",   "n",   "e",    "ee", "cfe",  "bb",     "be",  "bcb",   "bce",   "bcec",
         "bff", "bfc", "bfb", "bfbc", "bn", "bcnn", "bcfeef", "fbc", "ebcfc", "bcbcbc"}) {
-    const CheckedCompressor compressor = module.CreateCompressor();
+    const CompressorOwner compressor = module.CreateCompressor();
     OutputRecord out(input.SampleRate());
     for (const char letter : calls) {
       Call(letter, *compressor, input, out);

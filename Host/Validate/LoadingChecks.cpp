@@ -79,7 +79,7 @@ void LoadsTenTimes(const std::string& path) {
 
 /// Fails the check unless a compressor can be made, names itself as announced and is let go of.
 std::string Work(const CheckedModule& module) {
-  const CheckedCompressor compressor = module.CreateCompressor();
+  const CompressorOwner compressor = module.CreateCompressor();
   const char* const name = compressor->GetName();
   return InfoText(module.Infos().front()) + (name == nullptr ? "" : name);
 }

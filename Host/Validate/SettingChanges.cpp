@@ -191,7 +191,7 @@ void Transfer(IAudioCompressor& source, IAudioCompressor& target) {
 
 void CheckAllowed(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     VisitSetting(*named.setting, AllowedCheck{named.name});
   }
@@ -199,7 +199,7 @@ void CheckAllowed(const std::string& path) {
 
 void CheckNotAllowed(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   bool applies = false;
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     applies = VisitSetting(*named.setting, NotAllowedCheck{named.name}) || applies;
@@ -211,7 +211,7 @@ void CheckNotAllowed(const std::string& path) {
 
 void CheckFlags(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   for (const NamedSetting& named : ValueSettingsOf(*compressor)) {
     CheckFlagsOf(*named.setting, named.name);
   }
@@ -220,10 +220,10 @@ void CheckFlags(const std::string& path) {
 void CheckPresets(const std::string& path) {
   constexpr unsigned int kRandomOnes = 20;
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor source = NewCompressor(module);
+  const CompressorOwner source = NewCompressor(module);
   for (const Combination& combination : CombinationsOf(*source, kRandomOnes)) {
     combination.ApplyTo(*source);
-    const CheckedCompressor target = NewCompressor(module);
+    const CompressorOwner target = NewCompressor(module);
     try {
       Transfer(*source, *target);
     } catch (const WrongUse& refusal) {

@@ -64,8 +64,8 @@ void ChangeAll(IAudioCompressor& compressor) {
   compressor.ValidateSettings();
 }
 
-CheckedCompressor CopyOf(IAudioCompressor& compressor) {
-  CheckedCompressor copy(compressor.CreateCopy());
+CompressorOwner CopyOf(IAudioCompressor& compressor) {
+  CompressorOwner copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy of the compressor from CreateCopy", "null");
   if (copy.get() == &compressor) {
     static_cast<void>(copy.release());  // it is released once, as the original
@@ -79,7 +79,7 @@ CheckedCompressor CopyOf(IAudioCompressor& compressor) {
 void CheckCopies(const std::string& path) {
   SpoilFreedMemory();
   const CheckedModule module = LoadModule(path);
-  CheckedCompressor compressor = NewCompressor(module);
+  CompressorOwner compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     CheckCopiesOf(named);
   }
@@ -98,11 +98,11 @@ void CheckCopies(const std::string& path) {
 void CheckCompressorCopies(const std::string& path) {
   SpoilFreedMemory();
   const CheckedModule module = LoadModule(path);
-  CheckedCompressor original = NewCompressor(module);
+  CompressorOwner original = NewCompressor(module);
   ChangeAll(*original);
   const std::vector<SettingState> states = StatesOf(SettingsOf(*original));
 
-  CheckedCompressor copy = CopyOf(*original);
+  CompressorOwner copy = CopyOf(*original);
   ExpectSameStates(states, StatesOf(SettingsOf(*copy)), "CreateCopy of the compressor");
   Expect(copy->GetOutputPacketType() == original->GetOutputPacketType(),
          "output packet type " + std::to_string(original->GetOutputPacketType()) + " in a copy of the compressor",

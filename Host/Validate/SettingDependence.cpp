@@ -40,7 +40,7 @@ void TryValue(IAudioCompressor& compressor, const NamedSetting& named, const std
 void CheckValidation(const std::string& path) {
   constexpr unsigned int kRandomOnes = 50;
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   const std::vector<SettingState> fresh = StatesOf(SettingsOf(*compressor));
   compressor->ValidateSettings();
   ExpectSameStates(fresh, StatesOf(SettingsOf(*compressor)), "ValidateSettings of a new compressor");
@@ -56,10 +56,10 @@ void CheckValidation(const std::string& path) {
 
 void CheckOthers(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   const std::size_t count = ValueSettingsOf(*compressor).size();
   for (std::size_t place = 0; place < count; ++place) {
-    const CheckedCompressor changed = NewCompressor(module);
+    const CompressorOwner changed = NewCompressor(module);
     const std::vector<NamedSetting> settings = ValueSettingsOf(*changed);
     Expect(settings.size() == count, std::to_string(count) + " settings in every new compressor",
            std::to_string(settings.size()));

@@ -124,7 +124,7 @@ struct IndexCheck {
 template <class CheckOne>
 void CheckEach(const std::string& path, const std::string& reason) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   bool applies = false;
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     applies = VisitSetting(*named.setting, CheckOne{named.name}) || applies;
@@ -138,7 +138,7 @@ void CheckEach(const std::string& path, const std::string& reason) {
 
 void CheckSettingTexts(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   for (const auto& [what, text, use] : ShownTextsOf(*compressor)) {
     Expect(text != nullptr, what, "null");
     Expect(use == ShownText::Use::kValue || IsUtf8(text), what + " in UTF-8", Quoted(text));
@@ -148,7 +148,7 @@ void CheckSettingTexts(const std::string& path) {
 
 void CheckPresetLabels(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     // The tree falls back to the place where a label is taken.
     const std::string label = named.setting->GetPresetLabel();
@@ -159,7 +159,7 @@ void CheckPresetLabels(const std::string& path) {
 
 void CheckDefaults(const std::string& path) {
   const CheckedModule module = LoadModule(path);
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     const std::string fault = ValueFault(*named.setting);
     Expect(fault.empty(), "\"" + named.name + "\" to start with a value that it allows", fault);

@@ -57,7 +57,7 @@ void CheckHints(const std::string& path) {
     std::array<int, kHints.size()> order{0, 1, 2, 3};
     do {
       // The other operations of a new compressor are tried with its hints as they are.
-      const CheckedCompressor compressor = NewCompressor(module);
+      const CompressorOwner compressor = NewCompressor(module);
       std::string text;
       for (const int index : order) {
         kHints[static_cast<std::size_t>(index)](*compressor, setup);
@@ -75,7 +75,7 @@ void CheckRefusals(const std::string& path) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
-  const CheckedCompressor compressor = setup.NewCompressor(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
   const auto expectUsable = [&](const std::string& after) {
     setup.ApplyHintsTo(*compressor);
     ExpectSamePackets(expected, Encode(*compressor, setup, input, {1000}), "after " + after);

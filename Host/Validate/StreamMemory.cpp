@@ -35,7 +35,7 @@ void GiveAll(StreamRun& run, Bytes input, std::size_t bytesPerSampleFrame) {
 }
 
 /// Encodes `input` in blocks that lie at `edge`.
-void TryGuarded(CheckedCompressor& compressor, const StreamSetup& setup, Bytes input, GuardedBytes::Edge edge) {
+void TryGuarded(CompressorOwner& compressor, const StreamSetup& setup, Bytes input, GuardedBytes::Edge edge) {
   const std::size_t full = setup.SampleFramesPerPacket();
   const Blocks blocks{full, 0, 1, full - 1, full + 1, 2 * full, 3};
   StreamRun run(*compressor, setup);
@@ -63,7 +63,7 @@ void CheckInput(const std::string& path) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     for (const auto edge : {GuardedBytes::Edge::kBack, GuardedBytes::Edge::kFront}) {
-      CheckedCompressor compressor = setup.NewCompressor(module);
+      CompressorOwner compressor = setup.NewCompressor(module);
       TryGuarded(compressor, setup, input, edge);
     }
   });
@@ -76,7 +76,7 @@ void CheckOutput(const std::string& path) {
   const std::vector<unsigned char> input = SomeInput(setup);
   const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
 
-  CheckedCompressor compressor = setup.NewCompressor(module);
+  CompressorOwner compressor = setup.NewCompressor(module);
   auto run = std::make_unique<StreamRun>(*compressor, setup);
   GiveAll(*run, input, setup.format.BytesPerSampleFrame());
   run->Flush();
@@ -110,7 +110,7 @@ void CheckUntaken(const std::string& path) {
   const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
-  const CheckedCompressor compressor = setup.NewCompressor(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
   StreamRun run(*compressor, setup);
   GiveAll(run, input, setup.format.BytesPerSampleFrame());
   run.Flush();
@@ -127,7 +127,7 @@ void CheckMinute(const std::string& path) {
   const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> second = SomeInput(setup, setup.format.sampleRate);
-  const CheckedCompressor compressor = setup.NewCompressor(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
   StreamRun run(*compressor, setup);
   std::uint64_t position = 0;
   HeldMemory warm;

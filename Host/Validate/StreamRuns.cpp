@@ -32,7 +32,7 @@ struct SideRun {
 
   std::vector<unsigned char> input;
   std::vector<PacketRecord> expected;
-  CheckedCompressor compressor;
+  CompressorOwner compressor;
   StreamRun run;
   std::vector<PacketRecord> packets;
   Bytes left;
@@ -56,7 +56,7 @@ void CheckAfterFlush(const std::string& path) {
   const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
-  const CheckedCompressor compressor = setup.NewCompressor(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
   StreamRun run(*compressor, setup);
   run.Give(input);
   const StreamCall flush = run.Flush();
@@ -75,7 +75,7 @@ void CheckSecondRun(const std::string& path) {
   const CheckedModule module = LoadModule(path);
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
-    const CheckedCompressor compressor = setup.NewCompressor(module);
+    const CompressorOwner compressor = setup.NewCompressor(module);
     const std::vector<PacketRecord> first = Encode(*compressor, setup, input, {1000});
     ExpectSamePackets(first, Encode(*compressor, setup, input, {1000}),
                       "of a second run of the same input, with " + setup.name);
@@ -86,7 +86,7 @@ void CheckUnfinishedRun(const std::string& path) {
   const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
-  const CheckedCompressor compressor = setup.NewCompressor(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
   for (const bool isEnded : {true, false}) {
     {
       StreamRun run(*compressor, setup);
@@ -130,10 +130,10 @@ void CheckRunCopies(const std::string& path) {
   const std::size_t half = input.size() / setup.format.BytesPerSampleFrame() / 2 * setup.format.BytesPerSampleFrame();
   const Bytes rest = Bytes(input).subspan(half);
 
-  CheckedCompressor original = setup.NewCompressor(module);
+  CompressorOwner original = setup.NewCompressor(module);
   StreamRun run(*original, setup);
   std::vector<PacketRecord> packets = run.Give(Bytes(input).first(half)).packets;
-  const CheckedCompressor copy(original->CreateCopy());
+  const CompressorOwner copy(original->CreateCopy());
   if (copy == nullptr || copy.get() == original.get()) {
     throw CheckSkipped{"the compressor makes no copies"};
   }

@@ -27,7 +27,7 @@ bool OffersLinearPcm(IAudioCompressor& compressor) {
 /// Completes `setup` with what its settings come to in a new compressor, and sees that a run can begin. Throws Failure
 /// or WrongUse when the compressor does not take them together.
 void Complete(StreamSetup& setup, const CheckedModule& module) {
-  const CheckedCompressor compressor = NewCompressor(module);
+  const CompressorOwner compressor = NewCompressor(module);
   setup.isLinearPcm = OffersLinearPcm(*compressor);
   setup.ApplyTo(*compressor);
   setup.format = ChooseFormat(*compressor, {}, nullptr);
@@ -67,8 +67,8 @@ void StreamSetup::ApplyTo(IAudioCompressor& compressor) const {
   ApplyHintsTo(compressor);
 }
 
-CheckedCompressor StreamSetup::NewCompressor(const CheckedModule& module) const {
-  CheckedCompressor compressor = ::NewCompressor(module);
+CompressorOwner StreamSetup::NewCompressor(const CheckedModule& module) const {
+  CompressorOwner compressor = ::NewCompressor(module);
   ApplyTo(*compressor);
   return compressor;
 }

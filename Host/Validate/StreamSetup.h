@@ -22,7 +22,7 @@ struct StreamSetup {
   /// Both, in that order.
   void ApplyTo(IAudioCompressor& compressor) const;
   /// A new compressor set up like this.
-  CheckedCompressor NewCompressor(const CheckedModule& module) const;
+  CompressorOwner NewCompressor(const CheckedModule& module) const;
 
   /// A record of input, without any data yet.
   KelAudio_t InputRecord() const;

@@ -23,7 +23,7 @@ CheckedModule LoadModule(const std::string& path) {
   return OrSkip([&path] { return CheckedModule(path); });
 }
 
-CheckedCompressor NewCompressor(const CheckedModule& module) {
+CompressorOwner NewCompressor(const CheckedModule& module) {
   return OrSkip([&module] { return module.CreateCompressor(); });
 }
 

@@ -13,7 +13,7 @@
 CheckedModule LoadModule(const std::string& path);
 
 /// A new compressor of `module`, the first that it offers. It must not outlive the module.
-CheckedCompressor NewCompressor(const CheckedModule& module);
+CompressorOwner NewCompressor(const CheckedModule& module);
 
 /// All settings of `compressor`, as ListSettings names them, once nothing about them would harm who walks them.
 std::vector<NamedSetting> SettingsOf(IAudioCompressor& compressor);
