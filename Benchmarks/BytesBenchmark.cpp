@@ -2,9 +2,9 @@
 
 #include "Benchmarks/Ratios.h"
 #include "Toolbox/KelMemory.h"
-#include "Toolbox/KelUtils/Checksums.h"
-#include "Toolbox/KelUtils/CyclicRemainder.h"
-#include "Toolbox/KelUtils/Images.h"
+#include "Toolbox/KelUtils/Checksums/Checksums.h"
+#include "Toolbox/KelUtils/Checksums/Internal/CyclicRemainder.h"
+#include "Toolbox/KelUtils/Media/Images.h"
 
 #include <benchmark/benchmark.h>
 #include <libyuv/planar_functions.h>

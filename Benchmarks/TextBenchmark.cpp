@@ -4,10 +4,10 @@
 #include "Benchmarks/Allocations.h"
 #include "Benchmarks/Ratios.h"
 #include "RHOAPI/RhoapiSettings/EnumTexts.h"
-#include "Toolbox/KelUtils/Text.h"
-#include "Toolbox/KelUtils/TextEncoding.h"
-#include "Toolbox/KelUtils/TimeCodes.h"
-#include "Toolbox/KelUtils/Tokens.h"
+#include "Toolbox/KelUtils/Media/TimeCodes.h"
+#include "Toolbox/KelUtils/Text/Text.h"
+#include "Toolbox/KelUtils/Text/TextEncoding.h"
+#include "Toolbox/KelUtils/Text/Tokens.h"
 
 #include <absl/strings/escaping.h>
 #include <absl/strings/str_replace.h>

@@ -2,7 +2,7 @@
 
 #include "Fuzz/Fuzz.h"
 #include "Tests/Support/Images.h"
-#include "Toolbox/KelUtils/RowPacking.h"
+#include "Toolbox/KelUtils/Media/RowPacking.h"
 
 #include <climits>
 

@@ -2,8 +2,8 @@
 // of it leads there again.
 
 #include "Fuzz/Fuzz.h"
-#include "Host/Module.h"
-#include "Host/Preset.h"
+#include "Host/Plugin/Module.h"
+#include "Host/Settings/Preset.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 
 void Fuzz(FuzzedDataProvider& data) {

@@ -1,10 +1,10 @@
 // Settings of every kind, containers among them: values go in and come out, copies are equal and independent.
 
 #include "Fuzz/Fuzz.h"
-#include "Host/Errors.h"
-#include "Host/Module.h"
-#include "Host/SettingKinds.h"
-#include "Host/SettingText.h"
+#include "Host/Plugin/Module.h"
+#include "Host/Settings/SettingKinds.h"
+#include "Host/Settings/SettingText.h"
+#include "Host/Text/Errors.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 #include "Tests/Support/Settings.h"
 

@@ -1,7 +1,7 @@
 // Paths and texts, against slow versions and other libraries.
 
 #include "Fuzz/Fuzz.h"
-#include "Host/Utf8.h"
+#include "Host/Text/Utf8.h"
 #include "Toolbox/KelUtils.h"
 
 #include <nlohmann/json.hpp>

@@ -21,9 +21,9 @@
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RHOAPIPacketInterface.h"
 #include "RHOAPI/RhoapiSettingsInterface.h"
-#include "Toolbox/KelUtils/AudioBuffers.h"
-#include "Toolbox/KelUtils/ChannelModes.h"
-#include "Toolbox/KelUtils/FourCharacterCodes.h"
+#include "Toolbox/KelUtils/Media/AudioBuffers.h"
+#include "Toolbox/KelUtils/Media/ChannelModes.h"
+#include "Toolbox/KelUtils/Text/FourCharacterCodes.h"
 
 #include <list>
 

@@ -17,7 +17,7 @@
 ///   back. Only memory running out throws (std::bad_alloc).
 /// - A setting is used by one thread at a time. Its owner, normally the plug-in object, ends its life.
 
-#include "Toolbox/KelUtils/TimeCodes.h"
+#include "Toolbox/KelUtils/Media/TimeCodes.h"
 
 /// What GetType answers: which sub-interface a setting implements.
 enum ESettingType : unsigned int {

@@ -1,7 +1,7 @@
 #include "RHOAPI/RhoapiSettings/EnumTexts.h"
 
-#include "Toolbox/KelUtils/LowerByte.h"
-#include "Toolbox/KelUtils/Text.h"
+#include "Toolbox/KelUtils/Text/Internal/LowerByte.h"
+#include "Toolbox/KelUtils/Text/Text.h"
 
 #include <algorithm>
 #include <cstddef>

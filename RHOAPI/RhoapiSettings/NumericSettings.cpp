@@ -1,6 +1,6 @@
 #include "RHOAPI/RhoapiSettings/NumericSettings.h"
 
-#include "Toolbox/KelUtils/SaturatingCast.h"
+#include "Toolbox/KelUtils/Numbers/SaturatingCast.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Toolbox/KelUtils/Images.h"
+#include "Toolbox/KelUtils/Media/Images.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Toolbox/KelUtils/Text.h"
+#include "Toolbox/KelUtils/Text/Text.h"
 
 #include <iterator>
 #include <list>

@@ -1,8 +1,8 @@
-#include "Toolbox/KelUtils/AudioBuffers.h"
+#include "Toolbox/KelUtils/Media/AudioBuffers.h"
 
 #include "RHOAPI/RHOAPIPacket.h"
 #include "Tests/Support/Slots.h"
-#include "Toolbox/KelUtils/ChannelModes.h"
+#include "Toolbox/KelUtils/Media/ChannelModes.h"
 
 #include <gtest/gtest.h>
 #include <array>

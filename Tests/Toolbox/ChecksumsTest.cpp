@@ -1,7 +1,7 @@
-#include "Toolbox/KelUtils/Checksums.h"
+#include "Toolbox/KelUtils/Checksums/Checksums.h"
 
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/CyclicRemainder.h"
+#include "Toolbox/KelUtils/Checksums/Internal/CyclicRemainder.h"
 
 #include <gtest/gtest.h>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "Toolbox/KelUtils/ColorFormats.h"
+#include "Toolbox/KelUtils/Media/ColorFormats.h"
 
 #include <gtest/gtest.h>
 
@@ -62,7 +62,7 @@ TEST(ColorFormats, SwapTheirComponents) {
 TEST(ColorFormatsDeathTest, WithoutBytesAreReported) {
   for (const unsigned format : {7U, 12U, 16U, 29U, 33U, ~0U}) {
     EXPECT_DEATH(GetBytesPerPixel(static_cast<EColorFormats>(format)),
-                 "[: ]Toolbox/KelUtils/ColorFormats.cpp:[0-9]+: GetBytesPerPixel: Assertion `false' failed");
+                 "[: ]Toolbox/KelUtils/Media/ColorFormats.cpp:[0-9]+: GetBytesPerPixel: Assertion `false' failed");
   }
 }
 

@@ -1,8 +1,8 @@
 #include "Tests/Support/Slots.h"
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/Copying.h"
-#include "Toolbox/KelUtils/Text.h"
+#include "Toolbox/KelUtils/Files/Copying.h"
+#include "Toolbox/KelUtils/Text/Text.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/Files.h"
-#include "Toolbox/KelUtils/OpenFile.h"
+#include "Toolbox/KelUtils/Files/Files.h"
+#include "Toolbox/KelUtils/Files/OpenFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

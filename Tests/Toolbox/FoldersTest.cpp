@@ -1,9 +1,9 @@
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/Folders.h"
-#include "Toolbox/KelUtils/OpenFile.h"
-#include "Toolbox/KelUtils/OpenFolderPrivate.h"
-#include "Toolbox/KelUtils/Removal.h"
+#include "Toolbox/KelUtils/Files/Folders.h"
+#include "Toolbox/KelUtils/Files/Internal/OpenFolderPrivate.h"
+#include "Toolbox/KelUtils/Files/OpenFile.h"
+#include "Toolbox/KelUtils/Files/Removal.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

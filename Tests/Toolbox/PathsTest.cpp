@@ -1,7 +1,7 @@
 #include "Tests/Support/SlowVersions.h"
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/Paths.h"
-#include "Toolbox/KelUtils/UncPaths.h"
+#include "Toolbox/KelUtils/Files/Internal/UncPaths.h"
+#include "Toolbox/KelUtils/Files/Paths.h"
 
 #include <gtest/gtest.h>
 #include <list>

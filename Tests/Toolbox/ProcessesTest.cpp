@@ -1,8 +1,8 @@
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/Modules.h"
-#include "Toolbox/KelUtils/Processes.h"
-#include "Toolbox/KelUtils/SystemQueries.h"
+#include "Toolbox/KelUtils/Processes/Modules.h"
+#include "Toolbox/KelUtils/Processes/Processes.h"
+#include "Toolbox/KelUtils/Processes/SystemQueries.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

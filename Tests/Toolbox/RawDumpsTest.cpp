@@ -1,4 +1,4 @@
-#include "Toolbox/KelUtils/RawDumps.h"
+#include "Toolbox/KelUtils/Files/RawDumps.h"
 
 #include "Tests/Support/TemporaryFolder.h"
 

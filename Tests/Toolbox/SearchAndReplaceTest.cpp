@@ -1,5 +1,5 @@
 #include "Tests/Support/TemporaryFolder.h"
-#include "Toolbox/KelUtils/SearchAndReplace.h"
+#include "Toolbox/KelUtils/Files/SearchAndReplace.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 
-#include "Toolbox/KelUtils/SaturatingCast.h"
+#include "Toolbox/KelUtils/Numbers/SaturatingCast.h"
 
 #include <algorithm>
 #include <array>

@@ -1,0 +1,113 @@
+#include "Host/Audio/ChannelOrder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <numeric>
+
+namespace {
+
+/// A channel's place in WAV's order; -1 for channels that have none.
+int PlaceOf(int channel) {
+  switch (channel) {
+    case SF_CHANNEL_MAP_MONO:
+    case SF_CHANNEL_MAP_LEFT:
+    case SF_CHANNEL_MAP_FRONT_LEFT:
+      return 0;
+    case SF_CHANNEL_MAP_RIGHT:
+    case SF_CHANNEL_MAP_FRONT_RIGHT:
+      return 1;
+    case SF_CHANNEL_MAP_CENTER:
+    case SF_CHANNEL_MAP_FRONT_CENTER:
+      return 2;
+    case SF_CHANNEL_MAP_LFE:
+      return 3;
+    case SF_CHANNEL_MAP_REAR_LEFT:
+      return 4;
+    case SF_CHANNEL_MAP_REAR_RIGHT:
+      return 5;
+    case SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER:
+      return 6;
+    case SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER:
+      return 7;
+    case SF_CHANNEL_MAP_REAR_CENTER:
+      return 8;
+    case SF_CHANNEL_MAP_SIDE_LEFT:
+      return 9;
+    case SF_CHANNEL_MAP_SIDE_RIGHT:
+      return 10;
+    default:
+      return -1;
+  }
+}
+
+/// The channels of Vorbis and Opus, by their number, as both formats define them.
+std::vector<int> VorbisChannels(std::size_t count) {
+  constexpr int kLeft = SF_CHANNEL_MAP_FRONT_LEFT;
+  constexpr int kCenter = SF_CHANNEL_MAP_FRONT_CENTER;
+  constexpr int kRight = SF_CHANNEL_MAP_FRONT_RIGHT;
+  constexpr int kBackLeft = SF_CHANNEL_MAP_REAR_LEFT;
+  constexpr int kBackRight = SF_CHANNEL_MAP_REAR_RIGHT;
+  constexpr int kSideLeft = SF_CHANNEL_MAP_SIDE_LEFT;
+  constexpr int kSideRight = SF_CHANNEL_MAP_SIDE_RIGHT;
+  constexpr int kLfe = SF_CHANNEL_MAP_LFE;
+  switch (count) {
+    case 3:
+      return {kLeft, kCenter, kRight};
+    case 5:
+      return {kLeft, kCenter, kRight, kBackLeft, kBackRight};
+    case 6:
+      return {kLeft, kCenter, kRight, kBackLeft, kBackRight, kLfe};
+    case 7:
+      return {kLeft, kCenter, kRight, kSideLeft, kSideRight, SF_CHANNEL_MAP_REAR_CENTER, kLfe};
+    case 8:
+      return {kLeft, kCenter, kRight, kSideLeft, kSideRight, kBackLeft, kBackRight, kLfe};
+    default:
+      return {};
+  }
+}
+
+std::vector<int> ChannelsOf(SNDFILE* file, const SF_INFO& info) {
+  const auto count = static_cast<std::size_t>(info.channels);
+  const int subtype = info.format & SF_FORMAT_SUBMASK;
+  if (subtype == SF_FORMAT_VORBIS || subtype == SF_FORMAT_OPUS) {
+    return VorbisChannels(count);
+  }
+  // WAV's channels are in order by definition, and libsndfile's answer for AIFF is not to be relied on.
+  std::vector<int> channels(count);
+  if ((info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_CAF ||
+      sf_command(file, SFC_GET_CHANNEL_MAP_INFO, channels.data(), static_cast<int>(count * sizeof(int))) == SF_FALSE) {
+    channels.clear();
+  }
+  return channels;
+}
+
+}  // namespace
+
+std::vector<std::size_t> WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
+  std::vector<int> places = ChannelsOf(file, info);
+  std::transform(places.begin(), places.end(), places.begin(), PlaceOf);
+  std::vector<std::size_t> order(places.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
+  const bool isUnclear = std::any_of(places.begin(), places.end(), [](int place) { return place < 0; }) ||
+                         std::adjacent_find(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+                           return places[a] == places[b];
+                         }) != order.end();
+  if (isUnclear || std::is_sorted(order.begin(), order.end())) {
+    order.clear();
+  }
+  return order;
+}
+
+void ReorderChannels(void* samples, std::size_t frames, std::size_t sampleSize, const std::vector<std::size_t>& order) {
+  const std::size_t frameSize = order.size() * sampleSize;
+  std::vector<unsigned char> source(frameSize);
+  auto* frame = static_cast<unsigned char*>(samples);
+  for (std::size_t i = 0; i < frames; ++i, frame += frameSize) {
+    std::memcpy(source.data(), frame, frameSize);
+    for (std::size_t channel = 0; channel < order.size(); ++channel) {
+      std::memcpy(frame + channel * sampleSize, source.data() + order[channel] * sampleSize, sampleSize);
+    }
+  }
+}

@@ -1,0 +1,139 @@
+#include "Host/Audio/InputBytes.h"
+
+#include "Host/Text/Errors.h"
+#include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kMostKept = std::size_t{4} << 20;
+
+int OpenDescriptor(const std::string& path, const std::string& name) {
+  const bool isStandardInput = path == "-";
+  const int descriptor = isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                         : RetryInterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); });
+  if (descriptor < 0) {
+    throw SystemFailure(name, "open", errno);
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+InputBytes::InputBytes(const std::string& path)
+    : m_name(path == "-" ? "standard input" : path), m_descriptor(OpenDescriptor(path, m_name)) {
+  struct stat status {};
+  const bool isKnown = fstat(m_descriptor, &status) == 0;
+  const bool isFile = S_ISREG(status.st_mode);
+  const off_t position = isFile ? lseek(m_descriptor, 0, SEEK_CUR) : 0;
+  const int error = isKnown && position != -1 ? 0 : errno;
+  const bool isTerminal = path == "-" && isatty(m_descriptor) == 1;
+  if (error != 0 || S_ISDIR(status.st_mode) || isTerminal) {
+    close(m_descriptor);
+    if (error != 0) {
+      throw SystemFailure(m_name, "look at it", error);
+    }
+    if (isTerminal) {
+      throw WrongUse(m_name + ": is a terminal; send a sound through a pipe or name a file");
+    }
+    throw Failure(m_name + ": is a folder, not a sound file");
+  }
+  m_isStream = !isFile || position != 0;
+  m_length = m_isStream ? kEndless : static_cast<std::uint64_t>(status.st_size);
+}
+
+InputBytes::~InputBytes() { close(m_descriptor); }
+
+std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wanted) {
+  auto* bytes = static_cast<unsigned char*>(to);
+  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, m_length - std::min(m_length, position)));
+  if (m_isStream && m_keeping && position < kMostKept) {
+    KeepUpTo(position + std::min<std::uint64_t>(size, kMostKept - position));
+  }
+  std::size_t done = 0;
+  if (position < m_head.size()) {
+    done = std::min<std::size_t>(size, m_head.size() - static_cast<std::size_t>(position));
+    std::memcpy(bytes, m_head.data() + position, done);
+  }
+  if (done < size) {
+    done += m_isStream ? ReadStream(position + done, bytes + done, size - done)
+                       : ReadFile(position + done, bytes + done, size - done);
+  }
+  m_cameShort = done < wanted;
+  return done;
+}
+
+std::size_t InputBytes::ReadFile(std::uint64_t position, unsigned char* to, std::size_t size) {
+  const std::size_t done = ReadFully(position - m_head.size() + m_headFileEnd, to, size);
+  if (done < size) {
+    throw Failure(m_name + ": has become shorter while it was read");
+  }
+  return done;
+}
+
+std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, std::size_t size) {
+  if (position < m_streamPosition) {
+    throw Failure(m_name + ": a sound of this kind cannot be read from a pipe; save it to a file first");
+  }
+  if (position > m_streamPosition) {
+    return 0;
+  }
+  if (!m_keeping) {
+    m_head = {};
+  }
+  const std::size_t done = ReadFully(0, to, size);
+  m_streamPosition += done;
+  return done;
+}
+
+void InputBytes::KeepUpTo(std::uint64_t position) {
+  // What has streamed past without being kept leaves no place for more.
+  if (position <= m_head.size() || m_streamPosition != m_head.size()) {
+    return;
+  }
+  const std::size_t kept = m_head.size();
+  m_head.resize(static_cast<std::size_t>(position));
+  const std::size_t done = ReadFully(0, m_head.data() + kept, m_head.size() - kept);
+  m_head.resize(kept + done);
+  m_streamPosition = m_head.size();
+}
+
+std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = m_isStream
+                              ? read(m_descriptor, to + done, size - done)
+                              : pread(m_descriptor, to + done, size - done, static_cast<off_t>(filePosition + done));
+    if (count < 0 && errno == EAGAIN) {  // whoever made the pipe may have it so
+      pollfd ready{m_descriptor, POLLIN, 0};
+      poll(&ready, 1, -1);
+    } else if (count < 0 && errno != EINTR) {
+      throw SystemFailure(m_name, "read", errno);
+    }
+    if (count == 0) {
+      break;
+    }
+    done += count > 0 ? static_cast<std::size_t>(count) : 0;
+  }
+  return done;
+}
+
+void InputBytes::ReplaceHead(std::vector<unsigned char> head, std::uint64_t replaced) {
+  if (m_isStream) {
+    const std::size_t oldSize = m_head.size();
+    head.insert(head.end(), m_head.begin() + static_cast<std::ptrdiff_t>(replaced), m_head.end());
+    m_streamPosition += head.size() - oldSize;
+  } else {
+    m_headFileEnd = replaced;
+    m_length = m_length - replaced + head.size();
+  }
+  m_head = std::move(head);
+}

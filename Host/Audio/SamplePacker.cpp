@@ -1,0 +1,95 @@
+#include "Host/Audio/SamplePacker.h"
+
+#include <algorithm>
+#include <bit>
+#include <type_traits>
+
+namespace {
+
+inline void Put16(std::uint32_t value, unsigned char* to) {
+  to[0] = static_cast<unsigned char>(value);
+  to[1] = static_cast<unsigned char>(value >> 8);
+}
+
+inline void Put24(std::uint32_t value, unsigned char* to) {
+  Put16(value, to);
+  to[2] = static_cast<unsigned char>(value >> 16);
+}
+
+/// The upper `bits` of integers, which hold all that is significant.
+template <typename Sample>
+void PackExactly(const Sample* samples, std::size_t count, unsigned int bits, unsigned char* to) {
+  constexpr unsigned int kShift = 32 - 8 * sizeof(Sample);
+  if (bits == 16) {
+    for (std::size_t i = 0; i < count; ++i) {
+      Put16(static_cast<std::uint32_t>(samples[i]) << kShift >> 16, to + 2 * i);
+    }
+  } else {
+    for (std::size_t i = 0; i < count; ++i) {
+      Put24(static_cast<std::uint32_t>(samples[i]) << kShift >> 8, to + 3 * i);
+    }
+  }
+}
+
+}  // namespace
+
+SamplePacker::SamplePacker(SampleType type, unsigned int significantBits, unsigned int bits)
+    : m_type(type),
+      m_bits(bits),
+      m_isExact((type == SampleType::kInt16 || type == SampleType::kInt32) && significantBits <= bits) {}
+
+bool SamplePacker::IsIdentity() const {
+  return std::endian::native == std::endian::little && m_type == SampleType::kInt16 && m_bits == 16;
+}
+
+void SamplePacker::Pack(const void* samples, std::size_t count, unsigned char* to) {
+  const auto fullScale = static_cast<double>(1U << (m_bits - 1));
+  switch (m_type) {
+    case SampleType::kInt16:
+      PackExactly(static_cast<const std::int16_t*>(samples), count, m_bits, to);
+      break;
+    case SampleType::kInt32:
+      if (m_isExact) {
+        PackExactly(static_cast<const std::int32_t*>(samples), count, m_bits, to);
+      } else {
+        PackDithered(static_cast<const std::int32_t*>(samples), count, fullScale * 0x1p-31, to);
+      }
+      break;
+    case SampleType::kFloat:
+      PackDithered(static_cast<const float*>(samples), count, fullScale, to);
+      break;
+    case SampleType::kDouble:
+      PackDithered(static_cast<const double*>(samples), count, fullScale, to);
+      break;
+  }
+}
+
+template <typename Sample>
+void SamplePacker::PackDithered(const Sample* samples, std::size_t count, double scale, unsigned char* to) {
+  const std::int32_t limit = std::int32_t{1} << (m_bits - 1);
+  const std::size_t stride = BytesPerSample();
+  // Truncation rounds to the nearest integer when the numbers are positive and a half is added.
+  const double bias = limit + 1.5;
+  TriangularNoise noise = m_noise;
+  std::uint64_t clipped = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    double value = static_cast<double>(samples[i]) * scale;
+    double dither = noise.Next();
+    if constexpr (std::is_floating_point_v<Sample>) {
+      if (!(value >= -limit && value <= limit)) {
+        ++clipped;
+        dither = 0;
+        value = value > limit ? limit : value < -limit ? -limit : 0.0;
+      }
+    }
+    const auto rounded = static_cast<std::int32_t>(value + dither + bias) - (limit + 1);
+    const auto packed = static_cast<std::uint32_t>(std::clamp(rounded, -limit, limit - 1));
+    if (stride == 2) {
+      Put16(packed, to + 2 * i);
+    } else {
+      Put24(packed, to + 3 * i);
+    }
+  }
+  m_noise = noise;
+  m_clippedSamples += clipped;
+}

@@ -1,0 +1,248 @@
+#include "Host/Audio/SoundContainers.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <string_view>
+
+namespace {
+
+constexpr std::uint64_t kOpen32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::size_t kWavFirstChunk = 12;
+constexpr std::size_t kCafEditCount = 4;
+constexpr std::uint64_t kLongestCopied = std::uint64_t{1} << 20;
+
+constexpr std::string_view kAiffData = "SSND";
+
+/// How a family of containers strings its chunks together.
+struct ChunkGrammar {
+  std::string_view magic;  ///< the file's first bytes
+  std::size_t typeAt;      ///< where the type lies
+  std::string_view type;
+  std::size_t firstChunk;
+  std::size_t nameSize;
+  std::size_t sizeSize;
+  bool isBigEndian;
+  bool sizeCountsHeader;
+  std::uint64_t alignment;
+  std::string_view dataName;
+};
+
+constexpr std::array<ChunkGrammar, 8> kGrammars{{
+    {"RIFF", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
+    {"RF64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
+    {"BW64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
+    {"RIFX", 8, "WAVE", kWavFirstChunk, 4, 4, true, false, 2, "data"},
+    {"riff", 24, "wave", 40, 16, 8, false, true, 8, "data"},
+    {"FORM", 8, "AIFF", 12, 4, 4, true, false, 2, kAiffData},
+    {"FORM", 8, "AIFC", 12, 4, 4, true, false, 2, kAiffData},
+    {"caff", 0, "caff", 8, 4, 8, true, false, 1, "data"},
+}};
+
+using Head = std::array<unsigned char, 40>;
+
+bool HasText(const Head& head, std::size_t at, std::string_view text) {
+  return std::equal(text.begin(), text.end(), head.begin() + static_cast<std::ptrdiff_t>(at),
+                    [](char expected, unsigned char byte) { return static_cast<unsigned char>(expected) == byte; });
+}
+
+std::uint64_t Number(const unsigned char* bytes, std::size_t size, bool isBigEndian) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    value = value << 8 | bytes[isBigEndian ? i : size - 1 - i];
+  }
+  return value;
+}
+
+std::vector<unsigned char> NumberBytes(std::uint64_t value, std::size_t size, bool isBigEndian) {
+  std::vector<unsigned char> bytes(size);
+  for (std::size_t i = 0; i < size; ++i) {
+    bytes[isBigEndian ? size - 1 - i : i] = static_cast<unsigned char>(value >> (8 * i));
+  }
+  return bytes;
+}
+
+/// Reads one chunk's header after the other.
+class ChunkWalker {
+ public:
+  ChunkWalker(InputBytes& bytes, const ChunkGrammar& grammar)
+      : m_bytes(bytes), m_grammar(grammar), m_next(grammar.firstChunk) {}
+
+  /// Steps to the next chunk; false where there is none.
+  bool Next() {
+    const std::size_t headerSize = m_grammar.nameSize + m_grammar.sizeSize;
+    m_start = m_next;
+    if (m_bytes.ReadAt(m_start, m_header.data(), headerSize) != headerSize) {
+      return false;
+    }
+    m_body = m_start + headerSize;
+    m_size = Number(m_header.data() + m_grammar.nameSize, m_grammar.sizeSize, m_grammar.isBigEndian);
+    if (m_grammar.sizeCountsHeader) {
+      m_size = m_size < headerSize ? 0 : m_size - headerSize;
+    }
+    // A size beyond the end is the last chunk's.
+    const std::uint64_t padded = m_size + (m_grammar.alignment - m_size % m_grammar.alignment) % m_grammar.alignment;
+    m_next = padded < m_size || padded > InputBytes::kEndless - m_body ? InputBytes::kEndless : m_body + padded;
+    return true;
+  }
+
+  bool IsNamed(std::string_view name) const { return HasText(m_header, 0, name); }
+  std::uint64_t Start() const { return m_start; }
+  std::uint64_t Body() const { return m_body; }
+  std::uint64_t End() const { return m_next; }
+  std::uint64_t Size() const { return m_size; }
+
+ private:
+  InputBytes& m_bytes;
+  const ChunkGrammar& m_grammar;
+  Head m_header{};
+  std::uint64_t m_start = 0;
+  std::uint64_t m_body = 0;
+  std::uint64_t m_size = 0;
+  std::uint64_t m_next;
+};
+
+/// Whether a 32-bit size is one that writers leave who cannot come back to fill it in. A regular file may have such a
+/// size in earnest; then the size of the whole, in the header too, agrees with the file's.
+bool IsLeftOpen(std::uint64_t size, std::uint64_t wholeSize, bool isAiff, const InputBytes& bytes) {
+  if (size >= 0xFFFFF000) {
+    return true;
+  }
+  const bool isSuspect = size == 0 || (size >= (isAiff ? 0x7F000000 : 0x7FFF0000) && size <= 0x80000000);
+  const bool isInEarnest = !bytes.IsStream() && wholeSize + 8 <= bytes.Length() && bytes.Length() <= wholeSize + 9;
+  return isSuspect && !isInEarnest;
+}
+
+std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGrammar& grammar, const Head& head,
+                                          std::uint64_t size64, const InputBytes& bytes) {
+  if (grammar.sizeSize == 8) {
+    return data.End() == InputBytes::kEndless ? std::nullopt : std::optional(data.Size());
+  }
+  if (data.Size() == kOpen32 && size64 != 0 && size64 < InputBytes::kEndless) {
+    return size64;
+  }
+  const std::uint64_t wholeSize = Number(head.data() + 4, 4, grammar.isBigEndian);
+  return IsLeftOpen(data.Size(), wholeSize, grammar.dataName == kAiffData, bytes) ? std::nullopt
+                                                                                  : std::optional(data.Size());
+}
+
+/// Steps over what lies between the chunk's header and its samples.
+void SkipPreamble(SampleData& found, std::uint64_t preamble) {
+  found.start += preamble;
+  if (found.size) {
+    found.size = *found.size - std::min(*found.size, preamble);
+  }
+}
+
+std::optional<SampleData> FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const Head& head) {
+  std::uint64_t size64 = 0;
+  for (ChunkWalker chunk(bytes, grammar); chunk.Next();) {
+    std::array<unsigned char, 16> body{};
+    if (chunk.IsNamed("ds64") && bytes.ReadAt(chunk.Body(), body.data(), body.size()) == body.size()) {
+      size64 = Number(body.data() + 8, 8, false);
+    }
+    if (!chunk.IsNamed(grammar.dataName)) {
+      continue;
+    }
+    SampleData found;
+    found.start = chunk.Body();
+    found.size = PromisedSize(chunk, grammar, head, size64, bytes);
+    found.isLittleEndianWav = grammar.firstChunk == kWavFirstChunk && !grammar.isBigEndian;
+    found.isCaf = grammar.magic == "caff";
+    found.isW64 = grammar.magic == "riff";
+    if (found.isCaf) {
+      SkipPreamble(found, kCafEditCount);
+    } else if (grammar.dataName == kAiffData) {
+      bytes.ReadAt(chunk.Body(), body.data(), 4);
+      SkipPreamble(found, 8 + Number(body.data(), 4, true));
+    }
+    return found;
+  }
+  return std::nullopt;
+}
+
+/// Whether RF64 may hold samples of this format, in libsndfile's view: integers, floating point, A-law, mu-law.
+bool IsPlainWavFormat(InputBytes& bytes, std::uint64_t formatAt) {
+  constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, 0xFFFE};
+  std::array<unsigned char, 2> tag{};
+  bytes.ReadAt(formatAt, tag.data(), tag.size());
+  return std::find(kPlain.begin(), kPlain.end(), Number(tag.data(), tag.size(), false)) != kPlain.end();
+}
+
+std::optional<SampleData> FindInAu(const Head& head) {
+  const bool isBigEndian = HasText(head, 0, ".snd");
+  if (!isBigEndian && !HasText(head, 0, "dns.")) {
+    return std::nullopt;
+  }
+  SampleData found;
+  found.start = Number(head.data() + 4, 4, isBigEndian);
+  const std::uint64_t size = Number(head.data() + 8, 4, isBigEndian);
+  if (size != kOpen32) {
+    found.size = size;
+  }
+  return found;
+}
+
+}  // namespace
+
+std::optional<SampleData> FindSampleData(InputBytes& bytes) {
+  Head head{};
+  bytes.ReadAt(0, head.data(), head.size());
+  for (const ChunkGrammar& grammar : kGrammars) {
+    if (HasText(head, 0, grammar.magic) && HasText(head, grammar.typeAt, grammar.type)) {
+      return FindInChunks(bytes, grammar, head);
+    }
+  }
+  return FindInAu(head);
+}
+
+void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
+  std::vector<unsigned char> head;
+  const auto append = [&head](const auto& values) {
+    for (const auto value : values) {
+      head.push_back(static_cast<unsigned char>(value));
+    }
+  };
+  const auto appendText = [&append](std::string_view text) { append(text); };
+  const auto appendNumber = [&append](std::uint64_t value, std::size_t width) {
+    append(NumberBytes(value, width, false));
+  };
+
+  appendText("RF64");
+  appendNumber(kOpen32, 4);
+  appendText("WAVEds64");
+  appendNumber(28, 4);
+  const std::size_t wholeSizeAt = head.size();
+  appendNumber(0, 8);
+  appendNumber(size, 8);
+  appendNumber(0, 8);  // number of sample frames: left to the reader
+  appendNumber(0, 4);  // no table of other long chunks
+  for (ChunkWalker chunk(bytes, kGrammars[0]); chunk.Next() && !chunk.IsNamed("data");) {
+    const std::uint64_t length = chunk.End() - chunk.Start();
+    if (chunk.IsNamed("fmt ") && !IsPlainWavFormat(bytes, chunk.Body())) {
+      return;
+    }
+    if (!chunk.IsNamed("ds64") && length <= kLongestCopied) {
+      std::vector<unsigned char> copy(static_cast<std::size_t>(length));
+      bytes.ReadAt(chunk.Start(), copy.data(), copy.size());
+      append(copy);
+    }
+  }
+  appendText("data");
+  appendNumber(kOpen32, 4);
+  const std::vector<unsigned char> wholeSize = NumberBytes(head.size() - 8 + size, 8, false);
+  std::copy(wholeSize.begin(), wholeSize.end(), head.begin() + static_cast<std::ptrdiff_t>(wholeSizeAt));
+  bytes.ReplaceHead(std::move(head), data.start);
+}
+
+void SetCafSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
+  if (data.start > kLongestCopied) {
+    return;
+  }
+  std::vector<unsigned char> head(static_cast<std::size_t>(data.start));
+  bytes.ReadAt(0, head.data(), head.size());
+  const std::vector<unsigned char> sizeBytes = NumberBytes(size + kCafEditCount, 8, true);
+  std::copy(sizeBytes.begin(), sizeBytes.end(), head.end() - kCafEditCount - 8);
+  bytes.ReplaceHead(std::move(head), data.start);
+}

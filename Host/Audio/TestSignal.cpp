@@ -1,0 +1,43 @@
+#include "Host/Audio/TestSignal.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace {
+
+constexpr std::size_t kFramesPerBlock = 1024;
+constexpr double kAmplitude = 0.5;
+constexpr double kLowestPitch = 55.0;
+constexpr double kHighestStep = 0.45;
+
+}  // namespace
+
+TestSignal::TestSignal(unsigned int rate, unsigned int channels, double seconds)
+    : m_format{.name = "test signal",
+               .sampleRate = rate,
+               .channels = channels,
+               .sampleType = SampleType::kDouble,
+               .significantBits = 53,
+               .frames = static_cast<std::uint64_t>(std::llround(seconds * rate))},
+      m_samples(kFramesPerBlock * channels) {
+  for (unsigned int channel = 0; channel < channels; ++channel) {
+    const double step = kLowestPitch * (channel + 1) / rate;
+    m_sweeps.push_back({step, std::pow(kHighestStep / step, 1 / std::max(seconds * rate, 1.0))});
+  }
+}
+
+SampleBlock TestSignal::Read() {
+  const auto frames = static_cast<std::size_t>(std::min<std::uint64_t>(kFramesPerBlock, *m_format.frames - m_position));
+  auto sample = m_samples.begin();
+  for (std::size_t frame = 0; frame < frames; ++frame) {
+    for (Sweep& sweep : m_sweeps) {
+      *sample++ = kAmplitude * std::sin(2 * std::numbers::pi * sweep.phase);
+      sweep.phase += sweep.step;
+      sweep.phase -= std::floor(sweep.phase);
+      sweep.step *= sweep.growth;
+    }
+  }
+  m_position += frames;
+  return {m_samples.data(), frames};
+}

@@ -1,0 +1,65 @@
+#include "Host/Audio/VirtualFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
+
+}  // namespace
+
+SoundFile VirtualFile::Open(SF_INFO& info) {
+  m_position = 0;
+  SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
+  // The library keeps why it refused a file in one place for all threads.
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  SoundFile file(sf_open_virtual(&io, SFM_READ, &info, this));
+  if (file == nullptr) {
+    m_openError = sf_error(nullptr);
+    m_openErrorText = sf_strerror(nullptr);
+  }
+  return file;
+}
+
+void VirtualFile::RethrowFailure() {
+  if (m_failure) {
+    std::rethrow_exception(std::exchange(m_failure, nullptr));
+  }
+}
+
+sf_count_t VirtualFile::Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
+
+sf_count_t VirtualFile::Tell(void* user) { return Self(user).m_position; }
+
+sf_count_t VirtualFile::Seek(sf_count_t offset, int whence, void* user) {
+  VirtualFile& self = Self(user);
+  const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? self.m_position : Length(user);
+  if ((whence == SEEK_END && self.m_isEndHidden) || offset < -base ||
+      offset > std::numeric_limits<sf_count_t>::max() - base) {
+    return -1;
+  }
+  self.m_position = base + offset;
+  return self.m_position;
+}
+
+sf_count_t VirtualFile::Read(void* to, sf_count_t count, void* user) {
+  VirtualFile& self = Self(user);
+  if (self.m_failure || count <= 0) {
+    return 0;
+  }
+  try {
+    const std::size_t done =
+        self.m_bytes.ReadAt(static_cast<std::uint64_t>(self.m_position), to, static_cast<std::size_t>(count));
+    self.m_position += static_cast<sf_count_t>(done);
+    return static_cast<sf_count_t>(done);
+  } catch (...) {
+    self.m_failure = std::current_exception();
+    return 0;
+  }
+}

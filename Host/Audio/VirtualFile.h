@@ -1,0 +1,54 @@
+#pragma once
+
+/// InputBytes as libsndfile's input. The library's C code cannot let exceptions through, so a failure waits here until
+/// the call is over.
+
+#include "Host/Audio/InputBytes.h"
+
+#include <sndfile.h>
+#include <exception>
+#include <memory>
+#include <string>
+
+struct SoundFileCloser {
+  void operator()(SNDFILE* file) const { sf_close(file); }
+};
+
+/// Owns libsndfile's handle.
+using SoundFile = std::unique_ptr<SNDFILE, SoundFileCloser>;
+
+class VirtualFile {
+ public:
+  /// The bytes must outlive this object, and this object every handle that it opened.
+  explicit VirtualFile(InputBytes& bytes) : m_bytes(bytes) {}
+
+  VirtualFile(const VirtualFile&) = delete;
+  VirtualFile& operator=(const VirtualFile&) = delete;
+
+  /// Opens the bytes from their start for reading; null where libsndfile refuses.
+  SoundFile Open(SF_INFO& info);
+
+  /// Why the last Open was refused: libsndfile's number and its text.
+  int OpenError() const { return m_openError; }
+  const std::string& OpenErrorText() const { return m_openErrorText; }
+
+  /// Throws what InputBytes threw during the last calls into libsndfile, if anything.
+  void RethrowFailure();
+
+  /// Makes all positions relative to the end fail, as in a stream.
+  void HideEnd() { m_isEndHidden = true; }
+  bool IsEndHidden() const { return m_isEndHidden; }
+
+ private:
+  static sf_count_t Length(void* user);
+  static sf_count_t Tell(void* user);
+  static sf_count_t Seek(sf_count_t offset, int whence, void* user);
+  static sf_count_t Read(void* to, sf_count_t count, void* user);
+
+  InputBytes& m_bytes;
+  sf_count_t m_position = 0;
+  std::exception_ptr m_failure;
+  bool m_isEndHidden = false;
+  int m_openError = 0;
+  std::string m_openErrorText;
+};

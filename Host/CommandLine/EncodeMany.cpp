@@ -1,0 +1,232 @@
+#include "Host/CommandLine/EncodeMany.h"
+
+#include "Host/CommandLine/BatchProgress.h"
+#include "Host/CommandLine/EncodingTexts.h"
+#include "Host/CommandLine/Progress.h"
+#include "Host/CommandLine/WorkList.h"
+#include "Host/System/OutputFile.h"
+#include "Host/Text/Errors.h"
+#include "Host/Text/Messages.h"
+#include "Host/Transcode/EncodeFile.h"
+
+#include <sys/stat.h>
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <filesystem>
+#include <new>
+#include <numeric>
+#include <thread>
+
+namespace {
+
+enum Outcome { kEncoded, kSkipped, kNoSound, kFailed, kNumberOfOutcomes };
+
+struct ItemResult {
+  Outcome outcome = kEncoded;
+  std::string text;    ///< the plan, the notes on what was encoded, or why it failed
+  double seconds = 0;  ///< length of the sound
+};
+
+/// Something else of that name is found when a file is to be made in it.
+void MakeFolder(const std::filesystem::path& folder) {
+  if (mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST) {
+    return;
+  }
+  const int error = errno;
+  if (error != ENOENT || !folder.has_parent_path() || folder.parent_path() == folder) {
+    throw SystemFailure(folder.native(), "make the folder", error);
+  }
+  MakeFolder(folder.parent_path());
+  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+    throw SystemFailure(folder.native(), "make the folder", errno);
+  }
+}
+
+/// What the requested alone say is wrong with them, which would be wrong with each file.
+void CheckSettings(const EncodingSetup& setup) {
+  const CompressorOwner compressor = setup.module.CreateCompressor();
+  ChooseFormat(*compressor, setup.settings.ApplyTo(*compressor), nullptr);
+}
+
+class Batch {
+ public:
+  Batch(const Options& options, const EncodingSetup& setup, const WorkList& list)
+      : m_setup(setup),
+        m_options(options),
+        m_list(list),
+        m_results(list.items.size()),
+        m_progress(!m_options.quiet && !m_options.dryRun, BytesToDo(), FilesToDo()) {}
+
+  /// Encodes all.
+  void Run();
+
+  /// Says what it came to; whether all is well.
+  bool Tell();
+
+ private:
+  bool IsToSkip(const WorkItem& item) const { return item.outputExists && m_options.skipExisting; }
+  std::uint64_t BytesToDo() const;
+  std::size_t FilesToDo() const;
+  std::size_t OutdatedFiles() const;
+
+  void Work();
+  ItemResult Try(const WorkItem& item);
+  ItemResult Encode(const WorkItem& item);
+  std::string SummaryText() const;
+
+  const EncodingSetup& m_setup;
+  const Options& m_options;
+  const WorkList& m_list;
+  std::vector<ItemResult> m_results;  ///< one an item
+  std::atomic<std::size_t> m_next{0};
+  BatchProgress m_progress;
+  std::array<std::size_t, kNumberOfOutcomes> m_numbers{};
+};
+
+std::uint64_t Batch::BytesToDo() const {
+  return std::accumulate(
+      m_list.items.begin(), m_list.items.end(), std::uint64_t{0},
+      [this](std::uint64_t sum, const WorkItem& item) { return sum + (IsToSkip(item) ? 0 : item.bytes); });
+}
+
+std::size_t Batch::FilesToDo() const {
+  return m_list.items.size() -
+         static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(),
+                                                [this](const auto& item) { return IsToSkip(item); }));
+}
+
+void Batch::Run() {
+  const std::size_t workers = std::min<std::size_t>(m_options.jobs, FilesToDo());
+  std::vector<std::jthread> helpers;
+  try {
+    while (helpers.size() + 1 < workers) {
+      helpers.emplace_back([this] { Work(); });
+    }
+  } catch (const std::exception&) {
+    // There are no more threads or no memory for them to be had: fewer do the same work.
+  }
+  Work();
+}
+
+void Batch::Work() {
+  for (std::size_t index = m_next++; index < m_results.size(); index = m_next++) {
+    try {
+      m_results[index] = Try(m_list.items[index]);
+    } catch (const std::bad_alloc&) {
+      m_results[index].outcome = kFailed;  // no memory for words either: Tell finds them
+    }
+  }
+}
+
+ItemResult Batch::Try(const WorkItem& item) {
+  std::string why;
+  try {
+    return IsToSkip(item) ? ItemResult{kSkipped, {}, 0} : Encode(item);
+  } catch (const OutputExists& error) {
+    if (m_options.skipExisting) {
+      return {kSkipped, {}, 0};  // somebody else has just made it
+    }
+    why = error.what();
+  } catch (const NoSoundFile& error) {
+    if (!item.isNamed) {
+      return {kNoSound, {}, 0};
+    }
+    why = error.what();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    why = error.what();
+  } catch (...) {
+    why = "the module failed in a way of its own";
+  }
+  return {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
+}
+
+ItemResult Batch::Encode(const WorkItem& item) {
+  FileProgress progress(m_progress, item.bytes);
+  if (item.outputExists) {
+    CheckOutputTarget(item.output, m_options.force);
+  }
+  FileEncoding encoding(m_setup, item.input, item.output);
+  if (m_options.dryRun) {
+    return {kEncoded, PlanText(encoding), 0};
+  }
+  MakeFolder(std::filesystem::path(item.output).parent_path());
+  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
+  const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
+    const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
+    progress.Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+  });
+  const std::string notes = NotesText(result);
+  return {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
+          static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
+}
+
+bool Batch::Tell() {
+  m_progress.Clear();
+  for (const std::string& failure : m_list.failures) {
+    PrintMessage(failure);
+  }
+  for (std::size_t index = 0; index < m_results.size(); ++index) {
+    const ItemResult& result = m_results[index];
+    ++m_numbers[result.outcome];
+    if (result.outcome == kEncoded && m_options.dryRun) {
+      Print(result.text + "\n");
+    } else if (result.outcome == kFailed) {
+      PrintMessage(result.text.empty() ? m_list.items[index].input + ": out of memory" : result.text);
+    } else if (!result.text.empty() && !m_options.quiet) {
+      PrintMessage(result.text);
+    }
+  }
+  m_numbers[kNoSound] += m_list.noSoundFiles;
+  m_numbers[kFailed] += m_list.failures.size();
+  if (!m_options.quiet) {
+    PrintMessage(SummaryText());
+  }
+  return m_numbers[kFailed] == 0;
+}
+
+std::size_t Batch::OutdatedFiles() const {
+  return static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(), [this](const auto& item) {
+    return IsToSkip(item) && item.outputIsOlder;
+  }));
+}
+
+std::string Batch::SummaryText() const {
+  std::string text = m_options.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
+                     (m_options.dryRun ? " to encode" : " encoded") +
+                     (!m_options.verify  ? ""
+                      : m_options.dryRun ? " and verify"
+                                         : " and verified");
+  const auto add = [&text](std::size_t number, const char* singular, const char* plural) {
+    text += number == 0 ? "" : ", " + CountText(number, singular, plural);
+  };
+  add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
+  add(OutdatedFiles(), "of them older than its input", "of them older than their inputs");
+  add(m_numbers[kNoSound], "is no sound file", "are no sound files");
+  add(m_numbers[kFailed], "failed", "failed");
+  if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {
+    const double seconds = std::accumulate(m_results.begin(), m_results.end(), 0.0,
+                                           [](double sum, const auto& result) { return sum + result.seconds; });
+    text += "; " + TimeText(static_cast<std::uint64_t>(std::llround(seconds * 1000)), 1000) + " of sound, " +
+            std::to_string(static_cast<unsigned long long>(seconds / m_progress.Seconds())) + " x real time";
+  }
+  return text;
+}
+
+}  // namespace
+
+bool EncodeMany(const Options& options) {
+  const EncodingSetup setup(options, options.module, options.Settings());
+  CheckSettings(setup);
+  const WorkList list = MakeWorkList(options.inputs, options.folder);
+  if (!options.dryRun && !list.items.empty()) {
+    MakeFolder(options.folder);
+  }
+  Batch batch(options, setup, list);
+  batch.Run();
+  return batch.Tell();
+}

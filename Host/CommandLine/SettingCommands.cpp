@@ -1,0 +1,63 @@
+#include "Host/CommandLine/SettingCommands.h"
+
+#include "Host/Plugin/Module.h"
+#include "Host/Settings/Info.h"
+#include "Host/System/OutputFile.h"
+#include "Host/Text/Errors.h"
+#include "Host/Text/Messages.h"
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+/// Whether two paths lead to one place, where there may be nothing yet.
+bool IsSamePlace(const std::string& left, const std::string& right) {
+  namespace fs = std::filesystem;
+  const auto placeOf = [](const std::string& path) {
+    std::error_code error;
+    if (!fs::status_known(fs::status(path, error))) {
+      throw SystemFailure(path, "look at it", error.value());
+    }
+    return fs::weakly_canonical(fs::absolute(path, error), error);
+  };
+  return left == right || (!placeOf(left).empty() && placeOf(left) == placeOf(right));
+}
+
+}  // namespace
+
+void CheckPresetTarget(const Options& options) {
+  if (options.savePreset.empty()) {
+    return;
+  }
+  if (IsSameFile(options.input, options.savePreset)) {
+    throw Failure(options.savePreset + ": the preset would overwrite the input");
+  }
+  if (IsSamePlace(options.savePreset, options.output)) {
+    throw Failure(options.savePreset + ": cannot be both preset and output");
+  }
+  CheckOutputTarget(options.savePreset, options.force);
+}
+
+void ShowInfo(const Options& options) {
+  const Module module(options.module);
+  const CompressorOwner compressor = module.CreateCompressor();
+  options.Settings().ApplyTo(*compressor);
+  const auto description = DescribeCompressor(*compressor, module.Version());
+  Print(options.json ? description.dump(2) + '\n' : DescriptionText(description));
+}
+
+void MakePreset(const Options& options) {
+  const Module module(options.module);
+  const CompressorOwner compressor = module.CreateCompressor();
+  const RequestedFormat requested = options.Settings().ApplyTo(*compressor);
+  if (requested.sampleRate || requested.bits || requested.layout) {
+    ChooseFormat(*compressor, requested, nullptr);
+  }
+  if (options.dryRun) {
+    CheckPresetTarget(options);
+    Print("preset: " + options.savePreset + '\n');
+    return;
+  }
+  SavePreset(options.savePreset, *compressor, options.force);
+}

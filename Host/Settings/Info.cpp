@@ -1,0 +1,205 @@
+#include "Host/Settings/Info.h"
+
+#include "Host/Settings/SettingJson.h"
+#include "Host/Settings/SettingKinds.h"
+#include "Host/Settings/SettingText.h"
+#include "Host/Settings/SettingTree.h"
+#include "Host/Text/Utf8.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <list>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <utility>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+Json TextJson(const char* text) { return ToUtf8(text == nullptr ? "" : text); }
+
+/// What a kind has beyond what all settings have.
+struct OwnAttributes {
+  Json& json;
+
+  template <class Number>
+  void operator()(INumericSetting<Number>& setting) const {
+    json["minimum"] = setting.GetMinValue();
+    json["maximum"] = setting.GetMaxValue();
+    json["lowLabel"] = TextJson(setting.GetLowLabel());
+    json["highLabel"] = TextJson(setting.GetHighLabel());
+    Json& values = json["allowableValues"] = Json::array();
+    for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
+      values.push_back(setting.GetAllowableValue(index));
+    }
+  }
+  void operator()(IEnumSetting& setting) const {
+    Json& values = json["allowableValues"] = Json::array();
+    for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
+      values.push_back(TextJson(setting.GetAllowableValue(index)));
+    }
+  }
+  void operator()(IFileSetting& setting) const { json["fileFilter"] = TextJson(setting.GetQTFileFilter()); }
+  void operator()(IUnsignedIntArraySetting& setting) const {
+    json["minimum"] = setting.GetMinValue();
+    json["maximum"] = setting.GetMaxValue();
+    Json& labels = json["valueLabels"] = Json::array();
+    for (unsigned int index = 0; index < setting.GetNumberOfValues(); ++index) {
+      labels.push_back(TextJson(setting.GetValueLabel(index)));
+    }
+  }
+  void operator()(ISetting& /*setting*/) const {}
+};
+
+/// Lines of "key  text", the text broken at blanks and indented under its beginning.
+class Lines {
+ public:
+  void Heading(const std::string& text, unsigned int depth) {
+    m_indent.assign(std::size_t{2} * depth, ' ');
+    m_text += '\n' + m_indent + text + '\n';
+    m_indent += "  ";
+  }
+
+  /// Nothing where there is nothing to say.
+  void Add(std::string key, const std::string& text) {
+    if (text.empty()) {
+      return;
+    }
+    key.resize(std::max(key.size() + 1, kKeyWidth), ' ');
+    std::string line = m_indent + key;
+    const std::size_t start = line.size();
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+      if (line.size() > start && line.size() + 1 + word.size() > kColumns) {
+        m_text += line + '\n';
+        line.assign(start, ' ');
+      }
+      line += (line.size() > start ? " " : "") + word;
+    }
+    m_text += line + '\n';
+  }
+
+  std::string Take() { return std::move(m_text); }
+
+ private:
+  static constexpr std::size_t kColumns = 80;
+  static constexpr std::size_t kKeyWidth = 12;
+
+  std::string m_indent;
+  std::string m_text;
+};
+
+std::string PlainText(const Json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
+
+std::string ListText(const Json& values) {
+  std::string text;
+  for (const Json& value : values) {
+    text.append(text.empty() ? "" : ", ").append(PlainText(value));
+  }
+  return text;
+}
+
+void AddSetting(Lines& lines, const Json& setting) {
+  const auto text = [&setting](const char* key) { return setting.contains(key) ? PlainText(setting[key]) : ""; };
+  const auto list = [&setting](const char* key) { return setting.contains(key) ? ListText(setting[key]) : ""; };
+  const bool isGroup = setting["kind"] == "group";
+  const bool isOptional = setting["optional"];
+  const bool isUnspecified = isOptional && !setting["specified"];
+
+  lines.Heading(text("label").empty() ? text("name") : text("label"), setting["depth"].get<unsigned int>() + 1);
+  lines.Add("name", text("name"));
+  if (setting["presetLabel"] != setting["name"]) {
+    lines.Add("preset", text("presetLabel"));
+  }
+  lines.Add("kind", text("kind"));
+  if (!isGroup) {
+    lines.Add("value", (text("text").empty() ? "(empty)" : text("text")) + (isUnspecified ? " (not specified)" : ""));
+  }
+  lines.Add("units", text("units"));
+  lines.Add("allowed", list("allowableValues"));
+  if (setting.contains("minimum") && setting["minimum"] != setting["maximum"]) {
+    lines.Add("range", text("minimum") + " to " + text("maximum"));
+  }
+  lines.Add("low end", text("lowLabel"));
+  lines.Add("high end", text("highLabel"));
+  lines.Add("labels", list("valueLabels"));
+  lines.Add("files", text("fileFilter"));
+  if (isOptional) {
+    lines.Add("optional", text("optionalText").empty() ? "yes" : "yes: " + text("optionalText"));
+  }
+  if (!setting["active"]) {
+    lines.Add("active", "no");
+  }
+  lines.Add("help", text("toolTip"));
+}
+
+}  // namespace
+
+Json DescribeSetting(const NamedSetting& named) {
+  ISetting& setting = *named.setting;
+  Json json{{"name", named.name},
+            {"depth", named.depth},
+            {"label", TextJson(setting.GetLabel())},
+            {"presetLabel", TextJson(setting.GetPresetLabel())},
+            {"kind", SettingKind(setting)},
+            {"type", setting.GetType()},
+            {"value", ValueJson(setting)},
+            {"text", TextJson(ValueText(setting).c_str())},
+            {"units", TextJson(setting.GetUnits())},
+            {"constrained", setting.GetIsValueConstrained() != 0},
+            {"optional", setting.GetIsOptional() != 0},
+            {"specified", setting.GetIsOptionalValueSpecified() != 0},
+            {"optionalText", TextJson(setting.GetOptionalText())},
+            {"active", setting.GetIsActive() != 0},
+            {"toolTip", TextJson(setting.GetToolTipText())},
+            {"dialogHint", setting.GetDialogHint()}};
+  VisitSetting(setting, OwnAttributes{json});
+  return json;
+}
+
+Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
+  unsigned int manufacturer = 0;
+  unsigned int codec = 0;
+  compressor.GetAudioCompressorInfo(manufacturer, codec);
+  std::list<IPacket::TPacketType> packetTypes;
+  compressor.QueryPossiblePacketTypes(packetTypes);
+  EAudioFormatType sampleFormat = kAudioFormatNone;
+  compressor.GetAudioFormatType(sampleFormat);
+
+  Json description{{"name", TextJson(compressor.GetName())},
+                   {"abbreviatedName", TextJson(compressor.GetAbbreviatedName())},
+                   {"manufacturer", CodeText(manufacturer)},
+                   {"codec", CodeText(codec)},
+                   {"version", version},
+                   {"packetTypes", packetTypes},
+                   {"outputPacketType", compressor.GetOutputPacketType()},
+                   {"sampleFormat", sampleFormat},
+                   {"matroska", compressor.IsFormatSupported(FourCharacterCode(" MKV")) != 0},
+                   {"codecDelay", compressor.GetCodecDelay()},
+                   {"placeholder", compressor.PlaceholderDoesNotCompress() != 0}};
+  Json& settings = description["settings"] = Json::array();
+  for (const NamedSetting& named : ListSettings(compressor)) {
+    settings.push_back(DescribeSetting(named));
+  }
+  return description;
+}
+
+std::string DescriptionText(const Json& description) {
+  Lines lines;
+  lines.Heading(PlainText(description["name"]) + " (" + PlainText(description["abbreviatedName"]) + ")", 0);
+  std::array<char, 16> version{};
+  std::snprintf(version.data(), version.size(), "%#010x", description["version"].get<unsigned int>());
+  lines.Add("maker", PlainText(description["manufacturer"]));
+  lines.Add("codec", PlainText(description["codec"]));
+  lines.Add("version", version.data());
+  lines.Add("packets", ListText(description["packetTypes"]));
+  lines.Add("samples", "format " + PlainText(description["sampleFormat"]));
+  lines.Add("Matroska", description["matroska"] ? "yes" : "no");
+  for (const Json& setting : description["settings"]) {
+    AddSetting(lines, setting);
+  }
+  return lines.Take().substr(1);
+}

@@ -1,0 +1,272 @@
+#include "Host/System/ChildProcess.h"
+
+#include "Host/Text/Errors.h"
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Out of the way of code that closes or writes to the first few descriptors, and below any usual limit.
+constexpr int kResultDescriptor = 60;
+constexpr std::size_t kMostResult = std::size_t{1024} * 1024;
+constexpr std::size_t kMostPrinted = std::size_t{8} * 1024;
+
+void Require(bool done, const char* action) {
+  if (!done) {
+    throw SystemFailure("a child process", action, errno);
+  }
+}
+
+struct Pipe {
+  Pipe() : Pipe(Open()) {}
+  explicit Pipe(const std::array<int, 2>& ends) : reading(ends[0]), writing(ends[1]) {}
+
+  static std::array<int, 2> Open() {
+    std::array<int, 2> ends{};
+    Require(pipe2(ends.data(), O_CLOEXEC) == 0, "make a pipe");
+    fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    return ends;
+  }
+
+  Descriptor reading;
+  Descriptor writing;
+};
+
+/// Collects what is there to read, at most `most` bytes of it; false when no more will come.
+bool Collect(const Descriptor& descriptor, std::string& text, std::size_t most) {
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const ssize_t count = read(descriptor.Get(), buffer.data(), buffer.size());
+    if (count > 0) {
+      text.append(buffer.data(), std::min(static_cast<std::size_t>(count), most - text.size()));
+    } else if (count == 0 || errno != EINTR) {
+      return count != 0 && errno == EAGAIN;
+    }
+  }
+}
+
+std::vector<std::string> EnvironmentWith(const std::vector<std::string>& additions) {
+  std::vector<std::string> environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string_view text(*entry);
+    const std::string_view name = text.substr(0, text.find('=') + 1);
+    if (std::none_of(additions.begin(), additions.end(),
+                     [name](const std::string& addition) { return addition.starts_with(name); })) {
+      environment.emplace_back(text);
+    }
+  }
+  environment.insert(environment.end(), additions.begin(), additions.end());
+  return environment;
+}
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> pointers(texts.size() + 1);
+  std::transform(texts.begin(), texts.end(), pointers.begin(), [](std::string& text) { return text.data(); });
+  return pointers;
+}
+
+/// The attributes and descriptors that a child starts with.
+class SpawnSetup {
+ public:
+  SpawnSetup(int output, int result) {
+    posix_spawnattr_init(&m_attributes);
+    posix_spawn_file_actions_init(&m_actions);
+    sigset_t none;
+    sigset_t all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    posix_spawnattr_setsigmask(&m_attributes, &none);
+    posix_spawnattr_setsigdefault(&m_attributes, &all);
+    posix_spawnattr_setpgroup(&m_attributes, 0);
+    posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    int error = posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    for (const auto& [from, to] :
+         {std::pair(output, STDOUT_FILENO), std::pair(output, STDERR_FILENO), std::pair(result, kResultDescriptor)}) {
+      error = error != 0 ? error : posix_spawn_file_actions_adddup2(&m_actions, from, to);
+    }
+    errno = error;
+    Require(error == 0, "be prepared");
+  }
+  SpawnSetup(const SpawnSetup&) = delete;
+  SpawnSetup& operator=(const SpawnSetup&) = delete;
+  ~SpawnSetup() {
+    posix_spawn_file_actions_destroy(&m_actions);
+    posix_spawnattr_destroy(&m_attributes);
+  }
+
+  pid_t Start(const ChildTask& task) const {
+    std::vector<std::string> arguments{"rhohost"};
+    arguments.insert(arguments.end(), task.arguments.begin(), task.arguments.end());
+    std::vector<std::string> environment = EnvironmentWith(task.environment);
+    pid_t process = -1;
+    errno = posix_spawn(&process, "/proc/self/exe", &m_actions, &m_attributes, Pointers(arguments).data(),
+                        Pointers(environment).data());
+    Require(errno == 0, "be started");
+    return process;
+  }
+
+ private:
+  posix_spawnattr_t m_attributes{};
+  posix_spawn_file_actions_t m_actions{};
+};
+
+/// A running child, which does not outlive the object.
+class Child {
+ public:
+  explicit Child(pid_t process)
+      : m_process(process), m_descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0))) {}
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() { End(); }
+
+  /// Readable once it has ended.
+  const Descriptor& Ended() const { return m_descriptor; }
+
+  /// Kills it with its process group and returns its status, as waitpid gives it. The group is killed before the
+  /// leader is waited for: until then nobody else can be called by its number.
+  int End() {
+    if (m_process != -1) {
+      kill(-m_process, SIGKILL);
+      kill(m_process, SIGKILL);
+      while (waitpid(m_process, &m_status, 0) == -1 && errno == EINTR) {
+      }
+      m_process = -1;
+    }
+    return m_status;
+  }
+
+ private:
+  pid_t m_process;
+  Descriptor m_descriptor;
+  int m_status = 0;
+};
+
+/// Follows the child until it ends, the time is up or a signal has come.
+class Watch {
+ public:
+  Watch(const Child& child, const Descriptor& output, const Descriptor& result, const Descriptor& signals)
+      : m_output(output), m_result(result) {
+    m_polled = {{{child.Ended().Get(), POLLIN, 0},
+                 {signals.Get(), POLLIN, 0},
+                 {output.Get(), POLLIN, 0},
+                 {result.Get(), POLLIN, 0}}};
+  }
+
+  ChildEnd::How Until(Clock::time_point deadline, ChildEnd& end) {
+    for (;;) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+      const int ready = poll(m_polled.data(), m_polled.size(), static_cast<int>(std::max<long>(left, 0)));
+      Require(ready >= 0 || errno == EINTR, "be watched");
+      if (ready > 0 && m_polled[0].revents != 0) {
+        return ChildEnd::kExited;
+      }
+      if (ready > 0 && m_polled[1].revents != 0) {
+        return ChildEnd::kInterrupted;
+      }
+      if (ready == 0 && left <= 0) {
+        return ChildEnd::kTimedOut;
+      }
+      CollectAll(end);
+    }
+  }
+
+  void CollectAll(ChildEnd& end) {
+    m_polled[2].fd = Collect(m_output, end.printed, kMostPrinted) ? m_output.Get() : -1;
+    m_polled[3].fd = Collect(m_result, end.result, kMostResult) ? m_result.Get() : -1;
+  }
+
+ private:
+  const Descriptor& m_output;
+  const Descriptor& m_result;
+  std::array<pollfd, 4> m_polled{};
+};
+
+}  // namespace
+
+ChildEnd RunChild(const ChildTask& task) {
+  const EndingSignalsHeld held;
+  const Descriptor signals(signalfd(-1, &held.Signals(), SFD_CLOEXEC));
+  Pipe output;
+  Pipe result;
+  const SpawnSetup setup(output.writing.Get(), result.writing.Get());
+  Child child(setup.Start(task));
+  Require(signals.IsOpen() && child.Ended().IsOpen(), "be watched");
+  output.writing.Close();
+  result.writing.Close();
+
+  ChildEnd end;
+  Watch watch(child, output.reading, result.reading, signals);
+  end.how = watch.Until(Clock::now() + task.timeLimit, end);
+  const int status = child.End();
+  watch.CollectAll(end);
+  if (end.how == ChildEnd::kExited && WIFSIGNALED(status)) {
+    end.how = ChildEnd::kCrashed;
+  }
+  end.code = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+  return end;
+}
+
+std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit, const std::string& where) {
+  switch (end.how) {
+    case ChildEnd::kExited:
+      break;
+    case ChildEnd::kCrashed: {
+      const char* const name = sigabbrev_np(end.code);
+      const std::string signal = name == nullptr ? "signal " + std::to_string(end.code) : std::string("SIG") + name;
+      return "crashed" + where + " (" + signal + ")";
+    }
+    case ChildEnd::kTimedOut:
+      return "hung" + where + " for more than " + std::to_string(timeLimit.count() / 1000) + " s";
+    case ChildEnd::kInterrupted:
+      return "was interrupted" + where;
+  }
+  return "ended the process" + where + " (exit code " + std::to_string(end.code) + ")";
+}
+
+void BecomeChild() {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  fcntl(kResultDescriptor, F_SETFD, FD_CLOEXEC);
+  // A limit of one byte, not of none: that also keeps the kernel from starting a program that takes the core.
+  const rlimit one{1, 1};
+  setrlimit(RLIMIT_CORE, &one);
+}
+
+void WriteResult(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(kResultDescriptor, bytes.data(), bytes.size());
+    if (count == -1 && errno != EINTR) {
+      return;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  }
+}
+
+EndingSignalsHeld::EndingSignalsHeld() {
+  sigemptyset(&m_signals);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
+    struct sigaction action {};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
+      sigaddset(&m_signals, signal);
+    }
+  }
+  pthread_sigmask(SIG_BLOCK, &m_signals, &m_previous);
+}
+
+EndingSignalsHeld::~EndingSignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }

@@ -1,0 +1,78 @@
+#include "Host/Transcode/EncodeFile.h"
+
+#include "Host/Audio/SampleConverter.h"
+#include "Host/Matroska/MatroskaWriter.h"
+#include "Host/System/OutputFile.h"
+#include "Host/Text/Errors.h"
+#include "Host/Transcode/Verification.h"
+
+#include <utility>
+
+FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::string output)
+    : m_input(std::move(input)),
+      m_output(std::move(output)),
+      m_replaceExisting(setup.options.force),
+      m_isToBeVerified(setup.options.verify),
+      m_compressor(setup.module.CreateCompressor()) {
+  if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
+    throw WrongUse("--verify: " + (m_output == "-" ? "standard output" : m_output) + " cannot be read back");
+  }
+  OpenSource(setup);
+  m_encoder = std::make_unique<Encoder>(*m_compressor, m_format, setup.options.framesPerSecond);
+  m_encoder->Begin();
+}
+
+void FileEncoding::OpenSource(const EncodingSetup& setup) {
+  const RequestedFormat requested = setup.settings.ApplyTo(*m_compressor);
+  if (const std::optional<double> seconds = setup.options.testSignalSeconds) {
+    m_format = ChooseFormat(*m_compressor, requested, nullptr);
+    m_source.signal = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
+    return;
+  }
+  m_source.file =
+      std::make_unique<SoundInput>(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
+  m_format = ChooseFormat(*m_compressor, requested, &Sound());
+}
+
+std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
+  if (const SoundFormat& sound = Sound(); sound.frames) {
+    return SampleConverter::OutputFrames(*sound.frames, sound.sampleRate, m_format.sampleRate);
+  }
+  return std::nullopt;
+}
+
+EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
+  const MatroskaDescription description{.sampleRate = m_format.sampleRate,
+                                        .channels = m_format.channels,
+                                        .bitsPerSample = m_format.bits,
+                                        .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
+                                        .sampleFrames = SampleFrames(),
+                                        .application = "rhohost " RHOHOST_VERSION,
+                                        .tags = m_source.Tags()};
+  SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
+  OutputFile file(m_output, m_replaceExisting);
+  MatroskaWriter writer(file, description);
+  std::optional<Verification> verification;
+  if (m_isToBeVerified) {
+    verification.emplace(m_format);
+  }
+  const auto write = [&writer, &verification](const EncodedPacket& packet) {
+    writer.WritePacket(packet.bytes.data(), packet.bytes.size(), packet.time, packet.sampleFrames);
+    if (verification) {
+      verification->Add(packet);
+    }
+  };
+  for (SampleBlock block = m_source.Read(); block.frames != 0; block = m_source.Read()) {
+    m_encoder->Encode(converter.Convert(block), write);
+    onProgress(Pass::kEncoding, m_encoder->EncodedSampleFrames());
+  }
+  m_encoder->Encode(converter.Finish(), write);
+  m_encoder->Finish(write);
+  writer.Finish();
+  if (verification) {
+    file.Sync();
+    verification->Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
+  }
+  file.Commit();
+  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source.MissingText()};
+}

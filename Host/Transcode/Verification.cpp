@@ -1,0 +1,89 @@
+#include "Host/Transcode/Verification.h"
+
+#include "Host/Matroska/MatroskaReader.h"
+#include "Host/System/OutputFile.h"
+#include "Host/Text/Errors.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace {
+
+constexpr std::uint64_t kSecond = 1'000'000'000;
+
+std::uint64_t Hash(std::span<const unsigned char> bytes) { return XXH3_64bits(bytes.data(), bytes.size()); }
+
+/// The sample time that a time of the file's clock stands for: the nearest.
+std::uint64_t SampleFrames(std::uint64_t nanoseconds, std::uint64_t sampleRate) {
+  return nanoseconds / kSecond * sampleRate + (nanoseconds % kSecond * sampleRate + kSecond / 2) / kSecond;
+}
+
+bool HasFormat(const MatroskaTrack& track, const EncodingFormat& format) {
+  return track.codec == "A_PCM/INT/LIT" && track.sampleRate == format.sampleRate && track.channels == format.channels &&
+         track.bitsPerSample == format.bits;
+}
+
+std::string PacketText(std::size_t number, std::uint64_t time) {
+  return "packet " + std::to_string(number) + " at sample frame " + std::to_string(time);
+}
+
+/// What is wrong with a packet that should be at `time`; empty when nothing is.
+std::string Difference(const MatroskaPacket& packet, std::uint64_t time, std::uint64_t hash,
+                       const EncodingFormat& format) {
+  const std::uint64_t found = SampleFrames(packet.nanoseconds, format.sampleRate);
+  if (found != time) {
+    return "is at " + std::to_string(found) + " in the file";
+  }
+  const bool hasDuration =
+      !packet.durationNanoseconds || SampleFrames(*packet.durationNanoseconds, format.sampleRate) ==
+                                         packet.bytes.size() / format.BytesPerSampleFrame();
+  return hasDuration && Hash(packet.bytes) == hash ? "" : "differs from what was encoded";
+}
+
+}  // namespace
+
+void Verification::Add(const EncodedPacket& packet) {
+  if (!packet.bytes.empty()) {
+    m_hashes.push_back(Hash(packet.bytes));
+    m_largestPacket = std::max(m_largestPacket, packet.bytes.size());
+  }
+}
+
+void Verification::Compare(const OutputFile& file,
+                           const std::function<void(std::uint64_t sampleFrames)>& onProgress) const {
+  std::size_t number = 0;
+  std::uint64_t time = 0;
+  const auto failure = [&](const std::string& what) {
+    const bool isPacket = number < m_hashes.size();
+    return Failure(file.Name() + ": " + (isPacket ? PacketText(number, time) : "what follows the packets") + " " +
+                   what);
+  };
+  try {
+    MatroskaReader reader(file, m_largestPacket);
+    if (!HasFormat(reader.Track(), m_format)) {
+      throw Failure(file.Name() + ": the track's format differs from what was encoded");
+    }
+    for (; number < m_hashes.size(); ++number) {
+      const std::optional<MatroskaPacket> packet = reader.Next();
+      const std::string difference = packet ? Difference(*packet, time, m_hashes[number], m_format) : "is missing";
+      if (!difference.empty()) {
+        throw failure(difference);
+      }
+      time += packet->bytes.size() / m_format.BytesPerSampleFrame();
+      onProgress(time);
+    }
+    if (reader.Next()) {
+      throw failure("was not encoded");
+    }
+    if (std::round(reader.Track().nanoseconds * m_format.sampleRate / kSecond) != static_cast<double>(time)) {
+      throw Failure(file.Name() + ": the duration differs from what was encoded");
+    }
+  } catch (const DamagedMatroska& error) {
+    throw failure(std::string("cannot be read back: ") + error.what());
+  }
+}

@@ -1,0 +1,151 @@
+#include "Host/Validate/Checks/StreamCheckFunctions.h"
+#include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/StreamRun.h"
+#include "Host/Validate/Support/Subject.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace {
+
+/// A run that another one is made beside, block by block.
+struct SideRun {
+  SideRun(const CheckedModule& module, const StreamSetup& setup, std::size_t sampleFramesPerBlock)
+      : input(SomeInput(setup)),
+        expected(EncodeAtOnce(module, setup, input)),
+        compressor(setup.NewCompressor(module)),
+        run(*compressor, setup),
+        left(input),
+        blockSize(sampleFramesPerBlock * setup.format.BytesPerSampleFrame()) {}
+  SideRun(const SideRun&) = delete;
+  SideRun& operator=(const SideRun&) = delete;
+
+  /// Takes the next step. False when there is none.
+  bool Step() {
+    const bool isFlush = left.empty();
+    const Bytes block = left.first(std::min(left.size(), blockSize));
+    left = left.subspan(block.size());
+    Append(packets, (isFlush ? run.Flush() : run.Give(block)).packets);
+    return !isFlush;
+  }
+
+  std::vector<unsigned char> input;
+  std::vector<PacketRecord> expected;
+  CompressorOwner compressor;
+  StreamRun run;
+  std::vector<PacketRecord> packets;
+  Bytes left;
+  std::size_t blockSize;
+};
+
+/// The lowest and the highest settings that the compressor takes, and one of the random ones.
+std::vector<StreamSetup> DifferentSetups(const CheckedModule& module) {
+  std::vector<StreamSetup> setups;
+  ForEachSetup(module, [&setups](const StreamSetup& setup) {
+    if (setups.size() < 3) {
+      setups.push_back(setup);
+    }
+  });
+  return setups;
+}
+
+}  // namespace
+
+void CheckAfterFlush(const std::string& path) {
+  const CheckedModule module = LoadModule(path);
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const CompressorOwner compressor = setup.NewCompressor(module);
+  StreamRun run(*compressor, setup);
+  run.Give(input);
+  const StreamCall flush = run.Flush();
+  for (const char* const what : {"a second flush", "input after the flush"}) {
+    const StreamCall call = *what == 'a' ? run.Flush() : run.Give(input);
+    Expect(call.packets.empty(), std::string("no packet from ") + what, std::to_string(call.packets.size()));
+    if (setup.isLinearPcm) {
+      Expect(call.output == flush.output, std::string("an output record that ") + what + " has not touched",
+             "time " + std::to_string(call.output.time) + ", sample count " + std::to_string(call.output.sampleCount));
+    }
+  }
+  run.End();
+}
+
+void CheckSecondRun(const std::string& path) {
+  const CheckedModule module = LoadModule(path);
+  ForEachSetup(module, [&module](const StreamSetup& setup) {
+    const std::vector<unsigned char> input = SomeInput(setup);
+    const CompressorOwner compressor = setup.NewCompressor(module);
+    const std::vector<PacketRecord> first = Encode(*compressor, setup, input, {1000});
+    ExpectSamePackets(first, Encode(*compressor, setup, input, {1000}),
+                      "of a second run of the same input, with " + setup.name);
+  });
+}
+
+void CheckUnfinishedRun(const std::string& path) {
+  const CheckedModule module = LoadModule(path);
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const CompressorOwner compressor = setup.NewCompressor(module);
+  for (const bool isEnded : {true, false}) {
+    {
+      StreamRun run(*compressor, setup);
+      run.Give(input);
+      if (isEnded) {
+        run.End();
+      }
+    }
+    ExpectSamePackets(EncodeAtOnce(module, setup, input), Encode(*compressor, setup, input, {1000}),
+                      std::string("of a new run after one that was not flushed") + (isEnded ? "" : " nor ended"));
+  }
+}
+
+void CheckInterleaved(const std::string& path) {
+  const CheckedModule module = LoadModule(path);
+  const std::vector<StreamSetup> setups = DifferentSetups(module);
+  std::vector<std::unique_ptr<SideRun>> runs;
+  std::size_t sampleFrames = 500;
+  for (const StreamSetup& setup : setups) {
+    for (int twin = 0; twin < 2; ++twin) {
+      runs.push_back(std::make_unique<SideRun>(module, setup, sampleFrames += 111));
+    }
+  }
+  std::vector<SideRun*> running(runs.size());
+  std::transform(runs.begin(), runs.end(), running.begin(), [](const auto& run) { return run.get(); });
+  while (!running.empty()) {
+    std::erase_if(running, [](SideRun* run) { return !run->Step(); });
+  }
+  for (std::size_t index = 0; index < runs.size(); ++index) {
+    ExpectSamePackets(
+        runs[index]->expected, runs[index]->packets,
+        "beside " + std::to_string(runs.size() - 1) + " other runs as alone, with " + setups[index / 2].name);
+  }
+}
+
+void CheckRunCopies(const std::string& path) {
+  const CheckedModule module = LoadModule(path);
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
+  const std::size_t half = input.size() / setup.format.BytesPerSampleFrame() / 2 * setup.format.BytesPerSampleFrame();
+  const Bytes rest = Bytes(input).subspan(half);
+
+  CompressorOwner original = setup.NewCompressor(module);
+  StreamRun run(*original, setup);
+  std::vector<PacketRecord> packets = run.Give(Bytes(input).first(half)).packets;
+  const CompressorOwner copy(original->CreateCopy());
+  if (copy == nullptr || copy.get() == original.get()) {
+    throw CheckSkipped{"the compressor makes no copies"};
+  }
+  StreamRun copiedRun(*copy, run);
+  std::vector<PacketRecord> copied = packets;
+  Append(packets, run.Give(rest).packets);
+  Append(packets, run.Flush().packets);
+  run.End();
+  original.reset();
+  Append(copied, copiedRun.Give(rest).packets);
+  Append(copied, copiedRun.Flush().packets);
+  copiedRun.End();
+  ExpectSamePackets(expected, packets, "of a run that a copy has been made of half-way");
+  ExpectSamePackets(expected, copied, "of a run that a copy of the compressor has gone on with half-way");
+}

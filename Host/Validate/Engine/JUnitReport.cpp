@@ -1,0 +1,98 @@
+#include "Host/Text/Utf8.h"
+#include "Host/Validate/Engine/Report.h"
+
+#include <array>
+#include <cstdio>
+#include <map>
+#include <pugixml.hpp>
+#include <sstream>
+#include <string_view>
+
+namespace {
+
+/// As XML can hold it: UTF-8, with a question mark for control characters and U+FFFD for the two code points U+FFFE and
+/// U+FFFF that XML has no form for.
+std::string ForXml(const std::string& text) {
+  std::string result = ToUtf8(text);
+  for (char& character : result) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < 0x20 && byte != '\n' && byte != '\t') {
+      character = '?';
+    }
+  }
+  for (const std::string_view unusable : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
+    for (std::size_t at = result.find(unusable); at != std::string::npos; at = result.find(unusable, at)) {
+      result[at + 2] = '\xBD';
+    }
+  }
+  return result;
+}
+
+std::string SecondsText(double seconds) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.3f", seconds);
+  return text.data();
+}
+
+void Set(pugi::xml_node node, const char* name, const std::string& value) {
+  node.append_attribute(name).set_value(value.c_str());
+}
+
+void SetNumbers(pugi::xml_node node, const std::vector<CheckOutcome>& outcomes) {
+  const Counts counts = CountOutcomes(outcomes);
+  double seconds = 0;
+  for (const CheckOutcome& outcome : outcomes) {
+    seconds += outcome.result.seconds;
+  }
+  Set(node, "tests", std::to_string(outcomes.size()));
+  Set(node, "failures", std::to_string(counts.failed));
+  Set(node, "errors", "0");
+  Set(node, "skipped", std::to_string(counts.skipped));
+  Set(node, "time", SecondsText(seconds));
+}
+
+void AddCase(pugi::xml_node suite, const std::string& group, const CheckOutcome& outcome) {
+  const CheckResult& result = outcome.result;
+  pugi::xml_node testCase = suite.append_child("testcase");
+  Set(testCase, "name", std::string(outcome.check->name).substr(group.size() + 1));
+  Set(testCase, "classname", group);
+  Set(testCase, "time", SecondsText(result.seconds));
+  if (result.verdict == Verdict::kFailed) {
+    pugi::xml_node failure = testCase.append_child("failure");
+    Set(failure, "message", ForXml("expected " + result.expected + ", came " + result.came));
+    failure.text().set(outcome.check->why);
+  } else if (result.verdict == Verdict::kSkipped) {
+    Set(testCase.append_child("skipped"), "message", ForXml(result.reason));
+  }
+  if (!result.printed.empty()) {
+    testCase.append_child("system-out").text().set(ForXml(result.printed).c_str());
+  }
+}
+
+}  // namespace
+
+std::string JUnitReport(const std::string& module, const std::vector<CheckOutcome>& outcomes) {
+  std::map<std::string, std::vector<CheckOutcome>> groups;
+  for (const CheckOutcome& outcome : outcomes) {
+    const std::string name = outcome.check->name;
+    groups[name.substr(0, name.find('.'))].push_back(outcome);
+  }
+  pugi::xml_document document;
+  pugi::xml_node declaration = document.append_child(pugi::node_declaration);
+  Set(declaration, "version", "1.0");
+  Set(declaration, "encoding", "UTF-8");
+  pugi::xml_node suites = document.append_child("testsuites");
+  Set(suites, "name", ForXml(module));
+  SetNumbers(suites, outcomes);
+  for (const auto& [group, ofGroup] : groups) {
+    pugi::xml_node suite = suites.append_child("testsuite");
+    Set(suite, "name", group);
+    SetNumbers(suite, ofGroup);
+    for (const CheckOutcome& outcome : ofGroup) {
+      AddCase(suite, group, outcome);
+    }
+  }
+  std::ostringstream text;
+  document.save(text, "  ");
+  return text.str();
+}

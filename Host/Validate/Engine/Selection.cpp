@@ -1,0 +1,50 @@
+#include "Host/Validate/Engine/Selection.h"
+
+#include "Host/Text/Errors.h"
+
+#include <fnmatch.h>
+#include <algorithm>
+
+namespace {
+
+bool Matches(const std::string& pattern, const Check* check) { return fnmatch(pattern.c_str(), check->name, 0) == 0; }
+
+bool MatchesOneOf(const std::vector<std::string>& patterns, const Check* check) {
+  return std::any_of(patterns.begin(), patterns.end(),
+                     [check](const std::string& pattern) { return Matches(pattern, check); });
+}
+
+void RefuseUseless(const char* option, const std::vector<std::string>& patterns,
+                   const std::vector<const Check*>& checks) {
+  for (const std::string& pattern : patterns) {
+    if (std::none_of(checks.begin(), checks.end(),
+                     [&pattern](const Check* check) { return Matches(pattern, check); })) {
+      throw WrongUse(std::string(option) + ": no check is called \"" + pattern + "\" (--list shows them)");
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<const Check*> AllChecks() {
+  std::vector<const Check*> checks;
+  for (const auto& group : {LoadingChecks(), InformationChecks(), SettingChecks(), StreamChecks(), LifeChecks()}) {
+    for (const Check& check : group) {
+      checks.push_back(&check);
+    }
+  }
+  return checks;
+}
+
+std::vector<const Check*> SelectChecks(const std::vector<std::string>& only, const std::vector<std::string>& skip) {
+  std::vector<const Check*> checks = AllChecks();
+  RefuseUseless("--only", only, checks);
+  RefuseUseless("--skip", skip, checks);
+  std::erase_if(checks, [&](const Check* check) {
+    return (!only.empty() && !MatchesOneOf(only, check)) || MatchesOneOf(skip, check);
+  });
+  if (checks.empty()) {
+    throw WrongUse("--skip leaves no check to make");
+  }
+  return checks;
+}

@@ -1,0 +1,73 @@
+#include "Host/Validate/Support/Combinations.h"
+
+#include "Host/Settings/SettingText.h"
+#include "Host/Text/Errors.h"
+#include "Host/Text/Numbers.h"
+#include "Host/Validate/Support/SettingValues.h"
+#include "Host/Validate/Support/Subject.h"
+#include "RHOAPI/RhoapiAudioCodec.h"
+
+#include <cstdlib>
+#include <functional>
+#include <random>
+
+namespace {
+
+/// Which of so many values to take; at least one.
+using Choice = std::function<std::size_t(std::size_t)>;
+
+Combination Choose(const std::string& name, const std::vector<NamedSetting>& settings, const Choice& choice) {
+  Combination combination{name, {}};
+  for (const NamedSetting& named : settings) {
+    const std::vector<std::string> values = ValuesToTry(*named.setting);
+    if (!values.empty() && named.setting->GetType() != kSettingTypeFile) {
+      combination.values.emplace_back(named.name, values[choice(values.size())]);
+    }
+  }
+  return combination;
+}
+
+}  // namespace
+
+void Combination::ApplyTo(IAudioCompressor& compressor) const {
+  const std::vector<NamedSetting> settings = SettingsOf(compressor);
+  for (const auto& [setting, value] : values) {
+    ISetting* const found = FindSetting(settings, setting);
+    if (found == nullptr) {
+      continue;
+    }
+    try {
+      SetValueText(*found, value);
+    } catch (const WrongUse&) {
+      continue;  // not together with the others
+    }
+    if (found->GetIsOptional() != 0) {
+      found->SetIsOptionalValueSpecified(1);
+    }
+  }
+  compressor.ValidateSettings();
+}
+
+std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned int randomOnes) {
+  const std::vector<NamedSetting> settings = ValueSettingsOf(compressor);
+  std::vector<Combination> combinations{
+      Choose("the lowest settings", settings, [](std::size_t) { return 0; }),
+      Choose("the highest settings", settings, [](std::size_t count) { return count - 1; })};
+  std::mt19937_64 random(Seed());
+  for (unsigned int i = 1; i <= randomOnes; ++i) {
+    combinations.push_back(Choose("random settings " + std::to_string(i), settings,
+                                  [&random](std::size_t count) { return random() % count; }));
+  }
+  return combinations;
+}
+
+std::uint64_t Seed() {
+  static const std::uint64_t seed = [] {
+    const char* const asked = std::getenv("RHOHOST_SEED");
+    const auto number = ParseNumber<std::uint64_t>(asked == nullptr ? "" : asked);
+    return number ? *number : std::random_device{}();
+  }();
+  return seed;
+}
+
+std::string SeedText() { return " (seed " + std::to_string(Seed()) + ')'; }

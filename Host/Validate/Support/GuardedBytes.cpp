@@ -1,0 +1,79 @@
+#include "Host/Validate/Support/GuardedBytes.h"
+
+#include "Host/Validate/Engine/Check.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+#include <algorithm>
+#include <csetjmp>
+#include <csignal>
+#include <cstdint>
+
+namespace {
+
+// What the signal handler needs to know, and what it finds out.
+sigjmp_buf g_before;
+std::uintptr_t g_begin;
+std::uintptr_t g_end;
+volatile std::uintptr_t g_touched;
+
+void LeaveIfOurs(int signal, siginfo_t* info, void* /*context*/) {
+  const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
+  if (address >= g_begin && address < g_end) {
+    g_touched = address;
+    siglongjmp(g_before, 1);
+  }
+  // Another fault than what this is about: it happens again, to end the process.
+  std::signal(signal, SIG_DFL);
+}
+
+/// Whether `use` has come to its end. No object with a destructor lives in here.
+bool Completes(const std::function<void()>& use) {
+  if (sigsetjmp(g_before, 1) != 0) {
+    return false;
+  }
+  use();
+  return true;
+}
+
+}  // namespace
+
+GuardedBytes::GuardedBytes(std::span<const unsigned char> bytes, Edge edge) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t middle = (bytes.size() + page) / page * page;
+  m_mappingSize = middle + 2 * page;
+  void* const mapping = mmap(nullptr, m_mappingSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (mapping == MAP_FAILED ||
+      mprotect(static_cast<unsigned char*>(mapping) + page, middle, PROT_READ | PROT_WRITE) != 0) {
+    throw CheckSkipped{"no memory for pages to guard"};
+  }
+  m_mapping = static_cast<unsigned char*>(mapping);
+  unsigned char* const place = m_mapping + page + (edge == Edge::kBack ? middle - bytes.size() : 0);
+  std::copy(bytes.begin(), bytes.end(), place);
+  mprotect(m_mapping + page, middle, PROT_READ);
+  m_bytes = {place, bytes.size()};
+}
+
+GuardedBytes::~GuardedBytes() { munmap(m_mapping, m_mappingSize); }
+
+std::string GuardedBytes::WhatIsDoneWrong(const std::function<void()>& use) const {
+  g_begin = reinterpret_cast<std::uintptr_t>(m_mapping);
+  g_end = g_begin + m_mappingSize;
+  struct sigaction action {};
+  action.sa_sigaction = LeaveIfOurs;
+  action.sa_flags = SA_SIGINFO;
+  struct sigaction before {};
+  sigaction(SIGSEGV, &action, &before);
+  const bool completes = Completes(use);
+  sigaction(SIGSEGV, &before, nullptr);
+  if (completes) {
+    return {};
+  }
+  const auto begin = reinterpret_cast<std::uintptr_t>(m_bytes.data());
+  if (g_touched < begin) {
+    return "byte " + std::to_string(begin - g_touched) + " before their beginning touched";
+  }
+  const std::uintptr_t offset = g_touched - begin;
+  return offset < m_bytes.size() ? "byte " + std::to_string(offset) + " of them written"
+                                 : "byte " + std::to_string(offset - m_bytes.size() + 1) + " behind their end touched";
+}

@@ -1,0 +1,146 @@
+#include "Host/Validate/Support/SettingValues.h"
+
+#include "Host/Settings/SettingKinds.h"
+#include "Host/Settings/SettingText.h"
+#include "Host/Text/Errors.h"
+#include "Host/Text/Numbers.h"
+#include "Host/Text/Utf8.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr unsigned int kMostTried = 64;
+
+/// Calls `take` with `count` indexes, or so many of them that kMostTried are left, the first and the last included.
+template <class Take>
+void ForSomeOf(unsigned int count, Take take) {
+  const unsigned int tried = std::min(count, kMostTried);
+  for (unsigned int i = 0; i < tried; ++i) {
+    take(tried < 2 ? i : static_cast<unsigned int>(std::uint64_t{i} * (count - 1) / (tried - 1)));
+  }
+}
+
+struct Samples {
+  std::vector<std::string> operator()(ISetting& /*setting*/) const { return {}; }
+  std::vector<std::string> operator()(IBoolSetting& /*setting*/) const { return {"false", "true"}; }
+  template <class Number>
+  std::vector<std::string> operator()(INumericSetting<Number>& setting) const {
+    using Limits = std::numeric_limits<Number>;
+    std::vector<Number> numbers;
+    const Number min = setting.GetMinValue();
+    const Number max = setting.GetMaxValue();
+    if (const unsigned int count = setting.GetNumberOfAllowableValues(); count != 0) {
+      ForSomeOf(count, [&](unsigned int index) { numbers.push_back(setting.GetAllowableValue(index)); });
+      std::sort(numbers.begin(), numbers.end());
+    } else if (setting.GetIsValueConstrained() == 0) {
+      numbers = min < max ? std::vector<Number>{min, static_cast<Number>(min / 2 + max / 2), max}
+                          : std::vector<Number>{Limits::lowest(), Number(0), Limits::max()};
+    }
+    std::vector<std::string> texts(numbers.size());
+    std::transform(numbers.begin(), numbers.end(), texts.begin(), NumberText<Number>);
+    return texts;
+  }
+  std::vector<std::string> operator()(IEnumSetting& setting) const {
+    std::vector<std::string> texts;
+    ForSomeOf(setting.GetNumberOfAllowableValues(),
+              [&](unsigned int index) { texts.emplace_back(setting.GetAllowableValue(index)); });
+    return texts;
+  }
+  std::vector<std::string> operator()(IFileSetting& /*setting*/) const {
+    return {"", "/nowhere/a \"b\" Caf\xC3\xA9.wav", std::string(255, 'x')};
+  }
+  std::vector<std::string> operator()(ITextSetting& /*setting*/) const {
+    return {"", "a=\"b\"\\ Caf\xC3\xA9\n", "Caf\xE9", std::string(10000, 'x')};
+  }
+  std::vector<std::string> operator()(ITimeCodeSetting& setting) const {
+    const bool countsFrames = std::strstr(setting.GetUnits(), "mmm") == nullptr;
+    return countsFrames ? std::vector<std::string>{"0:00:00:00", "1:02:03:04", "100:59:59:29"}
+                        : std::vector<std::string>{"0:00:00:000", "1:02:03:004", "100:59:59:999"};
+  }
+  std::vector<std::string> operator()(ITimeInOutSetting& /*setting*/) const {
+    return {"0-0/1", "600-6000/600", "1-18446744073709551615/48000"};
+  }
+  std::vector<std::string> operator()(IUnsignedIntArraySetting& setting) const {
+    const unsigned int min = setting.GetMinValue();
+    const unsigned int max = setting.GetMaxValue();
+    std::vector<std::string> texts;
+    for (const unsigned int number : {min, min < max ? max : std::numeric_limits<unsigned int>::max()}) {
+      std::string text;
+      for (unsigned int index = 0; index < setting.GetNumberOfValues(); ++index) {
+        text.append(index == 0 ? "" : ",").append(NumberText(number));
+      }
+      texts.push_back(text);
+    }
+    return texts;
+  }
+  std::vector<std::string> operator()(IByteArraySetting& /*setting*/) const {
+    return {"", "00ff10", std::string(20000, 'a')};
+  }
+};
+
+struct Fault {
+  std::string operator()(ISetting& /*setting*/) const { return {}; }
+  template <class Number>
+  std::string operator()(INumericSetting<Number>& setting) const {
+    const Number value = setting.GetValue();
+    const unsigned int count = setting.GetNumberOfAllowableValues();
+    if (count != 0 && setting.FindIndexOf(value) < 0) {
+      return NumberText(value) + ", which is not among its allowable values";
+    }
+    return count != 0 ? std::string() : RangeFault(setting.GetMinValue(), setting.GetMaxValue(), value);
+  }
+  std::string operator()(IEnumSetting& setting) const {
+    const unsigned int count = setting.GetNumberOfAllowableValues();
+    if (count == 0) {
+      return "no entry to select";
+    }
+    const std::string value = setting.GetValue();
+    for (unsigned int index = 0; index < count; ++index) {
+      if (value == setting.GetAllowableValue(index)) {
+        return {};
+      }
+    }
+    return '"' + ToUtf8(value) + "\", which is none of its entries";
+  }
+  std::string operator()(IUnsignedIntArraySetting& setting) const {
+    std::string fault;
+    for (unsigned int index = 0; index < setting.GetNumberOfValues() && fault.empty(); ++index) {
+      fault = RangeFault(setting.GetMinValue(), setting.GetMaxValue(), setting.GetValue(index));
+    }
+    return fault;
+  }
+
+ private:
+  /// A range whose ends are equal is none.
+  template <class Number>
+  static std::string RangeFault(Number min, Number max, Number value) {
+    const bool isWithin = !(min < max) || (value >= min && value <= max);
+    return isWithin ? std::string()
+                    : NumberText(value) + ", which is beyond its range " + NumberText(min) + " to " + NumberText(max);
+  }
+};
+
+}  // namespace
+
+std::vector<std::string> ValuesToTry(ISetting& setting) { return VisitSetting(setting, Samples()); }
+
+std::string ValueFault(ISetting& setting) { return VisitSetting(setting, Fault()); }
+
+bool ChangeValue(ISetting& setting) {
+  const std::string before = ValueText(setting);
+  for (const std::string& value : ValuesToTry(setting)) {
+    if (value == before) {
+      continue;
+    }
+    try {
+      SetValueText(setting, value);
+      return true;
+    } catch (const WrongUse&) {
+      continue;  // the next may be taken
+    }
+  }
+  return false;
+}

@@ -1,0 +1,43 @@
+#include "Host/Validate/Support/Slots.h"
+
+#include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/Library.h"
+#include "RHOAPI/RhoapiSettingsInterface.h"
+
+#include <dlfcn.h>
+#include <array>
+
+namespace {
+
+constexpr std::size_t kCommonSlots = 19;
+
+// Operations that each interface has behind the common ones, by type code.
+constexpr std::array<std::size_t, kSettingTypeArray + 1> kOwnSlots{0, 2, 7, 10, 10, 10, 4, 5, 8, 3, 2, 2, 2};
+
+/// A function of this program, whose own code no module's slot leads to.
+void OwnFunction() {}
+
+bool IsUndefinedOperation(const void* code) {
+  return code == dlsym(RTLD_DEFAULT, "__cxa_pure_virtual") || code == dlsym(RTLD_DEFAULT, "__cxa_deleted_virtual");
+}
+
+}  // namespace
+
+std::size_t SettingSlots(unsigned int type) { return kCommonSlots + (type < kOwnSlots.size() ? kOwnSlots[type] : 0); }
+
+void ExpectSlotsLeadToCode(const void* address, std::size_t count, const std::string& object) {
+  const auto mappings = ReadMappings();
+  const std::string own = FindMapping(mappings, reinterpret_cast<const void*>(&OwnFunction))->file;
+  const auto* const table = *static_cast<const void* const* const*>(address);
+  Expect(FindMapping(mappings, table) != nullptr && FindMapping(mappings, table + count - 1) != nullptr,
+         object + " with a virtual table of " + std::to_string(count) + " slots", "an address where no memory is");
+  for (std::size_t slot = 0; slot < count; ++slot) {
+    const std::string expected = object + ": slot " + std::to_string(slot) + " to lead to code of the module";
+    const Mapping* const mapping = FindMapping(mappings, table[slot]);
+    Expect(mapping != nullptr, expected, "an address where no memory is");
+    Expect(mapping->isExecutable, expected, "an address in data: " + mapping->file);
+    Expect(mapping->file.find('/') != std::string::npos, expected, "memory that belongs to no file");
+    Expect(mapping->file != own, expected, "the host's own code");
+    Expect(!IsUndefinedOperation(table[slot]), expected, "the report of an operation without a definition");
+  }
+}

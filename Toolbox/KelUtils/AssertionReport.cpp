@@ -1,9 +1,0 @@
-#include "Toolbox/KelUtils/AssertionReport.h"
-
-// The C library declares its report only where assertions are on.
-#undef NDEBUG
-#include <cassert>
-
-void ReportFailedAssertion(const char* file, unsigned int line, const char* operation) {
-  __assert_fail("false", file, line, operation);
-}

@@ -1,0 +1,99 @@
+#include "Toolbox/KelUtils/Checksums/Checksums.h"
+
+#include "Toolbox/KelUtils/Checksums/Internal/CarrylessRemainder.h"
+#include "Toolbox/KelUtils/Checksums/Internal/CyclicRemainder.h"
+#include "Toolbox/KelUtils/Files/Internal/OwnedFile.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+namespace {
+
+constexpr std::uint16_t kPolynomial16 = 0x1021;
+constexpr std::uint16_t kPolynomial8 = 0xD5 << 8;
+
+template <std::uint16_t Polynomial>
+std::uint16_t UpdateQuickly(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
+  static constexpr CarrylessConstants kConstants = MakeCarrylessConstants(Polynomial);
+  const std::size_t blocks = size / kCarrylessBlock;
+  if (kUpdateCarryless != nullptr && blocks >= kCarrylessMinimumBlocks) {
+    remainder = kUpdateCarryless(kConstants, remainder, data, blocks);
+    data += blocks * kCarrylessBlock;
+    size %= kCarrylessBlock;
+  }
+  return CyclicRemainder<Polynomial>::Update(remainder, data, size);
+}
+
+template <std::uint16_t Polynomial>
+std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
+  return UpdateAnyLength<Polynomial>(UpdateQuickly<Polynomial>, remainder, data, size);
+}
+
+std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, std::size_t count) {
+  unsigned char bytes[2048];
+  while (count != 0) {
+    const std::size_t part = std::min(count, std::size(bytes));
+    std::transform(samples, samples + part, bytes,
+                   [](short sample) { return static_cast<unsigned char>(sample & 0xFF); });
+    remainder = UpdateQuickly<kPolynomial16>(remainder, bytes, part);
+    samples += part;
+    count -= part;
+  }
+  return remainder;
+}
+
+unsigned int TableEntry(unsigned int byte, unsigned int polynomial) {
+  unsigned int data = byte << 8;
+  unsigned int entry = 0;
+  for (int bit = 0; bit < 8; ++bit) {
+    entry = ((data ^ entry) & 0x8000U) != 0 ? entry << 1 ^ polynomial : entry << 1;
+    data <<= 1;
+  }
+  return entry;
+}
+
+}  // namespace
+
+unsigned short Calc8BitCRC(unsigned char* data, int length, unsigned short crc) {
+  if (data == nullptr || length <= 0) {
+    return crc;
+  }
+  const auto remainder = static_cast<std::uint16_t>(crc << 8);
+  return Update<kPolynomial8>(remainder, data, static_cast<std::size_t>(length)) >> 8;
+}
+
+unsigned short Calc16BitCRC(unsigned char* data, int length, unsigned short crc) {
+  if (data == nullptr || length <= 0) {
+    return crc;
+  }
+  return Update<kPolynomial16>(crc, data, static_cast<std::size_t>(length));
+}
+
+unsigned short Calc16BitCRCShort(short* samples, int width, int height, int stride, unsigned short crc) {
+  if (samples == nullptr || width <= 0) {
+    return crc;
+  }
+  for (int row = 0; row < height; ++row) {
+    crc = UpdateWithLowBytes(crc, samples + std::ptrdiff_t{stride} * row, static_cast<std::size_t>(width));
+  }
+  return crc;
+}
+
+unsigned int CreateCRCTab(unsigned int polynomial, char* path, unsigned int width) {
+  const OwnedFile file = OpenFile(path, "wte");
+  if (file == nullptr) {
+    return 1;
+  }
+  const unsigned int mask = (1U << width % 32) - 1;
+  std::fputs("unsigned int pnCRCTab[256] = {\n\t", file.get());
+  for (unsigned int byte = 0; byte < 256; ++byte) {
+    if (byte != 0 && byte % 8 == 0) {
+      std::fputs("\n\t", file.get());
+    }
+    std::fprintf(file.get(), "0x%04X,  ", TableEntry(byte, polynomial) & mask);
+  }
+  std::fputs("\n};\n", file.get());
+  return 0;
+}

@@ -1,7 +1,0 @@
-#include "Toolbox/KelUtils/CloseEnough.h"
-
-#include <cmath>
-
-bool KelCloseEnough(float a, float b, float tolerance) { return std::fabs(a - b) <= tolerance; }
-
-bool KelCloseEnough(double a, double b, double tolerance) { return std::fabs(a - b) <= tolerance; }

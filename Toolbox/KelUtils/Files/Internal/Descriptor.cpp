@@ -1,0 +1,78 @@
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+
+#include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace {
+
+Descriptor Open(const std::string& path, int flags) {
+  constexpr mode_t kUnlessMasked = 0666;
+  return Descriptor(RetryInterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kUnlessMasked); }));
+}
+
+}  // namespace
+
+int Descriptor::Release() { return std::exchange(m_descriptor, -1); }
+
+bool Descriptor::Close() {
+  // Not repeated when interrupted: the number may belong to another thread's file by then.
+  return !IsOpen() || close(Release()) == 0 || errno == EINTR;
+}
+
+Descriptor OpenForReading(const std::string& path) {
+  Descriptor descriptor = Open(path, O_RDONLY | O_NONBLOCK);
+  // The holder of a lease on the file, such as a file server, is told to give it up and needs a moment for it.
+  const bool isLeased = !descriptor.IsOpen() && errno == EWOULDBLOCK;
+  return isLeased ? Open(path, O_RDONLY) : std::move(descriptor);
+}
+
+Descriptor OpenForWriting(const std::string& path) { return Open(path, O_WRONLY | O_CREAT); }
+
+struct stat StatusOf(const Descriptor& descriptor) {
+  struct stat status {};
+  if (fstat(descriptor.Get(), &status) != 0) {
+    status = {};
+  }
+  return status;
+}
+
+bool IsKnown(const struct stat& status) { return status.st_mode != 0; }
+
+bool IsFolder(const struct stat& status) { return S_ISDIR(status.st_mode); }
+
+bool IsSameItem(const struct stat& left, const struct stat& right) {
+  return !IsKnown(left) || !IsKnown(right) || (left.st_dev == right.st_dev && left.st_ino == right.st_ino);
+}
+
+bool MakeEmpty(const Descriptor& descriptor, const struct stat& status) {
+  const bool isEmpty = !S_ISREG(status.st_mode) || status.st_size == 0;
+  return isEmpty || RetryInterrupted([&] { return ftruncate(descriptor.Get(), 0); }) == 0;
+}
+
+std::size_t ReadUpTo(const Descriptor& descriptor, char* buffer, std::size_t size, std::size_t enough) {
+  std::size_t held = 0;
+  while (held < enough) {
+    const ssize_t count = RetryInterrupted([&] { return read(descriptor.Get(), buffer + held, size - held); });
+    if (count <= 0) {
+      break;
+    }
+    held += static_cast<std::size_t>(count);
+  }
+  return held;
+}
+
+bool WriteFully(const Descriptor& descriptor, const char* buffer, std::size_t size) {
+  while (size != 0) {
+    const ssize_t count = RetryInterrupted([&] { return write(descriptor.Get(), buffer, size); });
+    if (count <= 0) {
+      return false;
+    }
+    buffer += count;
+    size -= static_cast<std::size_t>(count);
+  }
+  return true;
+}

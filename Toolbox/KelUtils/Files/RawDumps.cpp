@@ -1,0 +1,41 @@
+#include "Toolbox/KelUtils/Files/RawDumps.h"
+
+#include "Toolbox/KelUtils/Files/Internal/OwnedFile.h"
+
+#include <cstddef>
+
+namespace {
+
+void WriteBytes(std::FILE* file, const unsigned char* data, int size) {
+  if (data != nullptr && size > 0) {
+    std::fwrite(data, 1, static_cast<std::size_t>(size), file);
+  }
+}
+
+void WritePlane(std::FILE* file, const unsigned char* plane, int stride, int width, int height) {
+  if (plane == nullptr) {
+    return;
+  }
+  for (int row = 0; row < height; ++row) {
+    WriteBytes(file, plane + std::ptrdiff_t{stride} * row, width);
+  }
+}
+
+int LargerHalf(int size) { return size / 2 + size % 2; }
+
+}  // namespace
+
+void WriteBitstream(char* path, unsigned char* data, int size) {
+  if (const OwnedFile file = OpenFile(path, "abe")) {
+    WriteBytes(file.get(), data, size);
+  }
+}
+
+void WriteFrame(char* path, unsigned char* y, int yStride, unsigned char* u, unsigned char* v, int uvStride, int width,
+                int height) {
+  if (const OwnedFile file = OpenFile(path, "abe")) {
+    WritePlane(file.get(), y, yStride, width, height);
+    WritePlane(file.get(), u, uvStride, LargerHalf(width), LargerHalf(height));
+    WritePlane(file.get(), v, uvStride, LargerHalf(width), LargerHalf(height));
+  }
+}

@@ -1,0 +1,181 @@
+#include "Toolbox/KelUtils/Files/Removal.h"
+
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+#include "Toolbox/KelUtils/Files/Paths.h"
+#include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+using OpenDir = std::unique_ptr<DIR, CloseFolder>;
+
+struct Entry {
+  std::string name;
+  bool mayBeFolder;
+};
+
+// Opens the folder itself, never what a link of that name points to. Null, with errno set, when it is no folder.
+OpenDir OpenFolderAt(int parent, const char* name) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  Descriptor descriptor(RetryInterrupted([&] { return openat(parent, name, kFlags); }));
+  OpenDir folder(descriptor.IsOpen() ? fdopendir(descriptor.Get()) : nullptr);
+  if (folder != nullptr) {
+    descriptor.Release();
+  }
+  return folder;
+}
+
+std::vector<Entry> ListEntries(DIR* folder) {
+  std::vector<Entry> entries;
+  rewinddir(folder);
+  while (const dirent* entry = readdir(folder)) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") {
+      entries.push_back({std::string(name), entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN});
+    }
+  }
+  return entries;
+}
+
+int ErrorOf(int result) { return result == 0 ? 0 : errno; }
+
+// Removes a folder with all that is in it. The folders that it is in are kept in a list, not on the thread's stack: a
+// tree may be deeper than that.
+class TreeRemoval {
+ public:
+  // The folder at `path`, which is opened already.
+  TreeRemoval(const std::string& path, OpenDir folder) { Enter(path, std::move(folder)); }
+
+  // 0 or the error's number. What others remove meanwhile is none of our failures.
+  int Run() {
+    for (;;) {
+      const std::optional<int> error = TakeStep();
+      const bool isRemoved = error == 0;
+      if (error && (m_levels.empty() || (!isRemoved && *error != ENOENT))) {
+        return *error;
+      }
+      m_levels.back().isProgress = m_levels.back().isProgress || isRemoved;
+    }
+  }
+
+ private:
+  struct Level {
+    std::string name;  // by which the level above knows it
+    OpenDir folder;
+    std::vector<Entry> entries;
+    std::size_t next = 0;  // of the entries
+    bool isProgress = false;
+  };
+
+  void Enter(const std::string& name, OpenDir folder) {
+    std::vector<Entry> entries = ListEntries(folder.get());
+    m_levels.push_back({name, std::move(folder), std::move(entries)});
+  }
+
+  // Tries to remove one item: 0 or the error's number. Nothing when it was not yet time for it.
+  std::optional<int> TakeStep() {
+    Level& level = m_levels.back();
+    return level.next < level.entries.size() ? RemoveOrEnter(level.entries[level.next++]) : RemoveLevel();
+  }
+
+  std::optional<int> RemoveOrEnter(const Entry& entry) {
+    const int parent = dirfd(m_levels.back().folder.get());
+    if (entry.mayBeFolder) {
+      if (OpenDir folder = OpenFolderAt(parent, entry.name.c_str())) {
+        Enter(entry.name, std::move(folder));
+        return std::nullopt;
+      }
+      if (errno != ENOTDIR && errno != ELOOP) {
+        return errno;
+      }
+    }
+    return ErrorOf(unlinkat(parent, entry.name.c_str(), 0));
+  }
+
+  // What others put into the folder meanwhile is listed again and removed too, as long as a round removes anything.
+  std::optional<int> RemoveLevel() {
+    Level& level = m_levels.back();
+    const int parent = m_levels.size() == 1 ? AT_FDCWD : dirfd(m_levels[m_levels.size() - 2].folder.get());
+    const int error = ErrorOf(unlinkat(parent, level.name.c_str(), AT_REMOVEDIR));
+    if ((error == ENOTEMPTY || error == EEXIST) && level.isProgress) {
+      level.entries = ListEntries(level.folder.get());
+      level.next = 0;
+      level.isProgress = false;
+      return std::nullopt;
+    }
+    m_levels.pop_back();
+    return error;
+  }
+
+  std::vector<Level> m_levels;
+};
+
+bool IsLinkToFolder(const char* path) {
+  struct stat status {};
+  return lstat(path, &status) == 0 && S_ISLNK(status.st_mode) && stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+}  // namespace
+
+bool kel_remove_dir_recursively_UTF8(const std::string& folder) {
+  if (folder.empty()) {
+    return true;
+  }
+  try {
+    std::string path;
+    if (!KelSimplifyPath(folder, path)) {
+      return false;
+    }
+    // Behind a separator the system would follow a link.
+    path.erase(std::max<std::size_t>(path.find_last_not_of(*kDirSeparator) + 1, 1));
+    OpenDir opened = OpenFolderAt(AT_FDCWD, path.c_str());
+    if (opened == nullptr) {
+      return IsLinkToFolder(path.c_str()) && unlink(path.c_str()) == 0;
+    }
+    const int error = TreeRemoval(path, std::move(opened)).Run();
+    return error == 0 || error == ENOENT;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+bool kel_remove_dir_recursively_UTF8(const CKelStr<char>& folder) {
+  return kel_remove_dir_recursively_UTF8(folder.m_data);
+}
+
+bool kel_remove_dir_recursively_UTF8(const char* folder) {
+  return folder != nullptr && kel_remove_dir_recursively_UTF8(std::string(folder));
+}
+
+bool kel_remove_files_UTF8(const std::string& folder, const std::list<std::string>& names) {
+  std::string path = folder;
+  if (!path.empty() && path.back() != *kDirSeparator) {
+    path += kDirSeparator;
+  }
+  const std::size_t folderLength = path.size();
+  for (const std::string& name : names) {
+    path.resize(folderLength);
+    if (std::remove((path += name).c_str()) != 0) {
+      return false;
+    }
+  }
+  return true;
+}

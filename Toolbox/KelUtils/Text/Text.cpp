@@ -1,0 +1,111 @@
+#include "Toolbox/KelUtils/Text/Text.h"
+
+#include "Toolbox/KelUtils/Text/Internal/LowerByte.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+namespace {
+
+// Whether `what` stands at `at`, where there is room for it. Short texts are compared faster than memcmp is called.
+bool BeginsWith(const char* at, const std::string& what) {
+  constexpr std::size_t kShort = 16;
+  if (what.size() > kShort) {
+    return std::memcmp(at, what.data(), what.size()) == 0;
+  }
+  const auto same = [](char left, char right) { return left == right; };
+  return std::equal(what.begin(), what.end(), at, same);
+}
+
+// The first place in begin to end where `what`, which is not empty, occurs; `end` when there is none.
+//
+// Looking for the first byte alone is the fastest way to a match, as long as most of what it finds is one. After some
+// disappointments the rest is left to memmem, which takes longer to begin but stays linear on whatever text.
+const char* FindText(const char* begin, const char* end, const std::string& what) {
+  constexpr int kAttempts = 16;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const auto left = static_cast<std::size_t>(end - begin);
+    if (left < what.size()) {
+      return end;
+    }
+    if (*begin != what.front()) {
+      begin = static_cast<const char*>(std::memchr(begin, what.front(), left - what.size() + 1));
+      if (begin == nullptr) {
+        return end;
+      }
+    }
+    if (BeginsWith(begin, what)) {
+      return begin;
+    }
+    ++begin;
+  }
+  const void* found = memmem(begin, static_cast<std::size_t>(end - begin), what.data(), what.size());
+  return found == nullptr ? end : static_cast<const char*>(found);
+}
+
+std::string_view ViewOf(const char* text) { return text == nullptr ? std::string_view() : std::string_view(text); }
+
+bool EqualButForAsciiCase(char left, char right) {
+  constexpr unsigned int kCaseBit = 0x20;
+  const unsigned int folded = static_cast<unsigned char>(left) | kCaseBit;
+  return left == right || (folded >= 'a' && folded <= 'z' && folded == (static_cast<unsigned char>(right) | kCaseBit));
+}
+
+}  // namespace
+
+std::string KelReplace(std::string const& text, std::string const& what, std::string const& with) {
+  const char* rest = text.data();
+  const char* const end = rest + text.size();
+  const char* match = what.empty() ? end : FindText(rest, end, what);
+  if (match == end) {
+    return text;
+  }
+  // Untouched room costs nothing, but a text that outgrows it by a few bytes has to move.
+  std::string replaced;
+  replaced.reserve(text.size() + text.size() / 8);
+  for (; match != end; match = FindText(rest, end, what)) {
+    if (match != rest) {
+      replaced.append(rest, match);
+    }
+    replaced.append(with);
+    rest = match + what.size();
+  }
+  return replaced.append(rest, end);
+}
+
+std::string KelToLowerCase(char const* begin, char const* end) {
+  if (begin == nullptr || begin >= end) {
+    return {};
+  }
+  std::string lower(begin, end);
+  std::transform(lower.begin(), lower.end(), lower.begin(), LowerByte);
+  return lower;
+}
+
+std::string KelToLowerCase(std::string const& text) { return KelToLowerCase(text.data(), text.data() + text.size()); }
+
+std::string KelToLowerCase(char const* text) {
+  const std::string_view view = ViewOf(text);
+  return KelToLowerCase(view.data(), view.data() + view.size());
+}
+
+template <>
+bool KelStrMatchTail<char>(char const* text, char const* tail, bool ignoreCase) {
+  const std::string_view whole = ViewOf(text);
+  const std::string_view wanted = ViewOf(tail);
+  if (wanted.size() > whole.size()) {
+    return false;
+  }
+  const std::string_view last = whole.substr(whole.size() - wanted.size());
+  return last == wanted || (ignoreCase && std::equal(last.begin(), last.end(), wanted.begin(), EqualButForAsciiCase));
+}
+
+template <>
+int KelConvertToScalar<int>(char const* text) {
+  const long number = text == nullptr ? 0 : std::strtol(text, nullptr, 10);
+  return static_cast<int>(std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}

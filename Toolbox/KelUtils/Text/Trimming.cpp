@@ -1,0 +1,37 @@
+#include "Toolbox/KelUtils/Text/Trimming.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+bool IsWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+std::string_view ViewOf(const char* text, unsigned long length) {
+  if (text == nullptr) {
+    return {};
+  }
+  return length == 0 ? std::string_view(text) : std::string_view(text, length);
+}
+
+}  // namespace
+
+void KelTrimString(std::string& text) {
+  if (!text.empty() && IsWhiteSpace(text.front())) {
+    text.erase(0, 1);
+  }
+  if (!text.empty() && IsWhiteSpace(text.back())) {
+    text.pop_back();
+  }
+}
+
+std::string KelTrimFromHead(char c, char const* text, unsigned long length) {
+  const std::string_view view = ViewOf(text, length);
+  return std::string(view.substr(std::min(view.find_first_not_of(c), view.size())));
+}
+
+std::string KelTrimFromTail(char c, char const* text, unsigned long length) {
+  const std::string_view view = ViewOf(text, length);
+  // When all of it is c, the position is npos, and one more is 0.
+  return std::string(view.substr(0, view.find_last_not_of(c) + 1));
+}
