@@ -2,7 +2,7 @@
 
 build_packages=(
   cmake g++ make pkg-config
-  libcli11-dev libebml-dev libmatroska-dev libpugixml-dev libsndfile1-dev libsoxr-dev libxxhash-dev nlohmann-json3-dev
+  libcli11-dev libebml-dev libfmt-dev libmatroska-dev libpugixml-dev libsndfile1-dev libsoxr-dev libxxhash-dev nlohmann-json3-dev
   uuid-dev
 )
 test_packages=(
