@@ -1,10 +1,10 @@
 #pragma once
 
 #include <unistd.h>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <numeric>
 #include <set>
 #include <stdexcept>
@@ -13,8 +13,11 @@
 namespace fs = std::filesystem;
 
 inline std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::string content(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
+  file.seekg(0).read(content.data(), static_cast<std::streamsize>(content.size()));
+  content.resize(static_cast<std::size_t>(file.gcount()));
+  return content;
 }
 
 /// The text of the std::runtime_error that `action` throws; "nothing" when it throws none.
