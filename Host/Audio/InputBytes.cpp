@@ -16,11 +16,11 @@ namespace {
 
 constexpr std::size_t kMostKept = std::size_t{4} << 20;
 
-int OpenDescriptor(const std::string& path, const std::string& name) {
+Descriptor OpenDescriptor(const std::string& path, const std::string& name) {
   const bool isStandardInput = path == "-";
-  const int descriptor = isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                         : RetryInterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); });
-  if (descriptor < 0) {
+  Descriptor descriptor(isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                        : RetryInterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
+  if (!descriptor.IsOpen()) {
     throw SystemFailure(name, "open", errno);
   }
   return descriptor;
@@ -31,26 +31,24 @@ int OpenDescriptor(const std::string& path, const std::string& name) {
 InputBytes::InputBytes(const std::string& path)
     : m_name(path == "-" ? "standard input" : path), m_descriptor(OpenDescriptor(path, m_name)) {
   struct stat status {};
-  const bool isKnown = fstat(m_descriptor, &status) == 0;
-  const bool isFile = S_ISREG(status.st_mode);
-  const off_t position = isFile ? lseek(m_descriptor, 0, SEEK_CUR) : 0;
-  const int error = isKnown && position != -1 ? 0 : errno;
-  const bool isTerminal = path == "-" && isatty(m_descriptor) == 1;
-  if (error != 0 || S_ISDIR(status.st_mode) || isTerminal) {
-    close(m_descriptor);
-    if (error != 0) {
-      throw SystemFailure(m_name, "look at it", error);
-    }
-    if (isTerminal) {
-      throw WrongUse(m_name + ": is a terminal; send a sound through a pipe or name a file");
-    }
+  const int descriptor = m_descriptor.Get();
+  if (fstat(descriptor, &status) != 0) {
+    throw SystemFailure(m_name, "read its status", errno);
+  }
+  if (S_ISDIR(status.st_mode)) {
     throw Failure(m_name + ": is a folder, not a sound file");
+  }
+  if (path == "-" && isatty(descriptor) == 1) {
+    throw WrongUse(m_name + ": is a terminal; send a sound through a pipe or name a file");
+  }
+  const bool isFile = S_ISREG(status.st_mode);
+  const off_t position = isFile ? lseek(descriptor, 0, SEEK_CUR) : 0;
+  if (position == -1) {
+    throw SystemFailure(m_name, "read its status", errno);
   }
   m_isStream = !isFile || position != 0;
   m_length = m_isStream ? kEndless : static_cast<std::uint64_t>(status.st_size);
 }
-
-InputBytes::~InputBytes() { close(m_descriptor); }
 
 std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wanted) {
   auto* bytes = static_cast<unsigned char*>(to);
@@ -74,7 +72,7 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wan
 std::size_t InputBytes::ReadFile(std::uint64_t position, unsigned char* to, std::size_t size) {
   const std::size_t done = ReadFully(position - m_head.size() + m_headFileEnd, to, size);
   if (done < size) {
-    throw Failure(m_name + ": has become shorter while it was read");
+    throw Failure(m_name + ": became shorter while it was read");
   }
   return done;
 }
@@ -95,7 +93,7 @@ std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, st
 }
 
 void InputBytes::KeepUpTo(std::uint64_t position) {
-  // What has streamed past without being kept leaves no place for more.
+  // Bytes that were read without being kept leave a gap: nothing beyond it can be kept.
   if (position <= m_head.size() || m_streamPosition != m_head.size()) {
     return;
   }
@@ -109,11 +107,11 @@ void InputBytes::KeepUpTo(std::uint64_t position) {
 std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
-    const ssize_t count = m_isStream
-                              ? read(m_descriptor, to + done, size - done)
-                              : pread(m_descriptor, to + done, size - done, static_cast<off_t>(filePosition + done));
-    if (count < 0 && errno == EAGAIN) {  // whoever made the pipe may have it so
-      pollfd ready{m_descriptor, POLLIN, 0};
+    const ssize_t count =
+        m_isStream ? read(m_descriptor.Get(), to + done, size - done)
+                   : pread(m_descriptor.Get(), to + done, size - done, static_cast<off_t>(filePosition + done));
+    if (count < 0 && errno == EAGAIN) {  // the other side may have made the pipe non-blocking
+      pollfd ready{m_descriptor.Get(), POLLIN, 0};
       poll(&ready, 1, -1);
     } else if (count < 0 && errno != EINTR) {
       throw SystemFailure(m_name, "read", errno);

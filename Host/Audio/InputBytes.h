@@ -1,11 +1,13 @@
 #pragma once
 
-/// The bytes of the input as a decoder wants them, at any position, whether they lie in a file or come through a pipe.
+/// The bytes of the input at any position, from a file or from a pipe.
 ///
-/// A file is simply read where asked. A stream can only go forward; but decoders look around in the beginning of a file
-/// before they settle down to read it from front to back. So the first megabytes of a stream are kept while a decoder
-/// opens it and can be read in any order; what is asked for far ahead of them counts as lying behind the end, so that
-/// nobody waits for the end of a stream to look for chunks there.
+/// A file is read where asked. A stream can only be read forward, but decoders look around in the beginning of a file
+/// before they read it from front to back. The first megabytes of a stream are therefore kept, and can be read in any
+/// order, while a decoder opens it. Bytes far ahead of them count as lying beyond the end, so that no decoder waits for
+/// the end of a stream in order to look for chunks there.
+
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,35 +24,34 @@ class InputBytes {
   /// Opens `path`, or standard input for "-". Throws Failure: it cannot be opened or is a folder; WrongUse: standard
   /// input is a terminal.
   explicit InputBytes(const std::string& path);
-  ~InputBytes();
 
   InputBytes(const InputBytes&) = delete;
   InputBytes& operator=(const InputBytes&) = delete;
 
-  /// How messages name it: the path, or "standard input".
+  /// The name for messages: the path, or "standard input".
   const std::string& Name() const { return m_name; }
 
-  /// True for whatever is not a regular file that can be read from its first byte.
+  /// False only for a regular file that can be read from its first byte.
   bool IsStream() const { return m_isStream; }
 
   /// Length in bytes; kEndless for a stream.
   std::uint64_t Length() const { return m_length; }
 
-  /// Makes `length` the end, where it lies before the present one: nothing behind it is read.
+  /// Sets the end to `length` bytes if that is less than now: nothing beyond it is read.
   void EndAt(std::uint64_t length) { m_length = std::min(m_length, length); }
 
-  /// Reads up to `wanted` bytes at `position` and returns how many there are: fewer only at the end. Throws Failure for
-  /// an error of the system, a file that does not reach as far as it did, and a position that a stream has passed.
+  /// Reads up to `wanted` bytes at `position` and returns their number: fewer only at the end. Throws Failure for a
+  /// system error, a file that has become shorter, and a position that a stream has passed.
   std::size_t ReadAt(std::uint64_t position, void* to, std::size_t wanted);
 
-  /// True when the last read came short because the bytes were at an end.
+  /// True when the last read was short because the bytes ended.
   bool CameShort() const { return m_cameShort; }
 
-  /// Puts `head` in the place of the first `replaced` bytes, which must exist and, in a stream, still be kept.
-  /// Positions and length then follow the new beginning.
+  /// Replaces the first `replaced` bytes, which must exist and, in a stream, still be kept, by `head`. Positions and
+  /// length then refer to the new beginning.
   void ReplaceHead(std::vector<unsigned char> head, std::uint64_t replaced);
 
-  /// Ends the keeping of a stream's beginning: from here on it is read from front to back.
+  /// Stops keeping a stream's beginning: from here on it is read from front to back.
   void StopKeeping() { m_keeping = false; }
 
  private:
@@ -60,7 +61,7 @@ class InputBytes {
   std::size_t ReadFully(std::uint64_t filePosition, unsigned char* to, std::size_t size);
 
   std::string m_name;
-  int m_descriptor = -1;
+  Descriptor m_descriptor;
   bool m_isStream = false;
   bool m_keeping = true;
   bool m_cameShort = false;

@@ -1,18 +1,14 @@
 #include "Host/Audio/SoundInput.h"
 
 #include "Host/Audio/ChannelOrder.h"
-#include "Host/Audio/InputBytes.h"
 #include "Host/Audio/MpegLength.h"
-#include "Host/Audio/SoundContainers.h"
-#include "Host/Audio/VirtualFile.h"
-#include "Host/Text/Errors.h"
 #include "Host/Text/Utf8.h"
 
-#include <sndfile.h>
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <cstddef>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -63,8 +59,8 @@ SoundTags TagsOf(SNDFILE* file) {
 }
 
 std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
-  return "the file promises " + std::to_string(promised) + " " + unit + " of sound, " + std::to_string(missing) +
-         (missing == 1 ? " is missing" : " are missing");
+  return fmt::format("the file promises {} {} of sound, {} {} missing", promised, unit, missing,
+                     missing == 1 ? "is" : "are");
 }
 
 std::string WithoutFullStop(std::string text) {
@@ -76,132 +72,107 @@ std::string WithoutFullStop(std::string text) {
 
 }  // namespace
 
-class SoundInput::Decoder {
- public:
-  Decoder(const std::string& path, Truncation truncation);
-
-  SampleBlock Read();
-
-  InputBytes bytes;
-  SoundFormat format;
-  SoundTags tags;
-  std::string missingText;
-
- private:
-  void PrepareBytes();
-  void Open();
-  void ReadFormat(const SF_INFO& info);
-  sf_count_t ReadSamples(sf_count_t frames);
-  void HandleShortRead(bool isLast);
-  void NoteMissing(std::string text);
-
-  Truncation m_truncation;
-  VirtualFile m_virtualFile;
-  std::optional<SampleData> m_data;
-  SoundFile m_file;
-  std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
-  std::vector<double> m_block;       ///< for any sample type: aligned for all
-  std::size_t m_blockFrames = 0;
-  std::uint64_t m_framesRead = 0;
-};
-
-SoundInput::Decoder::Decoder(const std::string& path, Truncation truncation)
-    : bytes(path), m_truncation(truncation), m_virtualFile(bytes) {
+SoundInput::SoundInput(const std::string& path, Truncation truncation)
+    : m_bytes(path), m_truncation(truncation), m_io(m_bytes) {
   PrepareBytes();
   Open();
-  tags = TagsOf(m_file.get());
-  bytes.StopKeeping();
-  // A cut MPEG frame costs libsndfile's whole read.
-  const std::size_t fittingFrames = kBlockBytes / (SizeOf(format.sampleType) * format.channels);
-  m_blockFrames = m_virtualFile.IsEndHidden() ? kMpegFrame : std::max<std::size_t>(1, fittingFrames);
-  const std::size_t blockBytes = m_blockFrames * format.channels * SizeOf(format.sampleType);
+  m_tags = TagsOf(m_file.get());
+  m_bytes.StopKeeping();
+  AllocateBlock();
+}
+
+void SoundInput::AllocateBlock() {
+  // After a truncated MPEG frame libsndfile drops all samples of the same read, so reads are one frame long.
+  const std::size_t fittingFrames = kBlockBytes / (SizeOf(m_format.sampleType) * m_format.channels);
+  m_blockFrames = m_io.IsEndHidden() ? kMpegFrame : std::max<std::size_t>(1, fittingFrames);
+  const std::size_t blockBytes = m_blockFrames * m_format.channels * SizeOf(m_format.sampleType);
   m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
 }
 
-/// Sets right what libsndfile would misread, and refuses what it would not notice.
-void SoundInput::Decoder::PrepareBytes() {
+/// Corrects headers that libsndfile would misread, and refuses faults that it would not notice.
+void SoundInput::PrepareBytes() {
   unsigned char magic[4]{};
-  const std::size_t magicSize = bytes.ReadAt(0, magic, sizeof magic);
+  const std::size_t magicSize = m_bytes.ReadAt(0, magic, sizeof magic);
   if (magicSize == 0) {
-    throw NoSoundFile(bytes.Name() + ": is empty, not a sound file");
+    throw NotASoundFile(m_bytes.Name() + ": is empty, not a sound file");
   }
-  m_data = FindSampleData(bytes);
-  if (bytes.IsStream() && !m_data && std::string_view(reinterpret_cast<char*>(magic), magicSize) != "fLaC") {
-    throw Failure(bytes.Name() +
-                  ": no sound that can be read from a pipe (WAV, W64, AIFF, CAF, AU or FLAC); save it "
-                  "to a file first");
+  m_data = FindSampleData(m_bytes);
+  if (m_bytes.IsStream() && !m_data && std::string_view(reinterpret_cast<char*>(magic), magicSize) != "fLaC") {
+    throw Failure(m_bytes.Name() +
+                  ": is not in a format that can be read from a pipe (WAV, W64, AIFF, CAF, AU or FLAC); save it to a "
+                  "file first");
   }
   if (!m_data) {
     return;
   }
   unsigned char sound = 0;
-  if (bytes.IsStream() && m_data->size == std::uint64_t{0} && bytes.ReadAt(m_data->start, &sound, 1) != 0) {
-    throw Failure(bytes.Name() +
-                  ": its header was not made for a pipe: no sound, it says, but more follows; save it to "
-                  "a file first");
+  if (m_bytes.IsStream() && m_data->size == std::uint64_t{0} && m_bytes.ReadAt(m_data->start, &sound, 1) != 0) {
+    throw Failure(m_bytes.Name() +
+                  ": the header says that there are no samples, but more bytes follow; save it to a file first");
   }
   const std::uint64_t available =
-      bytes.IsStream() ? InputBytes::kEndless / 2 : bytes.Length() - std::min(bytes.Length(), m_data->start);
+      m_bytes.IsStream() ? InputBytes::kEndless / 2 : m_bytes.Length() - std::min(m_bytes.Length(), m_data->start);
   if (m_data->isW64 && m_data->size) {
-    // libsndfile takes all that follows for samples.
-    bytes.EndAt(m_data->start + *m_data->size);
+    // libsndfile reads everything that follows as samples.
+    m_bytes.EndAt(m_data->start + *m_data->size);
   }
   if (!m_data->size && m_data->isLittleEndianWav) {
-    SetWavSize(bytes, *m_data, available);
+    SetWavSize(m_bytes, *m_data, available);
   } else if (!m_data->size && m_data->isCaf) {
-    SetCafSize(bytes, *m_data, available);
+    SetCafSize(m_bytes, *m_data, available);
   } else if (m_data->size && *m_data->size > available) {
     NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
     if (m_data->isCaf) {
-      SetCafSize(bytes, *m_data, available);
+      SetCafSize(m_bytes, *m_data, available);
     }
   }
 }
 
-void SoundInput::Decoder::Open() {
+void SoundInput::Open() {
   SF_INFO info{};
-  m_file = m_virtualFile.Open(info);
-  if (m_file && IsMpeg(info) && !StatesMpegLength(bytes)) {
-    // libsndfile would stop at a guessed length, which may lie before the end, unless it cannot find one to guess from.
-    m_virtualFile.HideEnd();
+  m_file = m_io.Open(info);
+  if (m_file && IsMpeg(info) && !StatesMpegLength(m_bytes)) {
+    // libsndfile would guess the length from the end's position and stop there, possibly too early.
+    m_io.HideEnd();
     m_file.reset();
     info = {};
-    m_file = m_virtualFile.Open(info);
+    m_file = m_io.Open(info);
   }
-  m_virtualFile.RethrowFailure();
-  if (!m_file && m_virtualFile.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
-    throw NoSoundFile(bytes.Name() + ": is not a sound file of a known format");
+  m_io.RethrowFailure();
+  if (!m_file && m_io.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
+    throw NotASoundFile(m_bytes.Name() + ": is not a sound file of a known format");
   }
   if (!m_file) {
-    // The text for a decoder without a single frame to decode speaks of a file that does not exist.
-    const std::string text = WithoutFullStop(m_virtualFile.OpenErrorText());
+    // For a file without a single decodable frame libsndfile says that the file does not exist.
+    const std::string text = WithoutFullStop(m_io.OpenErrorText());
     const bool isMisleading = text.find("does not exist") != std::string::npos;
-    throw Failure(bytes.Name() + ": cannot be read as a sound file: " + (isMisleading ? "no sound is found" : text));
+    throw Failure(m_bytes.Name() +
+                  ": cannot be read as a sound file: " + (isMisleading ? "it contains no sound" : text));
   }
   if (info.channels <= 0 || info.samplerate <= 0) {
-    throw Failure(bytes.Name() + ": is a sound file without channels or without a sample rate");
+    throw Failure(m_bytes.Name() + ": has no channels or no sample rate");
   }
   ReadFormat(info);
 }
 
-void SoundInput::Decoder::ReadFormat(const SF_INFO& info) {
+void SoundInput::ReadFormat(const SF_INFO& info) {
   const Representation representation = RepresentationOf(info.format);
-  format.name = bytes.Name();
-  format.sampleRate = static_cast<unsigned int>(info.samplerate);
-  format.channels = static_cast<unsigned int>(info.channels);
-  format.sampleType = representation.type;
-  format.significantBits = representation.significantBits;
-  // The largest number stands for an unknown one.
-  const bool isOpenStream = bytes.IsStream() && m_data && m_data->size.value_or(0) == 0;
+  m_format.name = m_bytes.Name();
+  m_format.sampleRate = static_cast<unsigned int>(info.samplerate);
+  m_format.channels = static_cast<unsigned int>(info.channels);
+  m_format.sampleType = representation.type;
+  m_format.significantBits = representation.significantBits;
+  // libsndfile's SF_COUNT_MAX means unknown.
+  const bool isOpenStream = m_bytes.IsStream() && m_data && m_data->size.value_or(0) == 0;
   if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {
-    format.frames = static_cast<std::uint64_t>(info.frames);
+    m_format.frames = static_cast<std::uint64_t>(info.frames);
   }
   m_order = WavChannelOrder(m_file.get(), info);
 }
 
-sf_count_t SoundInput::Decoder::ReadSamples(sf_count_t frames) {
+sf_count_t SoundInput::ReadSamples(sf_count_t frames) {
   void* to = m_block.data();
-  switch (format.sampleType) {
+  switch (m_format.sampleType) {
     case SampleType::kInt16:
       return sf_readf_short(m_file.get(), static_cast<short*>(to), frames);
     case SampleType::kInt32:
@@ -214,54 +185,52 @@ sf_count_t SoundInput::Decoder::ReadSamples(sf_count_t frames) {
   return sf_readf_double(m_file.get(), static_cast<double*>(to), frames);
 }
 
-SampleBlock SoundInput::Decoder::Read() {
+SampleBlock SoundInput::Read() {
   const auto wanted = static_cast<sf_count_t>(m_blockFrames);
   const sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
-  m_virtualFile.RethrowFailure();
+  m_io.RethrowFailure();
   m_framesRead += static_cast<std::uint64_t>(frames);
   if (frames < wanted) {
     HandleShortRead(frames == 0);
   }
   const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
   if (!m_order.empty()) {
-    ReorderChannels(m_block.data(), block.frames, SizeOf(format.sampleType), m_order);
+    ReorderChannels(m_block.data(), block.frames, SizeOf(m_format.sampleType), m_order);
   }
   return block;
 }
 
-/// After a read that came short: the end, an early end, or damage.
-void SoundInput::Decoder::HandleShortRead(bool isLast) {
+/// Handles a read that returned fewer frames than wanted: the end, an early end, or damage.
+void SoundInput::HandleShortRead(bool isLast) {
   const bool isError = sf_error(m_file.get()) != SF_ERR_NO_ERROR;
-  const bool isMissing = (isLast || isError) && format.frames && m_framesRead < *format.frames;
-  if (isMissing && bytes.CameShort()) {
-    NoteMissing(PromiseText("sample frames", *format.frames, *format.frames - m_framesRead));
-  } else if (isError && bytes.CameShort()) {
-    // MPEG streams promise nothing, and many end in a cut frame or in something that is none.
-    if (!m_virtualFile.IsEndHidden()) {
-      NoteMissing("it ends in the middle of a piece of sound, after sample frame " + std::to_string(m_framesRead));
+  const bool isMissing = (isLast || isError) && m_format.frames && m_framesRead < *m_format.frames;
+  if (isMissing && m_bytes.CameShort()) {
+    NoteMissing(PromiseText("sample frames", *m_format.frames, *m_format.frames - m_framesRead));
+  } else if (isError && m_bytes.CameShort()) {
+    // MPEG streams state no length, and many end in a truncated frame or in bytes that are no frame.
+    if (!m_io.IsEndHidden()) {
+      NoteMissing("it ends within a block of compressed sound, after sample frame " + std::to_string(m_framesRead));
     }
   } else if (isError || isMissing) {
-    throw Failure(bytes.Name() + ": is damaged behind sample frame " + std::to_string(m_framesRead) +
-                  (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", the sound goes no further"));
+    throw Failure(m_bytes.Name() + ": is damaged after sample frame " + std::to_string(m_framesRead) +
+                  (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", no more sound can be decoded"));
   }
 }
 
-void SoundInput::Decoder::NoteMissing(std::string text) {
+void SoundInput::NoteMissing(std::string text) {
   if (m_truncation == Truncation::kRefused) {
-    throw Failure(bytes.Name() + ": is incomplete: " + text);
+    throw Failure(m_bytes.Name() + ": is incomplete: " + text);
   }
-  missingText = std::move(text);
+  m_missing = std::move(text);
 }
 
-SoundInput::SoundInput(const std::string& path, Truncation truncation)
-    : m_decoder(std::make_unique<Decoder>(path, truncation)) {}
-
-SoundInput::~SoundInput() = default;
-
-const SoundFormat& SoundInput::Format() const { return m_decoder->format; }
-
-const SoundTags& SoundInput::Tags() const { return m_decoder->tags; }
-
-SampleBlock SoundInput::Read() { return m_decoder->Read(); }
-
-const std::string& SoundInput::MissingText() const { return m_decoder->missingText; }
+std::vector<std::string> SoundInput::Notes() const {
+  std::vector<std::string> notes;
+  if (!m_missing.empty()) {
+    notes.push_back(m_missing);
+  }
+  if (!m_order.empty()) {
+    notes.emplace_back("channels are reordered");
+  }
+  return notes;
+}

@@ -1,23 +1,23 @@
 #pragma once
 
-/// A sound for trying things out: in each channel a sine that rises from a pitch of that channel's own (55 Hz for the
-/// first, 110 Hz for the second, ...) to just below the highest that the sample rate can carry, at half of full scale.
-/// The same arguments give the same samples.
+/// A signal for trials and tests: in each channel a sine sweep that rises from a pitch of that channel's own (55 Hz for
+/// the first, 110 Hz for the second, ...) to 0.45 times the sample rate, at half of full scale. The same arguments give
+/// the same samples.
 
-#include "Host/Encode/SoundFormat.h"
+#include "Host/Audio/SoundSource.h"
 
 #include <cstdint>
 #include <vector>
 
-class TestSignal {
+class TestSignal : public SoundSource {
  public:
-  /// `rate` sample frames per second and `channels`, both at least 1; a length of 0 `seconds` or more.
+  /// `rate` sample frames per second and `channels`, both at least 1; `seconds` is the length, at least 0.
   TestSignal(unsigned int rate, unsigned int channels, double seconds);
 
-  const SoundFormat& Format() const { return m_format; }
-
-  /// The next sample frames; none at the end, then and ever after. Valid until the next call.
-  SampleBlock Read();
+  const SoundFormat& Format() const override { return m_format; }
+  const SoundTags& Tags() const override { return m_tags; }
+  SampleBlock Read() override;
+  std::vector<std::string> Notes() const override { return {}; }
 
  private:
   /// A sine whose pitch rises by the same factor from each sample to the next.
@@ -28,6 +28,7 @@ class TestSignal {
   };
 
   SoundFormat m_format;
+  SoundTags m_tags;             ///< always empty
   std::vector<Sweep> m_sweeps;  ///< one a channel
   std::uint64_t m_position = 0;
   std::vector<double> m_samples;

@@ -1,5 +1,6 @@
 #include "Host/CommandLine/EncodeMany.h"
 
+#include "Host/Audio/SoundInput.h"
 #include "Host/CommandLine/BatchProgress.h"
 #include "Host/CommandLine/EncodingTexts.h"
 #include "Host/CommandLine/Progress.h"
@@ -130,7 +131,7 @@ ItemResult Batch::Try(const WorkItem& item) {
       return {kSkipped, {}, 0};  // somebody else has just made it
     }
     why = error.what();
-  } catch (const NoSoundFile& error) {
+  } catch (const NotASoundFile& error) {
     if (!item.isNamed) {
       return {kNoSound, {}, 0};
     }

@@ -14,7 +14,7 @@ std::string FormatText(const FileEncoding& encoding) {
 }
 
 std::string ConversionText(const SoundFormat& sound, const EncodingFormat& format) {
-  if (SampleConverter(sound, format.sampleRate, format.bits).IsExact()) {
+  if (SampleConverter::IsExact(sound, format.sampleRate, format.bits)) {
     return "none, samples stay as they are";
   }
   const std::string rates =
@@ -52,8 +52,8 @@ std::string NotesText(const EncodingResult& result) {
   if (result.clippedSamples != 0) {
     text = CountText(result.clippedSamples, "sample was", "samples were") + " beyond full scale and clipped";
   }
-  if (!result.missingText.empty()) {
-    text += (text.empty() ? "" : "; ") + result.missingText;
+  for (const std::string& note : result.notes) {
+    text += (text.empty() ? "" : "; ") + note;
   }
   return text;
 }

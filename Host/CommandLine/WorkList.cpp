@@ -58,7 +58,7 @@ bool IsSound(const WorkItem& item) {
   }
   try {
     const SoundInput sound(item.input, Truncation::kAllowed);
-  } catch (const NoSoundFile&) {
+  } catch (const NotASoundFile&) {
     return false;
   } catch (const Failure&) {
     // A sound, or what cannot be known to be none.

@@ -1,6 +1,8 @@
 #include "Host/Transcode/EncodeFile.h"
 
 #include "Host/Audio/SampleConverter.h"
+#include "Host/Audio/SoundInput.h"
+#include "Host/Audio/TestSignal.h"
 #include "Host/Matroska/MatroskaWriter.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
@@ -26,10 +28,10 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
   const RequestedFormat requested = setup.settings.ApplyTo(*m_compressor);
   if (const std::optional<double> seconds = setup.options.testSignalSeconds) {
     m_format = ChooseFormat(*m_compressor, requested, nullptr);
-    m_source.signal = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
+    m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
   }
-  m_source.file =
+  m_source =
       std::make_unique<SoundInput>(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
   m_format = ChooseFormat(*m_compressor, requested, &Sound());
 }
@@ -48,7 +50,7 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
                                         .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
                                         .sampleFrames = SampleFrames(),
                                         .application = "rhohost " RHOHOST_VERSION,
-                                        .tags = m_source.Tags()};
+                                        .tags = m_source->Tags()};
   SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
   OutputFile file(m_output, m_replaceExisting);
   MatroskaWriter writer(file, description);
@@ -62,7 +64,7 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
       verification->Add(packet);
     }
   };
-  for (SampleBlock block = m_source.Read(); block.frames != 0; block = m_source.Read()) {
+  for (SampleBlock block = m_source->Read(); block.frames != 0; block = m_source->Read()) {
     m_encoder->Encode(converter.Convert(block), write);
     onProgress(Pass::kEncoding, m_encoder->EncodedSampleFrames());
   }
@@ -74,5 +76,5 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
     verification->Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
   file.Commit();
-  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source.MissingText()};
+  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source->Notes()};
 }

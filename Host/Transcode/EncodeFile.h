@@ -7,8 +7,7 @@
 ///     FileEncoding encoding(setup, "song.wav", "song.mkv");   // everything is checked, nothing written yet
 ///     const EncodingResult result = encoding.Write(onProgress);
 
-#include "Host/Audio/SoundInput.h"
-#include "Host/Audio/TestSignal.h"
+#include "Host/Audio/SoundSource.h"
 #include "Host/Encode/Encoder.h"
 #include "Host/Encode/FormatChoice.h"
 #include "Host/Encode/RequestedSettings.h"
@@ -20,6 +19,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 /// How files are encoded, beside the compressor's settings.
 struct EncodingOptions {
@@ -46,7 +46,7 @@ struct EncodingResult {
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
   std::uint64_t clippedSamples = 0;
-  std::string missingText;  ///< SoundInput::MissingText
+  std::vector<std::string> notes;  ///< SoundSource::Notes
 };
 
 class FileEncoding {
@@ -67,7 +67,7 @@ class FileEncoding {
 
   const std::string& Input() const { return Sound().name; }
   const std::string& Output() const { return m_output; }
-  const SoundFormat& Sound() const { return m_source.Format(); }
+  const SoundFormat& Sound() const { return m_source->Format(); }
   const EncodingFormat& Format() const { return m_format; }
   IAudioCompressor& Compressor() const { return *m_compressor; }
   bool IsToBeVerified() const { return m_isToBeVerified; }
@@ -77,17 +77,6 @@ class FileEncoding {
   std::optional<std::uint64_t> SampleFrames() const;
 
  private:
-  /// Where the samples come from: a file, or the built-in signal.
-  struct Source {
-    std::unique_ptr<SoundInput> file;
-    std::unique_ptr<TestSignal> signal;
-
-    const SoundFormat& Format() const { return file != nullptr ? file->Format() : signal->Format(); }
-    SoundTags Tags() const { return file != nullptr ? file->Tags() : SoundTags(); }
-    SampleBlock Read() const { return file != nullptr ? file->Read() : signal->Read(); }
-    std::string MissingText() const { return file != nullptr ? file->MissingText() : std::string(); }
-  };
-
   void OpenSource(const EncodingSetup& setup);
 
   std::string m_input;
@@ -95,7 +84,7 @@ class FileEncoding {
   bool m_replaceExisting;
   bool m_isToBeVerified;
   CompressorOwner m_compressor;
-  Source m_source;
+  std::unique_ptr<SoundSource> m_source;
   EncodingFormat m_format;
   std::unique_ptr<Encoder> m_encoder;
 };

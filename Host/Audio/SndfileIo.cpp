@@ -1,4 +1,4 @@
-#include "Host/Audio/VirtualFile.h"
+#include "Host/Audio/SndfileIo.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,14 +9,14 @@
 
 namespace {
 
-VirtualFile& Self(void* user) { return *static_cast<VirtualFile*>(user); }
+SndfileIo& Self(void* user) { return *static_cast<SndfileIo*>(user); }
 
 }  // namespace
 
-SoundFile VirtualFile::Open(SF_INFO& info) {
+SoundFile SndfileIo::Open(SF_INFO& info) {
   m_position = 0;
   SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
-  // The library keeps why it refused a file in one place for all threads.
+  // libsndfile keeps the error of a failed open in one global variable.
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
   SoundFile file(sf_open_virtual(&io, SFM_READ, &info, this));
@@ -27,18 +27,18 @@ SoundFile VirtualFile::Open(SF_INFO& info) {
   return file;
 }
 
-void VirtualFile::RethrowFailure() {
+void SndfileIo::RethrowFailure() {
   if (m_failure) {
     std::rethrow_exception(std::exchange(m_failure, nullptr));
   }
 }
 
-sf_count_t VirtualFile::Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
+sf_count_t SndfileIo::Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
 
-sf_count_t VirtualFile::Tell(void* user) { return Self(user).m_position; }
+sf_count_t SndfileIo::Tell(void* user) { return Self(user).m_position; }
 
-sf_count_t VirtualFile::Seek(sf_count_t offset, int whence, void* user) {
-  VirtualFile& self = Self(user);
+sf_count_t SndfileIo::Seek(sf_count_t offset, int whence, void* user) {
+  SndfileIo& self = Self(user);
   const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? self.m_position : Length(user);
   if ((whence == SEEK_END && self.m_isEndHidden) || offset < -base ||
       offset > std::numeric_limits<sf_count_t>::max() - base) {
@@ -48,8 +48,8 @@ sf_count_t VirtualFile::Seek(sf_count_t offset, int whence, void* user) {
   return self.m_position;
 }
 
-sf_count_t VirtualFile::Read(void* to, sf_count_t count, void* user) {
-  VirtualFile& self = Self(user);
+sf_count_t SndfileIo::Read(void* to, sf_count_t count, void* user) {
+  SndfileIo& self = Self(user);
   if (self.m_failure || count <= 0) {
     return 0;
   }

@@ -1,7 +1,7 @@
 #pragma once
 
-/// InputBytes as libsndfile's input. The library's C code cannot let exceptions through, so a failure waits here until
-/// the call is over.
+/// InputBytes as libsndfile's input. Exceptions must not pass through the library's C code, so they are kept here until
+/// its call has returned.
 
 #include "Host/Audio/InputBytes.h"
 
@@ -17,22 +17,22 @@ struct SoundFileCloser {
 /// Owns libsndfile's handle.
 using SoundFile = std::unique_ptr<SNDFILE, SoundFileCloser>;
 
-class VirtualFile {
+class SndfileIo {
  public:
   /// The bytes must outlive this object, and this object every handle that it opened.
-  explicit VirtualFile(InputBytes& bytes) : m_bytes(bytes) {}
+  explicit SndfileIo(InputBytes& bytes) : m_bytes(bytes) {}
 
-  VirtualFile(const VirtualFile&) = delete;
-  VirtualFile& operator=(const VirtualFile&) = delete;
+  SndfileIo(const SndfileIo&) = delete;
+  SndfileIo& operator=(const SndfileIo&) = delete;
 
-  /// Opens the bytes from their start for reading; null where libsndfile refuses.
+  /// Opens the bytes from their start for reading; null when libsndfile refuses them.
   SoundFile Open(SF_INFO& info);
 
-  /// Why the last Open was refused: libsndfile's number and its text.
+  /// Why the last Open failed: libsndfile's error number and its text.
   int OpenError() const { return m_openError; }
   const std::string& OpenErrorText() const { return m_openErrorText; }
 
-  /// Throws what InputBytes threw during the last calls into libsndfile, if anything.
+  /// Throws the exception that InputBytes threw during the last calls into libsndfile, if there was one.
   void RethrowFailure();
 
   /// Makes all positions relative to the end fail, as in a stream.
