@@ -2,9 +2,9 @@
 
 #include "Toolbox/KelUtils/Files/Files.h"
 #include "Toolbox/KelUtils/Files/Folders.h"
-#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 #include "Toolbox/KelUtils/Files/Internal/OpenFolderPrivate.h"
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
+#include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
 
 #include <sys/stat.h>
@@ -119,7 +119,7 @@ bool KelCopyFile(const std::string& source, const std::string& destination, IKel
   if (copied != size) {
     return false;
   }
-  if (!to.Close()) {
+  if (to.Close() != 0) {
     throw PathError("failed to write to", destination);
   }
   if (reporter != nullptr) {

@@ -1,7 +1,7 @@
 #include "Toolbox/KelUtils/Files/Files.h"
 
 #include "Toolbox/KelUtils/Files/Folders.h"
-#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+#include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 #include "Toolbox/KelUtils/Text/Identifiers.h"

@@ -1,8 +1,8 @@
 #include "Toolbox/KelUtils/Files/Folders.h"
 
-#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 #include "Toolbox/KelUtils/Files/Internal/OpenFolderPrivate.h"
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
+#include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 
 #include <exception>

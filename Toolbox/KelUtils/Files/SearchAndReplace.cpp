@@ -1,7 +1,7 @@
 #include "Toolbox/KelUtils/Files/SearchAndReplace.h"
 
 #include "Toolbox/KelUtils/Files/Folders.h"
-#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+#include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 #include "Toolbox/KelUtils/Files/OpenFile.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 

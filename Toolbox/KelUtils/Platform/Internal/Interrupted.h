@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-/// The result of `call`, which is repeated while it answers -1 because a signal interrupted it. Not exported.
+/// Returns the result of `call`, which is repeated while it returns -1 because a signal interrupted it.
 template <class Call>
 auto RetryInterrupted(Call call) {
   auto result = call();

@@ -1,4 +1,4 @@
-#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+#include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 
 #include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
@@ -16,16 +16,9 @@ Descriptor Open(const std::string& path, int flags) {
 
 }  // namespace
 
-int Descriptor::Release() { return std::exchange(m_descriptor, -1); }
-
-bool Descriptor::Close() {
-  // Not repeated when interrupted: the number may belong to another thread's file by then.
-  return !IsOpen() || close(Release()) == 0 || errno == EINTR;
-}
-
 Descriptor OpenForReading(const std::string& path) {
   Descriptor descriptor = Open(path, O_RDONLY | O_NONBLOCK);
-  // The holder of a lease on the file, such as a file server, is told to give it up and needs a moment for it.
+  // The kernel has asked the holder of a lease on the file, such as a file server, to give it up, which takes a moment.
   const bool isLeased = !descriptor.IsOpen() && errno == EWOULDBLOCK;
   return isLeased ? Open(path, O_RDONLY) : std::move(descriptor);
 }

@@ -1,0 +1,37 @@
+#pragma once
+
+/// Files by descriptor, for code in which a stream would read or write at the wrong time or copy too often. Interrupted
+/// and short calls are handled here. Descriptors close on exec.
+
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <string>
+
+/// Opens for reading. Waits for the end of a lease on the file, but never on a FIFO, which opens without a writer.
+Descriptor OpenForReading(const std::string& path);
+
+/// Opens for writing, and creates a missing file. Existing content stays until MakeEmpty().
+Descriptor OpenForWriting(const std::string& path);
+
+/// The status of an open item; all zero when the system does not provide it or nothing is open.
+struct stat StatusOf(const Descriptor& descriptor);
+
+bool IsKnown(const struct stat& status);
+
+bool IsFolder(const struct stat& status);
+
+/// Whether both are the same item, by whatever names; also true when one of them is unknown.
+bool IsSameItem(const struct stat& left, const struct stat& right);
+
+/// Empties an open regular file; true also for other kinds, such as devices.
+bool MakeEmpty(const Descriptor& descriptor, const struct stat& status);
+
+/// Reads at most `size` bytes until `enough` of them have arrived, the file ends or a call fails. Returns the number of
+/// bytes read.
+std::size_t ReadUpTo(const Descriptor& descriptor, char* buffer, std::size_t size, std::size_t enough);
+
+/// Writes all of `buffer`; false when a call fails or writes nothing.
+bool WriteFully(const Descriptor& descriptor, const char* buffer, std::size_t size);
