@@ -1,8 +1,8 @@
 #include "Host/Text/Messages.h"
 
 #include "Host/Text/Errors.h"
+#include "Host/Text/Utf8.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -10,28 +10,49 @@
 
 namespace {
 
-bool IsControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == 0x7F; }
+bool IsControl(char32_t c) {
+  const bool isCommand = c < 0x20 || (c >= 0x7F && c < 0xA0);
+  const bool isSeparator = c == 0x2028 || c == 0x2029;
+  const bool isDirection =
+      c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+  return isCommand || isSeparator || isDirection;
+}
+
+/// Calls `append` with each character of the text, or with its replacement.
+template <class Append>
+void ForEachHarmless(std::string_view text, Append append) {
+  while (!text.empty()) {
+    const Utf8Character character = FirstCharacter(text);
+    append(character.isValid && !IsControl(character.codePoint) ? text.substr(0, character.length) : "?");
+    text.remove_prefix(character.length);
+  }
+}
 
 }  // namespace
 
-std::string WithoutControls(std::string text) {
-  std::replace_if(text.begin(), text.end(), IsControl, '?');
-  return text;
+std::string WithoutControls(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  ForEachHarmless(text, [&result](std::string_view character) { result.append(character); });
+  return result;
 }
 
 void PrintMessage(std::string_view text) {
   constexpr std::string_view kStart = "rhohost: ";
   std::array<char, 4096> line{};
   std::size_t held = kStart.copy(line.data(), kStart.size());
-  for (const char character : text) {
-    line[held++] = IsControl(character) ? '?' : character;
-    if (held == line.size()) {
+  const auto write = [&line, &held](std::string_view character) {
+    if (character.size() > line.size() - held) {
       std::fwrite(line.data(), 1, held, stderr);
       held = 0;
     }
-  }
-  line[held++] = '\n';
+    held += character.copy(line.data() + held, character.size());
+  };
+  flockfile(stderr);
+  ForEachHarmless(text, write);
+  write("\n");
   std::fwrite(line.data(), 1, held, stderr);
+  funlockfile(stderr);
 }
 
 void Print(const std::string& text) {

@@ -2,10 +2,16 @@
 
 #include <chrono>
 #include <cstddef>
+#include <mutex>
 #include <string>
+#include <string_view>
 
-/// The line that shows how far the work is. Only on a terminal; elsewhere, and when it is not wanted, nothing is
-/// written. Ends with the line cleared. One thread uses it at a time.
+/// A progress line on the terminal that standard error is connected to. Writes nothing when standard error is not a
+/// terminal or the line is not wanted. The destructor clears the line. Any thread may call any member.
+///
+///     StatusLine line(!quiet);
+///     line.Show("40 %");                                // "rhohost: 40 %"
+///     line.PrintAbove("b.wav: is incomplete");          // the message, and below it the line again
 class StatusLine {
  public:
   explicit StatusLine(bool isWanted);
@@ -13,22 +19,27 @@ class StatusLine {
   StatusLine& operator=(const StatusLine&) = delete;
   ~StatusLine();
 
-  /// Whether the line is shown and the last true answer is long enough ago for people to read on: a few times a second,
-  /// however often it is asked.
+  /// True at most five times a second, and never when the line is not shown: asks whether a new text is worth showing.
   bool IsDue();
 
-  /// Writes "rhohost: TEXT" in the place of the line.
-  void Show(const std::string& text);
+  /// Replaces the line with "rhohost: TEXT", cut to the present width of the terminal; without control characters.
+  void Show(std::string_view text);
 
-  /// Clears the line, if there is one.
+  /// Prints a message as PrintMessage does, above the line if one is shown.
+  void PrintAbove(std::string_view message);
+
+  /// Clears the line if one is shown.
   void Clear();
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  void Write(const std::string& line);
+  void Draw();
+  void Erase();
 
+  std::mutex m_mutex;
   bool m_isShown;
   Clock::time_point m_nextUpdate;
-  std::size_t m_shownLength = 0;
+  std::string m_line;              ///< empty when no line is shown
+  std::size_t m_columnsShown = 0;  ///< of the line on the terminal
 };

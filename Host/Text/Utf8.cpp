@@ -1,44 +1,75 @@
 #include "Host/Text/Utf8.h"
 
+#include <clocale>  // newlocale
+#include <cwchar>   // wcwidth
+
 #include <algorithm>
-#include <cstddef>
+#include <limits>
 
 namespace {
 
-/// Length of the valid UTF-8 sequence at the text's beginning; 0 if there is none.
-std::size_t SequenceLength(std::string_view text) {
-  const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned int first = byte(0);
-  if (first < 0x80) {
+/// Columns by the C library's table, which only a UTF-8 locale has; the program's own locale stays as it is.
+std::size_t Columns(char32_t codePoint) {
+  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  if (codePoint < 0x80 || utf8 == nullptr) {
     return 1;
   }
-  const std::size_t length = first >= 0xC2 && first < 0xE0   ? 2
-                             : first >= 0xE0 && first < 0xF0 ? 3
-                             : first >= 0xF0 && first < 0xF5 ? 4
-                                                             : 0;
-  if (length == 0 || text.size() < length) {
-    return 0;
-  }
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) {
-      return 0;
+  const locale_t previous = uselocale(utf8);
+  const int columns = wcwidth(static_cast<wchar_t>(codePoint));
+  uselocale(previous);
+  return columns < 0 ? 1 : static_cast<std::size_t>(columns);
+}
+
+/// The longest beginning of `text` whose characters' sizes add up to `limit` at most; `limit` becomes their sum.
+template <class Size>
+std::string_view CutBy(std::string_view text, std::size_t& limit, Size sizeOf) {
+  std::size_t cut = 0;
+  std::size_t sum = 0;
+  while (cut < text.size()) {
+    const Utf8Character character = FirstCharacter(text.substr(cut));
+    const std::size_t size = sizeOf(character);
+    if (size > limit - sum) {
+      break;
     }
+    sum += size;
+    cut += character.length;
   }
-  // Longer than need be, halves of surrogate pairs, beyond the last character.
-  const bool isInvalid = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) >= 0xA0) ||
-                         (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) >= 0x90);
-  return isInvalid ? 0 : length;
+  limit = sum;
+  return text.substr(0, cut);
 }
 
 }  // namespace
 
+Utf8Character FirstCharacter(std::string_view text) {
+  const auto byte = [&text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
+  constexpr Utf8Character kInvalid{0xFFFD, 1, false};
+  const unsigned char first = byte(0);
+  if (first < 0x80) {
+    return {first, 1};
+  }
+  const std::size_t length = first < 0xC0 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF8 ? 4 : 0;
+  if (length == 0 || text.size() < length) {
+    return kInvalid;
+  }
+  char32_t codePoint = first & (0x7FU >> length);
+  for (std::size_t index = 1; index < length; ++index) {
+    if ((byte(index) & 0xC0) != 0x80) {
+      return kInvalid;
+    }
+    codePoint = codePoint << 6 | (byte(index) & 0x3F);
+  }
+  const char32_t smallest = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+  const bool isSurrogate = codePoint >= 0xD800 && codePoint < 0xE000;
+  return codePoint < smallest || codePoint > 0x10FFFF || isSurrogate ? kInvalid : Utf8Character{codePoint, length};
+}
+
 bool IsUtf8(std::string_view text) {
   while (!text.empty()) {
-    const std::size_t length = SequenceLength(text);
-    if (length == 0) {
+    const Utf8Character character = FirstCharacter(text);
+    if (!character.isValid) {
       return false;
     }
-    text.remove_prefix(length);
+    text.remove_prefix(character.length);
   }
   return true;
 }
@@ -58,4 +89,18 @@ std::string ToUtf8(std::string_view text) {
     }
   }
   return result;
+}
+
+std::string_view CutToBytes(std::string_view text, std::size_t size) {
+  return CutBy(text, size, [](const Utf8Character& character) { return character.length; });
+}
+
+std::string_view CutToColumns(std::string_view text, std::size_t columns) {
+  return CutBy(text, columns, [](const Utf8Character& character) { return Columns(character.codePoint); });
+}
+
+std::size_t CountColumns(std::string_view text) {
+  std::size_t columns = std::numeric_limits<std::size_t>::max();
+  CutBy(text, columns, [](const Utf8Character& character) { return Columns(character.codePoint); });
+  return columns;
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <vector>
 
 namespace {
 
@@ -58,6 +59,10 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --fps 1e-300 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost none.wav new.mkv", 1, {"none.wav", "No such file or directory"}},
       {"rhohost 'two\nlines \x1B[7m' new.mkv", 1, {"two?lines ?[7m: ", "No such file or directory"}},
+      {"rhohost 'C1 \xC2\x9B\x37m \xE2\x80\xAEright \xE2\x81\xA6to left \xD8\x9C\xE2\x80\xA8 \x9B "
+       "\xC3\xA9\xE3\x82\x8F' new.mkv",
+       1,
+       {"rhohost: C1 ?7m ?right ?to left ?? ? \xC3\xA9\xE3\x82\x8F: "}},
       {"rhohost folder new.mkv", 1, {"folder", "not a sound file"}},
       {"rhohost text.wav new.mkv", 1, {"text.wav", "not a sound file"}},
       {"rhohost empty.wav new.mkv", 1, {"empty.wav", "empty"}},
@@ -119,6 +124,21 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   EXPECT_EQ(std::count(loud.errors.begin(), loud.errors.end(), '\n'), 1) << loud.errors;
   EXPECT_EQ(Read("new.mkv"), Read("old.mkv"));
   EXPECT_EQ(Run("ls -A").output, "endless.wav\nin.wav\nnew.mkv\nold.mkv\n");
+}
+
+TEST_F(SafetyTest, CutsTheStatusLineToTheTerminal) {
+  const Outcome outcome =
+      Run("exec script -qec 'stty cols 25; (sleep 1; stty -F /dev/stderr cols 40) & "
+          "timeout --foreground -s INT 2 rhohost --test-signal 86400 /dev/null' /dev/null");
+  std::istringstream shown(outcome.output);
+  std::vector<std::size_t> lengths;
+  for (std::string line; std::getline(shown, line, '\r');) {
+    lengths.push_back(line.size());
+  }
+  EXPECT_EQ(lengths.front(), 0U);
+  lengths.erase(lengths.begin());
+  lengths.erase(std::unique(lengths.begin(), lengths.end()), lengths.end());
+  EXPECT_THAT(lengths, testing::ElementsAre(24, 39)) << outcome.output;
 }
 
 struct Change {
