@@ -2,54 +2,54 @@
 
 #include "Host/Text/Errors.h"
 
-#include <dlfcn.h>
+#include <fmt/format.h>
+
 #include <array>
 #include <filesystem>
 
 namespace {
 
-/// The two codes as people read them: "ZAV LPCM".
+/// Both codes as text: "ZAV LPCM".
 std::string CodesText(unsigned int manufacturer, unsigned int codec) {
   std::array<char, 9> text{};
   KelGetManufactureCodecEightCCString(text.data(), manufacturer, codec);
   return text.data();
 }
 
-/// `path` such that the loader takes it as a path, never as a name to search for.
-std::string PathNotName(const std::string& path) { return path.find('/') == std::string::npos ? "./" + path : path; }
+SharedLibrary Load(const std::string& path) {
+  try {
+    return SharedLibrary(path);
+  } catch (const Failure& failure) {
+    throw Failure(fmt::format("cannot load the module: {}", failure.what()));
+  }
+}
 
 }  // namespace
 
-void Module::LibraryCloser::operator()(void* library) const { dlclose(library); }
-
-Module::Module(const std::string& path)
-    : m_path(path), m_library(dlopen(PathNotName(path).c_str(), RTLD_NOW | RTLD_LOCAL)) {
-  if (m_library == nullptr) {
-    throw Failure("cannot load the module: " + std::string(dlerror()));
-  }
-  const auto count = reinterpret_cast<int (*)()>(EntryPoint("RhoGetNumberAudioCompressors"));
-  const auto info = reinterpret_cast<void (*)(unsigned int, unsigned int*, unsigned int*, unsigned int*)>(
-      EntryPoint("RhoGetAudioCompressorInfo"));
-  m_create = reinterpret_cast<IAudioCompressor* (*)(unsigned int, unsigned int)>(EntryPoint("CreateAudioCompressor"));
+Module::Module(const std::string& path) : m_path(path), m_library(Load(path)) {
+  const auto count = EntryPoint<int (*)()>("RhoGetNumberAudioCompressors");
+  const auto info =
+      EntryPoint<void (*)(unsigned int index, unsigned int* manufacturer, unsigned int* codec, unsigned int* version)>(
+          "RhoGetAudioCompressorInfo");
+  m_create = EntryPoint<CreateFunction>("CreateAudioCompressor");
   if (const int compressors = count(); compressors != 1) {
-    throw Failure(m_path + ": the module offers " + std::to_string(compressors) + " compressors instead of one");
+    throw Failure(fmt::format("{}: the module offers {} compressors instead of one", m_path, compressors));
   }
   info(0, &m_manufacturer, &m_codec, &m_version);
 }
 
-Module::~Module() = default;
-
 CompressorOwner Module::CreateCompressor() const {
+  const std::string codes = CodesText(m_manufacturer, m_codec);
   CompressorOwner compressor(m_create(m_manufacturer, m_codec));
   if (compressor == nullptr) {
-    throw Failure(m_path + ": the module gives no compressor for " + CodesText(m_manufacturer, m_codec));
+    throw Failure(fmt::format("{}: the module returns no compressor for {}", m_path, codes));
   }
   unsigned int manufacturer = 0;
   unsigned int codec = 0;
   compressor->GetAudioCompressorInfo(manufacturer, codec);
   if (manufacturer != m_manufacturer || codec != m_codec) {
-    throw Failure(m_path + ": the module announces " + CodesText(m_manufacturer, m_codec) +
-                  " but gives a compressor for " + CodesText(manufacturer, codec));
+    throw Failure(fmt::format("{}: the module announces {} but returns a compressor for {}", m_path, codes,
+                              CodesText(manufacturer, codec)));
   }
   return compressor;
 }
@@ -63,10 +63,11 @@ std::string Module::DefaultPath() {
   return program.parent_path() / RHOHOST_MODULE;
 }
 
-void* Module::EntryPoint(const char* name) const {
-  void* const address = dlsym(m_library.get(), name);
-  if (address == nullptr) {
-    throw Failure(m_path + ": not an encoder module: it has no entry point " + name);
+template <class FunctionPointer>
+FunctionPointer Module::EntryPoint(const char* name) const {
+  const auto function = m_library.Function<FunctionPointer>(name);
+  if (function == nullptr) {
+    throw Failure(fmt::format("{}: not an encoder module: no entry point {}", m_path, name));
   }
-  return address;
+  return function;
 }

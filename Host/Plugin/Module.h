@@ -1,16 +1,17 @@
 #pragma once
 
-/// The encoder module, loaded as any program would load it: by path at run time, its entry points found by name.
+/// An encoder module, loaded from a file at run time, its entry points found by name.
 ///
 ///     const Module module(Module::DefaultPath());
 ///     const CompressorOwner compressor = module.CreateCompressor();
 
+#include "Host/Plugin/SharedLibrary.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
 #include <memory>
 #include <string>
 
-/// Lets go of a compressor the way its interface asks for.
+/// Compressors are released, never deleted.
 struct CompressorReleaser {
   void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
 };
@@ -18,37 +19,36 @@ using CompressorOwner = std::unique_ptr<IAudioCompressor, CompressorReleaser>;
 
 class Module {
  public:
-  /// Loads the module at `path`, which names a file and is not searched for. Throws Failure that says what is wrong
-  /// with it: it cannot be loaded, lacks an entry point (named), or offers any number of compressors other than one.
+  /// Loads the module at `path`, which is not searched for. Throws Failure if it cannot be loaded, lacks an entry point
+  /// (named), or offers any number of compressors other than one.
   explicit Module(const std::string& path);
-
-  /// Unloads the module. Nothing that came out of it may be in use any more.
-  ~Module();
 
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
 
-  /// A new compressor of the codes that the module announces. Throws Failure when it gives none, or one that goes by
-  /// other codes.
+  /// Unloads the module. All compressors must have been released.
+  ~Module() = default;
+
+  /// A new compressor with the codes that the module announces; release it before the module is unloaded. Throws
+  /// Failure if the module returns none, or one with other codes.
   CompressorOwner CreateCompressor() const;
 
   /// The version that the module announces.
   unsigned int Version() const { return m_version; }
 
-  /// Where the module is installed: in its bundle beside this program.
+  /// Path of the module that is installed with this program: in its bundle beside the executable.
   static std::string DefaultPath();
 
  private:
-  /// The address of an entry point. Throws Failure that names it when there is none.
-  void* EntryPoint(const char* name) const;
+  using CreateFunction = IAudioCompressor* (*)(unsigned int manufacturer, unsigned int codec);
 
-  struct LibraryCloser {
-    void operator()(void* library) const;
-  };
+  /// Throws Failure that names the entry point if the module has none of that name.
+  template <class FunctionPointer>
+  FunctionPointer EntryPoint(const char* name) const;
 
   std::string m_path;
-  std::unique_ptr<void, LibraryCloser> m_library;
-  IAudioCompressor* (*m_create)(unsigned int manufacturer, unsigned int codec);
+  SharedLibrary m_library;
+  CreateFunction m_create;
   unsigned int m_manufacturer = 0;
   unsigned int m_codec = 0;
   unsigned int m_version = 0;

@@ -13,10 +13,9 @@ using testing::ContainsRegex;
 using testing::Not;
 
 pid_t HostTest::Start(const std::string& command) const {
-  // What runs wild ends after a minute of computing or a gibibyte of writing. Nothing is remembered.
-  std::string script = "PATH=" RHOHOST_FOLDER
-                       ":$PATH; export XDG_CACHE_HOME=/dev/null; ulimit -t 60; ulimit -f 2097152; cd '" +
-                       m_folder.Path() + "/files' && exec >../output 2>../errors </dev/null; " + command;
+  // What runs wild ends after a minute of computing or a gibibyte of writing.
+  std::string script = "PATH=" RHOHOST_FOLDER ":$PATH; ulimit -t 60; ulimit -f 2097152; cd '" + m_folder.Path() +
+                       "/files' && exec >../output 2>../errors </dev/null; " + command;
   char shell[] = "sh";
   char option[] = "-c";
   char* const arguments[] = {shell, option, script.data(), nullptr};

@@ -15,7 +15,7 @@ TEST_F(HostTest, SaysWhatIsWrongWithAModule) {
   for (const auto& [module, says] : std::vector<std::pair<std::string, std::vector<const char*>>>{
            {"NoEntryPoint", {"no entry point CreateAudioCompressor"}},
            {"NoCompressors", {"0 compressors"}},
-           {"NoObject", {"no compressor"}},
+           {"NoObject", {"returns no compressor"}},
            {"NoRate", {"no setting for the sample rate"}},
            {"NoRespect", {"does not keep to 48000 Hz"}},
            {"NoMatroska", {"Matroska"}},

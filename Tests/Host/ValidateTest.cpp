@@ -131,14 +131,4 @@ TEST_F(HostTest, SurvivesAModuleThatTakesItsProcessDown) {
   }
 }
 
-TEST_F(HostTest, RemembersHowAModuleBehavedUntilItChanges) {
-  Write("loads", "");
-  const std::string info = "XDG_CACHE_HOME=$PWD rhohost info --module CountsLoads.so >info && wc -l <loads";
-  EXPECT_EQ(Run("cp " BAD_MODULES "/CountsLoads.so .; " + info).output, "2\n") << "once on trial";
-  EXPECT_EQ(RunHost(info).output, "3\n");
-  EXPECT_EQ(RunHost("touch CountsLoads.so; " + info).output, "5\n");
-  EXPECT_EQ(RunHost("echo '{\"x' >rhohost/modules.json; " + info).output, "7\n") << "as good as none";
-  EXPECT_EQ(RunHost(info).output, "8\n");
-}
-
 }  // namespace

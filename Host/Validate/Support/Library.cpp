@@ -1,5 +1,6 @@
 #include "Host/Validate/Support/Library.h"
 
+#include "Host/Text/Errors.h"
 #include "Host/Validate/Engine/Check.h"
 
 #include <dlfcn.h>
@@ -10,28 +11,22 @@
 
 namespace {
 
-/// `path` such that the loader takes it as a path, never as a name to search for.
-std::string PathNotName(const std::string& path) { return path.find('/') == std::string::npos ? "./" + path : path; }
+SharedLibrary Load(const std::string& path) {
+  try {
+    return SharedLibrary(path);
+  } catch (const Failure& failure) {
+    throw CheckFailed{"a library that can be loaded", failure.what()};
+  }
+}
 
 }  // namespace
 
-Library::Library(const std::string& path) : m_handle(dlopen(PathNotName(path).c_str(), RTLD_NOW | RTLD_LOCAL)) {
-  Expect(m_handle != nullptr, "a library that can be loaded", m_handle == nullptr ? dlerror() : "");
-}
-
-void* Library::Find(const char* name) const { return dlsym(m_handle, name); }
+Library::Library(const std::string& path) : m_library(Load(path)) {}
 
 const void* Library::Address() const {
   link_map* map = nullptr;
-  const bool isKnown = dlinfo(m_handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0;
+  const bool isKnown = dlinfo(m_library.Handle(), RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0;
   return isKnown ? static_cast<const void*>(map->l_ld) : nullptr;
-}
-
-void Library::Unload() {
-  if (m_handle != nullptr) {
-    dlclose(m_handle);
-    m_handle = nullptr;
-  }
 }
 
 std::vector<Mapping> ReadMappings() {

@@ -2,6 +2,8 @@
 
 /// A library under test, loaded by path, and where it lies in memory.
 
+#include "Host/Plugin/SharedLibrary.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,21 +12,18 @@ class Library {
  public:
   /// Loads it with all its symbols bound. What the loader says fails the check (CheckFailed).
   explicit Library(const std::string& path);
-  Library(const Library&) = delete;
-  Library& operator=(const Library&) = delete;
-  ~Library() { Unload(); }
 
   /// The address of a symbol; null when it has none of that name.
-  void* Find(const char* name) const;
+  void* Find(const char* name) const { return m_library.Find(name); }
 
   /// The address of its dynamic section, an array of ElfW(Dyn).
   const void* Address() const;
 
   /// Unloads it ahead of time.
-  void Unload();
+  void Unload() { m_library.Unload(); }
 
  private:
-  void* m_handle;
+  SharedLibrary m_library;
 };
 
 /// A stretch of this process's memory.
