@@ -3,7 +3,9 @@
 #include "Host/Audio/SoundInput.h"
 #include "Host/CommandLine/BatchProgress.h"
 #include "Host/CommandLine/EncodingTexts.h"
+#include "Host/CommandLine/OptionValues.h"
 #include "Host/CommandLine/Progress.h"
+#include "Host/CommandLine/SettingCommands.h"
 #include "Host/CommandLine/WorkList.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
@@ -44,12 +46,6 @@ void MakeFolder(const std::filesystem::path& folder) {
   if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
     throw SystemFailure(folder.native(), "make the folder", errno);
   }
-}
-
-/// What the requested alone say is wrong with them, which would be wrong with each file.
-void CheckSettings(const EncodingSetup& setup) {
-  const CompressorOwner compressor = setup.module.CreateCompressor();
-  ChooseFormat(*compressor, setup.settings.ApplyTo(*compressor), nullptr);
 }
 
 class Batch {
@@ -100,7 +96,7 @@ std::size_t Batch::FilesToDo() const {
 }
 
 void Batch::Run() {
-  const std::size_t workers = std::min<std::size_t>(m_options.jobs, FilesToDo());
+  const std::size_t workers = std::min<std::size_t>(m_options.jobs.value_or(DefaultJobs()), FilesToDo());
   std::vector<std::jthread> helpers;
   try {
     while (helpers.size() + 1 < workers) {
@@ -141,7 +137,7 @@ ItemResult Batch::Try(const WorkItem& item) {
   } catch (const std::exception& error) {
     why = error.what();
   } catch (...) {
-    why = "the module failed in a way of its own";
+    why = "the module threw an exception of unknown type";
   }
   return {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
 }

@@ -23,6 +23,7 @@ void CheckTarget(const Options& options) {
 
 void EncodeOne(const Options& options) {
   const EncodingSetup setup(options, options.module, options.Settings());
+  CheckSettings(setup);
   CheckTarget(options);
   FileEncoding encoding(setup, options.input, options.output);
   if (options.dryRun) {

@@ -1,6 +1,6 @@
+#include "Host/CommandLine/CommandLine.h"
 #include "Host/CommandLine/EncodeMany.h"
 #include "Host/CommandLine/EncodeOne.h"
-#include "Host/CommandLine/Options.h"
 #include "Host/CommandLine/SettingCommands.h"
 #include "Host/Plugin/ModuleTrial.h"
 #include "Host/System/TemporaryName.h"
@@ -22,8 +22,8 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 
-/// Where a standard stream was closed by whoever started the program, puts one that fails in every use: else a file
-/// that is opened later would take its number, and messages would end up in it.
+/// Replaces each standard stream that the program was started without by one that fails in every use: otherwise a file
+/// that is opened later takes its number, and messages end up in that file.
 void FillStandardStreams() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) == -1) {
@@ -32,7 +32,7 @@ void FillStandardStreams() {
   }
 }
 
-/// Does not return where this process is a child that the program has started itself.
+/// Does not return when this process is a child that the program has started itself.
 void RunAsChild(int argc, const char* const* argv) {
   const std::string_view work = argc > 1 ? argv[1] : "";
   if (argc == 3 && work == kTrialArgument) {
@@ -43,30 +43,28 @@ void RunAsChild(int argc, const char* const* argv) {
   }
 }
 
-int Run(int argc, const char* const* argv) {
-  if (argc > 1 && std::string_view(argv[1]) == "validate") {
-    return Validate(argc - 2, argv + 2);
+int Run(const Options& options) {
+  if (options.action == Action::kValidate) {
+    return Validate(options.validate);
   }
-  if (const std::optional<Options> options = ReadOptions(argc, argv)) {
-    RefuseDangerousModule(options->module);
-    switch (options->action) {
-      case Action::kEncode:
-        EncodeOne(*options);
-        break;
-      case Action::kEncodeMany:
-        return EncodeMany(*options) ? kDone : kFailed;
-      case Action::kShowInfo:
-        ShowInfo(*options);
-        break;
-      case Action::kMakePreset:
-        MakePreset(*options);
-        break;
-    }
+  RefuseDangerousModule(options.module);
+  switch (options.action) {
+    case Action::kEncodeMany:
+      return EncodeMany(options) ? kDone : kFailed;
+    case Action::kShowInfo:
+      ShowInfo(options);
+      break;
+    case Action::kMakePreset:
+      MakePreset(options);
+      break;
+    default:
+      EncodeOne(options);
+      break;
   }
   return kDone;
 }
 
-/// Memory may also run out where borrowed code lets no exception through, such as in a destructor.
+/// Out of memory also ends here when it happens where no exception may leave, such as in a destructor of a library.
 [[noreturn]] void EndWhereNothingMayBeThrown() {
   try {
     if (std::current_exception()) {
@@ -91,16 +89,18 @@ int main(int argc, char** argv) {
   RemoveTemporaryFilesOnSignals();
   std::set_terminate(EndWhereNothingMayBeThrown);
   try {
-    return Run(argc, argv);
+    const std::optional<Options> options = ReadCommandLine(argc, argv);
+    return options ? Run(*options) : kDone;
   } catch (const WrongUse& error) {
     PrintMessage(error.what());
+    PrintMessage("\"rhohost help\" and \"rhohost help COMMAND\" list what can be used and how");
     return kWrongUse;
   } catch (const std::bad_alloc&) {
     PrintMessage("out of memory");
   } catch (const std::exception& error) {
     PrintMessage(error.what());
   } catch (...) {
-    PrintMessage("the module failed in a way of its own");
+    PrintMessage("the module threw an exception of unknown type");
   }
   return kFailed;
 }

@@ -1,9 +1,10 @@
 #pragma once
 
-/// The command line.
+/// What the command line asks for.
 
 #include "Host/Encode/RequestedSettings.h"
 #include "Host/Transcode/EncodeFile.h"
+#include "Host/Validate/Engine/ValidateCommand.h"
 
 #include <optional>
 #include <string>
@@ -14,34 +15,33 @@ enum class Action {
   kEncode,
   kEncodeMany,
   kShowInfo,
-  kMakePreset,  ///< file the settings, without input and output
+  kMakePreset,  ///< save the settings in a preset, without input and output
+  kValidate,
 };
 
 struct Options : EncodingOptions {
   Action action = Action::kEncode;
-  std::string input;                ///< "-" is standard input; empty with a test signal
-  std::string output;               ///< "-" is standard output
-  std::vector<std::string> inputs;  ///< files and folders, of many
-  std::string folder;               ///< where the outputs of many go
-  bool skipExisting = false;        ///< of many, pass over those whose output exists
-  unsigned int jobs = 1;            ///< how many are encoded side by side, 1 to 256
+  std::string input;                 ///< "-" is standard input; empty with a test signal
+  std::string output;                ///< "-" is standard output
+  std::vector<std::string> inputs;   ///< files and folders, of many
+  std::string folder;                ///< where the outputs of many go; empty: one file is encoded
+  bool skipExisting = false;         ///< of many, skip those whose output exists
+  std::optional<unsigned int> jobs;  ///< of many, how many are encoded at a time, 1 to 256
   RequestedFormat requestedFormat;
   std::string module;                    ///< the one beside the program unless told otherwise
   std::string preset;                    ///< file to take settings from; empty: none
-  std::vector<std::string> assignments;  ///< what settings are to be, as in "SampleRate=48000"
-  std::string savePreset;                ///< file to put the settings into; empty: none
+  std::vector<std::string> assignments;  ///< settings to change, as in "SampleRate=48000"
+  std::string savePreset;                ///< file to save the settings in; empty: none
   bool json = false;
   bool quiet = false;
   bool dryRun = false;
+  ValidateOptions validate;
 
   /// Reads the preset. Throws Failure.
   RequestedSettings Settings() const { return {requestedFormat, assignments, preset}; }
 };
 
-/// Reads the command line. Nothing, when it asked for help or the version only: that has then been printed. Throws
-/// WrongUse that names the argument.
-std::optional<Options> ReadOptions(int argc, const char* const* argv);
-
-/// Frames per second from "25", "29.97" or "30000/1001"; nothing for any other text, and below 1.
-///   ParseFrameRate("30000/1001") == 30000.0 / 1001
-std::optional<double> ParseFrameRate(const std::string& text);
+/// Tells from the options of "encode" whether one file, many, or none is to be encoded, and completes them accordingly:
+/// `action`, `input` and `output`. Throws WrongUse for files that are missing or surplus, and for options that
+/// contradict each other.
+void CompleteEncodeOptions(Options& options);

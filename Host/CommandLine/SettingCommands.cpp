@@ -39,6 +39,11 @@ void CheckPresetTarget(const Options& options) {
   CheckOutputTarget(options.savePreset, options.force);
 }
 
+void CheckSettings(const EncodingSetup& setup) {
+  const CompressorOwner compressor = setup.module.CreateCompressor();
+  ChooseFormat(*compressor, setup.settings.ApplyTo(*compressor), nullptr);
+}
+
 void ShowInfo(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();

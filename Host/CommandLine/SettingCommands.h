@@ -4,12 +4,15 @@
 
 #include "Host/CommandLine/Options.h"
 
-/// Throws Failure when the settings are to go where something else is: over the input, into the output, or over an
-/// existing file without being told to.
+/// Throws Failure when the preset to be saved would overwrite the input, the output, or an existing file without
+/// --force.
 void CheckPresetTarget(const Options& options);
+
+/// Throws WrongUse or Failure for settings that the module takes for no file at all.
+void CheckSettings(const EncodingSetup& setup);
 
 /// Prints what the module and its settings are.
 void ShowInfo(const Options& options);
 
-/// Files the settings in a preset, without encoding anything; with a dry run, says where they would go.
+/// Saves the settings in a preset, without encoding anything; a dry run prints where they would be saved.
 void MakePreset(const Options& options);

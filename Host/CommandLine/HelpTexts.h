@@ -1,0 +1,41 @@
+#pragma once
+
+/// What the help says before and after the options.
+
+inline constexpr const char* kEncodeUsage =
+    "rhohost encodes sound files as linear PCM in Matroska files.\n"
+    "\n"
+    "Usage:\n"
+    "  rhohost [OPTIONS] INPUT OUTPUT          one file; - is a standard stream\n"
+    "  rhohost [OPTIONS] --to FOLDER INPUT...  many files, and whole folders\n"
+    "  rhohost info [OPTIONS]                  show a module and its settings\n"
+    "  rhohost validate [OPTIONS] MODULE       check a module\n"
+    "  rhohost help [COMMAND]                  show this help, or a command's\n"
+    "\n"
+    "Options may stand before and after the command and the files; -- ends them.\n";
+
+inline constexpr const char* kEncodeNotes =
+    "Examples:\n"
+    "  rhohost song.wav song.mkv\n"
+    "  rhohost --rate 48000 --bits 24 --verify --to archive ~/recordings\n"
+    "  ffmpeg -v error -i film.mp4 -f wav - | rhohost --quiet - sound.mkv\n"
+    "\n"
+    "Input formats: WAV, RF64, W64, AIFF, CAF, AU, FLAC, Ogg Vorbis, Opus, MP3 and\n"
+    "whatever else libsndfile reads; from a pipe, WAV, W64, AIFF, CAF, AU and FLAC.\n"
+    "\n"
+    "Exit codes: 0 done, 1 something failed and is named, 2 wrong use and nothing\n"
+    "was written, 128 + N ended by signal N.\n";
+
+inline constexpr const char* kInfoUsage =
+    "Shows what an encoder module and its settings are.\n"
+    "\n"
+    "Usage:\n"
+    "  rhohost info [OPTIONS]\n";
+
+inline constexpr const char* kValidateUsage =
+    "Checks an encoder module, each check in a process of its own.\n"
+    "\n"
+    "Usage:\n"
+    "  rhohost validate [OPTIONS] MODULE\n";
+
+inline constexpr const char* kValidateNotes = "Exit codes: 0 no check failed, 1 some check failed, 2 wrong use.\n";

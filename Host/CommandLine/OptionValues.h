@@ -1,0 +1,27 @@
+#pragma once
+
+/// The values of options, from text. Each function throws WrongUse that names the option and the text.
+
+#include <optional>
+#include <string>
+
+/// Not empty.
+std::string ReadFileName(const char* option, const std::string& text);
+
+unsigned int ReadWholeNumber(const char* option, const std::string& text);
+
+/// From 1 to `most`.
+unsigned int ReadCount(const char* option, const std::string& text, unsigned int most);
+
+/// Frames per second from "25", "29.97" or "30000/1001", at least 1.
+///   ReadFrameRate("--fps", "30000/1001") == 30000.0 / 1001
+double ReadFrameRate(const char* option, const std::string& text);
+
+/// The length of a test signal in seconds: up to a week.
+double ReadSeconds(const char* option, const std::string& text);
+
+/// As many temporary files are guarded against signals.
+inline constexpr unsigned int kMostJobs = 256;
+
+/// The number of processors, at most kMostJobs.
+unsigned int DefaultJobs();
