@@ -12,6 +12,14 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
+# What a compiler cache holds serves every checkout of the tree: it hands paths on relative to the folder of the build.
+find_program(RHO_CCACHE ccache DOC "Compiler cache; empty for none")
+if(RHO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${RHO_CCACHE})
+endif()
+file(RELATIVE_PATH to_root ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+
 add_library(rho_options INTERFACE)
 target_include_directories(rho_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(rho_options INTERFACE _FILE_OFFSET_BITS=64)
@@ -20,6 +28,7 @@ target_compile_options(rho_options INTERFACE
   -fstack-protector-strong
   # Reports name files as they lie in this tree, wherever it was built.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -fmacro-prefix-map=${to_root}= -fmacro-prefix-map=../${to_root}= -fmacro-prefix-map=../../${to_root}=
   # Unique symbols would keep the module in memory after dlclose.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
   $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${RHO_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)

@@ -6,12 +6,12 @@ build_packages=(
   uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev libxml2-utils
+  alsa-utils binutils ccache ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev libxml2-utils
   mkvtoolnix sound-theme-freedesktop sox
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
 check_packages=(
-  abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
+  abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev python3 valgrind
 )
 
 # Installs those of the named packages that are missing, and says so; silent when there is nothing to do.

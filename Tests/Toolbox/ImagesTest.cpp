@@ -155,8 +155,7 @@ TEST(RowPacking, WritesComponentsMostSignificantByteFirst) {
 
 TEST(ImagesDeathTest, ReportTheOperationInEveryBuild) {
   KelImage_t image{};
-  const std::string report =
-      "[: ](\\.\\./)*Toolbox/KelUtils/Media/Images.cpp:[0-9]+: InitKelImage: Assertion `false' failed";
+  const std::string report = "[: ]Toolbox/KelUtils/Media/Images.cpp:[0-9]+: InitKelImage: Assertion `false' failed";
   for (const unsigned format : {4U, 10U, 15U, 25U, 33U}) {
     EXPECT_DEATH(InitKelImage(image, 0, nullptr, format, false, 8, 8, false), report) << format;
     EXPECT_DEATH(InitKelImage(image, 0, nullptr, format, false, 64, 8, 8, false), report) << format;
