@@ -1,19 +1,19 @@
 #pragma once
 
-/// How a Matroska file tells the time of audio: whole ticks of a whole number of nanoseconds, chosen so that the sample
-/// time comes back.
+/// Timestamps of audio in a Matroska file: whole ticks of a whole number of nanoseconds, from which the sample time can
+/// be recovered exactly.
 
 #include <cstdint>
 
-/// Converts times between sample frames and ticks. A tick is the longest one not longer than a sample frame: being off
-/// by half a tick is then less than half a sample frame (or nothing, where a sample frame is a whole number of
-/// nanoseconds), so round(ticks × tick length × sample rate) is the sample time again, however long the file.
+/// Converts times between sample frames and ticks. The tick is the largest whole number of nanoseconds that does not
+/// exceed the duration of a sample frame. A timestamp is therefore wrong by less than half a sample frame, and
+/// round(ticks × tick length × sample rate) is the sample time again, however long the file is.
 ///
-///   MatroskaClock(44100).TickNanoseconds() == 22675     (a sample frame has 22675.74 ns)
+///   MatroskaClock(44100).TickNanoseconds() == 22675     (a sample frame lasts 22675.74 ns)
 ///   MatroskaClock(44100).Ticks(44100)      == 44101     (1.000010175 s; × 44100 = 44100.45)
 class MatroskaClock {
  public:
-  /// Sample frames per second, 1 to 10^9; outside of it the nearest of them.
+  /// `sampleRate`: sample frames per second. Values outside 1 to 10^9 are clamped.
   explicit MatroskaClock(unsigned int sampleRate)
       : m_sampleRate(sampleRate == 0             ? 1
                      : sampleRate > kNanoseconds ? kNanoseconds
@@ -22,13 +22,13 @@ class MatroskaClock {
 
   std::uint64_t TickNanoseconds() const { return m_tick; }
 
-  /// The tick nearest to a sample time, halves up; computed exactly, for any time below 2^63 sample frames.
+  /// The tick nearest to a sample time, halves rounded up. Exact for any time below 2^63 sample frames.
   std::uint64_t Ticks(std::uint64_t sampleFrames) const { return Scaled(sampleFrames, m_sampleRate * m_tick); }
 
-  /// The nanosecond nearest to a sample time, in the same manner; modulo 2^64, which is 584 years.
+  /// The nanosecond nearest to a sample time, halves rounded up; modulo 2^64, which is 584 years.
   std::uint64_t Nanoseconds(std::uint64_t sampleFrames) const { return Scaled(sampleFrames, m_sampleRate); }
 
-  /// A sample time in ticks, not rounded to whole ones.
+  /// A sample time in ticks, not rounded.
   double ExactTicks(std::uint64_t sampleFrames) const {
     return static_cast<double>(sampleFrames) * kNanoseconds / static_cast<double>(m_sampleRate * m_tick);
   }
@@ -36,7 +36,7 @@ class MatroskaClock {
  private:
   static constexpr std::uint32_t kNanoseconds = 1'000'000'000;
 
-  /// round(value × 10^9 ÷ divisor), divisor <= 10^9, without the product that would not fit.
+  /// round(value × 10^9 ÷ divisor) for divisor <= 10^9, without an intermediate product that overflows.
   static std::uint64_t Scaled(std::uint64_t value, std::uint64_t divisor) {
     return value / divisor * kNanoseconds + (value % divisor * kNanoseconds + divisor / 2) / divisor;
   }

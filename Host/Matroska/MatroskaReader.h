@@ -1,12 +1,19 @@
 #pragma once
 
-/// Reads back what a MatroskaWriter has written, front to back and by the container's own library: nothing that the
-/// writer knew is used.
+/// Reads back a file that a MatroskaWriter has written, from front to back and with libmatroska. It uses nothing that
+/// the writer knew.
 ///
 ///   file.Sync();
 ///   MatroskaReader reader(file, largestPacket);
 ///   while (const std::optional<MatroskaPacket> packet = reader.Next()) { ... }
 
+#include "Host/Matroska/MatroskaIo.h"
+
+#include <ebml/EbmlElement.h>
+#include <ebml/EbmlStream.h>
+#include <matroska/KaxBlock.h>
+#include <matroska/KaxInfo.h>
+#include <matroska/KaxTracks.h>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,50 +22,70 @@
 #include <stdexcept>
 #include <string>
 
-class OutputFile;
-
-/// What the file is at fault in, as in "no whole Matroska element at byte 4711".
+/// The content of the file is not a valid Matroska file of one track. The text says what is wrong, as in "no valid
+/// Matroska element at byte 4711".
 class DamagedMatroska : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What the file says of its only track.
+/// What the file says about its only track.
 struct MatroskaTrack {
   std::string codec;
   double sampleRate = 0;
   std::uint64_t channels = 0;
   std::uint64_t bitsPerSample = 0;
-  double nanoseconds = 0;  ///< duration of the whole; 0 when the file does not tell
+  double nanoseconds = 0;  ///< duration of the whole file; 0 when the file does not state it
 };
 
 struct MatroskaPacket {
   std::span<const unsigned char> bytes;  ///< valid until the next call of Next
-  std::uint64_t nanoseconds = 0;         ///< its time, as rounded to the file's clock
+  std::uint64_t nanoseconds = 0;         ///< timestamp, as rounded to the file's clock
   std::optional<std::uint64_t> durationNanoseconds;
 };
 
-/// Strict: elements follow each other without gaps, each of them whole, known and within the one that holds it, from
-/// the first byte of the file to the last. What is in those that playing from front to back does not need (SeekHead,
-/// Cues, Tags) is passed over. Memory: one packet, and what stands before the first.
+/// Strict: elements must follow each other without gaps from the first byte of the file to the last; each must be
+/// complete, known, and lie within its parent. The content of elements that playback from front to back does not need
+/// (SeekHead, Cues, Tags, Chapters, Attachments) is skipped. Memory: one packet, and the elements before the first.
 ///
-/// Everything here throws DamagedMatroska for a file that is not as it has to be, whatever its bytes are, and Failure
-/// when it cannot be read.
+/// All functions throw DamagedMatroska for an invalid file, whatever its bytes are, and Failure when it cannot be read.
 class MatroskaReader {
  public:
-  /// Reads all that stands before the first packet. A packet of more than `largestPacket` bytes will count as damage.
-  /// `file` must be in sync, and outlive the reader.
-  MatroskaReader(const OutputFile& file, std::size_t largestPacket);
+  /// Reads all that precedes the first packet. A packet of more than `largestPacket` bytes counts as damage. `file`
+  /// must be in sync and outlive the reader.
+  MatroskaReader(OutputFile& file, std::size_t largestPacket);
   MatroskaReader(const MatroskaReader&) = delete;
   MatroskaReader& operator=(const MatroskaReader&) = delete;
-  ~MatroskaReader();
+  ~MatroskaReader() = default;
 
-  const MatroskaTrack& Track() const;
+  const MatroskaTrack& Track() const { return m_track; }
 
   /// The next packet; nothing at the end.
   std::optional<MatroskaPacket> Next();
 
  private:
-  class Demuxer;
-  std::unique_ptr<Demuxer> m_demuxer;
+  using Element = std::unique_ptr<libebml::EbmlElement>;
+
+  void OpenSegment();
+  void NextCluster();
+  void ReadInfo(libmatroska::KaxInfo& info);
+  void ReadTrack(libmatroska::KaxTracks& tracks);
+  MatroskaPacket PacketOf(libmatroska::KaxBlockGroup& group) const;
+  MatroskaPacket PacketOf(libmatroska::KaxInternalBlock& block) const;
+  Element NextChild(const libebml::EbmlElement& parent);
+  void ReadContent(libebml::EbmlElement& element, std::uint64_t largest);
+  bool Parse(libebml::EbmlElement& element);
+
+  std::uint64_t m_size;  ///< of the file
+  std::uint64_t m_largestBlock;
+  MatroskaIo m_io;
+  libebml::EbmlStream m_stream;
+  Element m_segment;
+  Element m_cluster;  ///< null behind the last one
+  Element m_block;
+  MatroskaTrack m_track;
+  std::uint64_t m_trackNumber = 0;
+  std::optional<std::uint64_t> m_defaultDuration;  ///< of a SimpleBlock, in nanoseconds
+  std::uint64_t m_tick = 0;                        ///< in nanoseconds
+  std::uint64_t m_clusterTick = 0;
 };

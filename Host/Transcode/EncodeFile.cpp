@@ -8,6 +8,8 @@
 #include "Host/Text/Errors.h"
 #include "Host/Transcode/Verification.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::string output)
@@ -17,7 +19,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
       m_isToBeVerified(setup.options.verify),
       m_compressor(setup.module.CreateCompressor()) {
   if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
-    throw WrongUse("--verify: " + (m_output == "-" ? "standard output" : m_output) + " cannot be read back");
+    throw WrongUse(fmt::format("--verify: {} cannot be read back", m_output == "-" ? "standard output" : m_output));
   }
   OpenSource(setup);
   m_encoder = std::make_unique<Encoder>(*m_compressor, m_format, setup.options.framesPerSecond);
@@ -44,24 +46,20 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
 }
 
 EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
-  const MatroskaDescription description{.sampleRate = m_format.sampleRate,
-                                        .channels = m_format.channels,
-                                        .bitsPerSample = m_format.bits,
-                                        .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
-                                        .sampleFrames = SampleFrames(),
-                                        .application = "rhohost " RHOHOST_VERSION,
-                                        .tags = m_source->Tags()};
   SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
   OutputFile file(m_output, m_replaceExisting);
-  MatroskaWriter writer(file, description);
-  std::optional<Verification> verification;
-  if (m_isToBeVerified) {
-    verification.emplace(m_format);
-  }
-  const auto write = [&writer, &verification](const EncodedPacket& packet) {
-    writer.WritePacket(packet.bytes.data(), packet.bytes.size(), packet.time, packet.sampleFrames);
-    if (verification) {
-      verification->Add(packet);
+  MatroskaWriter writer(file, {.sampleRate = m_format.sampleRate,
+                               .channels = m_format.channels,
+                               .bitsPerSample = m_format.bits,
+                               .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
+                               .sampleFrames = SampleFrames(),
+                               .application = "rhohost " RHOHOST_VERSION,
+                               .tags = m_source->Tags()});
+  Verification verification(m_format);
+  const auto write = [this, &writer, &verification](const EncodedPacket& packet) {
+    writer.WritePacket(packet.bytes, packet.time, packet.sampleFrames);
+    if (m_isToBeVerified) {
+      verification.Add(packet);
     }
   };
   for (SampleBlock block = m_source->Read(); block.frames != 0; block = m_source->Read()) {
@@ -71,9 +69,9 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
   m_encoder->Encode(converter.Finish(), write);
   m_encoder->Finish(write);
   writer.Finish();
-  if (verification) {
+  if (m_isToBeVerified) {
     file.Sync();
-    verification->Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
+    verification.Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
   file.Commit();
   return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source->Notes()};

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The program's work: from a sound to a finished file. Says nothing to anyone; what there is to tell, the object
-/// knows.
+/// Encodes one sound into one Matroska file, and verifies it on request. Prints nothing: the objects hold what the
+/// caller may want to report.
 ///
 ///     const EncodingSetup setup(options, Module::DefaultPath(), settings);
 ///     FileEncoding encoding(setup, "song.wav", "song.mkv");   // everything is checked, nothing written yet
@@ -21,16 +21,16 @@
 #include <utility>
 #include <vector>
 
-/// How files are encoded, beside the compressor's settings.
+/// How files are encoded, apart from the compressor's settings.
 struct EncodingOptions {
-  std::optional<double> testSignalSeconds;  ///< encode a built-in signal of this length in place of the input
-  double framesPerSecond = 30.0;            ///< packets a second, at least 1
+  std::optional<double> testSignalSeconds;  ///< encode a built-in signal of this length instead of the input
+  double framesPerSecond = 30.0;            ///< packets per second, at least 1
   bool force = false;                       ///< replace an existing output
-  bool allowTruncated = false;              ///< encode what there is of an input that is shorter than its header says
-  bool verify = false;                      ///< read each output back and compare it with what the module gave
+  bool allowTruncated = false;              ///< accept an input that is shorter than its header says
+  bool verify = false;                      ///< read each output back and compare it with what was encoded
 };
 
-/// What the encodings of one run share, on any number of threads. `options` must outlive it.
+/// What all encodings of one run share; any number of threads may use it. `options` must outlive it.
 struct EncodingSetup {
   /// Loads the module. Throws Failure.
   EncodingSetup(const EncodingOptions& encodingOptions, const std::string& modulePath, RequestedSettings requested)
@@ -41,7 +41,7 @@ struct EncodingSetup {
   RequestedSettings settings;
 };
 
-/// What an encoding has come to.
+/// The result of one encoding.
 struct EncodingResult {
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
@@ -51,18 +51,18 @@ struct EncodingResult {
 
 class FileEncoding {
  public:
-  /// What is done with the sound: all of it is encoded, and then, if that is wanted, all of it verified.
+  /// The whole sound is encoded in the first pass and, on request, verified in the second.
   enum class Pass { kEncoding, kVerifying };
   using OnProgress = std::function<void(Pass pass, std::uint64_t sampleFrames)>;
 
-  /// Opens `input` (or the test signal of the options), chooses the settings for it, and begins the run of a compressor
-  /// of its own. Throws Failure or WrongUse; the latter also for an output that is to be verified and cannot be read
+  /// Opens `input` (or the test signal of the options), chooses the settings for it, and begins a run of its own
+  /// compressor. Throws Failure or WrongUse; WrongUse also for an output that is to be verified and cannot be read
   /// back. `setup` must outlive the object.
   FileEncoding(const EncodingSetup& setup, std::string input, std::string output);
 
-  /// Encodes the whole sound into the output, which Failure leaves as it was. If the options want it verified, what has
-  /// been written is read back from the disk first, and must be what the module gave. Calls `onProgress` with the
-  /// sample frames done in each pass, for each block. To be called once.
+  /// Encodes the whole sound into the output. On Failure an existing output is unchanged. If the options ask for it,
+  /// the file is read back from the disk and compared with what was encoded before it takes its name. Calls
+  /// `onProgress` with the sample frames done so far in each pass, once per block. Call it once.
   EncodingResult Write(const OnProgress& onProgress);
 
   const std::string& Input() const { return Sound().name; }
@@ -73,7 +73,7 @@ class FileEncoding {
   bool IsToBeVerified() const { return m_isToBeVerified; }
   std::uint64_t SampleFramesPerPacket() const { return m_encoder->SampleFramesPerPacket(); }
 
-  /// The length of what will be written, where the input tells its own beforehand.
+  /// The length of the output, where the length of the input is known beforehand.
   std::optional<std::uint64_t> SampleFrames() const;
 
  private:

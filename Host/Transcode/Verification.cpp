@@ -4,6 +4,7 @@
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 
+#include <fmt/format.h>
 #include <xxhash.h>
 
 #include <algorithm>
@@ -18,7 +19,7 @@ constexpr std::uint64_t kSecond = 1'000'000'000;
 
 std::uint64_t Hash(std::span<const unsigned char> bytes) { return XXH3_64bits(bytes.data(), bytes.size()); }
 
-/// The sample time that a time of the file's clock stands for: the nearest.
+/// The sample time nearest to a timestamp of the file.
 std::uint64_t SampleFrames(std::uint64_t nanoseconds, std::uint64_t sampleRate) {
   return nanoseconds / kSecond * sampleRate + (nanoseconds % kSecond * sampleRate + kSecond / 2) / kSecond;
 }
@@ -28,16 +29,12 @@ bool HasFormat(const MatroskaTrack& track, const EncodingFormat& format) {
          track.bitsPerSample == format.bits;
 }
 
-std::string PacketText(std::size_t number, std::uint64_t time) {
-  return "packet " + std::to_string(number) + " at sample frame " + std::to_string(time);
-}
-
-/// What is wrong with a packet that should be at `time`; empty when nothing is.
+/// How the packet that should be at `time` differs from what was encoded; empty when it does not.
 std::string Difference(const MatroskaPacket& packet, std::uint64_t time, std::uint64_t hash,
                        const EncodingFormat& format) {
-  const std::uint64_t found = SampleFrames(packet.nanoseconds, format.sampleRate);
-  if (found != time) {
-    return "is at " + std::to_string(found) + " in the file";
+  const std::uint64_t actual = SampleFrames(packet.nanoseconds, format.sampleRate);
+  if (actual != time) {
+    return fmt::format("is at {} in the file", actual);
   }
   const bool hasDuration =
       !packet.durationNanoseconds || SampleFrames(*packet.durationNanoseconds, format.sampleRate) ==
@@ -54,14 +51,13 @@ void Verification::Add(const EncodedPacket& packet) {
   }
 }
 
-void Verification::Compare(const OutputFile& file,
-                           const std::function<void(std::uint64_t sampleFrames)>& onProgress) const {
+void Verification::Compare(OutputFile& file, const std::function<void(std::uint64_t sampleFrames)>& onProgress) const {
   std::size_t number = 0;
   std::uint64_t time = 0;
   const auto failure = [&](const std::string& what) {
-    const bool isPacket = number < m_hashes.size();
-    return Failure(file.Name() + ": " + (isPacket ? PacketText(number, time) : "what follows the packets") + " " +
-                   what);
+    const std::string subject = number < m_hashes.size() ? fmt::format("packet {} at sample frame {}", number, time)
+                                                         : "the file after its last packet";
+    return Failure(fmt::format("{}: {} {}", file.Name(), subject, what));
   };
   try {
     MatroskaReader reader(file, m_largestPacket);
@@ -78,12 +74,12 @@ void Verification::Compare(const OutputFile& file,
       onProgress(time);
     }
     if (reader.Next()) {
-      throw failure("was not encoded");
+      throw failure("holds a packet that was not encoded");
     }
     if (std::round(reader.Track().nanoseconds * m_format.sampleRate / kSecond) != static_cast<double>(time)) {
       throw Failure(file.Name() + ": the duration differs from what was encoded");
     }
   } catch (const DamagedMatroska& error) {
-    throw failure(std::string("cannot be read back: ") + error.what());
+    throw failure(fmt::format("cannot be read back: {}", error.what()));
   }
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Whether a file holds what was encoded: takes note of every packet on its way there, and compares with what is read
-/// back.
+/// Checks that a file holds what was encoded: records every packet while it is written, then compares the records with
+/// the packets that are read back.
 ///
 ///     Verification verification(format);
 ///     verification.Add(packet);                  // ... each packet that is written
@@ -19,22 +19,23 @@
 
 class OutputFile;
 
-/// Memory: 8 bytes a packet, 21 MB for a day at 30 a second.
+/// Memory: 8 bytes per packet, 21 MB for a day at 30 packets a second.
 class Verification {
  public:
   explicit Verification(EncodingFormat format) : m_format(std::move(format)) {}
 
-  /// Takes note of the next packet, which begins where the last one ends. One without bytes does not count.
+  /// Records the next packet, which begins where the previous one ends. Packets without bytes are ignored.
   void Add(const EncodedPacket& packet);
 
-  /// Reads the file, which must be in sync, by a MatroskaReader. Throws Failure unless the track has the format and the
-  /// length, and the packets are those that were added: their number, times, sizes and bytes (by 64-bit hashes), and
-  /// their durations where the file tells them. The first packet is packet 0: "song.mkv: packet 12 at sample frame
-  /// 17640 differs from what was encoded". Calls `onProgress` with the sample frames compared, once for each packet.
-  void Compare(const OutputFile& file, const std::function<void(std::uint64_t sampleFrames)>& onProgress) const;
+  /// Reads the file, which must be in sync, with a MatroskaReader. Throws Failure unless the track has the format and
+  /// the duration, and the packets are those that were added: their number, times, sizes and bytes (by 64-bit hashes),
+  /// and their durations where the file states them. Packets are counted from 0: "song.mkv: packet 12 at sample frame
+  /// 17640 differs from what was encoded". Calls `onProgress` with the sample frames compared so far, after each
+  /// packet.
+  void Compare(OutputFile& file, const std::function<void(std::uint64_t sampleFrames)>& onProgress) const;
 
  private:
   EncodingFormat m_format;
-  std::deque<std::uint64_t> m_hashes;  ///< one a packet; grows without being moved
+  std::deque<std::uint64_t> m_hashes;  ///< one per packet; a deque, since it grows without moving them
   std::size_t m_largestPacket = 0;
 };

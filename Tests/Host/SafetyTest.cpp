@@ -153,7 +153,7 @@ TEST_F(SafetyTest, VerifyingFindsWhatHasChangedOnTheDisk) {
   const std::string block = "\xA3\x59\x04\x81";
   constexpr std::size_t k12Blocks = std::size_t{12} * 6407;
   for (const auto& [after, distance, says] : {
-           Change{"matrosk", 0, "packet 0 at sample frame 0 cannot be read back: not called a Matroska file"},
+           Change{"matrosk", 0, "packet 0 at sample frame 0 cannot be read back: its document type is not Matroska"},
            {"A_PCM/INT/LI", 0, "the track's format differs from what was encoded"},
            {"\xB5\x84", 1, "the track's format differs from what was encoded"},
            {"\x9F\x81", 0, "the track's format differs from what was encoded"},
@@ -163,7 +163,7 @@ TEST_F(SafetyTest, VerifyingFindsWhatHasChangedOnTheDisk) {
            {block, k12Blocks + 1, "packet 12 at sample frame 19200 is at 19201 in the file"},
            {block, k12Blocks + 3, "packet 12 at sample frame 19200 differs from what was encoded"},
            {block, k12Blocks + 6402, "packet 12 at sample frame 19200 differs from what was encoded"},
-           {block, k12Blocks - 4, "packet 12 at sample frame 19200 cannot be read back: no whole Matroska element"},
+           {block, k12Blocks - 4, "packet 12 at sample frame 19200 cannot be read back: no valid Matroska element"},
        }) {
     const std::size_t at = whole.find(after) + after.size() + distance;
     ASSERT_LT(at, 500'000U) << "will not be on the disk while rhohost waits for the rest";
