@@ -38,8 +38,8 @@ void RunAsChild(int argc, const char* const* argv) {
   if (argc == 3 && work == kTrialArgument) {
     TryModuleInChild(argv[2]);
   }
-  if (argc == 4 && work == kCheckArgument) {
-    MakeCheckInChild(argv[2], argv[3]);
+  if (argc == 5 && work == kCheckArgument) {
+    RunCheckInChild(argv[2], argv[3], argv[4]);
   }
 }
 

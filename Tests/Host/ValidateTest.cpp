@@ -13,42 +13,39 @@ using Json = nlohmann::json;
 
 struct ModuleCase {
   std::string module;
-  std::string finds;                ///< the names of the checks that must fail
-  const char* mayFail = "nothing";  ///< a pattern for those that may fail as a consequence
+  std::string finds;         ///< the names of the checks that must fail
+  const char* mayFail = "";  ///< a pattern for those that may fail as a consequence
 };
 
 void PrintTo(const ModuleCase& tested, std::ostream* out) { *out << tested.module; }
 
 const std::vector<ModuleCase> kModules {
-  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, "settings.preset-labels"},
-      {"NoEntryPoint", "load.entry-points", ".*"}, {"CrashesOnLoad", "load.binds-at-once", ".*"},
-      {"ExitsOnLoad", "load.binds-at-once", ".*"}, {"PrintsOnLoad", "load.prints-nothing"},
+  {PCM_MODULE, ""}, {"Healthy", ""}, {ALL_SETTINGS, "settings.preset-labels"}, {"NoEntryPoint", "load.entry-points"},
+      {"CrashesOnLoad", "load.binds-at-once"}, {"ExitsOnLoad", "load.binds-at-once"},
+      {"PrintsOnLoad", "load.prints-nothing"},
       {"Litters", "load.leaves-no-descriptors load.leaves-signals-alone load.leaves-surroundings-alone"},
-      {"NoCompressors", "info.count", "(load.t|li|[^l]).*"},
-      {"TwoCompressors", "info.distinct-codes", "(settings|stream).*"},
+      {"NoCompressors", "info.creates"}, {"TwoCompressors", "info.distinct-codes"},
       {"NeedsPointers", "info.null-arguments", "info.any-index"}, {"AnyCodes", "info.wrong-codes"},
-      {"Throws", "info.wrong-codes"}, {"OtherCodec", "info.own-report", "(settings|stream).*"},
-      {"CrashesInASlot", "info.names"}, {"NoPackets", "info.packet-types"},
-      {"Leaks", "life.thousand-creations", "life.no-memory-.*"}, {"NoEnd", "life.thousand-runs", "(life|stream).*"},
-      {"NoCopy", "life.copies-in-any-order", "(life|stream|settings.compressor).*"},
-      {"NeedsBegin", "life.calls-in-any-order"}, {"SettingEmpty", "settings.texts", "settings.compressor.*"},
-      {"SettingNotUtf8", "settings.texts", "settings.compressor.*"}, {"SettingNull", "settings.texts"},
+      {"Throws", "info.wrong-codes"}, {"OtherCodec", "info.own-report"}, {"CrashesInASlot", "info.names"},
+      {"NoPackets", "info.packet-types"}, {"Leaks", "life.thousand-creations", "life.no-memory-.*"},
+      {"NoEnd", "life.thousand-runs", "life.*"}, {"NoCopy", "life.copies-in-any-order", "life.*"},
+      {"NeedsBegin", "life.calls-in-any-order"}, {"SettingEmpty", "settings.texts"},
+      {"SettingNotUtf8", "settings.texts"}, {"SettingNull", "settings.texts"},
       {"SettingOddDefault", "settings.defaults", "settings.*"}, {"SettingListsTwice", "settings.lists", "settings.*"},
       {"SettingTakesNone", "settings.allowed", "settings.*"},
       {"SettingTakesAll", "settings.not-allowed", "settings.compressor.*"},
       {"SettingSharesValue", "settings.copies", "settings.*"},
-      {"CopiesNothing", "settings.compressor-copies stream.run-copies", "life.*"},
+      {"CopiesNothing", "settings.compressor-copies stream.run-copies"},
       {"NoRespect", "settings.validation", "settings.*"}, {"SkipsSmall", "stream.block-sizes", "stream.*"},
-      {"ChangesBytes", "stream.bytes", "(life|stream).*"}, {"TimesJump", "stream.times", "(life|stream).*"},
-      {"NoHint", "stream.packet-sizes", "stream.flush"}, {"LosesTail", "stream.flush", "(life|stream).*"},
-      {"WritesInput", "stream.input"}, {"ReadsBeyond", "stream.input", IS_SANITIZED ? ".*" : "nothing"},
-      {"OwnsPackets", "stream.output", "(life|stream).*"}, {"ClearsBundle", "stream.untaken", "(life|stream).*"},
-      {"Hoards", "stream.minute", "life.*"}, {"GoesOn", "stream.after-flush", "(life|stream).*"},
-      {"BeginsOnce", "stream.second-run stream.unfinished-run", "(life|stream).*"},
-      {"SharesState", "stream.interleaved", "life.*"}, {"ResetsHint", "stream.hints", "life.*"},
-      {"AnyPackets", "stream.refusals", "info.packet-types"},
+      {"ChangesBytes", "stream.bytes", "stream.*"}, {"TimesJump", "stream.times", "stream.*"},
+      {"NoHint", "stream.packet-sizes", "stream.flush"}, {"LosesTail", "stream.flush", "stream.*"},
+      {"WritesInput", "stream.input"}, {"ReadsBeyond", "stream.input", IS_SANITIZED ? ".*" : ""},
+      {"OwnsPackets", "stream.output", "stream.*"}, {"ClearsBundle", "stream.untaken", "stream.*"},
+      {"Hoards", "stream.minute"}, {"GoesOn", "stream.after-flush", "stream.*"},
+      {"BeginsOnce", "stream.second-run stream.unfinished-run", "stream.*"}, {"SharesState", "stream.interleaved"},
+      {"ResetsHint", "stream.hints"}, {"AnyPackets", "stream.refusals"},
 #if !IS_SANITIZED
-      {"Uninitialised", "life.whatever-memory-held", "(life|stream).*"}, {"NeedsMemory", "life.no-memory-to-run"},
+      {"Uninitialised", "life.initialised", "life.*"}, {"NeedsMemory", "life.no-memory-to-run"},
 #endif
 };
 
@@ -57,8 +54,8 @@ class ValidateTest : public HostTest, public testing::WithParamInterface<ModuleC
 TEST_P(ValidateTest, FindsTheFault) {
   const auto& [module, finds, mayFail] = GetParam();
   const std::string path = module.starts_with('/') ? module : BAD_MODULES "/" + module + ".so";
-  // Processes with sanitizers start slowly: there the groups that are to find something must do.
-  const std::string only = IS_SANITIZED ? std::regex_replace(finds, std::regex(R"((\w+)\.\S+)"), " --only '$1.*'") : "";
+  // The groups of the checks that are to find the fault: a module costs half a second, not two and a half.
+  const std::string only = std::regex_replace(finds, std::regex(R"((\w+)\.\S+)"), " --only '$1.*'");
   const Outcome outcome = RunHost("rhohost validate --json " + path + only);
   const Json report = Json::parse(outcome.output);
   std::string failed;
@@ -85,8 +82,10 @@ TEST_F(HostTest, EndsAHungModuleWithAllThatItHasStarted) {
   const std::string validate = "rhohost validate " BAD_MODULES "/Hangs.so --only life.thousand-runs --timeout ";
   const Outcome late = Run(validate + "1" + kWaitForTheDead);
   EXPECT_EQ(late.code, 1) << late.errors;
-  EXPECT_THAT(late.output,
-              ContainsRegex("FAILED +life.thousand-runs\n +expected .*\n +came +it hung for more than 1 s"));
+  EXPECT_THAT(
+      late.output,
+      ContainsRegex("FAILED +life.thousand-runs\n +expected .*\n +actual +it hung in or after CompressFrame for "
+                    "more than 1 s"));
   EXPECT_EQ(Run("rm grandchild; " + validate + "99 & until [ -s grandchild ]; do sleep .01; done; kill $!; wait $!" +
                 kWaitForTheDead)
                 .code,
@@ -99,15 +98,19 @@ TEST_F(HostTest, ReportsValidationInFormsForPrograms) {
   const Outcome outcome = RunHost(validate + "--json --junit report.xml --skip load.hardened");
   const Json report = Json::parse(outcome.output);
   EXPECT_EQ(report["passed"].dump() + report["failed"].dump() + report["skipped"].dump(), "110");
-  EXPECT_EQ(report["checks"][1]["came"], "Welcome \u00FF\u0001<&]]>\n");
+  EXPECT_EQ(report["checks"][1]["actual"], "Welcome \u00FF\u0001<&]]>\n");
   EXPECT_EQ(RunHost("xmllint --noout report.xml && xmllint --xpath 'concat(/testsuites/@failures, "
                     "//testcase[failure]/@name, //failure/@message)' report.xml")
                 .output,
-            "1prints-nothingexpected nothing printed by loading, came Welcome \u00FF?<&]]>\n\n");
+            "1prints-nothingexpected nothing printed by loading, actual Welcome \u00FF?<&]]>\n\n");
   for (const auto& [options, says] : std::vector<std::pair<std::string, std::string>>{
            {"--only nothing*", "--only: no check is called \"nothing*\" (--list shows them)"},
-           {"--skip '*'", "--skip leaves no check to make"},
+           {"--skip '*'", "--skip leaves no check to run"},
            {"--jobs 0", "--jobs: \"0\" is not a number from 1 to 256"},
+           {"--junit PrintsOnLoad.so --force",
+            "PrintsOnLoad.so: is the module itself: name another file for the report"},
+           {"; RHOHOST_SEED=abc rhohost validate PrintsOnLoad.so",
+            "RHOHOST_SEED: \"abc\" is not a number from 0 to 18446744073709551615"},
            {"; rhohost validate none.so", "none.so: cannot read the module: No such file or directory"},
        }) {
     const Outcome refused = RunHost(validate + options);

@@ -1,14 +1,14 @@
-#include "Host/Validate/Checks/AllocationChecks.h"
 
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Engine/FailingAllocations.h"
 #include "Host/Validate/Support/CheckedModule.h"
-#include "Host/Validate/Support/TestRun.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/StreamRun.h"
 
 #include <dlfcn.h>
+#include <array>
 #include <memory>
 #include <new>
-#include <optional>
 
 namespace {
 
@@ -34,26 +34,26 @@ class Memory {
   decltype(&HeldAllocations) m_held;
 };
 
-/// "the third allocation failing" for messages.
+/// Which allocations fail: none, one, or that one and all after it.
 struct Failing {
   long n = 0;
   bool andAllBehindIt = false;
 
   std::string Text() const {
-    return " with allocation " + std::to_string(n) + (andAllBehindIt ? " and all behind it" : "") + " failing";
+    return n == 0 ? "" : fmt::format(" when allocation {}{} fails", n, andAllBehindIt ? " and each one after it" : "");
   }
 };
 
 /// Makes an object of class Attempt and calls its Try() with one allocation failing, its Judge(failing) when memory is
-/// there again, and then sees to it that nothing of it is left; for one allocation after the other, until Try() gets by
-/// with fewer. What Try() throws other than std::bad_alloc fails the check.
+/// there again, and then expects that no memory is left allocated; first without a failure, then for one allocation
+/// after the other, until Try() gets by with fewer. What Try() throws other than std::bad_alloc fails the check.
 template <class MakeAttempt>
 void FailEach(const MakeAttempt& makeAttempt) {
   constexpr long kMost = 2000;
   const Memory memory;
   for (const bool andAllBehindIt : {false, true}) {
     bool isThrough = false;
-    for (Failing failing{1, andAllBehindIt}; !isThrough && failing.n <= kMost; ++failing.n) {
+    for (Failing failing{0, andAllBehindIt}; !isThrough && failing.n <= kMost; ++failing.n) {
       const long before = memory.Held();
       {
         auto attempt = makeAttempt();
@@ -66,16 +66,17 @@ void FailEach(const MakeAttempt& makeAttempt) {
           memory.Fail(0, false);
           throw;
         }
-        isThrough = memory.Counted() < failing.n;
+        isThrough = failing.n != 0 && memory.Counted() < failing.n;
         memory.Fail(0, false);
         attempt.Judge(failing);
       }
-      const long after = memory.Held();
-      Expect(after == before, "nothing left in memory" + failing.Text(), std::to_string(after - before) + " blocks");
+      const long left = memory.Held() - before;
+      ExpectEqual(0, left, "blocks of memory that are never freed{}", failing.Text());
     }
   }
 }
 
+/// The module's own object, without a CompressorUnderTest in front, which would allocate.
 struct CreateAttempt {
   const CheckedModule& module;
   const CompressorInfo& info;
@@ -84,67 +85,73 @@ struct CreateAttempt {
 
   void Try() { compressor.reset(module.Create(info.manufacturer, info.codec)); }
   void Judge(const Failing& failing) const {
-    Expect(!hasThrown, "a compressor or null" + failing.Text(), "std::bad_alloc");
+    ExpectThat(!hasThrown, "std::bad_alloc", "a compressor or null from CreateAudioCompressor{}", failing.Text());
   }
 };
 
 struct CopyAttempt {
-  const CompressorOwner& compressor;
+  IAudioCompressor& compressor;
   CompressorOwner copy = nullptr;
   bool hasThrown = false;
 
-  void Try() { copy.reset(compressor->CreateCopy()); }
-  void Judge(const Failing& failing) const { Expect(!hasThrown, "a copy or null" + failing.Text(), "std::bad_alloc"); }
+  void Try() { copy.reset(compressor.CreateCopy()); }
+  void Judge(const Failing& failing) const {
+    ExpectThat(!hasThrown, "std::bad_alloc", "a copy or null from CreateCopy{}", failing.Text());
+  }
 };
 
 struct RunAttempt {
   CompressorOwner compressor;
-  const TestInput& input;
-  const std::string& expected;
-  std::unique_ptr<OutputRecord> out = std::make_unique<OutputRecord>(input.SampleRate());
+  const StreamSetup& setup;
+  Bytes input;
+  const std::vector<PacketRecord>& expected;
+  std::unique_ptr<OutputRecord> out = std::make_unique<OutputRecord>(setup.format.sampleRate);
   RhoStatus status = kRhoStatusSuccess;
   bool hasThrown = false;
 
-  void Try() { status = input.RunInto(*compressor, *out); }
+  void Try() { status = RunInto(*compressor, setup, input, *out); }
   void Judge(const Failing& failing) {
     if (!hasThrown && status == kRhoStatusSuccess) {
-      const std::string came = PacketsText(*out);
-      Expect(came == expected, "a run that reports success to be whole" + failing.Text() + ":\n" + expected, came);
+      ExpectSamePackets(expected, RecordsOf(out->packets), "of a run that reports success" + failing.Text());
     }
     compressor->CompressFrameEnd();
-    const std::string later = input.Run(*compressor);
-    Expect(later == expected, "the usual run after one" + failing.Text() + ":\n" + expected, later);
+    ExpectSamePackets(expected, Encode(*compressor, setup, input, {input.size()}),
+                      "of a run after one" + failing.Text());
   }
 };
 
+void CreatesWithoutMemory(const CheckedModule& module) {
+  for (const CompressorInfo& info : module.Infos()) {
+    module.CreateCompressor(info).reset();
+    FailEach([&] { return CreateAttempt{module, info}; });
+  }
+}
+
+void CopiesWithoutMemory(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  StreamRun run(*compressor, setup);
+  run.Give(Bytes(input).first(setup.WholeBytes(input.size() / 2)));
+  FailEach([&] { return CopyAttempt{CompressorUnderTest::Real(*compressor)}; });
+}
+
+void RunsWithoutMemory(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
+  FailEach([&] { return RunAttempt{setup.NewCompressor(module), setup, input, expected}; });
+}
+
+constexpr const char* kWhy = "A host that runs out of memory must be told so, not be taken down with its user's work.";
+
 }  // namespace
 
-void CreatesWithoutMemory(const std::string& module) {
-  const CheckedModule checked(module);
-  for (const CompressorInfo& info : checked.Infos()) {
-    checked.CreateCompressor(info).reset();
-    FailEach([&] { return CreateAttempt{checked, info}; });
-  }
-}
-
-void CopiesWithoutMemory(const std::string& module) {
-  const CheckedModule checked(module);
-  const CompressorOwner compressor = checked.CreateCompressor();
-  const TestInput input(*compressor);
-  OutputRecord out(input.SampleRate());
-  compressor->CompressFrameBegin(nullptr);
-  ExpectSuccess(input.CompressInto(*compressor, out), "the first buffer of a run");
-  FailEach([&] { return CopyAttempt{compressor}; });
-}
-
-void RunsWithoutMemory(const std::string& module) {
-  const CheckedModule checked(module);
-  std::optional<TestInput> input;
-  std::string expected;
-  {
-    const CompressorOwner compressor = checked.CreateCompressor();
-    input.emplace(*compressor);
-    expected = input->Run(*compressor);
-  }
-  FailEach([&] { return RunAttempt{checked.CreateCompressor(), *input, expected}; });
+std::span<const Check> AllocationChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"life.no-memory-to-create", kWhy, OnModule<CreatesWithoutMemory>, kHasCompressors, {}, true},
+      {"life.no-memory-to-copy", kWhy, OnModule<CopiesWithoutMemory>, kHasSettings, {}, true},
+      {"life.no-memory-to-run", kWhy, OnModule<RunsWithoutMemory>, kHasSettings, {}, true},
+  });
+  return kChecks;
 }

@@ -1,17 +1,15 @@
-#include "Host/Validate/Checks/AllocationChecks.h"
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CheckedModule.h"
-#include "Host/Validate/Support/HeldMemory.h"
+#include "Host/Validate/Support/MemoryUsage.h"
 #include "Host/Validate/Support/ProcessState.h"
-#include "Host/Validate/Support/TestRun.h"
+#include "Host/Validate/Support/StreamRun.h"
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 namespace {
 
-/// Does it a thousand times, after what it takes for memory to settle.
+/// Repeats an action a thousand times, after as many times as memory needs to settle.
 template <class Action>
 void ExpectFlat(const Action& action) {
   constexpr int kTimes = 1000;
@@ -20,118 +18,90 @@ void ExpectFlat(const Action& action) {
   for (int time = 0; time < kTimes / 10; ++time) {
     action();
   }
-  const HeldMemory before;
+  const MemoryUsage before;
   const std::size_t descriptorsBefore = Descriptors().size();
   for (int time = 0; time < kTimes; ++time) {
     action();
   }
-  const HeldMemory after;
+  const MemoryUsage after;
   const auto expectAtMost = [](std::size_t is, std::size_t was, std::size_t slack, const char* what) {
-    Expect(is <= was + slack, std::to_string(was) + what + " as before, a thousand times later", std::to_string(is));
+    ExpectThat(is <= was + slack, fmt::to_string(is), "{} {} as before, a thousand times later", was, what);
   };
-  expectAtMost(after.heap, before.heap, kHeapSlack, " bytes allocated");
-  expectAtMost(after.mapped, before.mapped, kMappedSlack, " bytes mapped");
-  expectAtMost(Descriptors().size(), descriptorsBefore, 0, " open descriptors");
+  expectAtMost(after.heap, before.heap, kHeapSlack, "bytes allocated");
+  expectAtMost(after.mapped, before.mapped, kMappedSlack, "bytes mapped");
+  expectAtMost(Descriptors().size(), descriptorsBefore, 0, "open descriptors");
 }
 
-void CreatesAThousand(const std::string& path) {
-  const CheckedModule module(path);
+void CreatesAThousand(const CheckedModule& module) {
   for (const CompressorInfo& info : module.Infos()) {
     ExpectFlat([&] { module.CreateCompressor(info).reset(); });
   }
 }
 
-void RunsAThousandTimes(const std::string& path) {
-  const CheckedModule module(path);
-  const CompressorOwner compressor = module.CreateCompressor();
-  const TestInput input(*compressor);
+void RunsAThousandTimes(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
   ExpectFlat([&] {
-    OutputRecord out(input.SampleRate());
-    ExpectSuccess(input.RunInto(*compressor, out), "a run");
+    OutputRecord out(setup.format.sampleRate);
+    ExpectEqual(kRhoStatusSuccess, RunInto(*compressor, setup, input, out), "status of a run");
   });
 }
 
 CompressorOwner CopyOf(IAudioCompressor& compressor) {
   CompressorOwner copy(compressor.CreateCopy());
-  Expect(copy != nullptr, "a copy", "null");
+  Expect(copy != nullptr, "a copy from CreateCopy", "null");
   return copy;
 }
 
-void Begin(IAudioCompressor& compressor, const TestInput& input, KelEncAudio_t& out) {
-  compressor.ValidateSettings();
-  ExpectSuccess(compressor.CompressFrameBegin(nullptr), "the beginning of a run");
-  ExpectSuccess(input.CompressInto(compressor, out), "the first buffer of a run");
-}
-
-/// The rest of a run in progress.
-std::string Finish(IAudioCompressor& compressor, const TestInput& input) {
-  OutputRecord out(input.SampleRate());
-  ExpectSuccess(input.CompressInto(compressor, out), "a buffer");
-  ExpectSuccess(compressor.CompressFrame(nullptr, &out), "a flush");
-  ExpectSuccess(compressor.CompressFrameEnd(), "the end of a run");
-  return PacketsText(out);
-}
-
-void CopiesGoInAnyOrder(const std::string& path) {
-  const CheckedModule module(path);
+void CopiesEndInAnyOrder(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
+  const std::size_t half = setup.WholeBytes(input.size() / 2);
   std::array<std::size_t, 3> order{0, 1, 2};
-  std::string first;
   do {
     std::array<CompressorOwner, 3> compressors;
-    compressors[0] = module.CreateCompressor();
-    const TestInput input(*compressors[0]);
-    OutputRecord out(input.SampleRate());
-    Begin(*compressors[0], input, out);
+    compressors[0] = setup.NewCompressor(module);
+    StreamRun run(*compressors[0], setup);
+    const std::vector<PacketRecord> begun = run.Give(Bytes(input).first(half)).packets;
     compressors[1] = CopyOf(*compressors[0]);
     compressors[2] = CopyOf(*compressors[1]);
     for (const std::size_t index : order) {
-      const std::string rest = Finish(*compressors[index], input);
-      first = first.empty() ? rest : first;
-      Expect(rest == first, "each copy to continue the run with\n" + first, rest);
+      StreamRun rest(*compressors[index], run);
+      std::vector<PacketRecord> packets = begun;
+      Append(packets, rest.Give(Bytes(input).subspan(half)).packets);
+      Append(packets, rest.Flush().packets);
+      rest.End();
+      ExpectSamePackets(expected, packets, fmt::format("of a run continued by copy {} of the compressor", index));
       compressors[index].reset();
     }
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
-void LeavesItsOutput(const std::string& path) {
-  const CheckedModule module(path);
-  CompressorOwner compressor = module.CreateCompressor();
-  const TestInput input(*compressor);
-  OutputRecord out(input.SampleRate());
-  Begin(*compressor, input, out);
-  for (int time = 0; time < 100 && out.packets == nullptr; ++time) {
-    ExpectSuccess(input.CompressInto(*compressor, out), "a buffer");
-  }
-  const std::string before = PacketsText(out);
-  compressor.reset();
-  Expect(PacketsText(out) == before, "the packets as they were:\n" + before, PacketsText(out));
-  if (out.packets != nullptr) {
-    OutputRecord copy(input.SampleRate());
-    copy.packets = static_cast<IPacketBundle*>(out.packets->clone());
-    Expect(PacketsText(copy) == before, "a clone of the packets:\n" + before, PacketsText(copy));
-  }
-}
-
-void IsSettledFromTheStart(const std::string& path) {
-  const CheckedModule module(path);
-  const CompressorOwner compressor = module.CreateCompressor();
-  const TestInput input(*compressor);
+void IsInitialised(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const CompressorOwner compressor = setup.NewCompressor(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
   for (int time = 0; time < 2; ++time) {
-    OutputRecord out(input.SampleRate());
-    ExpectSuccess(input.RunInto(*compressor, out), "a run");
-    MustAgree(PacketsText(out) + "time " + std::to_string(out.time) + ", duration " + std::to_string(out.duration) +
-              ", " + std::to_string(out.sampleCount) + " sample frames\n");
+    for (const StreamCall& call : EncodeCalls(*compressor, setup, input, {1000})) {
+      for (const PacketRecord& packet : call.packets) {
+        MustAgree(PacketTextWithDigest(packet) + '\n');
+      }
+      MustAgree(fmt::format("time {}, duration {}, {} sample frames\n", call.output.time, call.output.duration,
+                            call.output.sampleCount));
+    }
   }
 }
 
 /// One call of a run by its letter, whatever it answers.
-void Call(char letter, IAudioCompressor& compressor, const TestInput& input, KelEncAudio_t& out) {
+void Call(char letter, IAudioCompressor& compressor, KelAudio_t in, KelEncAudio_t& out) {
   switch (letter) {
     case 'b':
       compressor.CompressFrameBegin(nullptr);
       break;
     case 'c':
-      input.CompressInto(compressor, out);
+      compressor.CompressFrame(&in, &out);
       break;
     case 'f':
       compressor.CompressFrame(nullptr, &out);
@@ -145,58 +115,42 @@ void Call(char letter, IAudioCompressor& compressor, const TestInput& input, Kel
   }
 }
 
-void BearsAnyOrder(const std::string& path) {
-  const CheckedModule module(path);
-  const CompressorOwner reference = module.CreateCompressor();
-  const TestInput input(*reference);
-  const std::string expected = input.Run(*reference);
+void TakesCallsInAnyOrder(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
   // begin, compress, flush, flush into nothing, end
   for (const std::string_view calls :
        {"c",   "f",   "n",   "e",    "ee", "cfe",  "bb",     "be",  "bcb",   "bce",   "bcec",
         "bff", "bfc", "bfb", "bfbc", "bn", "bcnn", "bcfeef", "fbc", "ebcfc", "bcbcbc"}) {
-    const CompressorOwner compressor = module.CreateCompressor();
-    OutputRecord out(input.SampleRate());
+    const CompressorOwner compressor = setup.NewCompressor(module);
+    OutputRecord out(setup.format.sampleRate);
     for (const char letter : calls) {
-      Call(letter, *compressor, input, out);
+      Call(letter, *compressor, setup.InputRecord(input), out);
     }
     compressor->CompressFrameEnd();
-    const std::string came = input.Run(*compressor);
-    Expect(came == expected, "the usual run after the calls \"" + std::string(calls) + "\":\n" + expected, came);
+    ExpectSamePackets(expected, Encode(*compressor, setup, input, {1000}),
+                      fmt::format("of a run after the calls \"{}\"", calls));
   }
 }
 
 constexpr std::array<const char*, 2> kMemoryContents{"GLIBC_TUNABLES=glibc.malloc.perturb=85",
                                                      "GLIBC_TUNABLES=glibc.malloc.perturb=170"};
 
-constexpr auto kChecks = std::to_array<Check>({
-    {"life.thousand-creations", "A host makes a compressor for each file of a batch, and runs for weeks.",
-     CreatesAThousand},
-    {"life.thousand-runs", "A host encodes many pieces with one compressor, and runs for weeks.", RunsAThousandTimes},
-    {"life.copies-in-any-order", "A host copies a compressor, and lets go of original and copies as it pleases.",
-     CopiesGoInAnyOrder},
-    {"life.output-outlives", "A user cancels: the compressor goes in mid-stream, while its packets are being written.",
-     LeavesItsOutput},
-    {"life.whatever-memory-held", "What depends on what lay in memory before comes out differently each time.",
-     IsSettledFromTheStart, kMemoryContents},
-    {"life.calls-in-any-order", "A host that cancels, retries or errs must get a status, and the next run be sound.",
-     BearsAnyOrder},
-    {"life.no-memory-to-create",
-     "A host in want of memory must be told so, not be taken down with its user's work.",
-     CreatesWithoutMemory,
-     {},
-     true},
-    {"life.no-memory-to-copy",
-     "A host in want of memory must be told so, not be taken down with its user's work.",
-     CopiesWithoutMemory,
-     {},
-     true},
-    {"life.no-memory-to-run",
-     "A host in want of memory must be told so, and be able to encode when it has some again.",
-     RunsWithoutMemory,
-     {},
-     true},
-});
-
 }  // namespace
 
-std::span<const Check> LifeChecks() { return kChecks; }
+std::span<const Check> LifeChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"life.thousand-creations", "A host makes a compressor for each file of a batch, and runs for weeks.",
+       OnModule<CreatesAThousand>, kHasCompressors},
+      {"life.thousand-runs", "A host encodes many pieces with one compressor, and runs for weeks.",
+       OnModule<RunsAThousandTimes>, kHasSettings},
+      {"life.copies-in-any-order", "A host copies a compressor, and releases original and copies in any order.",
+       OnModule<CopiesEndInAnyOrder>, kHasSettings},
+      {"life.initialised", "What depends on the content of fresh memory is different each time.",
+       OnModule<IsInitialised>, kHasSettings, kMemoryContents},
+      {"life.calls-in-any-order", "A host that cancels, retries or errs must get a status, and the next run be sound.",
+       OnModule<TakesCallsInAnyOrder>, kHasSettings},
+  });
+  return kChecks;
+}

@@ -1,6 +1,8 @@
+#include "Host/Plugin/SharedLibrary.h"
+#include "Host/Text/Errors.h"
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CheckedModule.h"
-#include "Host/Validate/Support/Library.h"
+#include "Host/Validate/Support/Mappings.h"
 #include "Host/Validate/Support/ProcessState.h"
 
 #include <link.h>
@@ -11,10 +13,19 @@
 
 namespace {
 
-void BindsAtOnce(const std::string& module) { const Library library(module); }
+void BindsAtOnce(const std::string& module) {
+  NoteStep("dlopen");
+  try {
+    SharedLibrary library(module);
+    NoteStep("dlclose");
+    library.Unload();
+  } catch (const Failure& failure) {
+    throw CheckFailed{"a library that can be loaded", failure.what()};
+  }
+}
 
 void HasEntryPoints(const std::string& module) {
-  const Library library(module);
+  const SharedLibrary library(module);
   std::string missing;
   for (const char* const name :
        {"RhoGetNumberAudioCompressors", "RhoGetAudioCompressorInfo", "CreateAudioCompressor"}) {
@@ -27,7 +38,7 @@ void HasEntryPoints(const std::string& module) {
 
 void PrintsNothing(const std::string& module) {
   const PrintedText printed;
-  Library library(module);
+  SharedLibrary library(module);
   Expect(printed.Text().empty(), "nothing printed by loading", printed.Text());
   library.Unload();
   Expect(printed.Text().empty(), "nothing printed by unloading", printed.Text());
@@ -36,29 +47,30 @@ void PrintsNothing(const std::string& module) {
 template <ProcessState (*Read)()>
 void Leaves(const std::string& module) {
   const ProcessState before = Read();
-  Library library(module);
+  SharedLibrary library(module);
   ExpectUnchanged(before, Read(), "loading");
   library.Unload();
   ExpectUnchanged(before, Read(), "unloading");
 }
 
-/// The file that the library is mapped from, which is gone from this process when the library is.
-std::string FileOf(const Library& library) {
+/// The file that the library is mapped from. Copied, because the mappings are gone when the library is.
+Mapping FileOf(const SharedLibrary& library) {
   const auto mappings = ReadMappings();
-  const Mapping* const mapping = FindMapping(mappings, library.Address());
-  Expect(mapping != nullptr, "the library in the process's memory", "none at its address");
-  return mapping->file;
+  const Mapping* const mapping = FindMapping(mappings, DynamicSection(library.Handle()));
+  Expect(mapping != nullptr, "the library in the memory of the process", "none at its address");
+  return *mapping;
 }
 
-void ExpectGone(const std::string& file) {
+void ExpectGone(const Mapping& file) {
   for (const Mapping& mapping : ReadMappings()) {
-    Expect(mapping.file != file, "the module out of memory once it is unloaded", "still there: " + file);
+    ExpectThat(mapping.id != file.id || mapping.file != file.file, "still there",
+               "{} no longer in memory once it is unloaded", file.file);
   }
 }
 
 void Unloads(const std::string& module) {
-  Library library(module);
-  const std::string file = FileOf(library);
+  SharedLibrary library(module);
+  const Mapping file = FileOf(library);
   library.Unload();
   ExpectGone(file);
 }
@@ -67,21 +79,21 @@ void LoadsTenTimes(const std::string& path) {
   std::string first;
   for (int time = 1; time <= 10; ++time) {
     CheckedModule module(path);
-    const std::string file = FileOf(module.GetLibrary());
+    const Mapping file = FileOf(module.GetLibrary());
     const std::string announced = InfoText(module.Infos().front());
     module.CreateCompressor().reset();
     module.Unload();
     ExpectGone(file);
     first = time == 1 ? announced : first;
-    Expect(announced == first, first + " each time", announced + " at time " + std::to_string(time));
+    ExpectThat(announced == first, announced, "{} also when it is loaded for the {}th time", first, time);
   }
 }
 
-/// Fails the check unless a compressor can be made, names itself as announced and is let go of.
+/// Creates a compressor and releases it. What it says of itself.
 std::string Work(const CheckedModule& module) {
   const CompressorOwner compressor = module.CreateCompressor();
   const char* const name = compressor->GetName();
-  return InfoText(module.Infos().front()) + (name == nullptr ? "" : name);
+  return fmt::format("{}, \"{}\"", InfoText(module.Infos().front()), name == nullptr ? "" : name);
 }
 
 void WorksForTwoWhoLoadIt(const std::string& path) {
@@ -90,7 +102,7 @@ void WorksForTwoWhoLoadIt(const std::string& path) {
   const std::string before = Work(second);
   first.Unload();
   const std::string after = Work(second);
-  Expect(after == before, before + " also when another part of the host has unloaded it", after);
+  ExpectThat(after == before, after, "{} also when another part of the host has unloaded it", before);
 }
 
 /// A copy of a file that lives as long as the object, and a path to it.
@@ -103,7 +115,7 @@ class MemoryCopy {
   MemoryCopy& operator=(const MemoryCopy&) = delete;
   ~MemoryCopy() { close(m_file); }
 
-  std::string Path() const { return "/proc/self/fd/" + std::to_string(m_file); }
+  std::string Path() const { return fmt::format("/proc/self/fd/{}", m_file); }
 
  private:
   int m_file;
@@ -113,19 +125,19 @@ void WorksBesideACopy(const std::string& path) {
   const MemoryCopy file(path);
   CheckedModule module(path);
   try {
-    const Library trial(file.Path());
-  } catch (const CheckFailed& failure) {
-    throw CheckSkipped{"a copy elsewhere cannot be loaded: " + failure.came};
+    const SharedLibrary trial(file.Path());
+  } catch (const Failure& failure) {
+    throw CheckSkipped{fmt::format("a copy elsewhere cannot be loaded: {}", failure.what())};
   }
   const CheckedModule copy(file.Path());
   const std::string alone = Work(module);
   const std::string both = Work(copy);
-  Expect(both == alone, alone + " of a copy too", both);
-  const std::string mapped = FileOf(module.GetLibrary());
+  ExpectThat(both == alone, both, "{} of a copy of the module too", alone);
+  const Mapping mapped = FileOf(module.GetLibrary());
   module.Unload();
   ExpectGone(mapped);
   const std::string after = Work(copy);
-  Expect(after == alone, alone + " when the other copy is unloaded", after);
+  ExpectThat(after == alone, after, "{} when the other copy is unloaded", alone);
 }
 
 bool Contains(const dl_phdr_info& object, const void* address) {
@@ -174,38 +186,40 @@ int Inspect(dl_phdr_info* object, std::size_t /*size*/, void* context) {
 }
 
 void IsHardened(const std::string& module) {
-  const Library library(module);
-  Weaknesses weaknesses{library.Address()};
+  const SharedLibrary library(module);
+  Weaknesses weaknesses{DynamicSection(library.Handle())};
   dl_iterate_phdr(Inspect, &weaknesses);
   Expect(weaknesses.isFound, "the library among those of the process", "none at its address");
   Expect(!weaknesses.isStackExecutable, "a stack that holds no code", "the module asks for an executable stack");
   Expect(!weaknesses.isCodeWritable, "code that nobody can write to", "a segment both writable and executable");
-  Expect(!HasTextRelocations(static_cast<const ElfW(Dyn)*>(library.Address())), "code that the loader shares as it is",
-         "relocations in the code");
+  Expect(!HasTextRelocations(static_cast<const ElfW(Dyn)*>(DynamicSection(library.Handle()))),
+         "code that the loader shares as it is", "relocations in the code");
 }
-
-constexpr auto kChecks = std::to_array<Check>({
-    {"load.binds-at-once", "A host cannot use a module that does not load or lacks what it needs.", BindsAtOnce},
-    {"load.entry-points", "A host finds what the module offers by the names of three functions.", HasEntryPoints},
-    {"load.prints-nothing", "What a module prints ends up in output that programs read from the host.", PrintsNothing},
-    {"load.starts-no-threads", "A thread that outlives unloading runs code that is gone.", Leaves<Threads>},
-    {"load.leaves-no-descriptors", "Descriptors left open run out in a host that loads many modules.",
-     Leaves<Descriptors>},
-    {"load.leaves-signals-alone", "How signals are handled is the host's decision, for all that it runs.",
-     Leaves<Signals>},
-    {"load.leaves-surroundings-alone",
-     "Locale, environment, folder and number handling are the host's: a change alters what it computes and writes.",
-     Leaves<Surroundings>},
-    {"load.unloads", "A module that stays in memory cannot be replaced while the host runs.", Unloads},
-    {"load.ten-times", "Hosts load a module whenever they need it, and let go of it after.", LoadsTenTimes},
-    {"load.two-users", "Two parts of a host load a module independently, and each unloads it on its own.",
-     WorksForTwoWhoLoadIt},
-    {"load.two-copies", "Two versions of a module may be installed, and a host that lists both loads both.",
-     WorksBesideACopy},
-    {"load.hardened", "Memory that is both writable and executable turns any overrun in the host into an attack.",
-     IsHardened},
-});
 
 }  // namespace
 
-std::span<const Check> LoadingChecks() { return kChecks; }
+std::span<const Check> LoadingChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {kLoads, "A host cannot use a module that does not load or lacks what it needs.", BindsAtOnce},
+      {kHasEntryPoints, "A host finds what the module offers by the names of three functions.", HasEntryPoints, kLoads},
+      {"load.prints-nothing", "What a module prints ends up in output that programs read from the host.", PrintsNothing,
+       kLoads},
+      {"load.starts-no-threads", "A thread that outlives unloading runs code that is gone.", Leaves<Threads>, kLoads},
+      {"load.leaves-no-descriptors", "Descriptors left open run out in a host that loads many modules.",
+       Leaves<Descriptors>, kLoads},
+      {"load.leaves-signals-alone", "How signals are handled is the host's decision.", Leaves<Signals>, kLoads},
+      {"load.leaves-surroundings-alone",
+       "Locale, environment, folder and number handling are the host's: a change alters what it computes and writes.",
+       Leaves<Surroundings>, kLoads},
+      {"load.unloads", "A module that stays in memory cannot be replaced while the host runs.", Unloads, kLoads},
+      {"load.ten-times", "Hosts load a module whenever they need it, and unload it after.", LoadsTenTimes,
+       kHasCompressors},
+      {"load.two-users", "Two parts of a host load a module independently, and each unloads it on its own.",
+       WorksForTwoWhoLoadIt, kHasCompressors},
+      {"load.two-copies", "Two versions of a module may be installed, and a host that lists both loads both.",
+       WorksBesideACopy, kHasCompressors},
+      {"load.hardened", "Memory that is both writable and executable turns any overrun in the host into an attack.",
+       IsHardened, kLoads},
+  });
+  return kChecks;
+}

@@ -3,17 +3,18 @@
 #include "Host/Settings/SettingText.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Numbers.h"
-#include "Host/Validate/Checks/SettingCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Engine/Seed.h"
+#include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/Combinations.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/EntryMatch.h"
 #include "Host/Validate/Support/SettingState.h"
 #include "Host/Validate/Support/SettingValues.h"
 #include "Host/Validate/Support/ShownTexts.h"
-#include "Host/Validate/Support/Subject.h"
-#include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <strings.h>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -21,8 +22,8 @@
 namespace {
 
 void ExpectValue(ISetting& setting, const std::string& name, const std::string& value, const std::string& action) {
-  const std::string came = ValueText(setting);
-  Expect(came == value, '"' + name + "\" at " + Shortened(value) + " after " + action, Shortened(came));
+  const std::string actual = ValueText(setting);
+  ExpectThat(actual == value, Shortened(actual), "{} at {} after {}", name, Shortened(value), action);
 }
 
 /// Every allowable value, and every other one worth trying, is taken as it is and read back.
@@ -31,54 +32,49 @@ struct AllowedCheck {
 
   template <class Number>
   void operator()(INumericSetting<Number>& setting) const {
-    for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      const Number value = setting.GetAllowableValue(index);
-      setting.SetSelected(index);
-      ExpectValue(setting, name, NumberText(value), "SetSelected(" + std::to_string(index) + ')');
-      setting.SetSelected(0);
-      setting.SetValue(value);
-      ExpectValue(setting, name, NumberText(value), "SetValue of it");
-    }
+    TryAll(setting, [](Number value) { return NumberText(value); });
     TryOthers(setting);
   }
   void operator()(IEnumSetting& setting) const {
+    TryAll(setting, [](const char* value) { return std::string(value); });
+    std::vector<unsigned int> selected;
     for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      const std::string entry = setting.GetAllowableValue(index);
       setting.SetSelected(index);
-      ExpectValue(setting, name, entry, "SetSelected(" + std::to_string(index) + ')');
-      setting.SetSelected(0);
-      setting.SetValue(entry.c_str());
-      ExpectValue(setting, name, entry, "SetValue of it");
-      for (const auto change : {tolower, toupper}) {
-        std::string changed = entry;
-        std::transform(entry.begin(), entry.end(), changed.begin(), [change](char character) {
-          return static_cast<char>(change(static_cast<unsigned char>(character)));
-        });
-        setting.SetValue(changed.c_str());
-        std::string expected = '"' + name + "\" at ";
-        expected.append(Quoted(entry.c_str()))
-            .append(" or its like after SetValue of ")
-            .append(Quoted(changed.c_str()));
-        Expect(strcasecmp(setting.GetValue(), entry.c_str()) == 0, expected, Quoted(setting.GetValue()));
-      }
+      selected.push_back(setting.GetSelected());
+      ExpectEqual(1, std::count(selected.begin(), selected.end(), selected.back()),
+                  "number of entries of {} for which GetSelected gives {}", name, selected.back());
     }
   }
   void operator()(ISettingArray& /*container*/) const {}
   void operator()(ISetting& setting) const { TryOthers(setting); }
 
  private:
+  /// Each item of the list, by index and by value, while another one is selected.
+  template <class Setting, class MakeText>
+  void TryAll(Setting& setting, const MakeText& makeText) const {
+    const unsigned int count = setting.GetNumberOfAllowableValues();
+    for (unsigned int index = 0; index < count; ++index) {
+      const std::string text = makeText(setting.GetAllowableValue(index));
+      setting.SetSelected((index + 1) % count);
+      setting.SetSelected(index);
+      ExpectValue(setting, name, text, fmt::format("SetSelected({})", index));
+      setting.SetSelected((index + 1) % count);
+      setting.SetValue(setting.GetAllowableValue(index));
+      ExpectValue(setting, name, text, "SetValue of it");
+    }
+  }
   void TryOthers(ISetting& setting) const {
     for (const std::string& value : ValuesToTry(setting)) {
       try {
         SetValueText(setting, value);
       } catch (const WrongUse&) {
-        throw CheckFailed{'"' + name + "\" to take and keep " + Shortened(value), Shortened(ValueText(setting))};
+        throw CheckFailed{fmt::format("{} to take and keep {}", name, Shortened(value)), Shortened(ValueText(setting))};
       }
     }
   }
 };
 
-/// What is not allowable leaves a constrained setting as it is; an unconstrained one takes whatever number it is given.
+/// A constrained setting ignores what is not allowable; an unconstrained one takes whatever number it is given.
 struct NotAllowedCheck {
   const std::string& name;
 
@@ -88,29 +84,12 @@ struct NotAllowedCheck {
     const bool isConstrained = setting.GetIsValueConstrained() != 0;
     for (const Number number : NumbersNotListed(setting)) {
       const std::string text = NumberText(number);
-      Expect(setting.FindIndexOf(number) == -1, "FindIndexOf(" + text + ") of \"" + name + "\" -1",
-             std::to_string(setting.FindIndexOf(number)));
+      ExpectEqual(-1, setting.FindIndexOf(number), "FindIndexOf({}) of {}", text, name);
       const std::string before = ValueText(setting);
       setting.SetValue(number);
       ExpectValue(setting, name, isConstrained ? before : text,
-                  "SetValue(" + text + ") while " + (isConstrained ? "" : "not ") + "constrained to its list");
+                  fmt::format("SetValue({}) while {}constrained to its list", text, isConstrained ? "" : "not "));
     }
-    return true;
-  }
-  bool operator()(IEnumSetting& setting) const {
-    const char* const text = "?? no such entry ??";
-    for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      // An entry that is a beginning of the text stands for it.
-      const std::string entry = setting.GetAllowableValue(index);
-      if (strncasecmp(text, entry.c_str(), entry.size()) == 0) {
-        return false;
-      }
-    }
-    const std::string before = ValueText(setting);
-    setting.SetValue(text);
-    ExpectValue(setting, name, before, std::string("SetValue(\"") + text + "\")");
-    Expect(setting.FindIndexOf(text) == -1, std::string("FindIndexOf(\"") + text + "\") of \"" + name + "\" -1",
-           std::to_string(setting.FindIndexOf(text)));
     return true;
   }
   bool operator()(IFileSetting& setting) const {
@@ -144,32 +123,63 @@ struct NotAllowedCheck {
   }
 };
 
+/// Entries are found by their exact text, else by other letter case, else by a prefix.
+void CheckMatches(IEnumSetting& setting, const std::string& name) {
+  const std::vector<std::string> entries = EntriesOf(setting);
+  for (const std::string& text : TextsToMatch(entries)) {
+    const auto exact = std::find(entries.begin(), entries.end(), text);
+    ExpectEqual(exact == entries.end() ? -1 : exact - entries.begin(), setting.FindIndexOf(text.c_str()),
+                "FindIndexOf({}) of {}", Quoted(text.c_str()), name);
+    const std::vector<std::string> matches = MatchesOf(entries, text);
+    for (unsigned int start = 0; start < entries.size(); ++start) {
+      setting.SetSelected(start);
+      setting.SetValue(text.c_str());
+      const std::string actual = setting.GetValue();
+      ExpectThat(matches.empty() ? actual == entries[start]
+                                 : std::find(matches.begin(), matches.end(), actual) != matches.end(),
+                 Quoted(actual.c_str()), "{} at {} after SetValue({}) while {} is selected", name,
+                 matches.empty() ? "the same entry" : Quoted(matches.front().c_str()), Quoted(text.c_str()),
+                 Quoted(entries[start].c_str()));
+    }
+  }
+}
+
 /// Flags and texts are kept as given, and whether an optional value counts does not change it.
 void CheckFlagsOf(ISetting& setting, const std::string& name) {
-  const auto expect = [&name](const std::string& call, unsigned int expected, unsigned int came) {
-    Expect(came == expected, call + " of \"" + name + "\" as set: " + std::to_string(expected), std::to_string(came));
-  };
   const std::string value = ValueText(setting);
-  for (const unsigned int flag : {5U, 0U, 1U}) {
-    setting.SetIsOptional(flag);
-    expect("GetIsOptional", flag, setting.GetIsOptional());
-    setting.SetIsOptionalValueSpecified(flag);
-    expect("GetIsOptionalValueSpecified", flag, setting.GetIsOptionalValueSpecified());
-    ExpectValue(setting, name, value, "SetIsOptionalValueSpecified(" + std::to_string(flag) + ')');
-  }
   setting.SetIsActive(0);
   const bool isAlwaysActive = setting.GetIsActive() == 1;
-  for (const unsigned int flag : {5U, 0U, 1U}) {
-    setting.SetIsActive(flag);
-    expect("GetIsActive", isAlwaysActive ? 1 : flag, setting.GetIsActive());
+  for (const unsigned int flag : {5U, 0U, 1U, 0x80000000U, 0xFFFFFFFFU}) {
+    setting.SetIsOptional(flag);
+    setting.SetIsOptionalValueSpecified(flag ^ 2U);
+    setting.SetIsActive(flag ^ 8U);
+    ExpectEqual(flag, setting.GetIsOptional(), "GetIsOptional of {} as set", name);
+    ExpectEqual(flag ^ 2U, setting.GetIsOptionalValueSpecified(), "GetIsOptionalValueSpecified of {} as set", name);
+    ExpectEqual(isAlwaysActive ? 1 : flag ^ 8U, setting.GetIsActive(), "GetIsActive of {} as set", name);
+    ExpectValue(setting, name, value, fmt::format("setting its flags to {}", flag));
   }
-  std::string text = "Text";
-  setting.SetOptionalText(text.c_str());
-  setting.SetToolTipText(text.c_str());
-  text.assign(text.size(), '?');
-  for (const char* const kept : {setting.GetOptionalText(), setting.GetToolTipText()}) {
-    Expect(Quoted(kept) == R"("Text")", "optional text and tool tip of \"" + name + R"(" copied: "Text")",
-           Quoted(kept));
+  for (const std::string& given : {std::string("Text"), std::string("Caf\xC3\xA9 \"\n"), std::string(10000, 'x')}) {
+    std::string optional = given + " 1";
+    std::string toolTip = given + " 2";
+    setting.SetOptionalText(optional.c_str());
+    setting.SetToolTipText(toolTip.c_str());
+    // A setting that kept the pointers would now show these.
+    optional.assign(optional.size(), '?');
+    toolTip.assign(toolTip.size(), '?');
+    const char* const optionalText = setting.GetOptionalText();
+    const char* const toolTipText = setting.GetToolTipText();
+    ExpectThat(optionalText == given + " 1", Shortened(Quoted(optionalText)), "optional text of {} as set: {} 1", name,
+               Shortened(given));
+    ExpectThat(toolTipText == given + " 2", Shortened(Quoted(toolTipText)), "tool tip of {} as set: {} 2", name,
+               Shortened(given));
+    for (const char* const none : {"", static_cast<const char*>(nullptr)}) {
+      setting.SetOptionalText(none);
+      setting.SetToolTipText(none);
+      for (const char* const text : {setting.GetOptionalText(), setting.GetToolTipText()}) {
+        ExpectThat(text != nullptr && *text == '\0', Quoted(text),
+                   "optional text and tool tip of {} empty after they have been set to {}", name, Quoted(none));
+      }
+    }
   }
 }
 
@@ -187,50 +197,81 @@ void Transfer(IAudioCompressor& source, IAudioCompressor& target) {
   Assign(target, assignments);
 }
 
-}  // namespace
-
-void CheckAllowed(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  for (const NamedSetting& named : SettingsOf(*compressor)) {
-    VisitSetting(*named.setting, AllowedCheck{named.name});
+void TakesAllowed(IAudioCompressor& compressor) {
+  for (const NamedSetting& named : SettingsOf(compressor)) {
+    VisitSetting(*named.setting, AllowedCheck{DisplayName(named)});
   }
 }
 
-void CheckNotAllowed(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+void IgnoresOthers(IAudioCompressor& compressor) {
   bool applies = false;
-  for (const NamedSetting& named : SettingsOf(*compressor)) {
-    applies = VisitSetting(*named.setting, NotAllowedCheck{named.name}) || applies;
+  for (const NamedSetting& named : SettingsOf(compressor)) {
+    applies = VisitSetting(*named.setting, NotAllowedCheck{DisplayName(named)}) || applies;
   }
   if (!applies) {
     throw CheckSkipped{"every setting takes every value"};
   }
 }
 
-void CheckFlags(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  for (const NamedSetting& named : ValueSettingsOf(*compressor)) {
-    CheckFlagsOf(*named.setting, named.name);
+void MatchesTexts(IAudioCompressor& compressor) {
+  bool applies = false;
+  for (const NamedSetting& named : SettingsOf(compressor)) {
+    if (named.setting->GetType() == kSettingTypeEnum) {
+      auto& setting = static_cast<IEnumSetting&>(*named.setting);
+      CheckMatches(setting, DisplayName(named));
+      const std::string before = setting.GetValue();
+      ExpectEqual(-1, setting.FindIndexOf(nullptr), "FindIndexOf(null) of {}", DisplayName(named));
+      setting.SetValue(static_cast<const char*>(nullptr));
+      ExpectValue(setting, DisplayName(named), before, "SetValue(null)");
+      applies = true;
+    }
+  }
+  if (!applies) {
+    throw CheckSkipped{"no setting is an enumeration"};
   }
 }
 
-void CheckPresets(const std::string& path) {
+void KeepsFlags(IAudioCompressor& compressor) {
+  const std::vector<NamedSetting> settings = ValueSettingsOf(compressor);
+  for (const NamedSetting& named : settings) {
+    std::vector<NamedSetting> others = settings;
+    std::erase_if(others, [&named](const NamedSetting& other) { return other.setting == named.setting; });
+    const std::vector<SettingState> before = StatesOf(others);
+    CheckFlagsOf(*named.setting, DisplayName(named));
+    ExpectSameStates(before, StatesOf(others), "setting flags and texts of " + DisplayName(named));
+  }
+}
+
+void GoesIntoPresets(const CheckedModule& module) {
   constexpr unsigned int kRandomOnes = 20;
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner source = NewCompressor(module);
+  const CompressorOwner source = module.CreateCompressor();
   for (const Combination& combination : CombinationsOf(*source, kRandomOnes)) {
     combination.ApplyTo(*source);
-    const CompressorOwner target = NewCompressor(module);
+    const CompressorOwner target = module.CreateCompressor();
+    const std::string preset = fmt::format("a preset of {}{}", combination.name, SeedText());
     try {
       Transfer(*source, *target);
     } catch (const WrongUse& refusal) {
-      throw CheckFailed{"a preset of " + combination.name + SeedText() + " to be taken by another compressor",
-                        refusal.what()};
+      throw CheckFailed{preset + " to be taken by another compressor", refusal.what()};
     }
-    ExpectSameStates(StatesOf(ValueSettingsOf(*source)), StatesOf(ValueSettingsOf(*target)),
-                     "a preset of " + combination.name + SeedText());
+    ExpectSameStates(StatesOf(ValueSettingsOf(*source)), StatesOf(ValueSettingsOf(*target)), preset);
   }
+}
+
+}  // namespace
+
+std::span<const Check> SettingChangeChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"settings.allowed", "What the user chooses among the choices offered has to be what is encoded.",
+       OnCompressor<TakesAllowed>, kHasSettings},
+      {"settings.not-allowed", "Hosts try values and read back to learn whether they are taken.",
+       OnCompressor<IgnoresOthers>, kHasSettings},
+      {"settings.matching", "Presets and command lines spell entries in other letter case, or shortened.",
+       OnCompressor<MatchesTexts>, kHasSettings},
+      {"settings.flags", "Check boxes that lose their state or change the value behind them mislead the user.",
+       OnCompressor<KeepsFlags>, kHasSettings},
+      {"settings.presets", "A preset that does not restore the settings it was made of is of no use.",
+       OnModule<GoesIntoPresets>, kHasSettings},
+  });
+  return kChecks;
 }

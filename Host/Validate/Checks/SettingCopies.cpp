@@ -1,10 +1,11 @@
-#include "Host/Validate/Checks/SettingCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CheckedModule.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/SettingState.h"
 #include "Host/Validate/Support/SettingValues.h"
-#include "Host/Validate/Support/Subject.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
+#include <array>
 #include <memory>
 
 namespace {
@@ -18,14 +19,13 @@ NamedSetting NamedLike(const NamedSetting& named, const OwnedSetting& copy) {
 
 OwnedSetting CopyOf(const NamedSetting& named) {
   OwnedSetting copy(named.setting->CreateCopy());
-  const std::string what = "a copy of \"" + named.name + "\" from CreateCopy";
+  const std::string what = fmt::format("a copy of {} from CreateCopy", DisplayName(named));
   Expect(copy != nullptr, what, "null");
   if (copy.get() == named.setting) {
     static_cast<void>(copy.release());  // it is not the host's to delete
     throw CheckFailed{what, "the setting itself"};
   }
-  Expect(copy->GetType() == named.setting->GetType(), what + ", of type " + std::to_string(named.setting->GetType()),
-         "type " + std::to_string(copy->GetType()));
+  ExpectEqual(named.setting->GetType(), copy->GetType(), "type of {}", what);
   return copy;
 }
 
@@ -43,7 +43,7 @@ void Change(ISetting& setting) {
 
 /// Copies of `named` and of what it holds are equal to it and independent.
 void CheckCopiesOf(const NamedSetting& named) {
-  const std::string copying = "CreateCopy of \"" + named.name + '"';
+  const std::string copying = "CreateCopy of " + DisplayName(named);
   const SettingState original = StateOf(named);
   const OwnedSetting first = CopyOf(named);
   const OwnedSetting second(CopyOf(NamedLike(named, first)));
@@ -67,19 +67,12 @@ void ChangeAll(IAudioCompressor& compressor) {
 CompressorOwner CopyOf(IAudioCompressor& compressor) {
   CompressorOwner copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy of the compressor from CreateCopy", "null");
-  if (copy.get() == &compressor) {
-    static_cast<void>(copy.release());  // it is released once, as the original
-    throw CheckFailed{"a copy of the compressor from CreateCopy", "the compressor itself"};
-  }
   return copy;
 }
 
-}  // namespace
-
-void CheckCopies(const std::string& path) {
+void CopiesSettings(const CheckedModule& module) {
   SpoilFreedMemory();
-  const CheckedModule module = LoadModule(path);
-  CompressorOwner compressor = NewCompressor(module);
+  CompressorOwner compressor = module.CreateCompressor();
   for (const NamedSetting& named : SettingsOf(*compressor)) {
     CheckCopiesOf(named);
   }
@@ -92,26 +85,37 @@ void CheckCopies(const std::string& path) {
     copies.push_back(NamedLike(named, owners.back()));
   }
   compressor.reset();
-  ExpectSameStates(originals, StatesOf(copies), "the compressor's end, in a copy");
+  ExpectSameStates(originals, StatesOf(copies), "the release of the compressor, in a copy");
 }
 
-void CheckCompressorCopies(const std::string& path) {
+void CopiesCompressor(const CheckedModule& module) {
   SpoilFreedMemory();
-  const CheckedModule module = LoadModule(path);
-  CompressorOwner original = NewCompressor(module);
+  CompressorOwner original = module.CreateCompressor();
   ChangeAll(*original);
   const std::vector<SettingState> states = StatesOf(SettingsOf(*original));
 
   CompressorOwner copy = CopyOf(*original);
   ExpectSameStates(states, StatesOf(SettingsOf(*copy)), "CreateCopy of the compressor");
-  Expect(copy->GetOutputPacketType() == original->GetOutputPacketType(),
-         "output packet type " + std::to_string(original->GetOutputPacketType()) + " in a copy of the compressor",
-         std::to_string(copy->GetOutputPacketType()));
+  ExpectSameStates(states, StatesOf(SettingsOf(*original)), "CreateCopy of the compressor, in the original");
+  ExpectEqual(unsigned{original->GetOutputPacketType()}, unsigned{copy->GetOutputPacketType()},
+              "output packet type of a copy of the compressor");
   ChangeAll(*copy);
   ExpectSameStates(states, StatesOf(SettingsOf(*original)), "changing a copy of the compressor");
   copy = CopyOf(*original);
   ChangeAll(*original);
   ExpectSameStates(states, StatesOf(SettingsOf(*copy)), "changing the compressor that it is a copy of");
   original.reset();
-  ExpectSameStates(states, StatesOf(SettingsOf(*copy)), "the end of the compressor that it is a copy of");
+  ExpectSameStates(states, StatesOf(SettingsOf(*copy)), "the release of the compressor that it is a copy of");
+}
+
+}  // namespace
+
+std::span<const Check> SettingCopyChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"settings.copies", "Hosts keep copies of settings for undo; these must not change with the originals.",
+       OnModule<CopiesSettings>, kHasSettings},
+      {"settings.compressor-copies", "A host that encodes side by side gives each file a copy of the compressor.",
+       OnModule<CopiesCompressor>, kHasSettings},
+  });
+  return kChecks;
 }

@@ -1,22 +1,38 @@
 #include "Host/Settings/SettingText.h"
 #include "Host/Text/Errors.h"
-#include "Host/Validate/Checks/SettingCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Engine/Seed.h"
+#include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/Combinations.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/SettingState.h"
 #include "Host/Validate/Support/SettingValues.h"
 #include "Host/Validate/Support/ShownTexts.h"
-#include "Host/Validate/Support/Subject.h"
-#include "RHOAPI/RhoapiAudioCodec.h"
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
 void ExpectValid(const std::vector<NamedSetting>& settings, const std::string& action) {
   for (const NamedSetting& named : settings) {
     const std::string fault = ValueFault(*named.setting);
-    Expect(fault.empty(), '"' + named.name + "\" at a value that it allows after " + action, fault);
+    ExpectThat(fault.empty(), fault, "{} at a value that it allows after {}", DisplayName(named), action);
+  }
+}
+
+void ValidatesSettings(IAudioCompressor& compressor) {
+  constexpr unsigned int kRandomOnes = 50;
+  const std::vector<SettingState> fresh = StatesOf(SettingsOf(compressor));
+  compressor.ValidateSettings();
+  ExpectSameStates(fresh, StatesOf(SettingsOf(compressor)), "ValidateSettings of a new compressor");
+  for (const Combination& combination : CombinationsOf(compressor, kRandomOnes)) {
+    combination.ApplyTo(compressor);
+    ExpectValid(SettingsOf(compressor), combination.name + SeedText());
+    const std::vector<SettingState> valid = StatesOf(SettingsOf(compressor));
+    compressor.ValidateSettings();
+    ExpectSameStates(valid, StatesOf(SettingsOf(compressor)),
+                     fmt::format("a second ValidateSettings with {}{}", combination.name, SeedText()));
   }
 }
 
@@ -25,44 +41,20 @@ void ExpectValid(const std::vector<NamedSetting>& settings, const std::string& a
 void TryValue(IAudioCompressor& compressor, const NamedSetting& named, const std::string& value) {
   SetValueText(*named.setting, value);
   compressor.ValidateSettings();
-  const std::string action = named.name + '=' + Shortened(value) + " and ValidateSettings";
-  const std::vector<NamedSetting> settings = ValueSettingsOf(compressor);
+  const std::string action = fmt::format("{}={} and ValidateSettings", named.name, Shortened(value));
   const std::vector<std::string> allowed = ValuesToTry(*named.setting);
   const bool isStillAllowed = std::find(allowed.begin(), allowed.end(), value) != allowed.end();
-  Expect(!isStillAllowed || ValueText(*named.setting) == value,
-         '"' + named.name + "\" at " + Shortened(value) + ", which it allows, after " + action,
-         Shortened(ValueText(*named.setting)));
-  ExpectValid(settings, action);
+  ExpectThat(!isStillAllowed || ValueText(*named.setting) == value, Shortened(ValueText(*named.setting)),
+             "{} at {}, which it allows, after {}", DisplayName(named), Shortened(value), action);
+  ExpectValid(ValueSettingsOf(compressor), action);
 }
 
-}  // namespace
-
-void CheckValidation(const std::string& path) {
-  constexpr unsigned int kRandomOnes = 50;
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  const std::vector<SettingState> fresh = StatesOf(SettingsOf(*compressor));
-  compressor->ValidateSettings();
-  ExpectSameStates(fresh, StatesOf(SettingsOf(*compressor)), "ValidateSettings of a new compressor");
-  for (const Combination& combination : CombinationsOf(*compressor, kRandomOnes)) {
-    combination.ApplyTo(*compressor);
-    ExpectValid(SettingsOf(*compressor), combination.name + SeedText());
-    const std::vector<SettingState> valid = StatesOf(SettingsOf(*compressor));
-    compressor->ValidateSettings();
-    ExpectSameStates(valid, StatesOf(SettingsOf(*compressor)),
-                     "ValidateSettings again with " + combination.name + SeedText());
-  }
-}
-
-void CheckOthers(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  const std::size_t count = ValueSettingsOf(*compressor).size();
+void LeavesOthersValid(const CheckedModule& module) {
+  const std::size_t count = ValueSettingsOf(*module.CreateCompressor()).size();
   for (std::size_t place = 0; place < count; ++place) {
-    const CompressorOwner changed = NewCompressor(module);
+    const CompressorOwner changed = module.CreateCompressor();
     const std::vector<NamedSetting> settings = ValueSettingsOf(*changed);
-    Expect(settings.size() == count, std::to_string(count) + " settings in every new compressor",
-           std::to_string(settings.size()));
+    ExpectEqual(count, settings.size(), "number of settings of every new compressor");
     for (const std::string& value : ValuesToTry(*settings[place].setting)) {
       try {
         TryValue(*changed, settings[place], value);
@@ -71,4 +63,35 @@ void CheckOthers(const std::string& path) {
       }
     }
   }
+}
+
+/// Settings depend on one another by what they are, not by what they were: the same values give a used compressor the
+/// same state as a new one.
+void ForgetsEarlierChoices(const CheckedModule& module) {
+  constexpr unsigned int kRandomOnes = 100;
+  const CompressorOwner used = module.CreateCompressor();
+  for (const Combination& combination : CombinationsOf(*used, kRandomOnes)) {
+    const CompressorOwner fresh = module.CreateCompressor();
+    combination.ApplyTo(*used);
+    combination.ApplyTo(*fresh);
+    const bool isWhole = combination.IsIn(*used) && combination.IsIn(*fresh);
+    if (isWhole) {
+      ExpectSameStates(StatesOf(ValueSettingsOf(*fresh)), StatesOf(ValueSettingsOf(*used)),
+                       fmt::format("{} that follow others, as in a new compressor{}", combination.name, SeedText()));
+    }
+  }
+}
+
+}  // namespace
+
+std::span<const Check> SettingDependenceChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"settings.validation", "Hosts validate often; settings that move each time are not what the user chose.",
+       OnCompressor<ValidatesSettings>, kHasSettings},
+      {"settings.others", "One choice must not leave the others invalid, nor be taken back itself.",
+       OnModule<LeavesOthersValid>, kHasSettings},
+      {"settings.earlier-choices", "Users try several choices; what they end with must not depend on the way there.",
+       OnModule<ForgetsEarlierChoices>, kHasSettings},
+  });
+  return kChecks;
 }

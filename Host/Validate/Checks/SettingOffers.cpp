@@ -2,13 +2,14 @@
 #include "Host/Settings/SettingText.h"
 #include "Host/Text/Numbers.h"
 #include "Host/Text/Utf8.h"
-#include "Host/Validate/Checks/SettingCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CheckedModule.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/SettingValues.h"
 #include "Host/Validate/Support/ShownTexts.h"
-#include "Host/Validate/Support/Subject.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace {
@@ -22,14 +23,14 @@ struct ListCheck {
   bool operator()(INumericSetting<Number>& setting) const {
     const Number min = setting.GetMinValue();
     const Number max = setting.GetMaxValue();
-    const std::string range = NumberText(min) + " to " + NumberText(max);
-    Expect(min <= max, "a range of \"" + name + "\" from low to high", range);
+    const std::string range = fmt::format("{} to {}", NumberText(min), NumberText(max));
+    ExpectThat(min <= max, range, "a range of {} from low to high", name);
     const unsigned int count = setting.GetNumberOfAllowableValues();
     for (unsigned int index = 0; index < count; ++index) {
       const Number value = setting.GetAllowableValue(index);
       ExpectFound(index, setting.FindIndexOf(value), NumberText(value));
-      Expect(min == max || (value >= min && value <= max), "every allowable value of \"" + name + "\" within " + range,
-             NumberText(value));
+      ExpectThat(min == max || (value >= min && value <= max), NumberText(value),
+                 "every allowable value of {} within {}", name, range);
     }
     return count != 0;
   }
@@ -44,10 +45,7 @@ struct ListCheck {
 
  private:
   void ExpectFound(unsigned int index, int found, const std::string& item) const {
-    Expect(found >= 0 && static_cast<unsigned int>(found) == index,
-           "FindIndexOf(" + item + ") of \"" + name + "\" to find item " + std::to_string(index) +
-               " of a list without equal ones",
-           std::to_string(found));
+    ExpectEqual(index, found, "FindIndexOf({}) of {}, whose list has no equal items", item, name);
   }
 };
 
@@ -89,12 +87,12 @@ struct IndexCheck {
     };
     if (count != 0) {
       setting.GetValues(numbers.data(), count - 1);
-      Expect(untouched(0), "GetValues of \"" + name + "\" to write nothing where not all fit", "written memory");
+      ExpectThat(untouched(0), "written memory", "GetValues of {} to write nothing where not all fit", name);
       setting.SetValues(numbers.data(), count - 1);
       ExpectText("SetValues of too few, up to", count - 1, before, ValueText(setting));
     }
     setting.GetValues(numbers.data(), count + 1);
-    Expect(untouched(count), "GetValues of \"" + name + "\" to write its values alone", "memory written beyond");
+    ExpectThat(untouched(count), "memory written behind them", "GetValues of {} to write its values alone", name);
     return true;
   }
   bool operator()(ISettingArray& container) const {
@@ -111,61 +109,68 @@ struct IndexCheck {
     setting.SetSelected(index);
     ExpectText("SetSelected", index, before, ValueText(setting));
   }
-  void ExpectText(const std::string& call, unsigned int index, const std::string& expected,
-                  const std::string& came) const {
-    Expect(came == expected,
-           Shortened(expected) + " at \"" + name + "\" with " + call + '(' + std::to_string(index) +
-               "), an index that it does not have",
-           Shortened(came));
+  void ExpectText(const char* call, unsigned int index, const std::string& expected, const std::string& actual) const {
+    ExpectThat(actual == expected, Shortened(actual), "{} of {} with {}({}), an index out of range",
+               Shortened(expected), name, call, index);
   }
 };
 
-/// Makes a check on each setting. Skips when it answers true, that it applies, for none.
+/// Runs a check on each setting. Skips when it answers true, that it applies, for none.
 template <class CheckOne>
-void CheckEach(const std::string& path, const std::string& reason) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
+void ForEachApplicable(IAudioCompressor& compressor, const char* reason) {
   bool applies = false;
-  for (const NamedSetting& named : SettingsOf(*compressor)) {
-    applies = VisitSetting(*named.setting, CheckOne{named.name}) || applies;
+  for (const NamedSetting& named : SettingsOf(compressor)) {
+    applies = VisitSetting(*named.setting, CheckOne{DisplayName(named)}) || applies;
   }
   if (!applies) {
     throw CheckSkipped{reason};
   }
 }
 
+void HasTexts(IAudioCompressor& compressor) {
+  for (const auto& [what, text, use] : ShownTextsOf(compressor)) {
+    Expect(text != nullptr, what, "null");
+    ExpectThat(use == ShownText::Use::kValue || IsUtf8(text), Quoted(text), "{} in UTF-8", what);
+    ExpectThat(use != ShownText::Use::kName || *text != '\0', "\"\"", "{} that is not empty", what);
+  }
+}
+
+void HasPresetLabels(IAudioCompressor& compressor) {
+  for (const NamedSetting& named : SettingsOf(compressor)) {
+    // The name contains the index instead where a label is taken.
+    const std::string label = named.setting->GetPresetLabel();
+    ExpectThat(!IsUtf8(label) || named.name.ends_with(label), '"' + label + '"',
+               "a preset label for {} that no other setting beside it has", DisplayName(named));
+  }
+}
+
+void HasDefaults(IAudioCompressor& compressor) {
+  for (const NamedSetting& named : SettingsOf(compressor)) {
+    const std::string fault = ValueFault(*named.setting);
+    ExpectThat(fault.empty(), fault, "{} to start with a value that it allows", DisplayName(named));
+  }
+}
+
+void HasLists(IAudioCompressor& compressor) { ForEachApplicable<ListCheck>(compressor, "no setting has a list"); }
+
+void ChecksIndexes(IAudioCompressor& compressor) {
+  ForEachApplicable<IndexCheck>(compressor, "no setting has indexes");
+}
+
 }  // namespace
 
-void CheckSettingTexts(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  for (const auto& [what, text, use] : ShownTextsOf(*compressor)) {
-    Expect(text != nullptr, what, "null");
-    Expect(use == ShownText::Use::kValue || IsUtf8(text), what + " in UTF-8", Quoted(text));
-    Expect(use != ShownText::Use::kName || *text != '\0', what + " that is not empty", "\"\"");
-  }
+std::span<const Check> SettingOfferChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {kHasSettings, "A null text crashes hosts, one that is not UTF-8 shows as garbage, a missing one as nothing.",
+       OnCompressor<HasTexts>, kHasCompressors},
+      {"settings.preset-labels", "Two settings filed under one name overwrite each other in presets.",
+       OnCompressor<HasPresetLabels>, kHasSettings},
+      {"settings.defaults", "A dialog that opens with a value it does not offer cannot be confirmed unchanged.",
+       OnCompressor<HasDefaults>, kHasSettings},
+      {"settings.lists", "Choices that are listed twice, or beyond the range, cannot be made in a dialog.",
+       OnCompressor<HasLists>, kHasSettings},
+      {"settings.indexes", "An index out of range, from an older preset or a stale dialog, must do no harm.",
+       OnCompressor<ChecksIndexes>, kHasSettings},
+  });
+  return kChecks;
 }
-
-void CheckPresetLabels(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  for (const NamedSetting& named : SettingsOf(*compressor)) {
-    // The tree falls back to the place where a label is taken.
-    const std::string label = named.setting->GetPresetLabel();
-    Expect(!IsUtf8(label) || named.name.ends_with(label),
-           "a preset label for \"" + named.name + "\" that no other setting beside it has", '"' + label + '"');
-  }
-}
-
-void CheckDefaults(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  const CompressorOwner compressor = NewCompressor(module);
-  for (const NamedSetting& named : SettingsOf(*compressor)) {
-    const std::string fault = ValueFault(*named.setting);
-    Expect(fault.empty(), "\"" + named.name + "\" to start with a value that it allows", fault);
-  }
-}
-
-void CheckLists(const std::string& path) { CheckEach<ListCheck>(path, "no setting has a list"); }
-
-void CheckIndexes(const std::string& path) { CheckEach<IndexCheck>(path, "no setting has indexes"); }

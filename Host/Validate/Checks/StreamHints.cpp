@@ -1,7 +1,6 @@
-#include "Host/Validate/Checks/StreamCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/StreamRun.h"
-#include "Host/Validate/Support/Subject.h"
 
 #include <algorithm>
 #include <array>
@@ -29,11 +28,10 @@ void ExpectTypeRefused(IAudioCompressor& compressor) {
        {IPacket::kPacketTypeNone, IPacket::kPacketTypeBundle, static_cast<IPacket::TPacketType>(999)}) {
     if (std::find(possible.begin(), possible.end(), type) == possible.end()) {
       const IPacket::TPacketType before = compressor.GetOutputPacketType();
-      const std::string call = "SetOutputPacketType(" + std::to_string(type) + "), which is not possible, ";
-      const unsigned int answer = compressor.SetOutputPacketType(type);
-      Expect(answer == 0, call + "to answer 0", std::to_string(answer));
-      Expect(compressor.GetOutputPacketType() == before, call + "to leave " + std::to_string(before),
-             std::to_string(compressor.GetOutputPacketType()));
+      ExpectEqual(0U, compressor.SetOutputPacketType(type), "SetOutputPacketType({}), which is not possible",
+                  unsigned{type});
+      ExpectEqual(unsigned{before}, unsigned{compressor.GetOutputPacketType()},
+                  "output packet type after {} was refused", unsigned{type});
     }
   }
 }
@@ -47,17 +45,14 @@ void TryFrameRate(IAudioCompressor& compressor, const StreamSetup& setup, double
   }
 }
 
-}  // namespace
-
-void CheckHints(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void TakesHintsInAnyOrder(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
     std::array<int, kHints.size()> order{0, 1, 2, 3};
     do {
       // The other operations of a new compressor are tried with its hints as they are.
-      const CompressorOwner compressor = NewCompressor(module);
+      const CompressorOwner compressor = module.CreateCompressor();
       std::string text;
       for (const int index : order) {
         kHints[static_cast<std::size_t>(index)](*compressor, setup);
@@ -70,8 +65,7 @@ void CheckHints(const std::string& path) {
   });
 }
 
-void CheckRefusals(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void SurvivesRefusals(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
@@ -91,7 +85,7 @@ void CheckRefusals(const std::string& path) {
   using Limits = std::numeric_limits<double>;
   for (const double framesPerSecond : {0.0, -25.0, Limits::infinity(), Limits::quiet_NaN()}) {
     TryFrameRate(*compressor, setup, framesPerSecond);
-    expectUsable("a frame-rate hint of " + std::to_string(framesPerSecond));
+    expectUsable(fmt::format("a frame-rate hint of {}", framesPerSecond));
   }
   StreamRun run(*compressor, setup);
   run.Give(Bytes(input).first(setup.format.BytesPerSampleFrame()));
@@ -100,4 +94,16 @@ void CheckRefusals(const std::string& path) {
          StatusText(status));
   run.End();
   expectUsable("CompressFrame without an output record");
+}
+
+}  // namespace
+
+std::span<const Check> StreamHintChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"stream.hints", "Hosts tell settings and hints in an order of their own.", OnModule<TakesHintsInAnyOrder>,
+       kHasSettings},
+      {"stream.refusals", "Hosts ask for what is not possible and go on with something else.",
+       OnModule<SurvivesRefusals>, kHasSettings},
+  });
+  return kChecks;
 }

@@ -1,10 +1,9 @@
-#include "Host/Validate/Checks/StreamCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/GuardedBytes.h"
-#include "Host/Validate/Support/HeldMemory.h"
+#include "Host/Validate/Support/MemoryUsage.h"
 #include "Host/Validate/Support/StreamRun.h"
 #include "Host/Validate/Support/StreamTimes.h"
-#include "Host/Validate/Support/Subject.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <algorithm>
@@ -18,17 +17,9 @@ using OwnedBundle = std::unique_ptr<IPacketBundle, PacketDestroyer>;
 /// The bundle of an output record, which the record gives up.
 OwnedBundle TakeBundle(KelEncAudio_t& output) { return OwnedBundle(std::exchange(output.packets, nullptr)); }
 
-std::vector<PacketRecord> RecordsOf(const IPacketBundle* bundle) {
-  std::vector<PacketRecord> packets;
-  for (unsigned long index = 0; bundle != nullptr && index < bundle->size(); ++index) {
-    packets.push_back(RecordOf(bundle->get(index)));
-  }
-  return packets;
-}
-
 /// Gives `input` to a run in two blocks, which leaves its packets in the bundle.
-void GiveAll(StreamRun& run, Bytes input, std::size_t bytesPerSampleFrame) {
-  const std::size_t half = input.size() / bytesPerSampleFrame / 2 * bytesPerSampleFrame;
+void GiveAll(StreamRun& run, const StreamSetup& setup, Bytes input) {
+  const std::size_t half = setup.WholeBytes(input.size() / 2);
   run.LeavePackets();
   run.Give(input.first(half));
   run.Give(input.subspan(half));
@@ -43,12 +34,11 @@ void TryGuarded(CompressorOwner& compressor, const StreamSetup& setup, Bytes inp
     const std::size_t sampleFrames = blocks[turn % blocks.size()];
     const std::size_t size = std::min(input.size(), sampleFrames * setup.format.BytesPerSampleFrame());
     const GuardedBytes block(input.first(size), edge);
-    const std::string fault = block.WhatIsDoneWrong([&] { run.Give(block.Get()); });
+    const std::string fault = block.FirstFault([&] { run.Give(block.Get()); });
     if (!fault.empty()) {
       // Nothing of it may be called any more.
       static_cast<void>(compressor.release());
-      throw CheckFailed{"a block of " + std::to_string(size) + " bytes to be read and nothing else, with " + setup.name,
-                        fault};
+      throw CheckFailed{fmt::format("nothing but reading from a block of {} bytes, with {}", size, setup.name), fault};
     }
     input = input.subspan(size);
   }
@@ -56,10 +46,7 @@ void TryGuarded(CompressorOwner& compressor, const StreamSetup& setup, Bytes inp
   run.End();
 }
 
-}  // namespace
-
-void CheckInput(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void ReadsInputOnly(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     for (const auto edge : {GuardedBytes::Edge::kBack, GuardedBytes::Edge::kFront}) {
@@ -69,22 +56,21 @@ void CheckInput(const std::string& path) {
   });
 }
 
-void CheckOutput(const std::string& path) {
+void GivesPacketsAway(const CheckedModule& module) {
   SpoilFreedMemory();
-  const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
 
   CompressorOwner compressor = setup.NewCompressor(module);
   auto run = std::make_unique<StreamRun>(*compressor, setup);
-  GiveAll(*run, input, setup.format.BytesPerSampleFrame());
+  GiveAll(*run, setup, input);
   run->Flush();
   run->End();
   const OwnedBundle bundle = TakeBundle(run->Output());
   run.reset();
   compressor.reset();
-  const std::string after = "after the compressor's end";
+  const std::string after = "after the release of the compressor";
   ExpectSamePackets(expected, RecordsOf(bundle.get()), after);
   if (bundle != nullptr && bundle->size() != 0) {
     const OwnedPacket copy(bundle->get(0)->clone());
@@ -97,7 +83,7 @@ void CheckOutput(const std::string& path) {
   std::vector<PacketRecord> packets;
   {
     StreamRun second(*compressor, setup);
-    GiveAll(second, input, setup.format.BytesPerSampleFrame());
+    GiveAll(second, setup, input);
     Append(packets, RecordsOf(TakeBundle(second.Output()).get()));
     second.Flush();
     Append(packets, RecordsOf(TakeBundle(second.Output()).get()));
@@ -106,34 +92,32 @@ void CheckOutput(const std::string& path) {
   ExpectSamePackets(expected, packets, "from a record whose bundle is taken away after each call");
 }
 
-void CheckUntaken(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void LeavesPackets(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const CompressorOwner compressor = setup.NewCompressor(module);
   StreamRun run(*compressor, setup);
-  GiveAll(run, input, setup.format.BytesPerSampleFrame());
+  GiveAll(run, setup, input);
   run.Flush();
   ExpectSamePackets(EncodeAtOnce(module, setup, input), RecordsOf(run.Output().packets),
                     "in a record that nothing is taken out of");
   run.End();
 }
 
-void CheckMinute(const std::string& path) {
+void RunsForAMinute(const CheckedModule& module) {
   constexpr unsigned int kSeconds = 60;
   constexpr unsigned int kWarm = 10;
   constexpr std::size_t kHeapSlack = std::size_t{32} * 1024;
   constexpr std::size_t kMappedSlack = std::size_t{1024} * 1024;
-  const CheckedModule module = LoadModule(path);
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> second = SomeInput(setup, setup.format.sampleRate);
   const CompressorOwner compressor = setup.NewCompressor(module);
   StreamRun run(*compressor, setup);
   std::uint64_t position = 0;
-  HeldMemory warm;
+  MemoryUsage warm;
   for (unsigned int elapsed = 0; elapsed < kSeconds; ++elapsed) {
     if (elapsed == kWarm) {
-      warm = HeldMemory();
+      warm = MemoryUsage();
     }
     for (Bytes left = second; !left.empty();) {
       const std::size_t size = std::min(left.size(), std::size_t{1024} * setup.format.BytesPerSampleFrame());
@@ -144,13 +128,29 @@ void CheckMinute(const std::string& path) {
       left = left.subspan(size);
     }
   }
-  const HeldMemory end;
-  const auto expectFlat = [](std::size_t is, std::size_t was, std::size_t slack, const std::string& what) {
-    Expect(is <= was + slack, std::to_string(was) + what + " after a minute of sound as after ten seconds",
-           std::to_string(is));
+  const MemoryUsage end;
+  const auto expectFlat = [](std::size_t is, std::size_t was, std::size_t slack, const char* what) {
+    ExpectThat(is <= was + slack, fmt::to_string(is), "{} bytes {} after a minute of sound as after ten seconds", was,
+               what);
   };
-  expectFlat(end.heap, warm.heap, kHeapSlack, " bytes allocated");
-  expectFlat(end.mapped, warm.mapped, kMappedSlack, " bytes mapped");
+  expectFlat(end.heap, warm.heap, kHeapSlack, "allocated");
+  expectFlat(end.mapped, warm.mapped, kMappedSlack, "mapped");
   run.Flush();
   run.End();
+}
+
+}  // namespace
+
+std::span<const Check> StreamMemoryChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"stream.input", "A read beyond the input, or a write into it, crashes hosts or spoils their sound.",
+       OnModule<ReadsInputOnly>, kHasSettings},
+      {"stream.output", "Hosts keep packets until they are written, also when the compressor is gone.",
+       OnModule<GivesPacketsAway>, kHasSettings},
+      {"stream.untaken", "Hosts may take packets out late; they pile up meanwhile.", OnModule<LeavesPackets>,
+       kHasSettings},
+      {"stream.minute", "Memory that grows with the length of the sound runs out in the middle of it.",
+       OnModule<RunsForAMinute>, kHasSettings},
+  });
+  return kChecks;
 }

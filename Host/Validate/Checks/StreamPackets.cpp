@@ -1,10 +1,12 @@
-#include "Host/Validate/Checks/StreamCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Engine/Seed.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/StreamRun.h"
 #include "Host/Validate/Support/StreamTimes.h"
-#include "Host/Validate/Support/Subject.h"
 
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <random>
 
 namespace {
@@ -27,10 +29,7 @@ void ForEachLinearPcmSetup(const CheckedModule& module, const std::function<void
   });
 }
 
-}  // namespace
-
-void CheckBlockSizes(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void TakesBlocksOfAnySize(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
@@ -45,8 +44,7 @@ void CheckBlockSizes(const std::string& path) {
   });
 }
 
-void CheckBytes(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void KeepsBytes(const CheckedModule& module) {
   ForEachLinearPcmSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     std::vector<unsigned char> output;
@@ -55,16 +53,14 @@ void CheckBytes(const std::string& path) {
     }
     const auto [differing, same] = std::mismatch(input.begin(), input.end(), output.begin(), output.end());
     if (differing != input.end() && same != output.end()) {
-      ExpectNumber(
-          *differing, *same,
-          "byte " + std::to_string(differing - input.begin()) + " of the stream as it was put in, with " + setup.name);
+      ExpectEqual(*differing, *same, "byte {} of the stream as it was put in, with {}", differing - input.begin(),
+                  setup.name);
     }
-    ExpectNumber(input.size(), output.size(), "bytes of payload in all with " + setup.name);
+    ExpectEqual(input.size(), output.size(), "bytes of payload in all with {}", setup.name);
   });
 }
 
-void CheckTimes(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void CountsTime(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     const Blocks blocks = RandomBlocks(setup);
@@ -74,46 +70,63 @@ void CheckTimes(const std::string& path) {
       for (const StreamCall& call : EncodeCalls(*setup.NewCompressor(module), setup, input, blocks)) {
         ExpectContinues(call, setup, position);
       }
-      ExpectNumber(setup.SomeSampleFrames(), position, "sample frames in all with " + setup.name);
+      ExpectEqual(setup.SomeSampleFrames(), position, "sample frames in all with {}", setup.name);
     }
   });
 }
 
-void CheckPacketSizes(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
-  ForEachLinearPcmSetup(module, [&module](const StreamSetup& setup) {
+void SizesPackets(const CheckedModule& module) {
+  ForEachRate(module, [&module](const StreamSetup& setup) {
+    OnlyForLinearPcm(setup);
     std::uint64_t left = setup.SomeSampleFrames();
     for (const PacketRecord& packet :
          Encode(*setup.NewCompressor(module), setup, SomeInput(setup), RandomBlocks(setup))) {
       const std::uint64_t expected = std::min<std::uint64_t>(left, setup.SampleFramesPerPacket());
-      ExpectNumber(expected, SampleFramesOf(packet, setup),
-                   "sample frames of the packet at time " + std::to_string(packet.time) + " with " + setup.name);
+      ExpectEqual(expected, SampleFramesOf(packet, setup), "sample frames of the packet at time {} with {}",
+                  packet.time, setup.name);
       left -= expected;
     }
   });
 }
 
-void CheckFlush(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void FlushesTheRest(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   OnlyForLinearPcm(setup);
   const std::size_t full = setup.SampleFramesPerPacket();
   for (const std::size_t sampleFrames : {std::size_t{0}, std::size_t{1}, full - 1, full, full + 1, 3 * full}) {
     const std::vector<StreamCall> calls =
         EncodeCalls(*setup.NewCompressor(module), setup, SomeInput(setup, sampleFrames), {full / 2 + 1});
-    const std::string after = std::to_string(sampleFrames) + " sample frames, in packets of " + std::to_string(full);
+    constexpr auto kWhere = "{} after {} sample frames, in packets of {}";
     std::uint64_t before = 0;
     for (std::size_t index = 0; index + 1 < calls.size(); ++index) {
       for (const PacketRecord& packet : calls[index].packets) {
         before += SampleFramesOf(packet, setup);
       }
     }
-    ExpectNumber(sampleFrames / full * full, before, "sample frames in packets before the flush after " + after);
-    ExpectNumber(sampleFrames % full == 0 ? 0 : 1, calls.back().packets.size(),
-                 "packets from the flush after " + after);
+    ExpectEqual(sampleFrames / full * full, before, kWhere, "sample frames before the flush", sampleFrames, full);
+    ExpectEqual(sampleFrames % full == 0 ? 0U : 1U, calls.back().packets.size(), kWhere, "packets from the flush",
+                sampleFrames, full);
     if (!calls.back().packets.empty()) {
-      ExpectNumber(sampleFrames % full, SampleFramesOf(calls.back().packets.front(), setup),
-                   "sample frames in the flush's packet after " + after);
+      ExpectEqual(sampleFrames % full, SampleFramesOf(calls.back().packets.front(), setup), kWhere,
+                  "sample frames in the packet of the flush", sampleFrames, full);
     }
   }
+}
+
+}  // namespace
+
+std::span<const Check> StreamPacketChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"stream.block-sizes", "Hosts cut their input as it comes; the encoding must not depend on where.",
+       OnModule<TakesBlocksOfAnySize>, kHasSettings},
+      {"stream.bytes", "Packets of linear PCM whose bytes differ from the input's are another sound.",
+       OnModule<KeepsBytes>, kHasSettings},
+      {"stream.times", "Sound whose times jump or drift is out of step with the picture.", OnModule<CountsTime>,
+       kHasSettings},
+      {"stream.packet-sizes", "Hosts write one packet of linear PCM for each video frame.", OnModule<SizesPackets>,
+       kHasSettings},
+      {"stream.flush", "What the flush loses is missing at the end of every file.", OnModule<FlushesTheRest>,
+       kHasSettings},
+  });
+  return kChecks;
 }

@@ -1,54 +1,98 @@
 #pragma once
 
-/// One question that `rhohost validate` asks of a module, and how its answer is given: a check that returns has
-/// passed, one that ends with CheckFailed or CheckSkipped says so, and whatever else ends it (another exception, a
-/// signal, the time limit) has failed it. Each check runs in a child process of its own, where it is the first to load
-/// the module; what it leaves behind there hurts nobody.
+/// One check of `rhohost validate` and how it reports its result: a check that returns has passed, one that throws
+/// CheckFailed or CheckSkipped has failed or was skipped, and any other end (another exception, a signal, the time
+/// limit) is a failure. Each check runs in a child process of its own, which loads the module for the first time.
 
+#include <fmt/format.h>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
-/// The module does not do what a host counts on.
+/// The module does not do what a host relies on.
 struct CheckFailed {
   std::string expected;  ///< "12 sample frames in the last packet"
-  std::string came;      ///< "none"
+  std::string actual;    ///< "none"
 };
 
-/// The check does not apply to this module, or cannot be made here.
+/// The check does not apply to this module, or cannot run here.
 struct CheckSkipped {
   std::string reason;  ///< "the module has no setting of several values"
 };
 
 /// Throws CheckFailed unless `holds`.
-inline void Expect(bool holds, std::string expected, std::string came) {
+inline void Expect(bool holds, std::string expected, std::string actual) {
   if (!holds) {
-    throw CheckFailed{std::move(expected), std::move(came)};
+    throw CheckFailed{std::move(expected), std::move(actual)};
   }
 }
 
+/// The same, where the texts cost more than the question: `what`, formatted with the values behind it, is what was
+/// expected.
+template <class... Values>
+void ExpectThat(bool holds, std::string_view actual, fmt::format_string<Values...> what, Values&&... values) {
+  if (!holds) {
+    throw CheckFailed{fmt::format(what, std::forward<Values>(values)...), std::string(actual)};
+  }
+}
+
+/// Throws CheckFailed unless both are equal; `what`, formatted with the values behind it, says what they are.
+template <class Value, class Actual, class... Values>
+void ExpectEqual(const Value& expected, const Actual& actual, fmt::format_string<Values...> what, Values&&... values) {
+  const bool isEqual = [&] {
+    if constexpr (std::is_integral_v<Value> && std::is_integral_v<Actual>) {
+      return std::cmp_equal(expected, actual);
+    } else {
+      return expected == actual;
+    }
+  }();
+  if (!isEqual) {
+    throw CheckFailed{fmt::format("{}: {}", fmt::format(what, std::forward<Values>(values)...), expected),
+                      fmt::format("{}", actual)};
+  }
+}
+
+/// Notes what the child does now. When it crashes or hangs, the report names the last step.
+void NoteStep(std::string_view step);
+
 struct Check {
-  /// A group, a dot, what is tried: "stream.block-sizes". What users select it by.
+  /// Group, dot, subject: "stream.block-sizes". Users select checks by it.
   const char* name;
   /// One sentence for people: what goes wrong in a host when this fails.
   const char* why;
-  /// Makes the check on the module at this path.
+  /// Runs the check on the module at this path.
   void (*run)(const std::string& module);
-  /// Put into the environment, "NAME=VALUE" or "" for nothing. With several of them the check is made once in each, in
-  /// processes of their own; it has passed when it has in all of them and each has said the same to MustAgree.
+  /// The check that must have passed before, by name; null for none. When it fails, this one is skipped.
+  const char* needs = nullptr;
+  /// Added to the environment, "NAME=VALUE" or "" for nothing. With several of them the check runs once in each, in a
+  /// process of its own; it passes when it passes in all of them and each has given the same to MustAgree.
   std::span<const char* const> environments = {};
-  /// Whether FailingAllocations.h is wanted in the process. Where it cannot be had the check is skipped.
-  bool failsAllocations = false;
+  /// Whether it needs the library of FailingAllocations.h. Where there is none the check is skipped.
+  bool needsAllocator = false;
 };
 
 /// In a check with several environments: adds to what must be the same in all of them. Best in words, which a failure
 /// shows; large data as a digest.
 void MustAgree(std::string_view what);
 
-/// The checks in the order in which they are made, by topic; one source each.
-std::span<const Check> LoadingChecks();      ///< "load.": the file, and what loading it changes in the process
-std::span<const Check> InformationChecks();  ///< "info.": entry points, codes, creation, slots
-std::span<const Check> SettingChecks();      ///< "settings.": names, defaults, ranges, lists, copies, texts
-std::span<const Check> StreamChecks();       ///< "stream.": packets of a run, whatever the blocks
-std::span<const Check> LifeChecks();         ///< "life.": calls in any order, many objects, memory that runs out
+/// The prerequisites of the others, in this order.
+inline constexpr const char* kLoads = "load.binds-at-once";
+inline constexpr const char* kHasEntryPoints = "load.entry-points";
+inline constexpr const char* kHasCompressors = "info.creates";
+inline constexpr const char* kHasSettings = "settings.texts";
+
+/// The checks in the order in which they run, by topic; one source each.
+std::span<const Check> LoadingChecks();            ///< "load.": the file, loading and unloading
+std::span<const Check> InformationChecks();        ///< "info.": entry points, codes, creation, slots
+std::span<const Check> SettingOfferChecks();       ///< "settings.": names, defaults, ranges, lists
+std::span<const Check> SettingChangeChecks();      ///< "settings.": which values are taken, flags, presets
+std::span<const Check> SettingDependenceChecks();  ///< "settings.": what settings do to one another
+std::span<const Check> SettingCopyChecks();        ///< "settings.": copies
+std::span<const Check> StreamPacketChecks();       ///< "stream.": the packets of a run
+std::span<const Check> StreamMemoryChecks();       ///< "stream.": who owns the input and the packets
+std::span<const Check> StreamRunChecks();          ///< "stream.": runs one after the other and side by side
+std::span<const Check> StreamHintChecks();         ///< "stream.": hints and refusals
+std::span<const Check> LifeChecks();               ///< "life.": calls in any order, many objects, copies
+std::span<const Check> AllocationChecks();         ///< "life.": memory that runs out

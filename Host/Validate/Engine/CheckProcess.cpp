@@ -1,15 +1,17 @@
 #include "Host/Validate/Engine/CheckProcess.h"
 
 #include "Host/System/ChildProcess.h"
-#include "Host/Text/Errors.h"
+#include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Utf8.h"
 #include "Host/Validate/Engine/Selection.h"
+#include "Host/Validate/Engine/StepNote.h"
 
+#include <sys/random.h>
 #include <unistd.h>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <new>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -28,135 +30,162 @@ struct Answer {
   std::string agreement;
 };
 
-const char* VerdictText(Verdict verdict) {
-  return verdict == Verdict::kPassed ? "passed" : verdict == Verdict::kFailed ? "failed" : "skipped";
+CheckResult Failed(std::string expected, std::string actual) {
+  CheckResult result;
+  result.expected = std::move(expected);
+  result.actual = std::move(actual);
+  return result;
 }
 
 std::string ToText(const Answer& answer) {
   const CheckResult& result = answer.result;
   const Json json{{"verdict", VerdictText(result.verdict)},
                   {"expected", ToUtf8(result.expected)},
-                  {"came", ToUtf8(result.came)},
+                  {"actual", ToUtf8(result.actual)},
                   {"reason", ToUtf8(result.reason)},
                   {"agreement", ToUtf8(answer.agreement)}};
   return json.dump() + '\n';
 }
 
-/// Nothing when it is not all there.
+/// What the child wrote: a line with a token of its own, before it loaded the module, then the token and its answer.
+/// The module, which shares the child's descriptors, cannot know the token. Nothing when the answer is missing.
 std::optional<Answer> FromText(const std::string& text) {
-  const Json json = Json::parse(text, nullptr, false);
-  if (!json.is_object() || !text.ends_with('\n')) {
+  const std::string token = text.substr(0, text.find('\n'));
+  const std::size_t begin = text.find('\n' + token + ' ');
+  if (token.empty() || begin == std::string::npos || !text.ends_with('\n')) {
     return std::nullopt;
   }
   Answer answer;
+  const Json json = Json::parse(text.substr(begin + token.size() + 2), nullptr, false);
+  if (begin != token.size() || !json.is_object()) {
+    answer.result = Failed("nothing written to descriptors of the host",
+                           "text from the module in the pipe that this check reports its result through");
+    return answer;
+  }
   for (const Verdict verdict : {Verdict::kPassed, Verdict::kFailed, Verdict::kSkipped}) {
     if (json.value("verdict", "") == VerdictText(verdict)) {
       answer.result.verdict = verdict;
     }
   }
   answer.result.expected = json.value("expected", "");
-  answer.result.came = json.value("came", "");
+  answer.result.actual = json.value("actual", "");
   answer.result.reason = json.value("reason", "");
   answer.agreement = json.value("agreement", "");
   return answer;
 }
 
-CheckResult Failed(std::string expected, std::string came) {
-  return {Verdict::kFailed, std::move(expected), std::move(came), {}, {}, 0, false};
-}
-
 CheckResult TryCheck(const Check& check, const std::string& module) {
   constexpr const char* kNoException = "no exception from the module";
+  CheckResult result;
   try {
     check.run(module);
-    return {Verdict::kPassed, {}, {}, {}, {}, 0, false};
+    result.verdict = Verdict::kPassed;
+    return result;
   } catch (const CheckFailed& failure) {
-    return Failed(failure.expected, failure.came);
+    return Failed(failure.expected, failure.actual);
   } catch (const CheckSkipped& skipped) {
-    return {Verdict::kSkipped, {}, {}, skipped.reason, {}, 0, false};
+    result.verdict = Verdict::kSkipped;
+    result.reason = skipped.reason;
+    return result;
   } catch (const std::exception& error) {
-    return Failed(kNoException, std::string("an exception: ") + error.what());
+    return Failed(kNoException, fmt::format("an exception: {}", error.what()));
   } catch (...) {
-    return Failed(kNoException, "an exception that is no std::exception");
+    return Failed(kNoException, "an exception that is not a std::exception");
   }
 }
 
-/// The library of Host/Validate/Engine/FailingAllocations.h.
-std::string FailingAllocationsPath() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "FailingAllocations.so";
+/// The library of Host/Validate/Engine/FailingAllocations.h; empty when this installation has none.
+std::string AllocatorPath() {
+  const auto path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "FailingAllocations.so";
+  return std::filesystem::exists(path) ? path.string() : std::string();
 }
 
-Answer Ask(const Check& check, const std::string& environment, const std::string& module,
-           std::chrono::milliseconds timeLimit) {
-  ChildTask task{{kCheckArgument, check.name, module}, {}, timeLimit};
+Answer RunInChild(const Check& check, const std::string& environment, const std::string& module,
+                  std::chrono::milliseconds timeLimit) {
+  const StepNote step;
+  ChildTask task{{kCheckArgument, check.name, module, step.Path()}, {}, timeLimit};
   if (!environment.empty()) {
     task.environment.push_back(environment);
   }
-  if (check.failsAllocations) {
-    task.environment.push_back("LD_PRELOAD=" + FailingAllocationsPath());
+  if (const std::string allocator = AllocatorPath(); !allocator.empty()) {
+    task.environment.push_back("LD_PRELOAD=" + allocator);
   }
   const ChildEnd end = RunChild(task);
   std::optional<Answer> answer = end.how == ChildEnd::kExited ? FromText(end.result) : std::nullopt;
   if (!answer) {
     answer.emplace();
+    const std::string where = step.Text().empty() ? "" : " in or after " + step.Text();
     const char* const without = end.how == ChildEnd::kExited ? ", without a result" : "";
-    answer->result = Failed("the check to come to its end", "it " + DescribeEnd(end, timeLimit) + without);
+    answer->result =
+        Failed("the check to complete", fmt::format("it {}{}", DescribeEnd(end, timeLimit, where), without));
   }
   answer->result.printed = end.printed;
   answer->result.isInterrupted = end.how == ChildEnd::kInterrupted;
   return *answer;
 }
 
-CheckResult MakeInEnvironments(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit) {
+CheckResult RunInEnvironments(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit) {
   std::optional<Answer> first;
   for (const char* const environment : check.environments) {
-    Answer answer = Ask(check, environment, module, timeLimit);
-    const std::string where = *environment == '\0' ? "" : std::string(" (with ") + environment + ")";
+    Answer answer = RunInChild(check, environment, module, timeLimit);
+    const std::string where = *environment == '\0' ? "" : fmt::format(" (with {})", environment);
     if (answer.result.verdict != Verdict::kPassed) {
-      answer.result.came += answer.result.verdict == Verdict::kFailed ? where : "";
+      answer.result.actual += answer.result.verdict == Verdict::kFailed ? where : "";
       return answer.result;
     }
     if (first && answer.agreement != first->agreement) {
-      CheckResult differing = Failed("the same in each process: " + first->agreement, answer.agreement + where);
-      differing.printed = answer.result.printed;
-      return differing;
+      CheckResult different = Failed("the same in each process: " + first->agreement, answer.agreement + where);
+      different.printed = answer.result.printed;
+      return different;
     }
     first = first ? first : answer;
   }
   return first->result;
 }
 
+std::string NewToken() {
+  std::array<unsigned char, 16> bytes{};
+  return getrandom(bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()) ? HexText(bytes) : "";
+}
+
 }  // namespace
+
+const char* VerdictText(Verdict verdict) {
+  return verdict == Verdict::kPassed ? "passed" : verdict == Verdict::kFailed ? "failed" : "skipped";
+}
 
 void MustAgree(std::string_view what) { Agreement().append(what); }
 
-CheckResult MakeCheck(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit) {
+CheckResult RunCheck(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   CheckResult result;
-  if (check.failsAllocations && !std::filesystem::exists(FailingAllocationsPath())) {
+  if (check.needsAllocator && AllocatorPath().empty()) {
     result.verdict = Verdict::kSkipped;
     result.reason = "this installation has no FailingAllocations.so; builds with sanitizers have none";
   } else {
-    result = check.environments.empty() ? Ask(check, "", module, timeLimit).result
-                                        : MakeInEnvironments(check, module, timeLimit);
+    result = check.environments.empty() ? RunInChild(check, "", module, timeLimit).result
+                                        : RunInEnvironments(check, module, timeLimit);
   }
   result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
   return result;
 }
 
-void MakeCheckInChild(const std::string& name, const std::string& module) {
+void RunCheckInChild(const std::string& name, const std::string& module, const std::string& stepNote) {
   BecomeChild();
   unsetenv("LD_PRELOAD");
-  // What is printed is to arrive even when the module ends the process in its own way.
+  // What is printed is to arrive even when the module ends the process.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  StepNote::Open(stepNote);
+  const std::string token = NewToken();
+  WriteResult(token + '\n');
   for (const Check* const check : AllChecks()) {
     if (name == check->name) {
       const CheckResult result = TryCheck(*check, module);
       std::fflush(nullptr);
-      WriteResult(ToText({result, Agreement()}));
+      WriteResult(token + ' ' + ToText({result, Agreement()}));
     }
   }
-  // Nothing of the module is to run any more: what it does at the end of a process has its own check.
+  // Without running any more code of the module: what it does when a process exits is the subject of a check.
   _exit(0);
 }

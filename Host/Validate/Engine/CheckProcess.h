@@ -9,22 +9,26 @@
 
 enum class Verdict { kPassed, kFailed, kSkipped };
 
+/// "passed", "failed", "skipped".
+const char* VerdictText(Verdict verdict);
+
 struct CheckResult {
   Verdict verdict = Verdict::kFailed;
   std::string expected;  ///< of a failed one
-  std::string came;      ///< of a failed one
+  std::string actual;    ///< of a failed one
   std::string reason;    ///< of a skipped one
-  std::string printed;   ///< what the module printed meanwhile, the beginning of it
+  std::string printed;   ///< the beginning of what the module printed meanwhile
   double seconds = 0;
-  bool isInterrupted = false;  ///< this process has been asked to end: it is no result
+  bool isInterrupted = false;  ///< this process has been asked to end: this is not a result
 };
 
-/// Makes the check in a child, which is given `timeLimit` for it (once for each environment that it is made in). Throws
-/// Failure when no child can be started.
-CheckResult MakeCheck(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit);
+/// Runs the check in a child, which has `timeLimit` for it (once for each environment that it runs in). Throws Failure
+/// when no child can be started.
+CheckResult RunCheck(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit);
 
-/// The first argument of a program that is such a child; the check's name and the module follow.
+/// The first argument of a program that is such a child; the check's name, the module and the path of its StepNote
+/// follow.
 constexpr const char* kCheckArgument = "--check-in-child";
 
-/// The child's work: makes the check, hands the result to the parent and ends the process.
-[[noreturn]] void MakeCheckInChild(const std::string& name, const std::string& module);
+/// The child's work: runs the check, hands the result to the parent and ends the process.
+[[noreturn]] void RunCheckInChild(const std::string& name, const std::string& module, const std::string& stepNote);

@@ -1,8 +1,6 @@
 #include "Host/Text/Utf8.h"
 #include "Host/Validate/Engine/Report.h"
 
-#include <array>
-#include <cstdio>
 #include <map>
 #include <pugixml.hpp>
 #include <sstream>
@@ -10,8 +8,7 @@
 
 namespace {
 
-/// As XML can hold it: UTF-8, with a question mark for control characters and U+FFFD for the two code points U+FFFE and
-/// U+FFFF that XML has no form for.
+/// The text as XML can hold it: UTF-8, with a question mark for each control character and U+FFFD for U+FFFE and U+FFFF.
 std::string ForXml(const std::string& text) {
   std::string result = ToUtf8(text);
   for (char& character : result) {
@@ -28,11 +25,7 @@ std::string ForXml(const std::string& text) {
   return result;
 }
 
-std::string SecondsText(double seconds) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.3f", seconds);
-  return text.data();
-}
+std::string SecondsText(double seconds) { return fmt::format("{:.3f}", seconds); }
 
 void Set(pugi::xml_node node, const char* name, const std::string& value) {
   node.append_attribute(name).set_value(value.c_str());
@@ -44,10 +37,10 @@ void SetNumbers(pugi::xml_node node, const std::vector<CheckOutcome>& outcomes) 
   for (const CheckOutcome& outcome : outcomes) {
     seconds += outcome.result.seconds;
   }
-  Set(node, "tests", std::to_string(outcomes.size()));
-  Set(node, "failures", std::to_string(counts.failed));
+  Set(node, "tests", fmt::to_string(outcomes.size()));
+  Set(node, "failures", fmt::to_string(counts.failed));
   Set(node, "errors", "0");
-  Set(node, "skipped", std::to_string(counts.skipped));
+  Set(node, "skipped", fmt::to_string(counts.skipped));
   Set(node, "time", SecondsText(seconds));
 }
 
@@ -59,7 +52,7 @@ void AddCase(pugi::xml_node suite, const std::string& group, const CheckOutcome&
   Set(testCase, "time", SecondsText(result.seconds));
   if (result.verdict == Verdict::kFailed) {
     pugi::xml_node failure = testCase.append_child("failure");
-    Set(failure, "message", ForXml("expected " + result.expected + ", came " + result.came));
+    Set(failure, "message", ForXml(fmt::format("expected {}, actual {}", result.expected, result.actual)));
     failure.text().set(outcome.check->why);
   } else if (result.verdict == Verdict::kSkipped) {
     Set(testCase.append_child("skipped"), "message", ForXml(result.reason));

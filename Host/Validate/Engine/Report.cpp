@@ -8,10 +8,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-const char* VerdictWord(Verdict verdict) {
-  return verdict == Verdict::kPassed ? "passed" : verdict == Verdict::kFailed ? "FAILED" : "skipped";
-}
-
 /// For a terminal: control characters become question marks, and each line after the first is indented under it.
 std::string Shown(const std::string& text, std::size_t indent) {
   std::string shown;
@@ -26,15 +22,10 @@ std::string Shown(const std::string& text, std::size_t indent) {
 }
 
 void AddDetail(std::string& text, const char* key, const std::string& detail) {
-  constexpr std::size_t kIndent = 9;
-  constexpr std::size_t kKeyWidth = 10;
-  if (detail.empty()) {
-    return;
+  constexpr std::size_t kIndent = 19;
+  if (!detail.empty()) {
+    text += fmt::format("         {:10}{}\n", key, Shown(detail, kIndent));
   }
-  std::string line(kIndent, ' ');
-  line += key;
-  line.resize(kIndent + kKeyWidth, ' ');
-  text += line + Shown(detail, kIndent + kKeyWidth) + '\n';
 }
 
 }  // namespace
@@ -50,13 +41,12 @@ Counts CountOutcomes(const std::vector<CheckOutcome>& outcomes) {
 
 std::string OutcomeText(const CheckOutcome& outcome) {
   const CheckResult& result = outcome.result;
-  std::string text = VerdictWord(result.verdict);
-  text.resize(9, ' ');
-  text += outcome.check->name;
+  const bool isFailed = result.verdict == Verdict::kFailed;
+  std::string text = fmt::format("{:9}{}", isFailed ? "FAILED" : VerdictText(result.verdict), outcome.check->name);
   text += result.verdict == Verdict::kSkipped ? ": " + Shown(result.reason, 0) + '\n' : "\n";
-  if (result.verdict == Verdict::kFailed) {
+  if (isFailed) {
     AddDetail(text, "expected", result.expected);
-    AddDetail(text, "came", result.came);
+    AddDetail(text, "actual", result.actual);
     AddDetail(text, "why", outcome.check->why);
     AddDetail(text, "printed", result.printed);
   }
@@ -64,8 +54,8 @@ std::string OutcomeText(const CheckOutcome& outcome) {
 }
 
 std::string SummaryText(const std::string& module, const Counts& counts) {
-  return Shown(module, 0) + ": " + std::to_string(counts.passed) + " passed, " + std::to_string(counts.failed) +
-         " failed, " + std::to_string(counts.skipped) + " skipped\n";
+  return fmt::format("{}: {} passed, {} failed, {} skipped{}\n", Shown(module, 0), counts.passed, counts.failed,
+                     counts.skipped, counts.passed + counts.failed == 0 ? ": nothing was checked" : "");
 }
 
 std::string JsonReport(const std::string& module, const std::vector<CheckOutcome>& outcomes) {
@@ -74,20 +64,15 @@ std::string JsonReport(const std::string& module, const std::vector<CheckOutcome
       {"module", ToUtf8(module)}, {"passed", counts.passed}, {"failed", counts.failed}, {"skipped", counts.skipped}};
   Json& checks = report["checks"] = Json::array();
   for (const auto& [check, result] : outcomes) {
-    Json json{{"name", check->name}, {"why", check->why}, {"seconds", result.seconds}};
-    switch (result.verdict) {
-      case Verdict::kPassed:
-        json["verdict"] = "passed";
-        break;
-      case Verdict::kFailed:
-        json["verdict"] = "failed";
-        json["expected"] = ToUtf8(result.expected);
-        json["came"] = ToUtf8(result.came);
-        break;
-      case Verdict::kSkipped:
-        json["verdict"] = "skipped";
-        json["reason"] = ToUtf8(result.reason);
-        break;
+    Json json{{"name", check->name},
+              {"why", check->why},
+              {"seconds", result.seconds},
+              {"verdict", VerdictText(result.verdict)}};
+    if (result.verdict == Verdict::kFailed) {
+      json["expected"] = ToUtf8(result.expected);
+      json["actual"] = ToUtf8(result.actual);
+    } else if (result.verdict == Verdict::kSkipped) {
+      json["reason"] = ToUtf8(result.reason);
     }
     json["printed"] = ToUtf8(result.printed);
     checks.push_back(std::move(json));

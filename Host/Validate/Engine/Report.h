@@ -1,6 +1,6 @@
 #pragma once
 
-/// What validating a module has come to, for people and for programs. docs/validating.md describes the forms.
+/// The results of validating a module, for people and for programs. docs/validating.md describes the forms.
 
 #include "Host/Validate/Engine/Runner.h"
 
@@ -15,7 +15,7 @@ struct Counts {
 
 Counts CountOutcomes(const std::vector<CheckOutcome>& outcomes);
 
-/// One line for a check; below a failed one what was expected, what came, why it matters and what the module printed.
+/// One line for a check; below a failed one: expected, actual, why it matters and what the module printed.
 std::string OutcomeText(const CheckOutcome& outcome);
 
 /// The last line: "module.so: 30 passed, 1 failed, 1 skipped".

@@ -1,32 +1,47 @@
 #include "Host/Validate/Engine/Runner.h"
 
 #include "Host/System/ChildProcess.h"
+#include "Host/Validate/Engine/Selection.h"
 
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <exception>
+#include <map>
 #include <mutex>
+#include <set>
+#include <string_view>
 #include <thread>
 
 namespace {
 
+/// By the names of the checks.
+using Results = std::map<std::string_view, CheckResult>;
+
 class Run {
  public:
-  Run(const std::vector<const Check*>& checks, const std::string& module, const RunnerOptions& options)
+  /// `known` are results that are there already.
+  Run(const std::vector<const Check*>& checks, Results known, const std::string& module, const RunnerOptions& options)
       : m_module(module), m_options(options), m_outcomes(checks.size()), m_isDone(checks.size()) {
-    std::transform(checks.begin(), checks.end(), m_outcomes.begin(), [](const Check* check) {
-      return CheckOutcome{check, {}};
-    });
+    for (std::size_t index = 0; index < checks.size(); ++index) {
+      m_outcomes[index].check = checks[index];
+      if (const auto found = known.find(checks[index]->name); found != known.end()) {
+        m_outcomes[index].result = std::move(found->second);
+        m_isDone[index] = true;
+      }
+    }
   }
 
-  /// A worker's life.
+  /// Runs checks until none is left: the work of one thread.
   void Work() {
     for (std::size_t index = m_next++; index < m_outcomes.size() && !m_isOver; index = m_next++) {
+      if (IsDone(index)) {
+        continue;
+      }
       CheckResult result;
       std::exception_ptr error;
       try {
-        result = MakeCheck(*m_outcomes[index].check, m_module, m_options.timeLimit);
+        result = RunCheck(*m_outcomes[index].check, m_module, m_options.timeLimit);
       } catch (...) {
         error = std::current_exception();
       }
@@ -46,10 +61,10 @@ class Run {
     return m_isOver ? nullptr : &m_outcomes[index];
   }
 
-  /// No further check is begun.
+  /// Starts no further check.
   void Stop() { m_isOver = true; }
 
-  /// Once no worker lives any more. Throws what ended the run early.
+  /// The outcomes, once all threads have ended. Throws what ended the run early.
   std::vector<CheckOutcome> Take() {
     if (m_error != nullptr) {
       std::rethrow_exception(m_error);
@@ -58,6 +73,11 @@ class Run {
   }
 
  private:
+  bool IsDone(std::size_t index) {
+    const std::lock_guard lock(m_mutex);
+    return m_isDone[index];
+  }
+
   const std::string& m_module;
   const RunnerOptions& m_options;
   std::atomic<std::size_t> m_next{0};
@@ -69,7 +89,7 @@ class Run {
   std::vector<bool> m_isDone;
 };
 
-/// Sees to it that the workers come to an end, however the wait for them ends.
+/// Lets the threads end, however the wait for them ends.
 struct Stopper {
   explicit Stopper(Run& stopped) : run(stopped) {}
   Stopper(const Stopper&) = delete;
@@ -79,14 +99,68 @@ struct Stopper {
   Run& run;
 };
 
+const Check* FindCheck(const char* name) {
+  const std::vector<const Check*> all = AllChecks();
+  return *std::find_if(all.begin(), all.end(),
+                       [name](const Check* check) { return std::string_view(name) == check->name; });
+}
+
+/// The first prerequisite of `check` that is among the failed ones; null when there is none.
+const char* FailedNeed(const Check& check, const Results& results) {
+  for (const char* need = check.needs; need != nullptr; need = FindCheck(need)->needs) {
+    if (const auto found = results.find(need); found != results.end() && found->second.verdict == Verdict::kFailed) {
+      return need;
+    }
+  }
+  return nullptr;
+}
+
+/// Runs what the checks need. Afterwards `checks` holds those that failed too, in the order of all checks, and the
+/// results hold all that is known without running another check.
+Results RunPrerequisites(std::vector<const Check*>& checks, const std::string& module, const RunnerOptions& options) {
+  std::set<const Check*> wanted(checks.begin(), checks.end());
+  std::set<std::string_view> needed;
+  for (const Check* const check : checks) {
+    for (const char* need = check->needs; need != nullptr; need = FindCheck(need)->needs) {
+      needed.insert(need);
+    }
+  }
+  Results results;
+  for (const Check* const check : AllChecks()) {
+    if (needed.contains(check->name) && FailedNeed(*check, results) == nullptr) {
+      CheckResult& result = results[check->name] = RunCheck(*check, module, options.timeLimit);
+      if (result.isInterrupted) {
+        checks.clear();
+        return {};
+      }
+      if (result.verdict == Verdict::kFailed) {
+        wanted.insert(check);
+      }
+    }
+  }
+  checks.clear();
+  for (const Check* const check : AllChecks()) {
+    if (wanted.contains(check)) {
+      checks.push_back(check);
+      if (const char* const need = FailedNeed(*check, results)) {
+        CheckResult& result = results[check->name];
+        result.verdict = Verdict::kSkipped;
+        result.reason = fmt::format("{} failed", need);
+      }
+    }
+  }
+  return results;
+}
+
 }  // namespace
 
-std::vector<CheckOutcome> MakeChecks(const std::vector<const Check*>& checks, const std::string& module,
-                                     const RunnerOptions& options,
-                                     const std::function<void(const CheckOutcome&)>& onOutcome) {
-  Run run(checks, module, options);
+std::vector<CheckOutcome> RunChecks(std::vector<const Check*> checks, const std::string& module,
+                                    const RunnerOptions& options,
+                                    const std::function<void(const CheckOutcome&)>& onOutcome) {
+  const EndingSignalsHeld held;
+  Results known = RunPrerequisites(checks, module, options);
+  Run run(checks, std::move(known), module, options);
   {
-    const EndingSignalsHeld held;
     std::vector<std::jthread> workers(std::min<std::size_t>(options.jobs, checks.size()));
     for (std::jthread& worker : workers) {
       worker = std::jthread([&run] { run.Work(); });

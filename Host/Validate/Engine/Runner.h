@@ -13,13 +13,14 @@ struct CheckOutcome {
 };
 
 struct RunnerOptions {
-  unsigned int jobs = 1;                  ///< how many are made side by side
+  unsigned int jobs = 1;                  ///< how many run at a time
   std::chrono::milliseconds timeLimit{};  ///< of each
 };
 
-/// Makes the checks on the module and returns what came, in their order; `onOutcome` is told each as soon as those
-/// before it are done. Throws Failure when a check cannot be started. A signal that asks this process to end does so
-/// once the running checks are killed.
-std::vector<CheckOutcome> MakeChecks(const std::vector<const Check*>& checks, const std::string& module,
-                                     const RunnerOptions& options,
-                                     const std::function<void(const CheckOutcome&)>& onOutcome);
+/// Runs the checks on the module and returns their results, in their order; `onOutcome` gets each as soon as those
+/// before it are done. The prerequisites of the checks (Check::needs) run first; one that fails is among the results,
+/// and what needs it is skipped. Throws Failure when a check cannot be started. A signal that asks this process to end
+/// takes effect once the running checks are killed.
+std::vector<CheckOutcome> RunChecks(std::vector<const Check*> checks, const std::string& module,
+                                    const RunnerOptions& options,
+                                    const std::function<void(const CheckOutcome&)>& onOutcome);

@@ -14,12 +14,12 @@ bool MatchesOneOf(const std::vector<std::string>& patterns, const Check* check) 
                      [check](const std::string& pattern) { return Matches(pattern, check); });
 }
 
-void RefuseUseless(const char* option, const std::vector<std::string>& patterns,
-                   const std::vector<const Check*>& checks) {
+void RefuseUnmatched(const char* option, const std::vector<std::string>& patterns,
+                     const std::vector<const Check*>& checks) {
   for (const std::string& pattern : patterns) {
     if (std::none_of(checks.begin(), checks.end(),
                      [&pattern](const Check* check) { return Matches(pattern, check); })) {
-      throw WrongUse(std::string(option) + ": no check is called \"" + pattern + "\" (--list shows them)");
+      throw WrongUse(fmt::format("{}: no check is called \"{}\" (--list shows them)", option, pattern));
     }
   }
 }
@@ -28,7 +28,9 @@ void RefuseUseless(const char* option, const std::vector<std::string>& patterns,
 
 std::vector<const Check*> AllChecks() {
   std::vector<const Check*> checks;
-  for (const auto& group : {LoadingChecks(), InformationChecks(), SettingChecks(), StreamChecks(), LifeChecks()}) {
+  for (const auto& group : {LoadingChecks(), InformationChecks(), SettingOfferChecks(), SettingChangeChecks(),
+                            SettingDependenceChecks(), SettingCopyChecks(), StreamPacketChecks(), StreamMemoryChecks(),
+                            StreamRunChecks(), StreamHintChecks(), LifeChecks(), AllocationChecks()}) {
     for (const Check& check : group) {
       checks.push_back(&check);
     }
@@ -38,13 +40,13 @@ std::vector<const Check*> AllChecks() {
 
 std::vector<const Check*> SelectChecks(const std::vector<std::string>& only, const std::vector<std::string>& skip) {
   std::vector<const Check*> checks = AllChecks();
-  RefuseUseless("--only", only, checks);
-  RefuseUseless("--skip", skip, checks);
+  RefuseUnmatched("--only", only, checks);
+  RefuseUnmatched("--skip", skip, checks);
   std::erase_if(checks, [&](const Check* check) {
     return (!only.empty() && !MatchesOneOf(only, check)) || MatchesOneOf(skip, check);
   });
   if (checks.empty()) {
-    throw WrongUse("--skip leaves no check to make");
+    throw WrongUse("--skip leaves no check to run");
   }
   return checks;
 }

@@ -4,6 +4,7 @@
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 #include "Host/Validate/Engine/Report.h"
+#include "Host/Validate/Engine/Seed.h"
 #include "Host/Validate/Engine/Selection.h"
 
 #include <sys/stat.h>
@@ -20,7 +21,7 @@ void CheckModuleFile(const std::string& module) {
     throw WrongUse(SystemFailure(module, "read the module", errno).what());
   }
   if (!S_ISREG(status.st_mode)) {
-    throw WrongUse(module + ": not a file, and so no module");
+    throw WrongUse(module + ": not a file, and so not a module");
   }
 }
 
@@ -30,6 +31,17 @@ std::string ListText(const std::vector<const Check*>& checks) {
     text.append(check->name).append("\n    ").append(check->why).append("\n");
   }
   return text;
+}
+
+/// Refuses a report file that cannot be written, or that would replace the module.
+void CheckReportFile(const std::string& path, const ValidateOptions& options) {
+  struct stat report {};
+  struct stat module {};
+  if (stat(path.c_str(), &report) == 0 && stat(options.module.c_str(), &module) == 0 &&
+      report.st_dev == module.st_dev && report.st_ino == module.st_ino) {
+    throw WrongUse(path + ": is the module itself: name another file for the report");
+  }
+  CheckOutputTarget(path, options.force);
 }
 
 void WriteFile(const std::string& path, const std::string& text, bool replaceExisting) {
@@ -46,12 +58,13 @@ int Validate(const ValidateOptions& options) {
     Print(ListText(checks));
     return 0;
   }
+  Seed();  // a seed that is not a number is refused before any check runs
   CheckModuleFile(options.module);
   if (options.junit) {
-    CheckOutputTarget(*options.junit, options.force);
+    CheckReportFile(*options.junit, options);
   }
   const RunnerOptions runner{options.jobs, options.timeout};
-  const auto outcomes = MakeChecks(checks, options.module, runner, [&options](const CheckOutcome& outcome) {
+  const auto outcomes = RunChecks(checks, options.module, runner, [&options](const CheckOutcome& outcome) {
     if (!options.json && (!options.quiet || CountOutcomes({outcome}).failed != 0)) {
       Print(OutcomeText(outcome));
     }
@@ -65,5 +78,5 @@ int Validate(const ValidateOptions& options) {
   if (options.junit) {
     WriteFile(*options.junit, JUnitReport(options.module, outcomes), options.force);
   }
-  return counts.failed == 0 ? 0 : 1;
+  return counts.failed == 0 && counts.passed != 0 ? 0 : 1;
 }

@@ -1,18 +1,18 @@
 #include "Host/Validate/Support/CheckedModule.h"
 
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 
 #include <array>
-#include <cstdio>
 
 namespace {
 
 constexpr int kMostCompressors = 1000;
 
 template <class Function>
-Function EntryPoint(const Library& library, const char* name) {
+Function EntryPoint(const SharedLibrary& library, const char* name) {
   void* const address = library.Find(name);
-  Expect(address != nullptr, std::string("the entry point ") + name, "none of that name");
+  ExpectThat(address != nullptr, "no symbol of that name", "the entry point {}", name);
   return reinterpret_cast<Function>(address);
 }
 
@@ -21,9 +21,7 @@ Function EntryPoint(const Library& library, const char* name) {
 std::string InfoText(const CompressorInfo& info) {
   std::array<char, 9> codes{};
   KelGetManufactureCodecEightCCString(codes.data(), info.manufacturer, info.codec);
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%s, version 0x%08x", codes.data(), info.version);
-  return text.data();
+  return fmt::format("{}, version {:#010x}", codes.data(), info.version);
 }
 
 CheckedModule::CheckedModule(const std::string& path) : m_library(path) {
@@ -33,9 +31,11 @@ CheckedModule::CheckedModule(const std::string& path) : m_library(path) {
 }
 
 std::vector<CompressorInfo> CheckedModule::Infos() const {
+  NoteStep("RhoGetNumberAudioCompressors");
   const int count = Count();
-  Expect(count >= 1 && count <= kMostCompressors, "a number of compressors from 1 up", std::to_string(count));
+  ExpectThat(count >= 1 && count <= kMostCompressors, fmt::to_string(count), "a number of compressors from 1 up");
   std::vector<CompressorInfo> infos(static_cast<std::size_t>(count));
+  NoteStep("RhoGetAudioCompressorInfo");
   for (unsigned int index = 0; index < infos.size(); ++index) {
     GetInfo(index, &infos[index].manufacturer, &infos[index].codec, &infos[index].version);
   }
@@ -43,7 +43,8 @@ std::vector<CompressorInfo> CheckedModule::Infos() const {
 }
 
 CompressorOwner CheckedModule::CreateCompressor(const CompressorInfo& info) const {
-  CompressorOwner compressor(Create(info.manufacturer, info.codec));
-  Expect(compressor != nullptr, "a compressor of " + InfoText(info), "null");
-  return compressor;
+  NoteStep("CreateAudioCompressor");
+  IAudioCompressor* const compressor = Create(info.manufacturer, info.codec);
+  ExpectThat(compressor != nullptr, "null", "a compressor of {}", InfoText(info));
+  return CompressorOwner(new CompressorUnderTest(compressor));
 }

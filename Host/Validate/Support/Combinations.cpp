@@ -2,12 +2,12 @@
 
 #include "Host/Settings/SettingText.h"
 #include "Host/Text/Errors.h"
-#include "Host/Text/Numbers.h"
+#include "Host/Validate/Engine/Seed.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/SettingValues.h"
-#include "Host/Validate/Support/Subject.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <functional>
 #include <random>
 
@@ -48,6 +48,14 @@ void Combination::ApplyTo(IAudioCompressor& compressor) const {
   compressor.ValidateSettings();
 }
 
+bool Combination::IsIn(IAudioCompressor& compressor) const {
+  const std::vector<NamedSetting> settings = SettingsOf(compressor);
+  return std::all_of(values.begin(), values.end(), [&settings](const auto& value) {
+    ISetting* const setting = FindSetting(settings, value.first);
+    return setting != nullptr && ValueText(*setting) == value.second;
+  });
+}
+
 std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned int randomOnes) {
   const std::vector<NamedSetting> settings = ValueSettingsOf(compressor);
   std::vector<Combination> combinations{
@@ -55,19 +63,8 @@ std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned i
       Choose("the highest settings", settings, [](std::size_t count) { return count - 1; })};
   std::mt19937_64 random(Seed());
   for (unsigned int i = 1; i <= randomOnes; ++i) {
-    combinations.push_back(Choose("random settings " + std::to_string(i), settings,
+    combinations.push_back(Choose(fmt::format("random settings {}", i), settings,
                                   [&random](std::size_t count) { return random() % count; }));
   }
   return combinations;
 }
-
-std::uint64_t Seed() {
-  static const std::uint64_t seed = [] {
-    const char* const asked = std::getenv("RHOHOST_SEED");
-    const auto number = ParseNumber<std::uint64_t>(asked == nullptr ? "" : asked);
-    return number ? *number : std::random_device{}();
-  }();
-  return seed;
-}
-
-std::string SeedText() { return " (seed " + std::to_string(Seed()) + ')'; }

@@ -2,7 +2,6 @@
 
 /// Combinations of settings to try a compressor with: all at their lowest, all at their highest, and random ones.
 
-#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,14 +15,10 @@ struct Combination {
   /// Sets what of it the compressor takes, and validates the settings. The same values give every new compressor of one
   /// module the same settings.
   void ApplyTo(IAudioCompressor& compressor) const;
+
+  /// Whether all its settings have their values.
+  bool IsIn(IAudioCompressor& compressor) const;
 };
 
 /// The lowest, the highest, and `randomOnes` random ones. Files are left as they are: they might be written to.
 std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned int randomOnes);
-
-/// Where all randomness of this process begins: the environment variable RHOHOST_SEED, to repeat a failure, or else
-/// another number each time.
-std::uint64_t Seed();
-
-/// " (seed 4711)", for reports of what has to do with it.
-std::string SeedText();

@@ -11,7 +11,7 @@
 
 namespace {
 
-// What the signal handler needs to know, and what it finds out.
+// What the signal handler reads, and what it sets.
 sigjmp_buf g_before;
 std::uintptr_t g_begin;
 std::uintptr_t g_end;
@@ -23,11 +23,11 @@ void LeaveIfOurs(int signal, siginfo_t* info, void* /*context*/) {
     g_touched = address;
     siglongjmp(g_before, 1);
   }
-  // Another fault than what this is about: it happens again, to end the process.
+  // Another fault: it happens again with the default handling, and ends the process.
   std::signal(signal, SIG_DFL);
 }
 
-/// Whether `use` has come to its end. No object with a destructor lives in here.
+/// Whether `use` has returned. Has no object with a destructor, which a jump would skip.
 bool Completes(const std::function<void()>& use) {
   if (sigsetjmp(g_before, 1) != 0) {
     return false;
@@ -56,7 +56,7 @@ GuardedBytes::GuardedBytes(std::span<const unsigned char> bytes, Edge edge) {
 
 GuardedBytes::~GuardedBytes() { munmap(m_mapping, m_mappingSize); }
 
-std::string GuardedBytes::WhatIsDoneWrong(const std::function<void()>& use) const {
+std::string GuardedBytes::FirstFault(const std::function<void()>& use) const {
   g_begin = reinterpret_cast<std::uintptr_t>(m_mapping);
   g_end = g_begin + m_mappingSize;
   struct sigaction action {};
@@ -71,9 +71,9 @@ std::string GuardedBytes::WhatIsDoneWrong(const std::function<void()>& use) cons
   }
   const auto begin = reinterpret_cast<std::uintptr_t>(m_bytes.data());
   if (g_touched < begin) {
-    return "byte " + std::to_string(begin - g_touched) + " before their beginning touched";
+    return fmt::format("access to byte {} before the first one", begin - g_touched);
   }
   const std::uintptr_t offset = g_touched - begin;
-  return offset < m_bytes.size() ? "byte " + std::to_string(offset) + " of them written"
-                                 : "byte " + std::to_string(offset - m_bytes.size() + 1) + " behind their end touched";
+  return offset < m_bytes.size() ? fmt::format("a write to byte {}", offset)
+                                 : fmt::format("access to byte {} after the last one", offset - m_bytes.size() + 1);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Bytes that may be read and nothing else: they lie on read-only pages, between pages that may not be touched.
+/// Read-only bytes between two pages that fault on any access.
 
 #include <cstddef>
 #include <functional>
@@ -9,10 +9,10 @@
 
 class GuardedBytes {
  public:
-  /// Which guard page they border on.
+  /// Which of the two pages they are next to.
   enum class Edge { kFront, kBack };
 
-  /// A copy of the bytes, of which there may be none. Throws CheckSkipped when no memory can be had for it.
+  /// A copy of the bytes, possibly none. Throws CheckSkipped when there is no memory for it.
   GuardedBytes(std::span<const unsigned char> bytes, Edge edge);
   GuardedBytes(const GuardedBytes&) = delete;
   GuardedBytes& operator=(const GuardedBytes&) = delete;
@@ -20,10 +20,9 @@ class GuardedBytes {
 
   std::span<const unsigned char> Get() const { return m_bytes; }
 
-  /// Calls `use`, and says what it did to these bytes that it must not do: "byte 1 behind their end touched". Empty
-  /// when it did nothing of the kind. Where it did, it has been left in the middle, and nothing that it used is fit for
-  /// anything any more.
-  std::string WhatIsDoneWrong(const std::function<void()>& use) const;
+  /// Calls `use` and returns its first forbidden access: "access to byte 1 after the last one". Empty when there is
+  /// none. After one, `use` has been left by a jump, and the objects that it used are no longer usable.
+  std::string FirstFault(const std::function<void()>& use) const;
 
  private:
   unsigned char* m_mapping;

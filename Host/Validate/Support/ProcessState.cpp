@@ -33,7 +33,7 @@ std::string HandlerText(const struct sigaction& action) {
   const auto address = reinterpret_cast<std::uintptr_t>(action.sa_handler);
   return action.sa_handler == SIG_DFL   ? "the default"
          : action.sa_handler == SIG_IGN ? "ignored"
-                                        : "a handler at " + std::to_string(address);
+                                        : fmt::format("a handler at {:#x}", address);
 }
 
 bool AreSmallestNumbersZero() {
@@ -58,8 +58,8 @@ ProcessState Descriptors() {
   for (int descriptor = 0; descriptor < 1024; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1) {
       std::error_code error;
-      state["descriptor " + std::to_string(descriptor)] =
-          fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error);
+      state[fmt::format("descriptor {}", descriptor)] =
+          fs::read_symlink(fmt::format("/proc/self/fd/{}", descriptor), error);
     }
   }
   return state;
@@ -72,7 +72,7 @@ ProcessState Signals() {
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action {};
     if (sigaction(signal, nullptr, &action) == 0) {
-      state["signal " + std::to_string(signal)] =
+      state[fmt::format("signal {}", signal)] =
           HandlerText(action) + (sigismember(&blocked, signal) == 1 ? ", blocked" : "");
     }
   }
@@ -102,9 +102,7 @@ void ExpectUnchanged(const ProcessState& before, const ProcessState& after, cons
   for (const auto& [name, ignored] : all) {
     const std::string is = value(after, name);
     const std::string was = value(before, name);
-    std::string expected = name;
-    expected.append(" after ").append(when).append(" as before: ").append(was);
-    Expect(is == was, std::move(expected), is);
+    ExpectThat(is == was, is, "{} after {} as before: {}", name, when, was);
   }
 }
 

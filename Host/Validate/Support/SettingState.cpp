@@ -15,7 +15,7 @@ SettingState StateOf(const NamedSetting& named) {
     }
     const auto& container = static_cast<ISettingArray&>(*named.setting);
     for (unsigned int index = 0; index < container.GetNumberOfSettings(); ++index) {
-      const std::string name = named.name + "/#" + std::to_string(index);
+      const std::string name = fmt::format("{}/#{}", named.name, index);
       ISetting* const setting = container.GetSetting(index);
       state[name] = setting == nullptr ? SettingState() : StateOf({name, named.depth + 1, setting});
     }
@@ -29,23 +29,20 @@ std::vector<SettingState> StatesOf(const std::vector<NamedSetting>& settings) {
   return states;
 }
 
-void ExpectSameState(const SettingState& expected, const SettingState& came, const std::string& action) {
+void ExpectSameState(const SettingState& expected, const SettingState& actual, const std::string& action) {
   for (const auto& [key, value] : expected.items()) {
-    // As text: not a number equals itself there.
+    // As text, where NaN equals NaN.
     const std::string text = value.dump();
-    const std::string other = came.value(key, SettingState()).dump();
-    std::string what = key;
-    what.append(" of \"").append(expected["name"].get<std::string>()).append("\" ").append(Shortened(text));
-    what.append(" after ").append(action);
-    Expect(text == other, what, Shortened(other));
+    const std::string other = actual.value(key, SettingState()).dump();
+    ExpectThat(text == other, Shortened(other), "{} of \"{}\" {} after {}", key, expected["name"].get<std::string>(),
+               Shortened(text), action);
   }
 }
 
-void ExpectSameStates(const std::vector<SettingState>& expected, const std::vector<SettingState>& came,
+void ExpectSameStates(const std::vector<SettingState>& expected, const std::vector<SettingState>& actual,
                       const std::string& action) {
-  Expect(expected.size() == came.size(), std::to_string(expected.size()) + " settings after " + action,
-         std::to_string(came.size()));
+  ExpectEqual(expected.size(), actual.size(), "number of settings after {}", action);
   for (std::size_t index = 0; index < expected.size(); ++index) {
-    ExpectSameState(expected[index], came[index], action);
+    ExpectSameState(expected[index], actual[index], action);
   }
 }

@@ -15,8 +15,7 @@ using SettingState = nlohmann::ordered_json;
 SettingState StateOf(const NamedSetting& named);
 std::vector<SettingState> StatesOf(const std::vector<NamedSetting>& settings);
 
-/// Throws CheckFailed unless both are equal: "value of "SampleRate" 44100 after ACTION", and the value that came
-/// instead.
-void ExpectSameState(const SettingState& expected, const SettingState& came, const std::string& action);
-void ExpectSameStates(const std::vector<SettingState>& expected, const std::vector<SettingState>& came,
+/// Throws CheckFailed unless both are equal: "value of "SampleRate" 44100 after ACTION", and the actual value.
+void ExpectSameState(const SettingState& expected, const SettingState& actual, const std::string& action);
+void ExpectSameStates(const std::vector<SettingState>& expected, const std::vector<SettingState>& actual,
                       const std::string& action);

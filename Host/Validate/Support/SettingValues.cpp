@@ -6,6 +6,7 @@
 #include "Host/Text/Numbers.h"
 #include "Host/Text/Utf8.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -88,7 +89,7 @@ struct Fault {
     const Number value = setting.GetValue();
     const unsigned int count = setting.GetNumberOfAllowableValues();
     if (count != 0 && setting.FindIndexOf(value) < 0) {
-      return NumberText(value) + ", which is not among its allowable values";
+      return fmt::format("{}, which is not among its allowable values", NumberText(value));
     }
     return count != 0 ? std::string() : RangeFault(setting.GetMinValue(), setting.GetMaxValue(), value);
   }
@@ -103,7 +104,7 @@ struct Fault {
         return {};
       }
     }
-    return '"' + ToUtf8(value) + "\", which is none of its entries";
+    return fmt::format("\"{}\", which is not among its entries", ToUtf8(value));
   }
   std::string operator()(IUnsignedIntArraySetting& setting) const {
     std::string fault;
@@ -114,12 +115,13 @@ struct Fault {
   }
 
  private:
-  /// A range whose ends are equal is none.
+  /// A range whose ends are equal does not limit anything.
   template <class Number>
   static std::string RangeFault(Number min, Number max, Number value) {
     const bool isWithin = !(min < max) || (value >= min && value <= max);
     return isWithin ? std::string()
-                    : NumberText(value) + ", which is beyond its range " + NumberText(min) + " to " + NumberText(max);
+                    : fmt::format("{}, which is outside its range {} to {}", NumberText(value), NumberText(min),
+                                  NumberText(max));
   }
 };
 

@@ -8,7 +8,7 @@
 class ISetting;
 
 /// Values that `setting` should take, the lowest first: its allowable values (64 of a longer list, the ends among
-/// them), or else the ends and the middle of its range, or else what strains a setting of its kind. None for a
+/// them), or else the ends and the middle of its range, or else extreme values of its kind. None for a
 /// container.
 std::vector<std::string> ValuesToTry(ISetting& setting);
 

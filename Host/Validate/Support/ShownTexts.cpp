@@ -15,10 +15,10 @@ constexpr unsigned int kMost = 10000;
 constexpr unsigned int kDeepest = 32;
 
 void ExpectFew(std::size_t count, const std::string& what) {
-  Expect(count <= kMost, "at most " + std::to_string(kMost) + ' ' + what, std::to_string(count));
+  ExpectThat(count <= kMost, fmt::to_string(count), "at most {} {}", kMost, what);
 }
 
-/// Gathers the texts of one setting and of what it contains.
+/// Gathers the texts of a setting and of those it contains.
 class Gatherer {
  public:
   void Gather(ISetting* setting, const std::string& prefix, unsigned int place, unsigned int depth) {
@@ -26,13 +26,13 @@ class Gatherer {
       return;
     }
     ExpectFew(++m_settings, "settings");
-    Expect(depth <= kDeepest, "settings nested at most " + std::to_string(kDeepest) + " deep", prefix);
+    ExpectThat(depth <= kDeepest, "deeper ones", "settings nested at most {} deep", kDeepest);
     const char* const presetLabel = setting->GetPresetLabel();
     const bool hasName = presetLabel != nullptr && *presetLabel != '\0';
-    m_name = prefix + (hasName ? ToUtf8(presetLabel) : '#' + std::to_string(place));
+    m_name = prefix + (hasName ? ToUtf8(presetLabel) : fmt::format("setting {}", place + 1));
     const unsigned int type = setting->GetType();
-    Expect(type >= kSettingTypeBool && type <= kSettingTypeArray, "type code 1 to 12 of " + Named(),
-           std::to_string(type));
+    ExpectThat(type >= kSettingTypeBool && type <= kSettingTypeArray, fmt::to_string(type),
+               "a type code from 1 to 12 of {}", Named());
     // A time range has neither label, and a container gets its labels later, if at all.
     const bool mayLack = type == kSettingTypeTimeInOut || type == kSettingTypeArray;
     const auto use = mayLack ? ShownText::Use::kExtra : ShownText::Use::kName;
@@ -56,7 +56,7 @@ class Gatherer {
     const unsigned int count = setting.GetNumberOfAllowableValues();
     ExpectFew(count, "entries of " + Named());
     for (unsigned int index = 0; index < count; ++index) {
-      Add("entry " + std::to_string(index), setting.GetAllowableValue(index));
+      Add(fmt::format("entry {}", index), setting.GetAllowableValue(index));
     }
     Add("selected entry", setting.GetValue());
   }
@@ -69,7 +69,7 @@ class Gatherer {
     ExpectFew(setting.GetNumberOfValues(), "values of " + Named());
     for (unsigned int index = 0; index < setting.GetNumberOfValues(); ++index) {
       if (const char* const label = setting.GetValueLabel(index)) {
-        Add("label of value " + std::to_string(index), label);
+        Add(fmt::format("label of value {}", index), label);
       }
     }
   }

@@ -1,7 +1,6 @@
 #pragma once
 
-/// Every text that the settings of a compressor show or file, with a name for each: what a host hands to its dialogs
-/// and presets without looking at it twice.
+/// Every text of a compressor's settings that a host shows in dialogs or writes to presets, with a name for each.
 
 #include <string>
 #include <string_view>
@@ -20,12 +19,12 @@ struct ShownText {
   Use use = Use::kExtra;
 };
 
-/// All of them, containers opened. Throws CheckFailed for what no host could walk: a type code that is none, more than
-/// 10000 entries, values or settings in one place, settings nested more than 32 deep or without end.
+/// All of them, containers opened. Throws CheckFailed for settings that a host cannot walk: an unknown type code, more
+/// than 10000 entries, values or settings in one container, nesting of more than 32 levels or without end.
 std::vector<ShownText> ShownTextsOf(IAudioCompressor& compressor);
 
 /// `text` in double quotes, with its bytes in hexadecimal instead when it is not UTF-8; "null" for null.
 std::string Quoted(const char* text);
 
-/// `text` as reports show it: whatever is beyond 60 bytes cut off, bytes that are no UTF-8 taken for Latin-1.
+/// `text` as reports show it: at most 60 bytes, as UTF-8 (see ToUtf8).
 std::string Shortened(std::string_view text);

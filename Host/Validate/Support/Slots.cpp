@@ -1,7 +1,7 @@
 #include "Host/Validate/Support/Slots.h"
 
 #include "Host/Validate/Engine/Check.h"
-#include "Host/Validate/Support/Library.h"
+#include "Host/Validate/Support/Mappings.h"
 #include "RHOAPI/RhoapiSettingsInterface.h"
 
 #include <dlfcn.h>
@@ -27,17 +27,17 @@ std::size_t SettingSlots(unsigned int type) { return kCommonSlots + (type < kOwn
 
 void ExpectSlotsLeadToCode(const void* address, std::size_t count, const std::string& object) {
   const auto mappings = ReadMappings();
-  const std::string own = FindMapping(mappings, reinterpret_cast<const void*>(&OwnFunction))->file;
+  const std::string own = FindMapping(mappings, reinterpret_cast<const void*>(&OwnFunction))->id;
   const auto* const table = *static_cast<const void* const* const*>(address);
-  Expect(FindMapping(mappings, table) != nullptr && FindMapping(mappings, table + count - 1) != nullptr,
-         object + " with a virtual table of " + std::to_string(count) + " slots", "an address where no memory is");
+  ExpectThat(FindMapping(mappings, table) != nullptr && FindMapping(mappings, table + count - 1) != nullptr,
+             "an address where no memory is", "{} with a virtual table of {} slots", object, count);
   for (std::size_t slot = 0; slot < count; ++slot) {
-    const std::string expected = object + ": slot " + std::to_string(slot) + " to lead to code of the module";
+    const std::string expected = fmt::format("{}: slot {} to lead to code of the module", object, slot);
     const Mapping* const mapping = FindMapping(mappings, table[slot]);
     Expect(mapping != nullptr, expected, "an address where no memory is");
-    Expect(mapping->isExecutable, expected, "an address in data: " + mapping->file);
-    Expect(mapping->file.find('/') != std::string::npos, expected, "memory that belongs to no file");
-    Expect(mapping->file != own, expected, "the host's own code");
-    Expect(!IsUndefinedOperation(table[slot]), expected, "the report of an operation without a definition");
+    Expect(mapping->isExecutable, expected, fmt::format("an address in data: {}", mapping->file));
+    Expect(!mapping->file.empty() && mapping->file.front() == '/', expected, "memory that is not mapped from a file");
+    Expect(mapping->id != own, expected, "the host's own code");
+    Expect(!IsUndefinedOperation(table[slot]), expected, "the error function for an operation without a definition");
   }
 }

@@ -4,34 +4,36 @@
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <algorithm>
+#include <cstring>
+#include <functional>
 #include <iterator>
 #include <limits>
 #include <random>
 
 namespace {
 
-std::string PacketText(const PacketRecord& packet) {
-  return "type " + std::to_string(packet.type) + ", track " + std::to_string(packet.track) + ", time " +
-         std::to_string(packet.time) + '/' + std::to_string(packet.timeBase) + ", duration " +
-         std::to_string(packet.duration) + ", " + std::to_string(packet.payload.size()) + " bytes";
+void ExpectSuccess(RhoStatus status, const std::string& call, const StreamSetup& setup) {
+  ExpectThat(status == kRhoStatusSuccess, StatusText(status), "status 00000000 from {} with {}", call, setup.name);
 }
 
-std::vector<unsigned char> Copied(const unsigned char* bytes, unsigned long size, const std::string& what) {
+void ExpectUnchanged(const KelAudio_t& before, const KelAudio_t& after, const char* call) {
+  ExpectThat(std::memcmp(&before, &after, sizeof before) == 0, "another value in one of its fields",
+             "{} to leave the input record as it is", call);
+}
+
+std::vector<unsigned char> Copied(const unsigned char* bytes, unsigned long size, const char* what) {
   constexpr unsigned long kMost = std::numeric_limits<int>::max();
-  Expect(size <= kMost, what + " of less than 2 GiB", std::to_string(size) + " bytes");
-  Expect(size == 0 || bytes != nullptr, what + " where its size says " + std::to_string(size), "null");
+  ExpectThat(size <= kMost, fmt::format("{} bytes", size), "{} of less than 2 GiB", what);
+  ExpectThat((size == 0) == (bytes == nullptr), bytes == nullptr ? "null" : "an address",
+             "{} that is null if its size, {}, is 0", what, size);
   return size == 0 ? std::vector<unsigned char>() : std::vector<unsigned char>(bytes, bytes + size);
-}
-
-/// Where two payloads of one size part.
-std::string ByteText(const std::vector<unsigned char>& payload, std::size_t place) {
-  return "byte " + std::to_string(place) + " of its payload " + std::to_string(payload[place]);
 }
 
 }  // namespace
 
 PacketRecord RecordOf(const IPacket* packet) {
-  Expect(packet != nullptr, "a packet at each place of the bundle", "null");
+  Expect(packet != nullptr, "a packet at each index of the bundle", "null");
+  NoteStep("reading a packet");
   return {.type = packet->getType(),
           .track = packet->getTrack(),
           .time = packet->getTime(),
@@ -44,8 +46,9 @@ PacketRecord RecordOf(const IPacket* packet) {
 StreamRun::StreamRun(IAudioCompressor& compressor, const StreamSetup& setup)
     : m_compressor(compressor), m_setup(setup), m_output(std::make_unique<OutputRecord>(setup.format.sampleRate)) {
   KelAudio_t description = setup.InputRecord();
-  const RhoStatus status = compressor.CompressFrameBegin(&description);
-  Expect(status == kRhoStatusSuccess, "CompressFrameBegin to answer 0 with " + setup.name, StatusText(status));
+  const KelAudio_t before = description;
+  ExpectSuccess(compressor.CompressFrameBegin(&description), "CompressFrameBegin", setup);
+  ExpectUnchanged(before, description, "CompressFrameBegin");
 }
 
 StreamRun::StreamRun(IAudioCompressor& copy, const StreamRun& original)
@@ -55,32 +58,33 @@ StreamRun::StreamRun(IAudioCompressor& copy, const StreamRun& original)
       m_given(original.m_given) {}
 
 StreamCall StreamRun::Give(Bytes bytes) {
-  KelAudio_t input = m_setup.InputRecord();
+  KelAudio_t input = m_setup.InputRecord(bytes);
   input.time = m_given;
-  input.dataSize = static_cast<unsigned int>(bytes.size());
-  input.sampleCount = input.dataSize / m_setup.format.BytesPerSampleFrame();
-  input.duration = input.sampleCount;
-  // The record is plain for both directions; a compressor only reads its input.
-  input.data = const_cast<unsigned char*>(bytes.data());
-  const unsigned int sampleFrames = input.sampleCount;
-  StreamCall call = Call(
-      &input, "CompressFrame of " + std::to_string(sampleFrames) + " sample frames from " + std::to_string(m_given));
-  Expect(input.data == bytes.data() && input.dataSize == bytes.size() && input.sampleCount == sampleFrames,
-         "CompressFrame to leave the input record as it is", "another size or address in it");
-  m_given += sampleFrames;
+  const KelAudio_t before = input;
+  StreamCall call = Call(&input);
+  ExpectUnchanged(before, input, "CompressFrame");
+  m_given += input.sampleCount;
   return call;
 }
 
-StreamCall StreamRun::Flush() { return Call(nullptr, "the flush"); }
+StreamCall StreamRun::Flush() { return Call(nullptr); }
 
-void StreamRun::End() {
-  const RhoStatus status = m_compressor.CompressFrameEnd();
-  Expect(status == kRhoStatusSuccess, "CompressFrameEnd to answer 0 with " + m_setup.name, StatusText(status));
-}
+void StreamRun::End() { ExpectSuccess(m_compressor.CompressFrameEnd(), "CompressFrameEnd", m_setup); }
 
-StreamCall StreamRun::Call(KelAudio_t* input, const std::string& what) {
+StreamCall StreamRun::Call(KelAudio_t* input) {
   const RhoStatus status = m_compressor.CompressFrame(input, m_output.get());
-  Expect(status == kRhoStatusSuccess, what + " to answer 0 with " + m_setup.name, StatusText(status));
+  if (status != kRhoStatusSuccess) {
+    ExpectSuccess(status,
+                  input == nullptr
+                      ? "the flush"
+                      : fmt::format("CompressFrame of {} sample frames from {}", input->sampleCount, m_given),
+                  m_setup);
+  }
+  ExpectEqual(m_setup.format.sampleRate, m_output->sampleRate, "sample rate in the output record");
+  for (const unsigned int reserved : {m_output->reserved1, m_output->reserved2, m_output->behind}) {
+    ExpectThat(reserved == OutputRecord::kUntouched, "another value",
+               "reserved fields of the output record, and what lies behind it, unchanged");
+  }
   return {m_leavesPackets ? std::vector<PacketRecord>() : TakePackets(),
           {m_output->time, m_output->timeScale, m_output->duration, m_output->sampleCount}};
 }
@@ -91,10 +95,41 @@ std::vector<PacketRecord> StreamRun::TakePackets() {
     const unsigned long before = m_output->packets->size();
     const OwnedPacket packet(m_output->packets->remove(0));
     packets.push_back(RecordOf(packet.get()));
-    Expect(m_output->packets->size() == before - 1, std::to_string(before - 1) + " packets when one has been taken out",
-           std::to_string(m_output->packets->size()));
+    ExpectEqual(before - 1, m_output->packets->size(), "packets in the bundle when one has been removed");
   }
   return packets;
+}
+
+RhoStatus RunInto(IAudioCompressor& compressor, const StreamSetup& setup, Bytes input, KelEncAudio_t& out) {
+  setup.ApplyHintsTo(compressor);
+  compressor.ValidateSettings();
+  KelAudio_t record = setup.InputRecord();
+  RhoStatus status = compressor.CompressFrameBegin(&record);
+  const std::size_t half = setup.WholeBytes(input.size() / 2);
+  for (const Bytes part : {input.first(half), input.subspan(half)}) {
+    record = setup.InputRecord(part);
+    status = status == kRhoStatusSuccess ? compressor.CompressFrame(&record, &out) : status;
+  }
+  status = status == kRhoStatusSuccess ? compressor.CompressFrame(nullptr, &out) : status;
+  return status == kRhoStatusSuccess ? compressor.CompressFrameEnd() : status;
+}
+
+std::vector<PacketRecord> RecordsOf(const IPacketBundle* bundle) {
+  std::vector<PacketRecord> packets;
+  for (unsigned long index = 0; bundle != nullptr && index < bundle->size(); ++index) {
+    packets.push_back(RecordOf(bundle->get(index)));
+  }
+  return packets;
+}
+
+std::string PacketText(const PacketRecord& packet) {
+  return fmt::format("type {}, track {}, time {}/{}, duration {}, {} bytes", packet.type, packet.track, packet.time,
+                     packet.timeBase, packet.duration, packet.payload.size());
+}
+
+std::string PacketTextWithDigest(const PacketRecord& packet) {
+  const std::string_view bytes(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
+  return fmt::format("{} of digest {:016x}", PacketText(packet), std::hash<std::string_view>()(bytes));
 }
 
 std::vector<StreamCall> EncodeCalls(IAudioCompressor& compressor, const StreamSetup& setup, Bytes bytes,
@@ -128,23 +163,22 @@ void Append(std::vector<PacketRecord>& packets, std::vector<PacketRecord> more) 
   packets.insert(packets.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
-void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vector<PacketRecord>& came,
+void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vector<PacketRecord>& actual,
                        const std::string& when) {
-  for (std::size_t index = 0; index < std::min(expected.size(), came.size()); ++index) {
+  for (std::size_t index = 0; index < std::min(expected.size(), actual.size()); ++index) {
     const PacketRecord& wanted = expected[index];
-    const PacketRecord& packet = came[index];
-    const std::string place = "packet " + std::to_string(index) + " of " + std::to_string(expected.size()) + ' ' + when;
+    const PacketRecord& packet = actual[index];
+    if (wanted == packet) {
+      continue;
+    }
+    const std::string place = fmt::format("packet {} of {} {}", index, expected.size(), when);
     Expect(PacketText(wanted) == PacketText(packet), place + ": " + PacketText(wanted), PacketText(packet));
     Expect(wanted.descriptor == packet.descriptor, place + " with the same descriptor", "another one");
-    const auto [differing, same] =
-        std::mismatch(wanted.payload.begin(), wanted.payload.end(), packet.payload.begin(), packet.payload.end());
-    if (differing != wanted.payload.end()) {
-      const auto at = static_cast<std::size_t>(differing - wanted.payload.begin());
-      throw CheckFailed{place + ": " + ByteText(wanted.payload, at), ByteText(packet.payload, at)};
-    }
+    const auto different = std::mismatch(wanted.payload.begin(), wanted.payload.end(), packet.payload.begin());
+    ExpectEqual(*different.first, *different.second, "byte {} of the payload of {}",
+                different.first - wanted.payload.begin(), place);
   }
-  Expect(expected.size() == came.size(), std::to_string(expected.size()) + " packets " + when,
-         std::to_string(came.size()));
+  ExpectEqual(expected.size(), actual.size(), "number of packets {}", when);
 }
 
 std::vector<unsigned char> SomeInput(const StreamSetup& setup, std::size_t sampleFrames) {

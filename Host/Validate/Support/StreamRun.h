@@ -3,8 +3,8 @@
 /// Runs of a compressor: blocks in, packets out, every status and every packet looked at.
 
 #include "Host/Validate/Support/CheckedModule.h"
+#include "Host/Validate/Support/OutputRecord.h"
 #include "Host/Validate/Support/StreamSetup.h"
-#include "Host/Validate/Support/TestRun.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,7 +14,7 @@
 
 using Bytes = std::span<const unsigned char>;
 
-/// A packet as it came.
+/// What a packet holds.
 struct PacketRecord {
   unsigned int type = 0;
   unsigned int track = 0;
@@ -27,7 +27,7 @@ struct PacketRecord {
   bool operator==(const PacketRecord&) const = default;
 };
 
-/// The packet at its address, copied. Fails the check for a packet that cannot be read: null, or with a size but no
+/// A copy of the packet's contents. Fails the check for a packet that cannot be read: null, or with a size but no
 /// bytes.
 PacketRecord RecordOf(const IPacket* packet);
 
@@ -66,7 +66,7 @@ class StreamRun {
   KelEncAudio_t& Output() { return *m_output; }
 
  private:
-  StreamCall Call(KelAudio_t* input, const std::string& what);
+  StreamCall Call(KelAudio_t* input);
   std::vector<PacketRecord> TakePackets();
 
   IAudioCompressor& m_compressor;
@@ -88,11 +88,22 @@ std::vector<PacketRecord> Encode(IAudioCompressor& compressor, const StreamSetup
 /// The same with a new compressor, and the whole input in one block: what other runs are compared with.
 std::vector<PacketRecord> EncodeAtOnce(const CheckedModule& module, const StreamSetup& setup, Bytes bytes);
 
+/// A whole run of `input` in two blocks with a compressor that is set up: the first status that is not success. Allocates
+/// nothing itself.
+RhoStatus RunInto(IAudioCompressor& compressor, const StreamSetup& setup, Bytes input, KelEncAudio_t& out);
+
+/// The packets of a record's bundle, which stay there; none when there is no bundle.
+std::vector<PacketRecord> RecordsOf(const IPacketBundle* bundle);
+
+/// "type 24, track 0, time 1470/44100, duration 0, 5880 bytes", and a digest of the bytes where asked for.
+std::string PacketText(const PacketRecord& packet);
+std::string PacketTextWithDigest(const PacketRecord& packet);
+
 /// Adds packets to others.
 void Append(std::vector<PacketRecord>& packets, std::vector<PacketRecord> more);
 
 /// Fails the check unless both are the same; says which packet differs in what, `when`: "in blocks of 7 sample frames".
-void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vector<PacketRecord>& came,
+void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vector<PacketRecord>& actual,
                        const std::string& when);
 
 /// Input for a setup: bytes without a short period, the same each time.

@@ -1,14 +1,14 @@
 #include "Host/Validate/Support/StreamSetup.h"
 
 #include "Host/Text/Errors.h"
-#include "Host/Text/Numbers.h"
 #include "Host/Validate/Engine/Check.h"
-#include "Host/Validate/Support/Subject.h"
+#include "Host/Validate/Engine/Seed.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/SettingValues.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <list>
 #include <random>
 
@@ -27,26 +27,45 @@ bool OffersLinearPcm(IAudioCompressor& compressor) {
 /// Completes `setup` with what its settings come to in a new compressor, and sees that a run can begin. Throws Failure
 /// or WrongUse when the compressor does not take them together.
 void Complete(StreamSetup& setup, const CheckedModule& module) {
-  const CompressorOwner compressor = NewCompressor(module);
+  const CompressorOwner compressor = module.CreateCompressor();
   setup.isLinearPcm = OffersLinearPcm(*compressor);
   setup.ApplyTo(*compressor);
   setup.format = ChooseFormat(*compressor, {}, nullptr);
   if (KelGetChannelMode(setup.format.layout.c_str()) != compressor->GetChannelMode()) {
-    throw Failure("how many channels " + setup.format.layout + " has is not told");
+    throw Failure(fmt::format("the channel count of {} is unknown", setup.format.layout));
   }
   const std::size_t bytes = setup.format.BytesPerSampleFrame();
   const std::size_t sampleFrames = setup.SampleFramesPerPacket();
   if (bytes == 0 || sampleFrames == 0 || setup.SomeSampleFrames() > kMostBytes / bytes) {
-    throw Failure(std::to_string(sampleFrames) + " sample frames a packet, of " + std::to_string(bytes) +
-                  " bytes each");
+    throw Failure(fmt::format("{} sample frames per packet, of {} bytes each", sampleFrames, bytes));
   }
   KelAudio_t record = setup.InputRecord();
   if (const RhoStatus status = compressor->CompressFrameBegin(&record); status != kRhoStatusSuccess) {
-    throw Failure("CompressFrameBegin answers " + StatusText(status));
+    throw Failure(fmt::format("CompressFrameBegin answers {}", StatusText(status)));
   }
-  setup.name += " (" + NumberText(setup.format.sampleRate) + " Hz, " + NumberText(setup.format.bits) + " bits, " +
-                setup.format.layout + ", " + NumberText(setup.framesPerSecond) + " packets a second, seed " +
-                NumberText(Seed()) + ')';
+  setup.name =
+      fmt::format("{} ({} Hz, {} bits, {}, {} packets per second, seed {})", setup.name, setup.format.sampleRate,
+                  setup.format.bits, setup.format.layout, setup.framesPerSecond, Seed());
+}
+
+/// Calls `check` for those of the setups that the compressor takes. Skips the check when it takes none.
+void ForEachPossible(std::vector<StreamSetup> setups, const CheckedModule& module,
+                     const std::function<void(const StreamSetup&)>& check) {
+  std::string refusal = "the compressor offers no settings";
+  bool isTaken = false;
+  for (StreamSetup& setup : setups) {
+    try {
+      Complete(setup, module);
+    } catch (const std::runtime_error& failure) {
+      refusal = fmt::format("{}: {}", setup.name, failure.what());
+      continue;
+    }
+    isTaken = true;
+    check(setup);
+  }
+  if (!isTaken) {
+    throw CheckSkipped{refusal};
+  }
 }
 
 }  // namespace
@@ -68,17 +87,21 @@ void StreamSetup::ApplyTo(IAudioCompressor& compressor) const {
 }
 
 CompressorOwner StreamSetup::NewCompressor(const CheckedModule& module) const {
-  CompressorOwner compressor = ::NewCompressor(module);
+  CompressorOwner compressor = module.CreateCompressor();
   ApplyTo(*compressor);
   return compressor;
 }
 
-KelAudio_t StreamSetup::InputRecord() const {
+KelAudio_t StreamSetup::InputRecord(std::span<const unsigned char> bytes) const {
   KelAudio_t record{};
   record.timeScale = format.sampleRate;
   record.format = format.sampleType;
   record.channels = format.channels;
   record.sampleRate = format.sampleRate;
+  record.dataSize = static_cast<unsigned int>(bytes.size());
+  record.sampleCount = record.dataSize / format.BytesPerSampleFrame();
+  record.duration = record.sampleCount;
+  record.data = const_cast<unsigned char*>(bytes.data());
   return record;
 }
 
@@ -90,7 +113,6 @@ std::size_t StreamSetup::SomeSampleFrames() const { return 4 * SampleFramesPerPa
 
 StreamSetup DefaultSetup(const CheckedModule& module) {
   StreamSetup setup{.name = "the default settings", .settings = {}, .format = {}};
-  SettingsOf(*NewCompressor(module));
   try {
     Complete(setup, module);
   } catch (const std::runtime_error& refusal) {
@@ -102,25 +124,36 @@ StreamSetup DefaultSetup(const CheckedModule& module) {
 void ForEachSetup(const CheckedModule& module, const std::function<void(const StreamSetup&)>& check) {
   constexpr unsigned int kRandomOnes = 50;
   std::mt19937_64 random(Seed());
-  std::string refusal;
-  bool isTaken = false;
-  for (const Combination& combination : CombinationsOf(*NewCompressor(module), kRandomOnes)) {
-    StreamSetup setup{.name = combination.name,
+  std::vector<StreamSetup> setups;
+  for (const Combination& combination : CombinationsOf(*module.CreateCompressor(), kRandomOnes)) {
+    setups.push_back({.name = combination.name,
                       .settings = combination,
                       .framesPerSecond = kFrameRates[random() % kFrameRates.size()],
-                      .format = {}};
-    try {
-      Complete(setup, module);
-    } catch (const std::runtime_error& failure) {
-      refusal = combination.name + ": " + failure.what();
-      continue;
+                      .format = {}});
+  }
+  ForEachPossible(std::move(setups), module, check);
+}
+
+void ForEachRate(const CheckedModule& module, const std::function<void(const StreamSetup&)>& check) {
+  const CompressorOwner compressor = module.CreateCompressor();
+  std::vector<Combination> others = CombinationsOf(*compressor, 10);
+  std::size_t turn = 0;
+  std::vector<StreamSetup> setups;
+  ISetting* const rateSetting = compressor->GetSampleRateSetting();
+  if (rateSetting == nullptr) {
+    throw CheckSkipped{"the compressor has no sample rate setting"};
+  }
+  for (const std::string& rate : ValuesToTry(*rateSetting)) {
+    for (const double framesPerSecond : kFrameRates) {
+      Combination combination = others[turn++ % others.size()];
+      std::erase_if(combination.values,
+                    [&](const auto& value) { return value.first == rateSetting->GetPresetLabel(); });
+      combination.values.emplace_back(rateSetting->GetPresetLabel(), rate);
+      setups.push_back(
+          {.name = "each rate", .settings = std::move(combination), .framesPerSecond = framesPerSecond, .format = {}});
     }
-    isTaken = true;
-    check(setup);
   }
-  if (!isTaken) {
-    throw CheckSkipped{refusal};
-  }
+  ForEachPossible(std::move(setups), module, check);
 }
 
 void OnlyForLinearPcm(const StreamSetup& setup) {
@@ -129,8 +162,4 @@ void OnlyForLinearPcm(const StreamSetup& setup) {
   }
 }
 
-std::string StatusText(RhoStatus status) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "status %08X", status);
-  return text.data();
-}
+std::string StatusText(RhoStatus status) { return fmt::format("status {:08X}", status); }

@@ -7,6 +7,7 @@
 #include "Host/Validate/Support/Combinations.h"
 
 #include <functional>
+#include <span>
 #include <string>
 
 struct StreamSetup {
@@ -24,8 +25,12 @@ struct StreamSetup {
   /// A new compressor set up like this.
   CompressorOwner NewCompressor(const CheckedModule& module) const;
 
-  /// A record of input, without any data yet.
-  KelAudio_t InputRecord() const;
+  /// A record that describes these bytes as input; by default none. The record is plain for both directions: a
+  /// compressor only reads its input.
+  KelAudio_t InputRecord(std::span<const unsigned char> bytes = {}) const;
+
+  /// `size` without a trailing part of a sample frame.
+  std::size_t WholeBytes(std::size_t size) const { return size - size % format.BytesPerSampleFrame(); }
 
   /// Sample frames of a packet of linear PCM, but for a shorter last one.
   std::size_t SampleFramesPerPacket() const;
@@ -35,6 +40,10 @@ struct StreamSetup {
 
 /// What a compressor is set to by itself. Skips the check when it does not take input by that.
 StreamSetup DefaultSetup(const CheckedModule& module);
+
+/// Every combination of a sample rate that the compressor offers and a usual frame rate, with its other settings in turn,
+/// by what it says of itself. Skips the check when it takes none.
+void ForEachRate(const CheckedModule& module, const std::function<void(const StreamSetup&)>& check);
 
 /// Calls `check` for the lowest settings, the highest and fifty random ones, those that the compressor takes together.
 /// Skips the check when it takes none.

@@ -2,50 +2,44 @@
 
 #include "Host/Validate/Engine/Check.h"
 
-void ExpectNumber(std::uint64_t expected, std::uint64_t came, const std::string& what) {
-  Expect(expected == came, what + ": " + std::to_string(expected), std::to_string(came));
-}
-
 std::uint64_t SampleFramesOf(const PacketRecord& packet, const StreamSetup& setup) {
   const std::size_t bytesPerSampleFrame = setup.format.BytesPerSampleFrame();
-  Expect(packet.payload.size() % bytesPerSampleFrame == 0,
-         "a payload of whole sample frames, " + std::to_string(bytesPerSampleFrame) + " bytes each, with " + setup.name,
-         std::to_string(packet.payload.size()) + " bytes");
+  ExpectThat(packet.payload.size() % bytesPerSampleFrame == 0, fmt::format("{} bytes", packet.payload.size()),
+             "a payload of whole sample frames, {} bytes each, with {}", bytesPerSampleFrame, setup.name);
   return packet.payload.size() / bytesPerSampleFrame;
 }
 
 void ExpectContinues(const StreamCall& call, const StreamSetup& setup, std::uint64_t& position) {
-  const std::uint64_t rate = setup.format.sampleRate;
+  const unsigned int rate = setup.format.sampleRate;
   const std::uint64_t start = position;
   for (const PacketRecord& packet : call.packets) {
     const std::uint64_t sampleFrames = SampleFramesOf(packet, setup);
-    const std::string with = " of the packet at sample frame " + std::to_string(position) + " with " + setup.name;
-    ExpectNumber(IPacket::kPacketTypeLinearPCM, packet.type, "type" + with);
-    ExpectNumber(rate, packet.timeBase, "time base" + with);
-    ExpectNumber(position, packet.time, "time" + with);
-    ExpectNumber(packet.duration == 0 ? 0 : sampleFrames, packet.duration, "duration" + with);
+    constexpr auto kWhere = "{} of the packet at sample frame {} with {}";
+    ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, packet.type, kWhere, "type", position, setup.name);
+    ExpectEqual(rate, packet.timeBase, kWhere, "time base", position, setup.name);
+    ExpectEqual(position, packet.time, kWhere, "time", position, setup.name);
+    ExpectEqual(packet.duration == 0 ? 0 : sampleFrames, packet.duration, kWhere, "duration", position, setup.name);
     position += sampleFrames;
   }
-  const std::string with =
-      " in the output record of the call at sample frame " + std::to_string(start) + " with " + setup.name;
-  ExpectNumber(rate, call.output.timeScale, "time scale" + with);
-  ExpectNumber(start, call.output.time, "time" + with);
-  ExpectNumber(position - start, call.output.sampleCount, "sample count" + with);
-  ExpectNumber(position - start, call.output.duration, "duration" + with);
+  constexpr auto kWhere = "{} in the output record of the call at sample frame {} with {}";
+  ExpectEqual(rate, call.output.timeScale, kWhere, "time scale", start, setup.name);
+  ExpectEqual(start, call.output.time, kWhere, "time", start, setup.name);
+  ExpectEqual(position - start, call.output.sampleCount, kWhere, "sample count", start, setup.name);
+  ExpectEqual(position - start, call.output.duration, kWhere, "duration", start, setup.name);
 }
 
 void ExpectInOrder(const std::vector<PacketRecord>& packets, const StreamSetup& setup) {
+  constexpr auto kWhere = "{} of packet {} with {}";
   for (std::size_t index = 0; index < packets.size(); ++index) {
     const PacketRecord& packet = packets[index];
     const PacketRecord& before = packets[index == 0 ? 0 : index - 1];
-    const std::string with = " of packet " + std::to_string(index) + " with " + setup.name;
-    Expect(packet.timeBase != 0, "a time base" + with, "0");
-    ExpectNumber(before.timeBase, packet.timeBase, "time base" + with);
-    ExpectNumber(before.track, packet.track, "track" + with);
-    Expect(packet.time >= before.time, "time" + with + " not before " + std::to_string(before.time),
-           std::to_string(packet.time));
+    ExpectThat(packet.timeBase != 0, "0", kWhere, "a time base", index, setup.name);
+    ExpectEqual(before.timeBase, packet.timeBase, kWhere, "time base", index, setup.name);
+    ExpectEqual(before.track, packet.track, kWhere, "track", index, setup.name);
+    ExpectThat(packet.time >= before.time, fmt::to_string(packet.time), "time of packet {} not before {} with {}",
+               index, before.time, setup.name);
     if (index != 0 && before.duration != 0) {
-      ExpectNumber(before.time + before.duration, packet.time, "time" + with);
+      ExpectEqual(before.time + before.duration, packet.time, kWhere, "time", index, setup.name);
     }
   }
 }

@@ -8,9 +8,6 @@
 #include <string>
 #include <vector>
 
-/// Fails the check unless both are the same: "WHAT: 1470", and what came.
-void ExpectNumber(std::uint64_t expected, std::uint64_t came, const std::string& what);
-
 /// Sample frames in a packet of linear PCM. Fails the check for a payload of anything but whole ones.
 std::uint64_t SampleFramesOf(const PacketRecord& packet, const StreamSetup& setup);
 

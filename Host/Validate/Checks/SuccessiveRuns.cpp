@@ -1,15 +1,15 @@
-#include "Host/Validate/Checks/StreamCheckFunctions.h"
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/StreamRun.h"
-#include "Host/Validate/Support/Subject.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <utility>
 
 namespace {
 
-/// A run that another one is made beside, block by block.
+/// A run beside others, block by block.
 struct SideRun {
   SideRun(const CheckedModule& module, const StreamSetup& setup, std::size_t sampleFramesPerBlock)
       : input(SomeInput(setup)),
@@ -50,10 +50,7 @@ std::vector<StreamSetup> DifferentSetups(const CheckedModule& module) {
   return setups;
 }
 
-}  // namespace
-
-void CheckAfterFlush(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void EndsWithTheFlush(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const CompressorOwner compressor = setup.NewCompressor(module);
@@ -62,17 +59,15 @@ void CheckAfterFlush(const std::string& path) {
   const StreamCall flush = run.Flush();
   for (const char* const what : {"a second flush", "input after the flush"}) {
     const StreamCall call = *what == 'a' ? run.Flush() : run.Give(input);
-    Expect(call.packets.empty(), std::string("no packet from ") + what, std::to_string(call.packets.size()));
-    if (setup.isLinearPcm) {
-      Expect(call.output == flush.output, std::string("an output record that ") + what + " has not touched",
-             "time " + std::to_string(call.output.time) + ", sample count " + std::to_string(call.output.sampleCount));
-    }
+    ExpectEqual(0U, call.packets.size(), "packets from {}", what);
+    ExpectThat(!setup.isLinearPcm || call.output == flush.output,
+               fmt::format("time {}, sample count {}", call.output.time, call.output.sampleCount),
+               "an output record unchanged by {}", what);
   }
   run.End();
 }
 
-void CheckSecondRun(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void RunsAgain(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     const CompressorOwner compressor = setup.NewCompressor(module);
@@ -82,8 +77,7 @@ void CheckSecondRun(const std::string& path) {
   });
 }
 
-void CheckUnfinishedRun(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void BeginsAfterUnfinishedRun(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const CompressorOwner compressor = setup.NewCompressor(module);
@@ -96,12 +90,11 @@ void CheckUnfinishedRun(const std::string& path) {
       }
     }
     ExpectSamePackets(EncodeAtOnce(module, setup, input), Encode(*compressor, setup, input, {1000}),
-                      std::string("of a new run after one that was not flushed") + (isEnded ? "" : " nor ended"));
+                      fmt::format("of a new run after one that was not flushed{}", isEnded ? "" : " nor ended"));
   }
 }
 
-void CheckInterleaved(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void RunsSideBySide(const CheckedModule& module) {
   const std::vector<StreamSetup> setups = DifferentSetups(module);
   std::vector<std::unique_ptr<SideRun>> runs;
   std::size_t sampleFrames = 500;
@@ -116,27 +109,23 @@ void CheckInterleaved(const std::string& path) {
     std::erase_if(running, [](SideRun* run) { return !run->Step(); });
   }
   for (std::size_t index = 0; index < runs.size(); ++index) {
-    ExpectSamePackets(
-        runs[index]->expected, runs[index]->packets,
-        "beside " + std::to_string(runs.size() - 1) + " other runs as alone, with " + setups[index / 2].name);
+    ExpectSamePackets(runs[index]->expected, runs[index]->packets,
+                      fmt::format("beside {} other runs as alone, with {}", runs.size() - 1, setups[index / 2].name));
   }
 }
 
-void CheckRunCopies(const std::string& path) {
-  const CheckedModule module = LoadModule(path);
+void CopiesContinueRuns(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
-  const std::size_t half = input.size() / setup.format.BytesPerSampleFrame() / 2 * setup.format.BytesPerSampleFrame();
+  const std::size_t half = setup.WholeBytes(input.size() / 2);
   const Bytes rest = Bytes(input).subspan(half);
 
   CompressorOwner original = setup.NewCompressor(module);
   StreamRun run(*original, setup);
   std::vector<PacketRecord> packets = run.Give(Bytes(input).first(half)).packets;
   const CompressorOwner copy(original->CreateCopy());
-  if (copy == nullptr || copy.get() == original.get()) {
-    throw CheckSkipped{"the compressor makes no copies"};
-  }
+  Expect(copy != nullptr, "a copy from CreateCopy during a run", "null");
   StreamRun copiedRun(*copy, run);
   std::vector<PacketRecord> copied = packets;
   Append(packets, run.Give(rest).packets);
@@ -146,6 +135,24 @@ void CheckRunCopies(const std::string& path) {
   Append(copied, copiedRun.Give(rest).packets);
   Append(copied, copiedRun.Flush().packets);
   copiedRun.End();
-  ExpectSamePackets(expected, packets, "of a run that a copy has been made of half-way");
-  ExpectSamePackets(expected, copied, "of a run that a copy of the compressor has gone on with half-way");
+  ExpectSamePackets(expected, packets, "of a run whose compressor is copied half-way");
+  ExpectSamePackets(expected, copied, "of a run that a copy of the compressor continues half-way");
+}
+
+}  // namespace
+
+std::span<const Check> StreamRunChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"stream.after-flush", "Packets after the end of the stream would be heard as an echo of it.",
+       OnModule<EndsWithTheFlush>, kHasSettings},
+      {"stream.second-run", "A host that encodes files one after another uses one compressor.", OnModule<RunsAgain>,
+       kHasSettings},
+      {"stream.unfinished-run", "After a cancelled encoding the next one must not begin with its remains.",
+       OnModule<BeginsAfterUnfinishedRun>, kHasSettings},
+      {"stream.interleaved", "Hosts encode several files at a time; hidden shared state mixes them up.",
+       OnModule<RunsSideBySide>, kHasSettings},
+      {"stream.run-copies", "A copy made during a run continues from the same point, independently.",
+       OnModule<CopiesContinueRuns>, kHasSettings},
+  });
+  return kChecks;
 }

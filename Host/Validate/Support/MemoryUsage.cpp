@@ -1,11 +1,11 @@
-#include "Host/Validate/Support/HeldMemory.h"
+#include "Host/Validate/Support/MemoryUsage.h"
 
 #include <dlfcn.h>
 #include <malloc.h>
 #include <unistd.h>
 #include <fstream>
 
-HeldMemory::HeldMemory() {
+MemoryUsage::MemoryUsage() {
   // Sanitizers allocate in a way of their own, and know how much of it is in use.
   if (void* const sanitizer = dlsym(RTLD_DEFAULT, "__sanitizer_get_current_allocated_bytes"); sanitizer != nullptr) {
     heap = reinterpret_cast<std::size_t (*)()>(sanitizer)();

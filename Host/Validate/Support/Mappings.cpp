@@ -1,33 +1,10 @@
-#include "Host/Validate/Support/Library.h"
-
-#include "Host/Text/Errors.h"
-#include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/Mappings.h"
 
 #include <dlfcn.h>
 #include <link.h>
 #include <algorithm>
 #include <fstream>
 #include <sstream>
-
-namespace {
-
-SharedLibrary Load(const std::string& path) {
-  try {
-    return SharedLibrary(path);
-  } catch (const Failure& failure) {
-    throw CheckFailed{"a library that can be loaded", failure.what()};
-  }
-}
-
-}  // namespace
-
-Library::Library(const std::string& path) : m_library(Load(path)) {}
-
-const void* Library::Address() const {
-  link_map* map = nullptr;
-  const bool isKnown = dlinfo(m_library.Handle(), RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0;
-  return isKnown ? static_cast<const void*>(map->l_ld) : nullptr;
-}
 
 std::vector<Mapping> ReadMappings() {
   std::vector<Mapping> mappings;
@@ -38,9 +15,12 @@ std::vector<Mapping> ReadMappings() {
     char dash = 0;
     std::string rights;
     std::string offset;
-    words >> std::hex >> mapping.begin >> dash >> mapping.end >> rights >> offset >> std::ws;
+    std::string inode;
+    words >> std::hex >> mapping.begin >> dash >> mapping.end >> rights >> offset >> mapping.id >> inode >> std::ws;
     std::getline(words, mapping.file);
+    mapping.id += ' ' + inode;
     mapping.isExecutable = rights.find('x') != std::string::npos;
+    mapping.isWritable = rights.find('w') != std::string::npos;
     mappings.push_back(std::move(mapping));
   }
   return mappings;
@@ -50,4 +30,10 @@ const Mapping* FindMapping(const std::vector<Mapping>& mappings, const void* add
   const auto found = std::find_if(mappings.begin(), mappings.end(),
                                   [address](const Mapping& mapping) { return mapping.Contains(address); });
   return found == mappings.end() ? nullptr : &*found;
+}
+
+const void* DynamicSection(void* handle) {
+  link_map* map = nullptr;
+  const bool isKnown = dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0;
+  return isKnown ? static_cast<const void*>(map->l_ld) : nullptr;
 }
