@@ -117,6 +117,7 @@ std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to,
       throw SystemFailure(m_name, "read", errno);
     }
     if (count == 0) {
+      m_sawEnd = m_isStream;
       break;
     }
     done += count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -125,10 +126,14 @@ std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to,
 }
 
 void InputBytes::ReplaceHead(std::vector<unsigned char> head, std::uint64_t replaced) {
+  if (replaced > (m_isStream ? m_head.size() : m_length)) {
+    throw Failure(m_name + ": ends within its header");
+  }
   if (m_isStream) {
     const std::size_t oldSize = m_head.size();
     head.insert(head.end(), m_head.begin() + static_cast<std::ptrdiff_t>(replaced), m_head.end());
     m_streamPosition += head.size() - oldSize;
+    m_length += head.size() - oldSize;
   } else {
     m_headFileEnd = replaced;
     m_length = m_length - replaced + head.size();

@@ -47,8 +47,14 @@ class InputBytes {
   /// True when the last read was short because the bytes ended.
   bool CameShort() const { return m_cameShort; }
 
-  /// Replaces the first `replaced` bytes, which must exist and, in a stream, still be kept, by `head`. Positions and
-  /// length then refer to the new beginning.
+  /// True once a stream has ended before Length(). A file never does.
+  bool EndedEarly() const { return m_sawEnd && m_streamPosition < m_length; }
+
+  /// Streams: bytes read so far.
+  std::uint64_t StreamPosition() const { return m_streamPosition; }
+
+  /// Replaces the first `replaced` bytes, by `head`. Positions and length then refer to the new beginning.
+  /// Throws Failure if there are fewer bytes, or a stream no longer keeps them.
   void ReplaceHead(std::vector<unsigned char> head, std::uint64_t replaced);
 
   /// Stops keeping a stream's beginning: from here on it is read from front to back.
@@ -65,6 +71,7 @@ class InputBytes {
   bool m_isStream = false;
   bool m_keeping = true;
   bool m_cameShort = false;
+  bool m_sawEnd = false;  ///< streams: the descriptor came to its end
   std::uint64_t m_length = 0;
   std::vector<unsigned char> m_head;   ///< bytes from position 0 on: a replaced beginning, a stream's kept one
   std::uint64_t m_headFileEnd = 0;     ///< files: where the bytes behind m_head begin in the file

@@ -1,5 +1,6 @@
 #include "Host/Audio/SndfileIo.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,8 +14,10 @@ SndfileIo& Self(void* user) { return *static_cast<SndfileIo*>(user); }
 
 }  // namespace
 
-SoundFile SndfileIo::Open(SF_INFO& info) {
+SoundFile SndfileIo::Open(SF_INFO& info, std::uint64_t longest) {
+  info = {};
   m_position = 0;
+  m_longest = longest;
   SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};
   // libsndfile keeps the error of a failed open in one global variable.
   static std::mutex mutex;
@@ -33,7 +36,9 @@ void SndfileIo::RethrowFailure() {
   }
 }
 
-sf_count_t SndfileIo::Length(void* user) { return static_cast<sf_count_t>(Self(user).m_bytes.Length()); }
+sf_count_t SndfileIo::Length(void* user) {
+  return static_cast<sf_count_t>(std::min(Self(user).m_longest, Self(user).m_bytes.Length()));
+}
 
 sf_count_t SndfileIo::Tell(void* user) { return Self(user).m_position; }
 

@@ -25,8 +25,9 @@ class SndfileIo {
   SndfileIo(const SndfileIo&) = delete;
   SndfileIo& operator=(const SndfileIo&) = delete;
 
-  /// Opens the bytes from their start for reading; null when libsndfile refuses them.
-  SoundFile Open(SF_INFO& info);
+  /// Opens the bytes from their start for reading; null when libsndfile refuses them. libsndfile sees a file of no more
+  /// than `longest` bytes.
+  SoundFile Open(SF_INFO& info, std::uint64_t longest = InputBytes::kEndless);
 
   /// Why the last Open failed: libsndfile's error number and its text.
   int OpenError() const { return m_openError; }
@@ -47,6 +48,7 @@ class SndfileIo {
 
   InputBytes& m_bytes;
   sf_count_t m_position = 0;
+  std::uint64_t m_longest = InputBytes::kEndless;
   std::exception_ptr m_failure;
   bool m_isEndHidden = false;
   int m_openError = 0;

@@ -1,5 +1,8 @@
 #include "Host/Audio/SoundContainers.h"
 
+#include "Host/Audio/ByteNumbers.h"
+#include "Host/Text/Errors.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -11,9 +14,11 @@ namespace {
 constexpr std::uint64_t kOpen32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t kWavFirstChunk = 12;
 constexpr std::size_t kCafEditCount = 4;
-constexpr std::uint64_t kLongestCopied = std::uint64_t{1} << 20;
+constexpr std::uint64_t kMostCopied = std::uint64_t{1} << 20;
+constexpr unsigned int kMostChunks = 1024;  // more than any program writes; each costs a read
 
 constexpr std::string_view kAiffData = "SSND";
+constexpr std::string_view kSvxData = "BODY";
 
 /// How a family of containers strings its chunks together.
 struct ChunkGrammar {
@@ -29,7 +34,7 @@ struct ChunkGrammar {
   std::string_view dataName;
 };
 
-constexpr std::array<ChunkGrammar, 8> kGrammars{{
+constexpr std::array<ChunkGrammar, 10> kGrammars{{
     {"RIFF", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
     {"RF64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
     {"BW64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
@@ -37,6 +42,8 @@ constexpr std::array<ChunkGrammar, 8> kGrammars{{
     {"riff", 24, "wave", 40, 16, 8, false, true, 8, "data"},
     {"FORM", 8, "AIFF", 12, 4, 4, true, false, 2, kAiffData},
     {"FORM", 8, "AIFC", 12, 4, 4, true, false, 2, kAiffData},
+    {"FORM", 8, "8SVX", 12, 4, 4, true, false, 2, kSvxData},
+    {"FORM", 8, "16SV", 12, 4, 4, true, false, 2, kSvxData},
     {"caff", 0, "caff", 8, 4, 8, true, false, 1, "data"},
 }};
 
@@ -47,14 +54,6 @@ bool HasText(const Head& head, std::size_t at, std::string_view text) {
                     [](char expected, unsigned char byte) { return static_cast<unsigned char>(expected) == byte; });
 }
 
-std::uint64_t Number(const unsigned char* bytes, std::size_t size, bool isBigEndian) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < size; ++i) {
-    value = value << 8 | bytes[isBigEndian ? i : size - 1 - i];
-  }
-  return value;
-}
-
 std::vector<unsigned char> NumberBytes(std::uint64_t value, std::size_t size, bool isBigEndian) {
   std::vector<unsigned char> bytes(size);
   for (std::size_t i = 0; i < size; ++i) {
@@ -63,21 +62,23 @@ std::vector<unsigned char> NumberBytes(std::uint64_t value, std::size_t size, bo
   return bytes;
 }
 
-/// Reads one chunk's header after the other.
+/// Reads one chunk's header after the other, up to the end, a chunk without a name (zeros), or too many chunks.
 class ChunkWalker {
  public:
   ChunkWalker(InputBytes& bytes, const ChunkGrammar& grammar)
       : m_bytes(bytes), m_grammar(grammar), m_next(grammar.firstChunk) {}
 
-  /// Steps to the next chunk; false where there is none.
+  /// Steps to the next chunk; false where there is none. Start() then is where the chunks end.
   bool Next() {
     const std::size_t headerSize = m_grammar.nameSize + m_grammar.sizeSize;
     m_start = m_next;
-    if (m_bytes.ReadAt(m_start, m_header.data(), headerSize) != headerSize) {
+    constexpr std::string_view kNoName("\0\0\0\0", 4);
+    if (++m_count > kMostChunks || m_bytes.ReadAt(m_start, m_header.data(), headerSize) != headerSize ||
+        IsNamed(kNoName)) {
       return false;
     }
     m_body = m_start + headerSize;
-    m_size = Number(m_header.data() + m_grammar.nameSize, m_grammar.sizeSize, m_grammar.isBigEndian);
+    m_size = ReadNumber(m_header.data() + m_grammar.nameSize, m_grammar.sizeSize, m_grammar.isBigEndian);
     if (m_grammar.sizeCountsHeader) {
       m_size = m_size < headerSize ? 0 : m_size - headerSize;
     }
@@ -97,6 +98,7 @@ class ChunkWalker {
   InputBytes& m_bytes;
   const ChunkGrammar& m_grammar;
   Head m_header{};
+  unsigned int m_count = 0;
   std::uint64_t m_start = 0;
   std::uint64_t m_body = 0;
   std::uint64_t m_size = 0;
@@ -122,7 +124,7 @@ std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGr
   if (data.Size() == kOpen32 && size64 != 0 && size64 < InputBytes::kEndless) {
     return size64;
   }
-  const std::uint64_t wholeSize = Number(head.data() + 4, 4, grammar.isBigEndian);
+  const std::uint64_t wholeSize = ReadNumber(head.data() + 4, 4, grammar.isBigEndian);
   return IsLeftOpen(data.Size(), wholeSize, grammar.dataName == kAiffData, bytes) ? std::nullopt
                                                                                   : std::optional(data.Size());
 }
@@ -135,31 +137,39 @@ void SkipPreamble(SampleData& found, std::uint64_t preamble) {
   }
 }
 
-std::optional<SampleData> FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const Head& head) {
+SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const Head& head) {
   std::uint64_t size64 = 0;
-  for (ChunkWalker chunk(bytes, grammar); chunk.Next();) {
+  ChunkWalker chunk(bytes, grammar);
+  while (chunk.Next() && !chunk.IsNamed(grammar.dataName)) {
     std::array<unsigned char, 16> body{};
     if (chunk.IsNamed("ds64") && bytes.ReadAt(chunk.Body(), body.data(), body.size()) == body.size()) {
-      size64 = Number(body.data() + 8, 8, false);
+      size64 = ReadNumber(body.data() + 8, 8, false);
     }
-    if (!chunk.IsNamed(grammar.dataName)) {
-      continue;
-    }
-    SampleData found;
-    found.start = chunk.Body();
-    found.size = PromisedSize(chunk, grammar, head, size64, bytes);
-    found.isLittleEndianWav = grammar.firstChunk == kWavFirstChunk && !grammar.isBigEndian;
-    found.isCaf = grammar.magic == "caff";
-    found.isW64 = grammar.magic == "riff";
-    if (found.isCaf) {
-      SkipPreamble(found, kCafEditCount);
-    } else if (grammar.dataName == kAiffData) {
-      bytes.ReadAt(chunk.Body(), body.data(), 4);
-      SkipPreamble(found, 8 + Number(body.data(), 4, true));
-    }
-    return found;
   }
-  return std::nullopt;
+  if (!chunk.IsNamed(grammar.dataName)) {
+    throw Failure(bytes.Name() + ": contains no samples: it has no chunk \"" + std::string(grammar.dataName) + '"');
+  }
+  SampleData found;
+  found.start = chunk.Body();
+  found.size = PromisedSize(chunk, grammar, head, size64, bytes);
+  found.isLittleEndianWav = grammar.firstChunk == kWavFirstChunk && grammar.dataName == "data" && !grammar.isBigEndian;
+  found.isCaf = grammar.magic == "caff";
+  found.isW64 = grammar.magic == "riff";
+  found.isStreamable = grammar.dataName != kSvxData;
+  if (found.isCaf) {
+    SkipPreamble(found, kCafEditCount);
+  } else if (grammar.dataName == kAiffData) {
+    std::array<unsigned char, 4> offset{};
+    bytes.ReadAt(chunk.Body(), offset.data(), offset.size());
+    SkipPreamble(found, 8 + ReadNumber(offset.data(), offset.size(), true));
+  }
+  if (!bytes.IsStream() && found.size.value_or(0) != 0) {
+    while (chunk.Next()) {
+    }
+    // libsndfile would go on looking for chunks, for hours in a large sparse file.
+    bytes.EndAt(std::max(chunk.Start(), found.start + *found.size));
+  }
+  return found;
 }
 
 /// Whether RF64 may hold samples of this format, in libsndfile's view: integers, floating point, A-law, mu-law.
@@ -167,7 +177,7 @@ bool IsPlainWavFormat(InputBytes& bytes, std::uint64_t formatAt) {
   constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, 0xFFFE};
   std::array<unsigned char, 2> tag{};
   bytes.ReadAt(formatAt, tag.data(), tag.size());
-  return std::find(kPlain.begin(), kPlain.end(), Number(tag.data(), tag.size(), false)) != kPlain.end();
+  return std::find(kPlain.begin(), kPlain.end(), ReadNumber(tag.data(), tag.size(), false)) != kPlain.end();
 }
 
 std::optional<SampleData> FindInAu(const Head& head) {
@@ -176,8 +186,8 @@ std::optional<SampleData> FindInAu(const Head& head) {
     return std::nullopt;
   }
   SampleData found;
-  found.start = Number(head.data() + 4, 4, isBigEndian);
-  const std::uint64_t size = Number(head.data() + 8, 4, isBigEndian);
+  found.start = ReadNumber(head.data() + 4, 4, isBigEndian);
+  const std::uint64_t size = ReadNumber(head.data() + 8, 4, isBigEndian);
   if (size != kOpen32) {
     found.size = size;
   }
@@ -223,7 +233,8 @@ void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
     if (chunk.IsNamed("fmt ") && !IsPlainWavFormat(bytes, chunk.Body())) {
       return;
     }
-    if (!chunk.IsNamed("ds64") && length <= kLongestCopied) {
+    const bool isToBeKept = chunk.IsNamed("fmt ") || head.size() <= kMostCopied;
+    if (!chunk.IsNamed("ds64") && length <= kMostCopied && isToBeKept) {
       std::vector<unsigned char> copy(static_cast<std::size_t>(length));
       bytes.ReadAt(chunk.Start(), copy.data(), copy.size());
       append(copy);
@@ -237,7 +248,7 @@ void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
 }
 
 void SetCafSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
-  if (data.start > kLongestCopied) {
+  if (data.start > kMostCopied) {
     return;
   }
   std::vector<unsigned char> head(static_cast<std::size_t>(data.start));

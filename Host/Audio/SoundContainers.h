@@ -1,10 +1,10 @@
 #pragma once
 
-/// Where the samples lie in the containers whose header says so, and how long they ought to be. libsndfile takes a file
-/// that ends early, or a size that its writer could not know yet, for whatever is there; a host that must tell a whole
-/// sound from a part of one has to look for itself.
+/// Where the samples lie in a container, and how many bytes of them its header states. libsndfile reads a truncated file,
+/// or one whose writer could not know the size yet, as a shorter sound; a host that must tell a complete sound from a
+/// part of one has to look for itself.
 ///
-/// Known are WAV (RIFF, RIFX, RF64, BW64), W64, AIFF and AIFC, CAF and AU.
+/// Known are WAV (RIFF, RIFX, RF64, BW64), W64, AIFF and AIFC, CAF, 8SVX and 16SV, and AU.
 
 #include "Host/Audio/InputBytes.h"
 
@@ -16,23 +16,25 @@
 struct SampleData {
   std::uint64_t start = 0;  ///< position of the first sample's first byte
 
-  /// Bytes of samples that the header promises. None where it leaves that open: by the value that the format reserves,
+  /// Bytes of samples that the header states. None where it leaves the size open: by the value that the format reserves,
   /// or by those that programs leave when they write to a pipe (0, 7FFFFFFF, FFFFFFFF and their neighbours).
   std::optional<std::uint64_t> size;
 
   bool isLittleEndianWav = false;  ///< RIFF, RF64 or BW64
   bool isCaf = false;
   bool isW64 = false;
+  bool isStreamable = true;  ///< the samples can be read front to back
 };
 
-/// Looks for the samples; none in other formats, and where the chunks end before there are any. Throws Failure like
-/// InputBytes::ReadAt.
+/// Looks for the samples; none in other formats. Ends the bytes of a file where its chunks end: an empty chunk name, or
+/// more than 1024 chunks. Throws Failure for a container without samples, and like InputBytes::ReadAt.
 std::optional<SampleData> FindSampleData(InputBytes& bytes);
 
-/// Gives a WAV file or stream that leaves its size open a beginning that does not: RF64, the same chunks, `size` bytes
-/// of samples. `data` must be what FindSampleData found. What a 32-bit size cannot say is thereby read to its end.
+/// Replaces the header of a WAV file or stream that leaves its size open by an RF64 header with the same chunks (up to
+/// 1 MiB of them) and `size` bytes of samples, so that sounds beyond 32-bit sizes are read to their end. `data` is the
+/// result of FindSampleData.
 void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size);
 
-/// The same for a CAF file that leaves its size open or is shorter than it says, which libsndfile would refuse. Nothing
-/// happens where the samples begin behind the first 1 MiB.
+/// Sets the size of the samples in a CAF file or stream that leaves it open or is truncated, which libsndfile would
+/// refuse. Does nothing if the samples begin beyond the first 1 MiB.
 void SetCafSize(InputBytes& bytes, const SampleData& data, std::uint64_t size);

@@ -57,7 +57,7 @@ bool IsSound(const WorkItem& item) {
     return true;
   }
   try {
-    const SoundInput sound(item.input, Truncation::kAllowed);
+    OpenSound(item.input, Truncation::kAllowed);
   } catch (const NotASoundFile&) {
     return false;
   } catch (const Failure&) {

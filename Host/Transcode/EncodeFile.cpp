@@ -33,8 +33,7 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
     m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
   }
-  m_source =
-      std::make_unique<SoundInput>(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
+  m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
   m_format = ChooseFormat(*m_compressor, requested, &Sound());
 }
 

@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <cstring>
+#include <map>
+#include <sstream>
 
 namespace {
 
@@ -106,6 +108,36 @@ TEST_F(HostTest, SaysHowMuchOfATruncatedFileIsMissing) {
     wanted.resize(found.size());
     EXPECT_EQ(found, wanted);
   }
+}
+
+/// Each file goes in by name and by pipe, then cut at 60 %. The line for it: NAME, the exit codes of file and pipe,
+/// whether the outputs are equal, the same for the cut file; "told" where its messages say that it may be incomplete.
+TEST_F(HostTest, PipesGiveWhatFilesGiveForEveryFormat) {
+  fs::create_directory(PathOf("all"));
+  ASSERT_EQ(Run(WRITE_SOUNDS " all").code, 0);
+  const Outcome outcome = Run(R"sh(
+    encode() { timeout 9 rhohost --rate 48000 --bits 24 --force "$@" 2>>messages; echo $? >code; }
+    for file in all/*; do
+      line=${file#all/}
+      rm -f *.mkv messages
+      encode "$file" file.mkv; line="$line $(cat code)"
+      cat "$file" | encode - pipe.mkv; line="$line $(cat code) $(cmp -s file.mkv pipe.mkv && echo equal)"
+      rm -f *.mkv messages
+      head -c $(($(stat -c %s "$file") * 6 / 10)) "$file" >cut
+      encode cut file.mkv; line="$line $(cat code)"
+      grep -q 'may be incomplete' messages && line="$line told"
+      cat cut | encode - pipe.mkv; echo "$line $(cat code)"
+    done)sh");
+  EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
+  std::istringstream lines(outcome.output);
+  std::map<std::string, int> kinds;
+  for (std::string line; std::getline(lines, line);) {
+    const std::string kind = line.substr(line.find(' ') + 1);
+    ++kinds[kind];
+    EXPECT_THAT(kind, testing::AnyOf("0 0 equal 1 1", "0 1  1 1", "0 1  0 told 1", "1 1  1 1")) << line;
+  }
+  EXPECT_GE(kinds["0 0 equal 1 1"], 70);  // formats that need a file are the fewer
+  EXPECT_LE(kinds["1 1  1 1"], 5);        // those that libsndfile cannot read itself
 }
 
 TEST_F(HostTest, AnEmptyRecordingIsARecording) {

@@ -1,0 +1,301 @@
+#include "Host/Audio/SndfileSource.h"
+
+#include "Host/Audio/ChannelOrder.h"
+#include "Host/Audio/MpegLength.h"
+#include "Host/Audio/StatedLength.h"
+#include "Host/Text/Utf8.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
+constexpr std::size_t kMpegFrame = 1152;
+constexpr std::uint64_t kWavGsmBlock = 65;  // bytes, of
+constexpr std::uint64_t kWavGsmFrames = 320;
+
+struct Representation {
+  SampleType type;
+  unsigned int significantBits;
+};
+
+/// The smallest representation that holds all that the subtype's decoder gives.
+Representation RepresentationOf(int format) {
+  switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_ALAC_20:
+      return {SampleType::kInt32, 20};
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_ALAC_24:
+    case SF_FORMAT_DWVW_24:
+    case SF_FORMAT_DWVW_N:
+      return {SampleType::kInt32, 24};
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_ALAC_32:
+      return {SampleType::kInt32, 32};
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_VORBIS:
+    case SF_FORMAT_OPUS:
+    case SF_FORMAT_MPEG_LAYER_I:
+    case SF_FORMAT_MPEG_LAYER_II:
+    case SF_FORMAT_MPEG_LAYER_III:
+      return {SampleType::kFloat, 24};
+    case SF_FORMAT_DOUBLE:
+      return {SampleType::kDouble, 53};
+    default:
+      return {SampleType::kInt16, 16};
+  }
+}
+
+bool IsFlac(InputBytes& bytes) {
+  char magic[4]{};
+  return bytes.ReadAt(0, magic, sizeof magic) == sizeof magic && std::string_view(magic, sizeof magic) == "fLaC";
+}
+
+/// Whether each sample has bytes of its own.
+bool IsUncompressed(const SF_INFO& info) {
+  switch (info.format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_PCM_16:
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+    case SF_FORMAT_ULAW:
+    case SF_FORMAT_ALAW:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool IsMpeg(const SF_INFO& info) { return (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG; }
+
+SoundTags TagsOf(SNDFILE* file) {
+  const auto text = [file](int which) {
+    const char* value = sf_get_string(file, which);
+    return value == nullptr ? std::string() : ToUtf8(value);
+  };
+  return {text(SF_STR_TITLE),   text(SF_STR_ARTIST), text(SF_STR_ALBUM),
+          text(SF_STR_COMMENT), text(SF_STR_DATE),   text(SF_STR_TRACKNUMBER)};
+}
+
+std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
+  return fmt::format("the file promises {} {} of sound, {} {} missing", promised, unit, missing,
+                     missing == 1 ? "is" : "are");
+}
+
+std::string WithoutFullStop(std::string text) {
+  while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == '\n')) {
+    text.pop_back();
+  }
+  return text;
+}
+
+}  // namespace
+
+SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation)
+    : m_bytes(std::move(bytes)), m_truncation(truncation), m_io(*m_bytes) {
+  FindSamples();
+  Open();
+  m_tags = TagsOf(m_file.get());
+  m_bytes->StopKeeping();
+  AllocateBlock();
+}
+
+void SndfileSource::AllocateBlock() {
+  // After a truncated MPEG frame libsndfile drops all samples of the same read, so reads are one frame long.
+  const std::size_t fittingFrames = kBlockBytes / (SizeOf(m_format.sampleType) * m_format.channels);
+  m_blockFrames = m_io.IsEndHidden() ? kMpegFrame : std::max<std::size_t>(1, fittingFrames);
+  const std::size_t blockBytes = m_blockFrames * m_format.channels * SizeOf(m_format.sampleType);
+  m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
+}
+
+/// Corrects headers that libsndfile would misread, and refuses faults that it would not notice.
+void SndfileSource::FindSamples() {
+  m_data = FindSampleData(*m_bytes);
+  if (m_bytes->IsStream()) {
+    RefuseUnreadableStream();
+  }
+  if (m_data) {
+    CorrectHeader();
+  } else if (!m_bytes->IsStream()) {
+    m_formatWithoutLength = FormatWithoutLength(*m_bytes);
+    const std::uint64_t stated = StatedFileLength(*m_bytes).value_or(0);
+    if (stated > m_bytes->Length()) {
+      NoteMissing(PromiseText("bytes", stated, stated - m_bytes->Length()));
+    }
+  }
+}
+
+void SndfileSource::RefuseUnreadableStream() {
+  if (!IsFlac(*m_bytes) && !(m_data && m_data->isStreamable)) {
+    throw Failure(m_bytes->Name() +
+                  ": is not in a format that can be read from a pipe (WAV, W64, AIFF, CAF, AU or FLAC); save it to a "
+                  "file first");
+  }
+  unsigned char sample = 0;
+  if (m_data && m_data->size == std::uint64_t{0} && m_bytes->ReadAt(m_data->start, &sample, 1) != 0) {
+    throw Failure(m_bytes->Name() +
+                  ": the header says that there are no samples, but more bytes follow; save it to a file first");
+  }
+  // Some of libsndfile's decoders for compressed samples read all of them when opened: show it a short file.
+  SF_INFO info{};
+  if (m_data && !m_data->size && m_io.Open(info, m_data->start + kBlockBytes) && !IsUncompressed(info)) {
+    throw Failure(m_bytes->Name() +
+                  ": compressed samples whose length the header leaves open cannot be read from a pipe; save it to a "
+                  "file first");
+  }
+  m_io.RethrowFailure();
+}
+
+void SndfileSource::CorrectHeader() {
+  const std::uint64_t available =
+      m_bytes->IsStream() ? InputBytes::kEndless / 2 : m_bytes->Length() - std::min(m_bytes->Length(), m_data->start);
+  if (m_data->size && (m_bytes->IsStream() || m_data->isW64)) {
+    // libsndfile takes everything that follows in W64 for samples, and counts on finding the end of a file.
+    m_bytes->EndAt(m_data->start + *m_data->size);
+  }
+  if (!m_data->size && m_data->isLittleEndianWav) {
+    SetWavSize(*m_bytes, *m_data, available);
+  } else if (!m_data->size && m_data->isCaf) {
+    SetCafSize(*m_bytes, *m_data, available);
+  } else if (m_data->size && *m_data->size > available) {
+    NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
+    if (m_data->isCaf) {
+      SetCafSize(*m_bytes, *m_data, available);
+    }
+  }
+}
+
+void SndfileSource::Open() {
+  SF_INFO info{};
+  m_file = m_io.Open(info);
+  if (m_file && IsMpeg(info) && !StatesMpegLength(*m_bytes)) {
+    // libsndfile would guess the length from the end's position and stop there, possibly too early.
+    m_io.HideEnd();
+    m_file.reset();
+    m_file = m_io.Open(info);
+  }
+  m_io.RethrowFailure();
+  if (!m_file && m_io.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
+    throw NotASoundFile(m_bytes->Name() + ": is not a sound file of a known format");
+  }
+  if (!m_file) {
+    // For a file without a single decodable frame libsndfile says that the file does not exist.
+    const std::string text = WithoutFullStop(m_io.OpenErrorText());
+    const bool isMisleading = text.find("does not exist") != std::string::npos;
+    throw Failure(m_bytes->Name() +
+                  ": cannot be read as a sound file: " + (isMisleading ? "it contains no sound" : text));
+  }
+  if (info.channels <= 0 || info.samplerate <= 0) {
+    throw Failure(m_bytes->Name() + ": has no channels or no sample rate");
+  }
+  ReadFormat(info);
+}
+
+void SndfileSource::ReadFormat(const SF_INFO& info) {
+  const Representation representation = RepresentationOf(info.format);
+  m_format.name = m_bytes->Name();
+  m_format.sampleRate = static_cast<unsigned int>(info.samplerate);
+  m_format.channels = static_cast<unsigned int>(info.channels);
+  m_format.sampleType = representation.type;
+  m_format.significantBits = representation.significantBits;
+  // libsndfile's SF_COUNT_MAX means unknown.
+  const bool isOpenStream = m_bytes->IsStream() && m_data && m_data->size.value_or(0) == 0;
+  if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {
+    m_format.frames = static_cast<std::uint64_t>(info.frames);
+  }
+  if ((info.format & (SF_FORMAT_TYPEMASK | SF_FORMAT_SUBMASK)) == (SF_FORMAT_WAV | SF_FORMAT_GSM610) && m_data &&
+      m_data->size) {
+    // libsndfile takes a padding byte for another block.
+    m_format.frames = *m_data->size / kWavGsmBlock * kWavGsmFrames;
+  }
+  m_order = WavChannelOrder(m_file.get(), info);
+}
+
+sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
+  void* to = m_block.data();
+  switch (m_format.sampleType) {
+    case SampleType::kInt16:
+      return sf_readf_short(m_file.get(), static_cast<short*>(to), frames);
+    case SampleType::kInt32:
+      return sf_readf_int(m_file.get(), static_cast<int*>(to), frames);
+    case SampleType::kFloat:
+      return sf_readf_float(m_file.get(), static_cast<float*>(to), frames);
+    case SampleType::kDouble:
+      break;
+  }
+  return sf_readf_double(m_file.get(), static_cast<double*>(to), frames);
+}
+
+SampleBlock SndfileSource::Read() {
+  const std::uint64_t left =
+      m_format.frames ? *m_format.frames - std::min(*m_format.frames, m_framesRead) : m_blockFrames;
+  const auto wanted = static_cast<sf_count_t>(std::min<std::uint64_t>(left, m_blockFrames));
+  sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
+  m_io.RethrowFailure();
+  const bool isCutStream = m_data && m_data->size && m_bytes->EndedEarly();
+  frames = isCutStream ? WithoutPadding(frames) : frames;
+  m_framesRead += static_cast<std::uint64_t>(frames);
+  if (frames < wanted && !isCutStream) {
+    HandleShortRead(frames == 0);
+  }
+  const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
+  if (!m_order.empty()) {
+    ReorderChannels(m_block.data(), block.frames, SizeOf(m_format.sampleType), m_order);
+  }
+  return block;
+}
+
+/// Of the frames last read from a stream that has ended too early, those that its bytes hold. libsndfile's decoders for
+/// compressed samples go on with silence; all of them have a constant bit rate.
+sf_count_t SndfileSource::WithoutPadding(sf_count_t frames) {
+  const std::uint64_t found = m_bytes->StreamPosition() - std::min(m_bytes->StreamPosition(), m_data->start);
+  NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - found));
+  const double share = static_cast<double>(found) / static_cast<double>(*m_data->size);
+  const auto most = static_cast<std::uint64_t>(share * static_cast<double>(m_format.frames.value_or(0)));
+  return std::min(frames, static_cast<sf_count_t>(most - std::min(most, m_framesRead)));
+}
+
+/// Handles a read that returned fewer frames than wanted: the end, an early end, or damage.
+void SndfileSource::HandleShortRead(bool isLast) {
+  const bool isError = sf_error(m_file.get()) != SF_ERR_NO_ERROR;
+  const bool isMissing = (isLast || isError) && m_format.frames && m_framesRead < *m_format.frames;
+  if (isMissing && m_bytes->CameShort()) {
+    NoteMissing(PromiseText("sample frames", *m_format.frames, *m_format.frames - m_framesRead));
+  } else if (isError && m_bytes->CameShort()) {
+    // MPEG streams state no length, and many end in a truncated frame or in bytes that are no frame.
+    if (!m_io.IsEndHidden()) {
+      NoteMissing("it ends within a block of compressed sound, after sample frame " + std::to_string(m_framesRead));
+    }
+  } else if (isError || isMissing) {
+    throw Failure(m_bytes->Name() + ": is damaged after sample frame " + std::to_string(m_framesRead) +
+                  (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", no more sound can be decoded"));
+  }
+}
+
+void SndfileSource::NoteMissing(std::string text) {
+  if (m_truncation == Truncation::kRefused) {
+    throw Failure(m_bytes->Name() + ": is incomplete: " + text);
+  }
+  m_missing = std::move(text);
+}
+
+std::vector<std::string> SndfileSource::Notes() const {
+  std::vector<std::string> notes;
+  if (!m_missing.empty()) {
+    notes.push_back(m_missing);
+  }
+  if (m_formatWithoutLength != nullptr) {
+    notes.push_back(fmt::format("it may be incomplete: {} files do not state their length", m_formatWithoutLength));
+  }
+  if (!m_order.empty()) {
+    notes.emplace_back("channels are reordered");
+  }
+  return notes;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+/// A sound that libsndfile decodes. Added is what libsndfile leaves to its callers: sounds that are shorter than their
+/// header says are noticed, streams are read, channels come in one order, and errors name the file.
+
+#include "Host/Audio/InputBytes.h"
+#include "Host/Audio/SndfileIo.h"
+#include "Host/Audio/SoundContainers.h"
+#include "Host/Audio/SoundInput.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class SndfileSource : public SoundSource {
+ public:
+  /// See OpenSound. `bytes` are at least one.
+  SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation);
+
+  const SoundFormat& Format() const override { return m_format; }
+  const SoundTags& Tags() const override { return m_tags; }
+  SampleBlock Read() override;
+  std::vector<std::string> Notes() const override;
+
+ private:
+  void FindSamples();
+  void RefuseUnreadableStream();
+  void CorrectHeader();
+  void Open();
+  void ReadFormat(const SF_INFO& info);
+  void AllocateBlock();
+  sf_count_t ReadSamples(sf_count_t frames);
+  sf_count_t WithoutPadding(sf_count_t frames);
+  void HandleShortRead(bool isLast);
+  void NoteMissing(std::string text);
+
+  std::unique_ptr<InputBytes> m_bytes;
+  Truncation m_truncation;
+  SndfileIo m_io;
+  std::optional<SampleData> m_data;
+  SoundFile m_file;
+  SoundFormat m_format;
+  SoundTags m_tags;
+  std::string m_missing;  ///< empty as long as nothing is missing
+  const char* m_formatWithoutLength = nullptr;
+  std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
+  std::vector<double> m_block;       ///< doubles, so that it is aligned for every sample type
+  std::size_t m_blockFrames = 0;
+  std::uint64_t m_framesRead = 0;
+};

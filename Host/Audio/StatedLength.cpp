@@ -1,0 +1,196 @@
+#include "Host/Audio/StatedLength.h"
+
+#include "Host/Audio/ByteNumbers.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <string_view>
+
+namespace {
+
+using Head = std::array<unsigned char, 1024>;  // as long as NIST's, the longest
+using Length = std::optional<std::uint64_t>;
+
+std::uint64_t Big(const Head& head, std::size_t at, std::size_t size) {
+  return ReadNumber(head.data() + at, size, true);
+}
+
+std::uint64_t Little(const Head& head, std::size_t at, std::size_t size) {
+  return ReadNumber(head.data() + at, size, false);
+}
+
+std::uint64_t Aligned(std::uint64_t position, std::uint64_t alignment) {
+  return (position + alignment - 1) / alignment * alignment;
+}
+
+Length AvrLength(InputBytes&, const Head& head) {
+  const std::uint64_t channels = Big(head, 12, 2) == 0 ? 1 : 2;
+  return 128 + Big(head, 26, 4) * channels * (Big(head, 14, 2) / 8);
+}
+
+Length MpcLength(InputBytes&, const Head& head) { return 42 + Little(head, 30, 4) * 2 * (head[21] == 0 ? 1 : 2); }
+
+Length WveLength(InputBytes&, const Head& head) { return 32 + Big(head, 18, 4); }
+
+/// MIDI sample dump: packets of 127 bytes with 120 bytes of samples, 7 bits in each.
+Length SdsLength(InputBytes&, const Head& head) {
+  const std::uint64_t bytesPerSample = (head[6] + std::uint64_t{6}) / 7;
+  const std::uint64_t samples = head[10] + (std::uint64_t{head[11]} << 7) + (std::uint64_t{head[12]} << 14);
+  if (bytesPerSample < 2 || bytesPerSample > 4) {
+    return std::nullopt;
+  }
+  const std::uint64_t perPacket = 120 / bytesPerSample;
+  return 21 + (samples + perPacket - 1) / perPacket * 127;
+}
+
+/// The value of a line "NAME -TYPE VALUE"; none where there is no such line.
+Length NistValue(std::string_view text, std::string_view name) {
+  const std::size_t line = text.find(name);
+  const std::size_t space = line == std::string_view::npos ? line : text.find(' ', line + name.size());
+  std::uint64_t value = 0;
+  if (space == std::string_view::npos ||
+      std::from_chars(text.data() + space + 1, text.data() + text.size(), value).ec != std::errc()) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+Length NistLength(InputBytes&, const Head& head) {
+  const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+  const Length samples = NistValue(text, "sample_count -");
+  const Length bytes = NistValue(text, "sample_n_bytes -");
+  if (!samples || !bytes || *samples > InputBytes::kEndless >> 16 || *bytes > 8) {
+    return std::nullopt;
+  }
+  return head.size() + *samples * *bytes * std::min<std::uint64_t>(NistValue(text, "channel_count -").value_or(1), 256);
+}
+
+/// Blocks of a type, a 24-bit size and a body, up to one of type 0. libsndfile reads the first block of samples only.
+Length VocLength(InputBytes& bytes, const Head& head) {
+  std::uint64_t position = Little(head, 20, 2);
+  for (int block = 0; block < 64; ++block) {
+    std::array<unsigned char, 4> header{};
+    const std::size_t size = bytes.ReadAt(position, header.data(), header.size());
+    if (size < header.size() || header[0] == 0) {
+      return position;
+    }
+    position += header.size() + ReadNumber(header.data() + 1, 3, false);
+    const bool isSound = header[0] == 1 || header[0] == 9;
+    if (isSound || position > bytes.Length()) {
+      return position;
+    }
+  }
+  return std::nullopt;
+}
+
+/// An instrument of samples, whose headers stand before all data; libsndfile reads one and leaves its size zero.
+Length XiLength(InputBytes&, const Head& head) {
+  constexpr std::size_t kFirstHeader = 298;
+  constexpr std::size_t kHeaderSize = 40;
+  const std::uint64_t count = Little(head, kFirstHeader - 2, 2);
+  if (count > (head.size() - kFirstHeader) / kHeaderSize) {
+    return std::nullopt;
+  }
+  std::uint64_t samples = 0;
+  for (std::size_t sample = 0; sample < count; ++sample) {
+    samples += Little(head, kFirstHeader + sample * kHeaderSize, 4);
+  }
+  return samples == 0 ? std::nullopt : Length(kFirstHeader + count * kHeaderSize + samples);
+}
+
+/// Two matrices: the sample rate, and the samples with a row for each channel.
+Length Mat4Length(InputBytes& bytes, const Head& head) {
+  constexpr std::size_t kHeaderSize = 20;
+  constexpr std::array<std::uint64_t, 6> kElementSizes{8, 4, 4, 2, 2, 1};
+  const bool isBigEndian = head[0] == 0 && head[1] == 0 && head[2] != 0;
+  std::uint64_t position = 0;
+  for (int matrix = 0; matrix < 2; ++matrix) {
+    std::array<unsigned char, kHeaderSize> header{};
+    if (bytes.ReadAt(position, header.data(), header.size()) != header.size()) {
+      return position + header.size();
+    }
+    const auto number = [&](std::size_t at) { return ReadNumber(header.data() + at, 4, isBigEndian); };
+    const std::uint64_t type = number(0) % 100 / 10;
+    const std::uint64_t rows = number(4);
+    if (type >= kElementSizes.size() || rows > 1024 || number(16) > 1024) {
+      return std::nullopt;
+    }
+    position += header.size() + number(16) + rows * number(8) * kElementSizes.at(type);
+  }
+  return position;
+}
+
+/// Two matrices, of elements with type and size in front: flags, dimensions, name, data. The sizes of the matrices
+/// themselves are not to be relied on: libsndfile's are wrong.
+Length Mat5Length(InputBytes& bytes, const Head& head) {
+  const bool isBigEndian = head[126] == 'M';
+  std::uint64_t position = 128 + 8;
+  for (int element = 1; element <= 8; ++element) {
+    std::array<unsigned char, 8> header{};
+    if (bytes.ReadAt(position, header.data(), header.size()) != header.size()) {
+      return position + header.size();
+    }
+    const bool isSmall = ReadNumber(header.data(), 4, isBigEndian) > 0xFFFF;  // the body lies within the header
+    const std::uint64_t end = position + header.size() + (isSmall ? 0 : ReadNumber(header.data() + 4, 4, isBigEndian));
+    if (element == 8) {
+      return end;
+    }
+    position = Aligned(end, 8) + (element == 4 ? 8 : 0);
+  }
+  return std::nullopt;
+}
+
+struct Format {
+  std::string_view magic;
+  Length (*length)(InputBytes& bytes, const Head& head);
+};
+
+using std::string_view_literals::operator""sv;
+
+constexpr std::array<Format, 10> kFormats{{
+    {"2BIT", AvrLength},
+    {"\1\4"sv, MpcLength},
+    {"ALawSoundFile**\0"sv, WveLength},
+    {"\xF0\x7E"sv, SdsLength},
+    {"NIST_1A\n", NistLength},
+    {"Creative Voice File\x1A", VocLength},
+    {"Extended Instrument: ", XiLength},
+    {"MATLAB 5.0 MAT-file", Mat5Length},
+    {"\0\0\3\xE8\0\0\0\1\0\0\0\1\0\0\0\0"sv, Mat4Length},
+    {"\0\0\0\0\1\0\0\0\1\0\0\0\0\0\0\0"sv, Mat4Length},
+}};
+
+std::string_view TextOf(const Head& head) { return {reinterpret_cast<const char*>(head.data()), head.size()}; }
+
+}  // namespace
+
+std::optional<std::uint64_t> StatedFileLength(InputBytes& bytes) {
+  Head head{};
+  bytes.ReadAt(0, head.data(), head.size());
+  for (const Format& format : kFormats) {
+    if (TextOf(head).starts_with(format.magic)) {
+      return format.length(bytes, head);
+    }
+  }
+  return std::nullopt;
+}
+
+const char* FormatWithoutLength(InputBytes& bytes) {
+  Head head{};
+  bytes.ReadAt(0, head.data(), head.size());
+  const std::string_view text = TextOf(head);
+  if (text.starts_with(" paf") || text.starts_with("fap ")) {
+    return "PAF";
+  }
+  if (text.starts_with("PVF1\n")) {
+    return "PVF";
+  }
+  if (text.starts_with("Extended Instrument: ") && !XiLength(bytes, head)) {
+    return "such XI";
+  }
+  // The other bytes tell the machine that wrote it.
+  const bool isIrcam = text.starts_with("\x64\xA3") || text.substr(2).starts_with("\xA3\x64");
+  return isIrcam ? "IRCAM" : nullptr;
+}
