@@ -7,7 +7,7 @@ build_packages=(
 )
 test_packages=(
   alsa-utils binutils ccache ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev libxml2-utils
-  mkvtoolnix sound-theme-freedesktop sox
+  mkvtoolnix rsync sound-theme-freedesktop sox xxhash
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
 check_packages=(

@@ -1,5 +1,6 @@
 #include "Host/CommandLine/CommandLine.h"
 
+#include "Host/CommandLine/ArgumentOrder.h"
 #include "Host/CommandLine/HelpTexts.h"
 #include "Host/CommandLine/OptionValues.h"
 #include "Host/Plugin/Module.h"
@@ -13,7 +14,6 @@
 #include <functional>
 #include <sstream>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -98,14 +98,17 @@ class Declaration {
     Value(names, type, help, [&texts](const char*, const std::string& text) { texts.push_back(text); });
   }
   void Flag(const char* names, bool& flag, const char* help) {
-    m_app.add_flag(names, flag, help)->group(m_group)->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    m_app.add_flag(names, flag, help)
+        ->type_name("")
+        ->group(m_group)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   }
   template <class Number>
   void Jobs(Number& jobs, const char* help) {
     Value("-j,--jobs", "NUMBER", help,
           [&jobs](const char* option, const std::string& text) { jobs = ReadCount(option, text, kMostJobs); });
   }
-  void Help() { m_app.set_help_flag("-h,--help", "Show this help and end")->group(m_group); }
+  void Help() { m_app.set_help_flag("-h,--help", "Show this help and end")->type_name("")->group(m_group); }
 
  private:
   CLI::App& m_app;
@@ -136,7 +139,7 @@ void DeclareFormat(Declaration& declare, Options& options) {
 }
 
 void DeclareEncode(CLI::App& app, Options& options) {
-  app.add_option("FILES", options.inputs)->group("");
+  app.add_option("FILES", options.selection.inputs)->group("");
   Declaration declare(app);
   declare.Group("Input");
   declare.Flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
@@ -154,7 +157,22 @@ void DeclareEncode(CLI::App& app, Options& options) {
   declare.FileName("--save-preset", "FILE", options.savePreset,
                    "Save the settings in this preset; INPUT and OUTPUT may be left out");
   declare.Group("Many files");
-  declare.FileName("--to", "FOLDER", options.folder, "Encode many files into this folder");
+  SelectionOptions& selection = options.selection;
+  declare.FileName("--to", "FOLDER", options.naming.folder, "Encode many files into this folder");
+  declare.Text(
+      "--files-from", "LIST", selection.fileLists,
+      "Also encode the files named in LIST, one on a line (- is standard input), to the same path below FOLDER");
+  declare.Flag("-0,--null", selection.isNullSeparated, "Names in lists end with zero bytes, as of find -print0");
+  declare.Value("--include", "GLOB", "Include files and folders that match, whatever later rules say, as in rsync",
+                [&selection](const char*, const std::string& text) { selection.filter.Include(text); });
+  declare.Value("--exclude", "GLOB", "Exclude files and folders that match, whatever later rules say, as in rsync",
+                [&selection](const char*, const std::string& text) { selection.filter.Exclude(text); });
+  declare.Value(
+      "--on-clash", "WHAT", "When inputs would have the same output: fail, skip, number or keep-extension",
+      [&options](const char* option, const std::string& text) { options.naming.onClash = ReadOnClash(option, text); });
+  declare.Value(
+      "--suffix", "SUFFIX", "Suffix of outputs: .mkv or .mka (default: .mkv)",
+      [&options](const char* option, const std::string& text) { options.naming.suffix = ReadSuffix(option, text); });
   declare.Jobs(options.jobs, "Encode this many files at a time (default: one per processor)");
   declare.Flag("--skip-existing", options.skipExisting,
                "Skip inputs whose output exists; count outputs that are older");
@@ -200,122 +218,21 @@ const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
   return commands.empty() ? nullptr : commands.front();
 }
 
-/// Arranges the arguments for CLI11: the command in front, values apart from their options, and files named so that
-/// CLI11 takes them for nothing else. Refuses options that do not exist or lack their value.
-class Arguments {
- public:
-  Arguments(const CLI::App& app, int argc, const char* const* argv)
-      : m_app(app), m_left(argv + std::min(argc, 1), argv + argc) {
-    std::reverse(m_left.begin(), m_left.end());
-    while (!m_left.empty()) {
-      AddNext();
-    }
-    for (const std::string& option : m_options) {
-      if (Command().get_option_no_throw(option) == nullptr) {
-        throw WrongUse(fmt::format("\"rhohost {}\" has no option {}", m_command, option));
+CommandOptions OptionsOf(const CLI::App& app) {
+  CommandOptions commands;
+  for (const CLI::App* const command : app.get_subcommands({})) {
+    auto& options = commands[command->get_name()];
+    for (const CLI::Option* const option : command->get_options()) {
+      for (const std::string& name : option->get_lnames()) {
+        options["--" + name] = option->get_type_name();
+      }
+      for (const std::string& name : option->get_snames()) {
+        options["-" + name] = option->get_type_name();
       }
     }
   }
-
-  const CLI::App& Command() const { return *FindCommand(m_app, m_command); }
-
-  /// In reverse, as CLI11 takes them.
-  std::vector<std::string> Reversed() const {
-    std::vector<std::string> reversed(m_arguments.rbegin(), m_arguments.rend());
-    reversed.push_back(m_command);
-    return reversed;
-  }
-
- private:
-  std::string Next() {
-    std::string next = std::move(m_left.back());
-    m_left.pop_back();
-    return next;
-  }
-
-  void AddNext() {
-    std::string text = Next();
-    if (m_areOptionsOver || text == "-" || !text.starts_with('-')) {
-      AddFile(std::move(text));
-    } else if (text == "--") {
-      m_areOptionsOver = true;
-      m_arguments.push_back(std::move(text));
-    } else if (text.starts_with("--")) {
-      AddLong(text);
-    } else {
-      AddShort(text);
-    }
-  }
-
-  void AddFile(std::string text) {
-    const bool isFirst = !std::exchange(m_hasFiles, true);
-    if (isFirst && !m_areOptionsOver && FindCommand(m_app, text) != nullptr) {
-      m_command = text;
-      return;
-    }
-    // CLI11 takes "[A,B]" for a list, and "++" for the end of a subcommand.
-    const bool isSpecial = text == "++" || (text.starts_with('[') && text.ends_with(']'));
-    m_arguments.push_back(isSpecial ? "./" + text : std::move(text));
-  }
-
-  void AddLong(const std::string& text) {
-    const std::size_t equals = text.find('=');
-    const std::string name = text.substr(0, equals);
-    const CLI::Option& option = Find(name);
-    if (TakesValue(option) && equals != std::string::npos) {
-      m_arguments.push_back(name);
-      m_arguments.push_back(text.substr(equals + 1));
-      return;
-    }
-    m_arguments.push_back(text);
-    if (TakesValue(option)) {
-      AddValue(option, name);
-    }
-  }
-
-  /// "-q", "-qf", "-j4", "-qj4" or "-qj" before "4"
-  void AddShort(const std::string& text) {
-    m_arguments.push_back(text);
-    for (std::size_t index = 1; index < text.size(); ++index) {
-      const std::string name{'-', text[index]};
-      const CLI::Option& option = Find(name);
-      if (TakesValue(option)) {
-        if (index + 1 == text.size()) {
-          AddValue(option, name);
-        }
-        return;
-      }
-    }
-  }
-
-  void AddValue(const CLI::Option& option, const std::string& name) {
-    if (m_left.empty()) {
-      throw WrongUse(fmt::format("{}: {} is missing", name, option.get_type_name()));
-    }
-    m_arguments.push_back(Next());
-  }
-
-  /// The option of any command: an option takes a value in all of them or in none.
-  const CLI::Option& Find(const std::string& name) {
-    m_options.push_back(name);
-    for (const CLI::App* const command : m_app.get_subcommands({})) {
-      if (const CLI::Option* const option = command->get_option_no_throw(name)) {
-        return *option;
-      }
-    }
-    throw WrongUse(name + ": there is no such option");
-  }
-
-  static bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() != 0; }
-
-  const CLI::App& m_app;
-  std::vector<std::string> m_left;  ///< in reverse
-  std::vector<std::string> m_arguments;
-  std::vector<std::string> m_options;
-  std::string m_command = "encode";
-  bool m_hasFiles = false;
-  bool m_areOptionsOver = false;
-};
+  return commands;
+}
 
 void PrintHelp(const CLI::App& app, const std::string& topic) {
   const CLI::App* const command = FindCommand(app, topic.empty() ? "encode" : topic);
@@ -347,11 +264,14 @@ std::optional<Options> ReadCommandLine(int argc, const char* const* argv) {
   help->add_option("COMMAND", topic);
   help->set_help_flag();
 
-  const Arguments arguments(app, argc, argv);
+  std::vector<std::string> arguments =
+      OrderArguments({argv + std::min(argc, 1), argv + argc}, OptionsOf(app), "encode");
+  const std::string chosen = arguments.front();
+  std::reverse(arguments.begin(), arguments.end());
   try {
-    app.parse(arguments.Reversed());
+    app.parse(arguments);
   } catch (const CLI::CallForHelp&) {
-    PrintHelp(app, arguments.Command().get_name());
+    PrintHelp(app, chosen);
     return std::nullopt;
   } catch (const CLI::CallForVersion& version) {
     Print(std::string(version.what()) + "\n");

@@ -128,7 +128,7 @@ ItemResult Batch::Try(const WorkItem& item) {
     }
     why = error.what();
   } catch (const NotASoundFile& error) {
-    if (!item.isNamed) {
+    if (!item.isSound) {
       return {kNoSound, {}, 0};
     }
     why = error.what();
@@ -164,8 +164,8 @@ ItemResult Batch::Encode(const WorkItem& item) {
 
 bool Batch::Tell() {
   m_progress.Clear();
-  for (const std::string& failure : m_list.failures) {
-    PrintMessage(failure);
+  for (const FailedInput& failure : m_list.failures) {
+    PrintMessage(failure.reason);
   }
   for (std::size_t index = 0; index < m_results.size(); ++index) {
     const ItemResult& result = m_results[index];
@@ -178,7 +178,7 @@ bool Batch::Tell() {
       PrintMessage(result.text);
     }
   }
-  m_numbers[kNoSound] += m_list.noSoundFiles;
+  m_numbers[kNoSound] += m_list.otherFiles;
   m_numbers[kFailed] += m_list.failures.size();
   if (!m_options.quiet) {
     PrintMessage(SummaryText());
@@ -193,7 +193,7 @@ std::size_t Batch::OutdatedFiles() const {
 }
 
 std::string Batch::SummaryText() const {
-  std::string text = m_options.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
+  std::string text = m_options.naming.folder + ": " + CountText(m_numbers[kEncoded], "file", "files") +
                      (m_options.dryRun ? " to encode" : " encoded") +
                      (!m_options.verify  ? ""
                       : m_options.dryRun ? " and verify"
@@ -203,7 +203,10 @@ std::string Batch::SummaryText() const {
   };
   add(m_numbers[kSkipped], "existing one skipped", "existing ones skipped");
   add(OutdatedFiles(), "of them older than its input", "of them older than their inputs");
-  add(m_numbers[kNoSound], "is no sound file", "are no sound files");
+  add(m_list.clashingFiles, "skipped for its output", "skipped for their outputs");
+  add(m_list.repeatedFiles, "named again", "named again");
+  add(m_list.excludedFiles, "excluded", "excluded");
+  add(m_numbers[kNoSound], "not a sound file", "not sound files");
   add(m_numbers[kFailed], "failed", "failed");
   if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {
     const double seconds = std::accumulate(m_results.begin(), m_results.end(), 0.0,
@@ -219,9 +222,9 @@ std::string Batch::SummaryText() const {
 bool EncodeMany(const Options& options) {
   const EncodingSetup setup(options, options.module, options.Settings());
   CheckSettings(setup);
-  const WorkList list = MakeWorkList(options.inputs, options.folder);
+  const WorkList list = MakeWorkList(SelectFiles(options.selection, options.naming.folder), options.naming);
   if (!options.dryRun && !list.items.empty()) {
-    MakeFolder(options.folder);
+    MakeFolder(options.naming.folder);
   }
   Batch batch(options, setup, list);
   batch.Run();

@@ -7,7 +7,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <optional>
 #include <string_view>
 
 namespace {
@@ -68,6 +70,23 @@ double ReadSeconds(const char* option, const std::string& text) {
     Refuse(option, text, "a length in seconds, up to a week");
   }
   return *seconds;
+}
+
+OnClash ReadOnClash(const char* option, const std::string& text) {
+  constexpr std::array<const char*, 4> kWords{"fail", "skip", "number", "keep-extension"};
+  const auto found = std::find(kWords.begin(), kWords.end(), text);
+  if (found == kWords.end()) {
+    Refuse(option, text, "fail, skip, number or keep-extension");
+  }
+  return static_cast<OnClash>(found - kWords.begin());
+}
+
+std::string ReadSuffix(const char* option, const std::string& text) {
+  const std::string suffix = text.starts_with('.') ? text : "." + text;
+  if (suffix != ".mkv" && suffix != ".mka") {
+    Refuse(option, text, "one of the suffixes of Matroska files: .mkv or .mka");
+  }
+  return suffix;
 }
 
 unsigned int DefaultJobs() {

@@ -2,7 +2,8 @@
 
 /// The values of options, from text. Each function throws WrongUse that names the option and the text.
 
-#include <optional>
+#include "Host/CommandLine/WorkList.h"
+
 #include <string>
 
 /// Not empty.
@@ -19,6 +20,12 @@ double ReadFrameRate(const char* option, const std::string& text);
 
 /// The length of a test signal in seconds: up to a week.
 double ReadSeconds(const char* option, const std::string& text);
+
+/// "fail", "skip", "number" or "keep-extension".
+OnClash ReadOnClash(const char* option, const std::string& text);
+
+/// ".mkv" or ".mka", from a text with or without the dot.
+std::string ReadSuffix(const char* option, const std::string& text);
 
 /// As many temporary files are guarded against signals.
 inline constexpr unsigned int kMostJobs = 256;

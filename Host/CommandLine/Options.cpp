@@ -1,5 +1,6 @@
 #include "Host/CommandLine/Options.h"
 
+#include "Host/CommandLine/SoundExtensions.h"
 #include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
@@ -27,18 +28,22 @@ void CompleteMany(Options& options) {
   Exclude(true, "--to", !options.savePreset.empty(), "--save-preset");
   Exclude(true, "--to", options.testSignalSeconds.has_value(), "--test-signal");
   Exclude(true, "--to", !options.output.empty(), "--output");
-  if (options.inputs.empty()) {
+  const SelectionOptions& selection = options.selection;
+  if (selection.inputs.empty() && selection.fileLists.empty()) {
     throw WrongUse("INPUT is missing");
   }
-  if (std::find(options.inputs.begin(), options.inputs.end(), "-") != options.inputs.end()) {
-    throw WrongUse("with --to, standard input is not read: name files and folders");
+  if (std::find(selection.inputs.begin(), selection.inputs.end(), "-") != selection.inputs.end()) {
+    throw WrongUse("with --to, no sound is read from standard input: name files and folders");
   }
 }
 
 void CompleteOne(Options& options) {
   Need("--to", options.skipExisting, "--skip-existing");
   Need("--to", options.jobs.has_value(), "--jobs");
-  std::vector<std::string>& files = options.inputs;
+  Need("--to", !options.selection.fileLists.empty(), "--files-from");
+  Need("--to", !options.selection.filter.IsEmpty(), "--include and --exclude");
+  Need("--to", options.naming.onClash != OnClash::kFail, "--on-clash");
+  std::vector<std::string>& files = options.selection.inputs;
   if (files.empty() && options.output.empty() && !options.savePreset.empty() && !options.testSignalSeconds) {
     options.action = Action::kMakePreset;
     return;
@@ -58,15 +63,20 @@ void CompleteOne(Options& options) {
   }
   options.output = files.back();
   options.input = options.testSignalSeconds ? std::string() : files.front();
+  if (!options.force && HasForeignExtension(options.output)) {
+    throw WrongUse(options.output +
+                   ": the output is a Matroska file, which its extension denies: call it .mkv or .mka, or use --force");
+  }
 }
 
 }  // namespace
 
 void CompleteEncodeOptions(Options& options) {
-  if (std::find(options.inputs.begin(), options.inputs.end(), "") != options.inputs.end()) {
+  const std::vector<std::string>& inputs = options.selection.inputs;
+  if (std::find(inputs.begin(), inputs.end(), "") != inputs.end()) {
     throw WrongUse("a file name is empty");
   }
-  if (options.folder.empty()) {
+  if (options.naming.folder.empty()) {
     CompleteOne(options);
   } else {
     CompleteMany(options);

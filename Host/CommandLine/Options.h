@@ -2,6 +2,7 @@
 
 /// What the command line asks for.
 
+#include "Host/CommandLine/WorkList.h"
 #include "Host/Encode/RequestedSettings.h"
 #include "Host/Transcode/EncodeFile.h"
 #include "Host/Validate/Engine/ValidateCommand.h"
@@ -23,8 +24,8 @@ struct Options : EncodingOptions {
   Action action = Action::kEncode;
   std::string input;                 ///< "-" is standard input; empty with a test signal
   std::string output;                ///< "-" is standard output
-  std::vector<std::string> inputs;   ///< files and folders, of many
-  std::string folder;                ///< where the outputs of many go; empty: one file is encoded
+  SelectionOptions selection;        ///< the inputs of many
+  OutputNaming naming;               ///< the outputs of many; without a folder one file is encoded
   bool skipExisting = false;         ///< of many, skip those whose output exists
   std::optional<unsigned int> jobs;  ///< of many, how many are encoded at a time, 1 to 256
   RequestedFormat requestedFormat;

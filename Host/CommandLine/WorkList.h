@@ -1,7 +1,8 @@
 #pragma once
 
-/// Which files are to be encoded, and where to: from the inputs of the command line to one output for each file, with
-/// everything refused that would write where it must not. Nothing is written here.
+/// Which files are encoded, and into which outputs. Writes nothing.
+
+#include "Host/CommandLine/Selection.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,30 +10,43 @@
 #include <string>
 #include <vector>
 
+/// What happens to inputs that would have the same output.
+enum class OnClash {
+  kFail,           ///< none of them is encoded
+  kSkip,           ///< the first is encoded
+  kNumber,         ///< NAME.mkv, NAME-2.mkv, NAME-3.mkv
+  kKeepExtension,  ///< every output of the run keeps the extension of its input: NAME.wav.mkv
+};
+
+struct OutputNaming {
+  std::string folder;
+  std::string suffix = ".mkv";
+  OnClash onClash = OnClash::kFail;
+};
+
 struct WorkItem {
   std::string input;
+  std::string listName;  ///< stands for the input and its place in a list of files
   std::string output;
   std::uint64_t bytes = 0;     ///< size of the input
-  timespec modified{};         ///< when the input last was
-  bool isNamed = false;        ///< on the command line; else found in a folder, and then it may be no sound file
+  timespec modified{};         ///< when the input was last modified
+  bool isSound = false;        ///< named by the user or called like a sound; else it may be anything
   bool outputExists = false;   ///< as a file or as anything else
-  bool outputIsOlder = false;  ///< it exists, and the input has been modified since
+  bool outputIsOlder = false;  ///< it exists, and the input was modified later
 };
 
 struct WorkList {
-  std::vector<WorkItem> items;        ///< in the order of the inputs, those of a folder sorted by path
-  std::vector<std::string> failures;  ///< inputs that there are none of, folders that cannot be listed: why
-  std::size_t noSoundFiles = 0;       ///< found in folders, and known already to be none
+  std::vector<WorkItem> items;  ///< in the order of the selection
+  std::vector<FailedInput> failures;
+  std::size_t otherFiles = 0;     ///< found in folders, known already not to be sounds, and not called like one
+  std::size_t excludedFiles = 0;  ///< by the filter
+  std::size_t repeatedFiles = 0;  ///< inputs that are in the list already
+  std::size_t clashingFiles = 0;  ///< skipped, since the output belongs to another input
 };
 
-/// What the inputs come to. A file named NAME.EXTENSION goes to FOLDER/NAME.mkv, a file below an input folder to the
-/// same place below `folder`:
+/// Gives each selected file its output: the same place below the folder, with the suffix in place of the extension. A
+/// file found in a folder that is itself one of the outputs is no input.
 ///
-///   inputs "a.wav" and "music", where there is music/live/b.flac; folder "out": out/a.mkv, out/live/b.mkv
-///
-/// In folders, links to files count as the files, links to folders are not followed, and what lies in `folder` is left
-/// out, so that it may be a part of an input. Whatever is neither file nor folder is never opened.
-///
-/// Throws WrongUse when an input lies in `folder`, two sound files have the same output, by whatever names and links,
-/// or an output is one of the inputs; Failure when `folder` is no folder.
-WorkList MakeWorkList(const std::vector<std::string>& inputs, const std::string& folder);
+/// Inputs that clash, and outputs that a link would put outside the folder, are among the failures. Throws WrongUse
+/// when an output is one of the inputs; Failure when the folder is something else.
+WorkList MakeWorkList(Selection selection, const OutputNaming& naming);

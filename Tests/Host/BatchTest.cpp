@@ -41,9 +41,12 @@ TEST_F(BatchTest, KeepsTheTreeAndNamesWhatFailed) {
   EXPECT_EQ(outcome.code, 1);
   EXPECT_EQ(outcome.output, "");
   EXPECT_THAT(outcome.errors,
-              ContainsRegex("^rhohost: none.wav: .*No such file.*\nrhohost: in/\\[x,y\\]/d.wav: .*37800 Hz.*\n"
-                            "rhohost: in/cut.wav: is incomplete.*\nrhohost: new/out: 5 files encoded and verified, "
-                            "7 are no sound files, 3 failed; 0:00:0[0-9.]+ of sound, [0-9]+ x real time\n$"));
+              ContainsRegex("^rhohost: none.wav: .*No such file.*\nrhohost: in/fifo.wav: is not a file\n"
+                            "rhohost: in/\\[x,y\\]/d.wav: .*37800 Hz.*\n"
+                            "rhohost: in/cut.wav: is incomplete.*\nrhohost: in/dangling.wav: .*No such file.*\n"
+                            "rhohost: in/empty.wav: is empty.*\nrhohost: in/texts/t.wav: is not a sound file.*\n"
+                            "rhohost: new/out: 5 files encoded and verified, 3 not sound files, 7 failed; "
+                            "0:00:0[0-9.]+ of sound, [0-9]+ x real time\n$"));
   EXPECT_EQ(Files("new/out"), std::string(kOutputs) + "./one.mkv ");
   EXPECT_EQ(Run("stat -c %a new new/out/live new/out/a.mkv").output, "751\n751\n640\n");
   EXPECT_EQ(Decode("new/out/live/deep/.c.mkv"), Decode("in/live/deep/.c"));
@@ -60,7 +63,7 @@ TEST_F(BatchTest, GivesWhatOneFileAtATimeGives) {
   // A pipe can be read only once.
   const Outcome many =
       RunHost("cat saved >preset & rhohost --to out --preset preset --set SampleRate=44100 --fps 25 --jobs 16 many");
-  EXPECT_THAT(many.errors, HasSubstr("out: 21 files encoded, 4 are no sound files;"));
+  EXPECT_THAT(many.errors, HasSubstr("out: 21 files encoded, 4 not sound files;"));
   const Outcome single = Run(
       R"(cd many; find . -type f ! -name '*.txt' -o -type l | while read -r file; do
            rhohost --quiet --force --preset ../saved --rate 44100 --fps 25 "$file" ../single.mkv &&
@@ -82,13 +85,10 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
            {"--to new in ''", {"empty"}},
            {"--to new -", {"standard input"}},
            {"--to new in - <one.wav", {"standard input"}},
-           {"--to new one.wav twin", {"new/one.mkv", "one.wav", "twin/one."}},
-           {"--to new twin", {"new/one.mkv", "twin/one.wav", "twin/one.aiff"}},
-           {"--to new in in/../in/a.wav", {"new/a.mkv", "in/a.wav", "in/../in/a.wav"}},
-           {"--to new.d one.wav in/a.wav", {"new.d/one.mkv", "one.wav", "in/a.wav"}},
-           {"--to old old", {"old", "lies in"}},
-           {"--to . in", {"in: lies in ."}},
-           {"--to old/../in in/live", {"in/live", "lies in"}},
+           {"--to new --on-clash maybe in", {"--on-clash", "\"maybe\"", "keep-extension"}},
+           {"--to new --suffix .wav in", {"--suffix", "\".wav\""}},
+           {"--exclude x one.wav new.mkv", {"--exclude", "--to"}},
+           {"--to old --force old in/a.wav", {"old/a.mkv", "in/a.wav", "overwrite"}},
            {"--to old --force one.wav in/a.wav", {"old/a.mkv", "in/a.wav", "overwrite"}},
            {"--to new --jobs 0 in", {"--jobs", "\"0\""}},
            {"--to new --jobs 257 in", {"--jobs", "256"}},
@@ -100,6 +100,9 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
            {"--to new --rate 5 in", {"Sample Rate", "5 Hz"}},
        }) {
     ExpectRefused({"rhohost " + arguments, 2, says});
+  }
+  for (const char* const arguments : {"--to new twin", "--to new --files-from none", "--to new.d one.wav in/a.wav"}) {
+    EXPECT_EQ(RunHost(std::string("rhohost --quiet ") + arguments).code, 1) << arguments;
   }
   const Outcome plan = RunHost("rhohost --to new/out --rate 48000 --dry-run in");
   EXPECT_EQ(plan.code, 0);

@@ -1,0 +1,116 @@
+#include "Host/CommandLine/ArgumentOrder.h"
+
+#include "Host/Text/Errors.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace {
+
+class ArgumentOrder {
+ public:
+  ArgumentOrder(const std::vector<std::string>& arguments, const CommandOptions& commands, std::string defaultCommand)
+      : m_next(arguments.begin()), m_end(arguments.end()), m_commands(commands), m_command(std::move(defaultCommand)) {}
+
+  std::vector<std::string> Order() {
+    while (m_next != m_end) {
+      AddNext();
+    }
+    for (const std::string& option : m_options) {
+      if (!m_commands.at(m_command).contains(option)) {
+        throw WrongUse(fmt::format("\"rhohost {}\" has no option {}", m_command, option));
+      }
+    }
+    m_ordered.insert(m_ordered.begin(), m_command);
+    return std::move(m_ordered);
+  }
+
+ private:
+  void AddNext() {
+    const std::string& text = *m_next++;
+    if (m_areOptionsOver || text == "-" || !text.starts_with('-')) {
+      AddFile(text);
+    } else if (text == "--") {
+      m_areOptionsOver = true;
+      m_ordered.push_back(text);
+    } else if (text.starts_with("--")) {
+      AddLong(text);
+    } else {
+      AddShort(text);
+    }
+  }
+
+  void AddFile(const std::string& text) {
+    const bool isFirst = !std::exchange(m_hasFiles, true);
+    if (isFirst && !m_areOptionsOver && m_commands.contains(text)) {
+      m_command = text;
+      return;
+    }
+    // CLI11 takes "[A,B]" for a list, and "++" for the end of a subcommand.
+    const bool isSpecial = text == "++" || (text.starts_with('[') && text.ends_with(']'));
+    m_ordered.push_back(isSpecial ? "./" + text : text);
+  }
+
+  void AddLong(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    const std::string name = text.substr(0, equals);
+    const std::string& valueName = ValueName(name);
+    if (valueName.empty() || equals == std::string::npos) {
+      m_ordered.push_back(text);
+      AddValue(name, valueName);
+    } else {
+      m_ordered.push_back(name);
+      m_ordered.push_back(text.substr(equals + 1));
+    }
+  }
+
+  /// "-q", "-qf", "-j4", "-qj4", or "-qj" in front of "4"
+  void AddShort(const std::string& text) {
+    m_ordered.push_back(text);
+    for (std::size_t index = 1; index < text.size(); ++index) {
+      const std::string name{'-', text[index]};
+      const std::string& valueName = ValueName(name);
+      if (!valueName.empty() && index + 1 < text.size()) {
+        return;
+      }
+      AddValue(name, valueName);
+    }
+  }
+
+  void AddValue(const std::string& name, const std::string& valueName) {
+    if (valueName.empty()) {
+      return;
+    }
+    if (m_next == m_end) {
+      throw WrongUse(fmt::format("{}: {} is missing", name, valueName));
+    }
+    m_ordered.push_back(*m_next++);
+  }
+
+  const std::string& ValueName(const std::string& option) {
+    m_options.push_back(option);
+    for (const auto& [command, options] : m_commands) {
+      if (const auto found = options.find(option); found != options.end()) {
+        return found->second;
+      }
+    }
+    throw WrongUse(option + ": there is no such option");
+  }
+
+  std::vector<std::string>::const_iterator m_next;
+  std::vector<std::string>::const_iterator m_end;
+  const CommandOptions& m_commands;
+  std::string m_command;
+  std::vector<std::string> m_ordered;
+  std::vector<std::string> m_options;
+  bool m_hasFiles = false;
+  bool m_areOptionsOver = false;
+};
+
+}  // namespace
+
+std::vector<std::string> OrderArguments(const std::vector<std::string>& arguments, const CommandOptions& commands,
+                                        const std::string& defaultCommand) {
+  return ArgumentOrder(arguments, commands, defaultCommand).Order();
+}

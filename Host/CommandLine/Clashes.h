@@ -1,0 +1,29 @@
+#pragma once
+
+/// Inputs that would have the same output.
+
+#include "Host/CommandLine/WorkList.h"
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+/// Tells outputs apart by the file that would be made or replaced, where links lead to it.
+class OutputIdentities {
+ public:
+  /// The real path of the output. One that cannot be followed is returned as it is: nothing can be written there.
+  std::filesystem::path Of(const std::filesystem::path& output) { return Follow(output, 40); }
+
+ private:
+  std::filesystem::path Follow(const std::filesystem::path& output, int linksLeft);
+  const std::filesystem::path& RealFolder(const std::filesystem::path& folder);
+
+  std::map<std::string, std::filesystem::path> m_realFolders;
+};
+
+/// Whether the file at `path` can be read as a sound, or cannot be read at all and so may be one.
+bool MayBeSound(const std::string& path);
+
+/// Leaves one item for each output, or gives the others outputs of their own, as `naming` says. Only where several
+/// files would have the same output they are opened, since those that are not sounds do not count.
+void SettleClashes(WorkList& list, OutputIdentities& identities, OnClash onClash);

@@ -1,0 +1,128 @@
+#include "Host/CommandLine/FileFilter.h"
+
+namespace {
+
+std::bitset<256> OneByte(char byte) {
+  std::bitset<256> bytes;
+  bytes.set(static_cast<unsigned char>(byte));
+  return bytes;
+}
+
+std::bitset<256> AllBut(char byte) { return ~OneByte(byte); }
+
+}  // namespace
+
+Glob::Glob(std::string_view pattern) {
+  const bool hasEscapes = pattern.find_first_of("*?[") != std::string_view::npos;
+  for (std::size_t index = 0; index < pattern.size(); ++index) {
+    const char byte = pattern[index];
+    if (byte == '*') {
+      const bool isDouble = index + 1 < pattern.size() && pattern[index + 1] == '*';
+      Add(isDouble ? std::bitset<256>().set() : AllBut('/'), true);
+      index += isDouble ? 1 : 0;
+    } else if (byte == '?') {
+      Add(AllBut('/'), false);
+    } else if (byte == '\\' && hasEscapes && index + 1 < pattern.size()) {
+      Add(OneByte(pattern[++index]), false);
+    } else if (const std::size_t end = byte == '[' ? AddSet(pattern, index + 1) : 0; end != 0) {
+      index = end - 1;
+    } else {
+      Add(OneByte(byte), false);
+    }
+  }
+}
+
+std::size_t Glob::AddSet(std::string_view pattern, std::size_t start) {
+  std::size_t index = start;
+  const bool isNegated = index < pattern.size() && (pattern[index] == '^' || pattern[index] == '!');
+  index += isNegated ? 1 : 0;
+  std::bitset<256> bytes;
+  // A bracket that is the first in the set belongs to it.
+  for (const std::size_t first = index; index < pattern.size() && (pattern[index] != ']' || index == first); ++index) {
+    index += pattern[index] == '\\' && index + 1 < pattern.size() ? 1 : 0;
+    const auto from = static_cast<unsigned char>(pattern[index]);
+    auto to = from;
+    if (index + 2 < pattern.size() && pattern[index + 1] == '-' && pattern[index + 2] != ']') {
+      index += 2;
+      index += pattern[index] == '\\' && index + 1 < pattern.size() ? 1 : 0;
+      to = static_cast<unsigned char>(pattern[index]);
+    }
+    for (unsigned int byte = from; byte <= to; ++byte) {
+      bytes.set(byte);
+    }
+  }
+  if (index >= pattern.size()) {
+    return 0;
+  }
+  Add((isNegated ? ~bytes : bytes) & AllBut('/'), false);
+  return index + 1;
+}
+
+// Follows all ways through the pattern at once, so that no pattern takes exponential time.
+bool Glob::Matches(std::string_view text) const {
+  std::vector<bool> isAt(m_elements.size() + 1);
+  const auto skipRepeated = [this](std::vector<bool>& places) {
+    for (std::size_t index = 0; index < m_elements.size(); ++index) {
+      if (places[index] && m_elements[index].repeats) {
+        places[index + 1] = true;
+      }
+    }
+  };
+  isAt[0] = true;
+  skipRepeated(isAt);
+  for (const char byte : text) {
+    std::vector<bool> isNext(isAt.size());
+    for (std::size_t index = 0; index < m_elements.size(); ++index) {
+      if (isAt[index] && m_elements[index].bytes[static_cast<unsigned char>(byte)]) {
+        isNext[m_elements[index].repeats ? index : index + 1] = true;
+      }
+    }
+    skipRepeated(isNext);
+    isAt = std::move(isNext);
+  }
+  return isAt.back();
+}
+
+void FileFilter::AddRule(std::string_view pattern, bool isExclusion) {
+  if (pattern.ends_with("/***")) {
+    AddRule(pattern.substr(0, pattern.size() - 3), isExclusion);
+    AddRule(pattern.substr(0, pattern.size() - 1), isExclusion);
+    return;
+  }
+  const bool isAnchored = pattern.starts_with('/');
+  const bool forFoldersOnly = pattern.size() > 1 && pattern.ends_with('/');
+  pattern.remove_prefix(isAnchored ? 1 : 0);
+  pattern.remove_suffix(forFoldersOnly ? 1 : 0);
+  while (!isAnchored && pattern.starts_with("**/")) {
+    pattern.remove_prefix(3);  // it may also stand for nothing, and tails are tried anyway
+  }
+  m_rules.push_back({Glob(pattern), isAnchored, forFoldersOnly, isExclusion});
+}
+
+bool FileFilter::Excludes(std::string_view path, bool isFolder) const {
+  for (const Rule& rule : m_rules) {
+    if (rule.forFoldersOnly && !isFolder) {
+      continue;
+    }
+    for (std::string_view tail = path;;) {
+      if (rule.glob.Matches(tail)) {
+        return rule.isExclusion;
+      }
+      const std::size_t slash = tail.find('/');
+      if (rule.isAnchored || slash == std::string_view::npos) {
+        break;
+      }
+      tail.remove_prefix(slash + 1);
+    }
+  }
+  return false;
+}
+
+bool FileFilter::ExcludesOnTheWay(std::string_view path) const {
+  for (std::size_t slash = path.find('/'); slash != std::string_view::npos; slash = path.find('/', slash + 1)) {
+    if (Excludes(path.substr(0, slash), true)) {
+      return true;
+    }
+  }
+  return Excludes(path, false);
+}

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// The names in a list such as `find` prints: one on each line (which may end with CR LF), or each ended by a zero byte
+/// if `isNullSeparated`. Empty ones are left out. "-" is standard input. Throws Failure when it cannot be read.
+std::vector<std::string> ReadFileList(const std::string& path, bool isNullSeparated);
