@@ -22,6 +22,7 @@
 #include "Toolbox/KelUtils/Media/TimeCodes.h"          // IWYU pragma: export
 #include "Toolbox/KelUtils/Numbers/CloseEnough.h"      // IWYU pragma: export
 #include "Toolbox/KelUtils/Numbers/SaturatingCast.h"   // IWYU pragma: export
+#include "Toolbox/KelUtils/Processes/DebugPrint.h"     // IWYU pragma: export
 #include "Toolbox/KelUtils/Processes/Modules.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/Processes/Processes.h"      // IWYU pragma: export
 #include "Toolbox/KelUtils/Processes/SystemQueries.h"  // IWYU pragma: export

@@ -11,8 +11,10 @@
 #include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -42,6 +44,7 @@ struct Plan {
 
 Plan& g_fault = *new Plan;  // there are calls until the program ends
 bool g_isReporting = false;
+std::string& g_listed = *new std::string;
 
 std::string Name(const char* path) { return path == nullptr ? "" : path; }
 std::string Name(int file) {
@@ -132,6 +135,9 @@ Fault::~Fault() { g_fault = {}; }
 bool Fault::Occurred() const { return g_fault.left == 0; }
 const char* Fault::Function() const { return g_fault.function.c_str(); }
 
+ListedFile::ListedFile(std::string name) { g_listed = std::move(name); }
+ListedFile::~ListedFile() { g_listed.clear(); }
+
 // Defines `function`, which gives `failure` where the fault strikes: under which name, on which file; the arguments.
 #define CALL_AS(name, Result, failure, function, parameters, file, ...) \
   Result function parameters { return Fails(name, file) ? (failure) : REAL(function)(__VA_ARGS__); }
@@ -152,6 +158,7 @@ extern "C" {
 CALLS(int, -1, open, (const char* path, int flags, unsigned mode), path, path, flags, mode)
 CALLS(int, -1, openat, (int at, const char* path, int flags, unsigned mode), path, at, path, flags, mode)
 CALL_AS("open", int, -1, __open64_2, (const char* path, int flags), path, path, flags)
+CALL_AS("openat", int, -1, __openat64_2, (int at, const char* path, int flags), path, at, path, flags)
 TRANSFER("read", read, (int file, void* buffer, size_t size), part)
 TRANSFER("write", write, (int file, const void* buffer, size_t size), part)
 TRANSFER("pread", pread64, (int file, void* buffer, size_t size, off64_t at), part, at)
@@ -167,6 +174,7 @@ CALLS(int, -1, lstat, (const char* path, void* status), path, path, status)
 CALL_AS("fstat", int, -1, __fstat64_time64, (int file, void* status), file, file, status)
 CALL_AS("stat", int, -1, __stat64_time64, (const char* path, void* status), path, path, status)
 CALL_AS("lstat", int, -1, __lstat64_time64, (const char* path, void* status), path, path, status)
+CALL(int, -1, fchown, (int file, unsigned user, unsigned group), file, file, user, group)
 CALL(int, -1, fchmod, (int file, unsigned mode), file, file, mode)
 CALL(int, -1, faccessat, (int at, const char* path, int mode, int flags), path, at, path, mode, flags)
 CALL(int, -1, mkdir, (const char* path, unsigned mode), path, path, mode)
@@ -187,6 +195,21 @@ CALL64(dirent64*, nullptr, readdir, (DIR * folder), folder, folder)
 CALL64(std::FILE*, nullptr, fopen, (const char* path, const char* mode), path, path, mode)
 CALL64(int, -1, fseeko, (std::FILE * file, off64_t offset, int whence), file, file, offset, whence)
 CALL64(off64_t, -1, ftello, (std::FILE * file), file, file)
+ssize_t getdents64(int folder, void* buffer, size_t size) {
+  const ssize_t held = Fails("getdents64", folder) ? -1 : REAL(getdents64)(folder, buffer, size);
+  if (held <= 0 || g_listed.empty()) {
+    return held;
+  }
+  const size_t nameAt = offsetof(dirent64, d_name);
+  const size_t added = (nameAt + g_listed.size() + 8) / 8 * 8;
+  char* const entry = static_cast<char*>(buffer) + held;
+  std::memset(entry, 0, added);
+  entry[offsetof(dirent64, d_type)] = DT_REG;
+  entry[offsetof(dirent64, d_reclen)] = static_cast<char>(added % 256);
+  entry[offsetof(dirent64, d_reclen) + 1] = static_cast<char>(added / 256);
+  std::memcpy(entry + nameAt, g_listed.data(), g_listed.size());
+  return held + static_cast<ssize_t>(added);
+}
 int close(int file) { return Fails("close", file) ? REAL(close)(file) - 1 : REAL(close)(file); }
 int fclose(std::FILE* file) { return Fails("fclose", file) ? REAL(fclose)(file) - 1 : REAL(fclose)(file); }
 size_t fread(void* to, size_t size, size_t count, std::FILE* file) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 /// While it lives, the n-th call (from 1, counted from here on) of a system function by the program or the module is a
 /// fault. One at a time. SystemCalls.cpp lists the functions that can be named; "*" stands for all of them.
@@ -25,4 +26,13 @@ class Fault {
   bool Occurred() const;
   /// The function that it is to strike or, once it occurred, has struck.
   const char* Function() const;
+};
+
+/// While it lives, every folder also lists a file of this name, which may be longer than the file system allows.
+class ListedFile {
+ public:
+  explicit ListedFile(std::string name);
+  ListedFile(const ListedFile&) = delete;
+  ListedFile& operator=(const ListedFile&) = delete;
+  ~ListedFile();
 };

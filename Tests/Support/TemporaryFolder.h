@@ -31,6 +31,15 @@ std::string MessageOf(Action action) {
   }
 }
 
+/// What the open descriptors lead to; the one that asks is among them.
+inline std::multiset<std::string> OpenDescriptors() {
+  std::multiset<std::string> items;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    items.insert(fs::read_symlink(entry).string());
+  }
+  return items;
+}
+
 /// A folder for one test, which goes with all that is in it.
 class TemporaryFolder {
  public:
@@ -55,13 +64,13 @@ class TemporaryFolder {
     return path;
   }
 
-  /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", files in "=" and what
+  /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", FIFOs in "|", files in "=" and what
   /// they hold.
   std::string Tree() const {
     std::set<std::string> items;
     for (const auto& entry : fs::recursive_directory_iterator(m_path)) {
       const std::string path = entry.path().string();
-      const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : "=";
+      const char* const kind = entry.is_symlink() ? "@" : entry.is_directory() ? "/" : entry.is_fifo() ? "|" : "=";
       items.insert(path.substr(m_path.size() + 1) + kind + (*kind == '=' ? ReadFile(path) : "") + " ");
     }
     return std::accumulate(items.begin(), items.end(), std::string());

@@ -1,3 +1,4 @@
+#include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils/Files/Files.h"
 #include "Toolbox/KelUtils/Files/OpenFile.h"
@@ -5,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <algorithm>
-#include <chrono>
+#include <cerrno>
 #include <string_view>
 
 namespace {
@@ -22,10 +23,14 @@ TEST(LoadFile, GetsAllOfAFileAndKeepsThePosition) {
     EXPECT_EQ(kel_ftell64(file.m_file), length / 3);
     EXPECT_TRUE(kel_fileSize64(file.m_file) == length && KelFileSize((folder / "file").c_str()) == length);
   }
-  const TKelOpenFile unreadable((folder / "file").c_str(), "ab");
+  const TKelOpenFile unreadable((folder / "file").c_str(), "r+b");
   std::string data;
-  EXPECT_FALSE(KelLoadFile(unreadable.m_file, data));
-  EXPECT_EQ(data, std::string(600000, '\0'));
+  kel_fseek64(unreadable.m_file, 7, SEEK_SET);
+  for (const char* call : {"fread", "fseeko"}) {
+    const Fault fault(call, 2, EIO);
+    EXPECT_TRUE(!KelLoadFile(unreadable.m_file, data) && data.size() == 600000);
+    EXPECT_EQ(kel_ftell64(unreadable.m_file), 7) << call;
+  }
   mkfifo((folder / "fifo").c_str(), 0600);
   EXPECT_FALSE(KelLoadFile(TKelOpenFile((folder / "fifo").c_str(), "r+").m_file, data) || KelLoadFile(nullptr, data));
   EXPECT_EQ(KelFileSize(folder.Path().c_str()) + KelFileSize("/none") + KelFileSize(nullptr), 0);
@@ -40,23 +45,12 @@ TEST(SavingFiles, SaysWhetherAllOfItIsThere) {
   EXPECT_FALSE(KelSaveFile(full.m_file, "text") || KelSaveFile(nullptr, ""));
   EXPECT_TRUE(KelWriteFile(folder.Write("a", "longer than it was"), "text"));
   EXPECT_EQ(folder.Tree(), "a=text b=1234 ");
-  EXPECT_FALSE(KelWriteFile(folder / "none/a", "") || KelWriteFile("/dev/full", "text"));
-}
-
-TEST(FolderPaths, AreMadeLevelByLevel) {
-  const TemporaryFolder folder;
-  EXPECT_TRUE(KelEnsureDirectoryPathExists(folder / "a/b//c/"));
-  struct stat status {};
-  stat((folder / "a/b").c_str(), &status);
-  EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
-  EXPECT_TRUE(KelEnsureDirectoryPathExists(folder.Write("a/file", "")));
-  std::string endless;
-  for (int level = 0; level < 500000; ++level) {
-    endless += "a/";
+  for (const std::size_t size : {1U, 4096U, 5000000U}) {
+    EXPECT_FALSE(KelWriteFile("/dev/full", std::string(size, 'x')));
+    const Fault late("close", 1, ENOSPC);
+    EXPECT_FALSE(KelWriteFile(folder / "c", std::string(size, 'x'))) << "told when it is closed";
   }
-  EXPECT_FALSE(KelEnsureDirectoryPathExists(folder / "a/file/b") || KelEnsureDirectoryPathExists(endless) ||
-               KelEnsureDirectoryPathExists(""));
-  EXPECT_EQ(folder.Tree(), "a/ a/b/ a/b/c/ a/file= ");
+  EXPECT_FALSE(KelWriteFile(folder / "none/a", ""));
 }
 
 // The name with an h for every hexadecimal digit of its identifier.
@@ -78,19 +72,6 @@ TEST(TempFilename, StandsBesideThePath) {
     buffer.resize(buffer.find('\0'));
     EXPECT_TRUE(buffer != name && Shape(buffer) == Shape(name)) << buffer;
   }
-}
-
-TEST(ExclusiveAccess, NeedsAMinuteOnEitherSide) {
-  const TemporaryFolder folder;
-  const std::string file = folder.Write("a", "");
-  for (const int age : {0, 58, -58, 61, -62, 100000}) {
-    fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::seconds(age));
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(KelCheckExclusiveFileAccess(file.c_str()), age > 60 || age < -60) << age;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              age > 60 || age < -60 ? " Watchfolder exclusive access: " + file + "  \n" : "");
-  }
-  EXPECT_TRUE(KelCheckExclusiveFileAccess("/none"));
 }
 
 }  // namespace

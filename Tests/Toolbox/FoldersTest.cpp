@@ -1,5 +1,7 @@
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Toolbox/KelUtils/Files/Copying.h"
+#include "Toolbox/KelUtils/Files/Files.h"
 #include "Toolbox/KelUtils/Files/Folders.h"
 #include "Toolbox/KelUtils/Files/Internal/OpenFolderPrivate.h"
 #include "Toolbox/KelUtils/Files/OpenFile.h"
@@ -12,6 +14,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <set>
 
 namespace {
@@ -28,6 +31,15 @@ struct SampleTree : TemporaryFolder {
     fs::create_directories(*this / "empty");
     fs::create_directory_symlink("b", *this / "link");
   }
+};
+
+using Files = std::set<std::string>;
+
+// Collects files until it has so many.
+struct Collector : IKelSomeFileTask {
+  bool processFile(const std::string& file) override { return m_files.insert(file), m_files.size() < m_limit; }
+  Files m_files;
+  std::size_t m_limit = 9;
 };
 
 TEST(OpenFile, SaysWhatItCannotOpen) {
@@ -56,8 +68,21 @@ TEST(OpenFolder, ListsTheSimplifiedFolderAndSaysWhatItCannotOpen) {
   for (const std::string& path : {tree / "x/../none", std::string("/.."), tree / "a"}) {
     EXPECT_EQ(MessageOf([&] { TKelOpenFolder none(path); }), "opendir failed for \"" + path + "\"");
   }
-  const Fault fault("readdir", 1, EIO);
+  const Fault fault("getdents64", 1, EIO);
   EXPECT_EQ(MessageOf([] { TKelOpenFolder none("/."); }), "readdir_r failed for \"/.\"");
+}
+
+TEST(OpenFolder, ListsNamesOfAnyLengthAndEndsWhereItCannotRead) {
+  const SampleTree tree;
+  const std::string name(300, 'n');
+  Collector all;
+  const ListedFile listed(name);
+  EXPECT_TRUE(KelForEachFile(tree / "b/c", all));
+  EXPECT_EQ(all.m_files, (Files{tree / "b/c/d", tree / "b/c/" + name}));
+  Collector some;
+  const Fault fault("getdents64", 2, EIO);
+  EXPECT_TRUE(KelForEachFile(tree / "b/c", some) && fault.Occurred());
+  EXPECT_EQ(some.m_files, all.m_files) << "until then";
 }
 
 TEST(OpenFolder, FindsOutUnknownTypes) {
@@ -88,15 +113,6 @@ TEST(PathQuestions, AskWhatCanBeOpened) {
   EXPECT_TRUE(KelIsPathToFile(tree / "a"));
 }
 
-using Files = std::set<std::string>;
-
-// Collects files until it has so many.
-struct Collector : IKelSomeFileTask {
-  bool processFile(const std::string& file) override { return m_files.insert(file), m_files.size() < m_limit; }
-  Files m_files;
-  std::size_t m_limit = 9;
-};
-
 TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
   const SampleTree tree;
   Collector all;
@@ -108,7 +124,7 @@ TEST(ForEachFile, WalksEverythingButFoldersAndStops) {
     EXPECT_TRUE(!KelForEachFile(tree.Path(), some) && some.m_files.size() == limit);
   }
   Collector unlisted;
-  const Fault fault("opendir", 2, EACCES);
+  const Fault fault("openat", 2, EACCES);
   EXPECT_TRUE(KelForEachFile(tree / "b", unlisted));
   EXPECT_EQ(unlisted.m_files, Files{tree / "b/c"}) << "handed out like a file";
 }
@@ -123,11 +139,77 @@ TEST(ForEachFile, FindsNothingInAFolderThatIsGone) {
   close(folder);
 }
 
+TEST(ForEachFile, PassesOnWhatTheTaskThrows) {
+  const SampleTree tree;
+  struct : IKelSomeFileTask {
+    bool processFile(const std::string& file) override { throw std::runtime_error(file); }
+  } throwing;
+  const auto openBefore = OpenDescriptors();
+  EXPECT_EQ(MessageOf([&] { KelForEachFile(tree / "b", throwing); }), tree / "b/c/d");
+  EXPECT_EQ(OpenDescriptors(), openBefore);
+}
+
+// Whoever runs the tests, but not root, for as long as it lives.
+struct AnotherUserThanRoot {
+  AnotherUserThanRoot() { EXPECT_TRUE(geteuid() != 0 || seteuid(65534) == 0); }
+  AnotherUserThanRoot(const AnotherUserThanRoot&) = delete;
+  AnotherUserThanRoot& operator=(const AnotherUserThanRoot&) = delete;
+  ~AnotherUserThanRoot() { EXPECT_TRUE(getuid() != 0 || seteuid(0) == 0); }
+};
+
+TEST(Folders, ThatMayNotBeReadAreFilesThatCannotBeOpened) {
+  const SampleTree tree;
+  for (const char* folder : {".", "b", "empty"}) {
+    fs::permissions(tree / folder, fs::perms::all);
+  }
+  fs::permissions(tree / "b/c", fs::perms::owner_exec | fs::perms::others_exec);
+  const AnotherUserThanRoot user;
+  Collector all;
+  EXPECT_TRUE(KelForEachFile(tree / "b", all));
+  EXPECT_EQ(all.m_files, Files{tree / "b/c"});
+  EXPECT_EQ(MessageOf([&] { KelCountFiles(tree.Path()); }), FailedToOpen(tree / "b/c"));
+  EXPECT_EQ(MessageOf([&] { KelCopy(tree / "b", tree / "empty/copy", nullptr); }),
+            "opendir failed for \"" + (tree / "b/c\""));
+  std::list<std::string> names;
+  EXPECT_FALSE(KelIsPathToFolder(tree / "b/c") || KelPathExists(tree / "b/c") ||
+               KelEnsureDirectoryPathExists(tree / "b/c/e") || kel_remove_dir_recursively_UTF8(tree / "b") ||
+               kel_find_matching_files_UTF8(names, tree / "b/c", "", ""));
+}
+
 TEST(CountFiles, NeedsEveryFileReadable) {
   const SampleTree tree;
   EXPECT_EQ(KelCountFiles(tree / "empty") * 100 + KelCountFiles(tree.Path()) * 10 + KelCountFiles(tree / "a"), 31U);
   fs::create_symlink("none", tree / "b/dangling");
   EXPECT_EQ(MessageOf([&] { KelCountFiles(tree.Path()); }), FailedToOpen(tree / "b/dangling"));
+}
+
+TEST(FolderPaths, AreMadeLevelByLevel) {
+  const TemporaryFolder folder;
+  EXPECT_TRUE(KelEnsureDirectoryPathExists(folder / "a/b//c/"));
+  struct stat status {};
+  stat((folder / "a/b").c_str(), &status);
+  EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
+  EXPECT_TRUE(KelEnsureDirectoryPathExists(folder.Write("a/file", "")));
+  std::string endless;
+  for (int level = 0; level < 500000; ++level) {
+    endless += "a/";
+  }
+  EXPECT_FALSE(KelEnsureDirectoryPathExists(folder / "a/file/b") || KelEnsureDirectoryPathExists(endless) ||
+               KelEnsureDirectoryPathExists(""));
+  EXPECT_EQ(folder.Tree(), "a/ a/b/ a/b/c/ a/file= ");
+}
+
+TEST(ExclusiveAccess, NeedsAMinuteOnEitherSide) {
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("a", "");
+  for (const int age : {0, 58, -58, 61, -62, 100000}) {
+    fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::seconds(age));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(KelCheckExclusiveFileAccess(file.c_str()), age > 60 || age < -60) << age;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              age > 60 || age < -60 ? " Watchfolder exclusive access: " + file + "  \n" : "");
+  }
+  EXPECT_TRUE(KelCheckExclusiveFileAccess("/none"));
 }
 
 TEST(MatchingFiles, AreAppendedByName) {

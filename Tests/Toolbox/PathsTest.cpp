@@ -2,11 +2,23 @@
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils/Files/Internal/UncPaths.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
+#include "Toolbox/KelUtils/Text/Text.h"
 
 #include <gtest/gtest.h>
 #include <list>
 #include <sstream>
 #include <vector>
+
+namespace {
+
+bool g_isTurkish = false;
+
+}  // namespace
+
+// As in a Turkish locale, whose I is not the capital of i. The module calls this one too.
+extern "C" [[gnu::visibility("default")]] int tolower(int c) noexcept {
+  return c >= 'A' && c <= 'Z' && !(g_isTurkish && c == 'I') ? c + 0x20 : c;
+}
 
 namespace {
 
@@ -83,6 +95,9 @@ TEST(Extensions, AreFoundReplacedAndRemoved) {
   }
   std::string empty;
   EXPECT_TRUE(!KelReplaceFilenameExtension(empty, ".x", &empty) && empty.empty());
+  g_isTurkish = true;
+  EXPECT_TRUE(KelFilenameExtensionMatches("C.AIFF", ".aiff") && KelToLowerCase("AI") == "aI");
+  g_isTurkish = false;
   EXPECT_TRUE(KelFilenameExtensionMatches("C.mov", ".MOV") && KelFilenameExtensionMatches("C.MOV", "mov"));
   EXPECT_TRUE(KelFilenameExtensionMatches("a", "") && KelFilenameExtensionMatches(nullptr, nullptr));
   EXPECT_FALSE(KelFilenameExtensionMatches("a", "abc") || KelFilenameExtensionMatches("a.wav", "mov"));

@@ -1,5 +1,6 @@
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Toolbox/KelUtils/Processes/DebugPrint.h"
 #include "Toolbox/KelUtils/Processes/Modules.h"
 #include "Toolbox/KelUtils/Processes/Processes.h"
 #include "Toolbox/KelUtils/Processes/SystemQueries.h"
@@ -13,15 +14,6 @@
 #include <set>
 
 namespace {
-
-// What the open descriptors lead to; the one that asks is among them.
-std::multiset<std::string> OpenDescriptors() {
-  std::multiset<std::string> items;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-    items.insert(fs::read_symlink(entry).string());
-  }
-  return items;
-}
 
 bool Launch(const std::string& program, const std::list<std::string>& arguments, const std::string& folder) {
   const auto before = OpenDescriptors();
@@ -59,8 +51,12 @@ TEST(DetachedLaunch, ReportsEveryFailure) {
   const TemporaryFolder folder;
   EXPECT_FALSE(Launch(folder / "none", {}, "") || Launch(folder.Write("not executable", ""), {}, "") ||
                Launch("true", {}, folder / "none"));
-  const Fault fault("fork", 2, EAGAIN);
-  EXPECT_FALSE(Launch("true", {}, ""));
+  for (const auto& [call, nth] : {std::pair("fork", 1), {"fork", 2}, {"pipe", 1}, {"pipe", 2}}) {
+    const Fault fault(call, nth, EAGAIN);
+    EXPECT_FALSE(Launch("true", {}, "")) << call << nth;
+    // The second fork is in another process.
+    EXPECT_TRUE(fault.Occurred() || nth == 2) << call;
+  }
 }
 
 TEST(WaitingLaunch, GoesThroughTheShell) {
@@ -76,6 +72,21 @@ TEST(WaitingLaunch, GoesThroughTheShell) {
   EXPECT_EQ(KelCreateProcessUtf8(command), 3 << 8);
 }
 
+TEST(WaitingLaunch, GetsTheStatusWhateverBecomesOfSIGCHLD) {
+  for (const auto& [handler, flags] : {std::pair(SIG_IGN, 0), {SIG_DFL, SA_NOCLDWAIT}, {SIG_DFL, 0}}) {
+    struct sigaction action {};
+    struct sigaction before {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigaction(SIGCHLD, &action, &before);
+    EXPECT_TRUE(KelLaunchApplication("true", {}, "", true, false));
+    EXPECT_TRUE(KelLaunchApplication("sh", {"-c", "true & wait"}, "", true, false)) << "by default in the program";
+    EXPECT_FALSE(KelLaunchApplication("false", {}, "", true, false));
+    EXPECT_TRUE(Launch("true", {}, ""));
+    sigaction(SIGCHLD, &before, nullptr);
+  }
+}
+
 TEST(SafeCalls, GoOnWhenInterrupted) {
   for (const int flags : {0, 4, O_NONBLOCK}) {
     int ends[2];
@@ -86,7 +97,10 @@ TEST(SafeCalls, GoOnWhenInterrupted) {
       const Fault fault(call, 1, EINTR);
       EXPECT_EQ(end == ends[1] ? kel_safe_write(end, "x", 1) : kel_safe_read(end, &received, 1), 1);
     }
-    EXPECT_TRUE(received == 'x' && kel_safe_close(ends[0]) == 0 && kel_safe_close(ends[1]) == 0);
+    EXPECT_TRUE(received == 'x' && kel_safe_close(ends[0]) == 0);
+    const Fault fault("close", 1, EINTR);
+    EXPECT_EQ(kel_safe_close(ends[1]), -1);
+    EXPECT_EQ(errno, EBADF) << "closed already by the first of two calls";
   }
   EXPECT_TRUE(kel_safe_waitpid(-1, nullptr, 0) == -1 && errno == ECHILD);
 }
@@ -107,6 +121,37 @@ TEST(Modules, AreFoundThreeLevelsAboveTheFolder) {
   EXPECT_FALSE(KelUnloadLibrary(&library) || KelUnloadLibrary(nullptr) || KelGetModuleFilename(&own, fileName));
   EXPECT_EQ(fs::path(fileName.m_data).filename(), "other.so") << "unchanged";
   EXPECT_TRUE(KelLoadLibrary("none.so", nullptr) == nullptr && KelLoadLibrary(nullptr, "") == nullptr);
+}
+
+// Run by the test below, in a copy of this program: files where it says it is, then also once it is removed.
+TEST(CopyOfThisProgram, TellsItsPath) {
+  if (const char* const result = std::getenv("PATH_OF_THE_COPY")) {
+    std::string path = "unchanged";
+    std::ofstream file(result);
+    file << (KelGetCurrentExecutableAbsoluteFileName(path) ? "" : "fails: ") << path << '\n';
+    fs::remove(fs::read_symlink("/proc/self/exe"));
+    file << (KelGetCurrentExecutableAbsoluteFileName(path) ? "" : "fails: ") << path << '\n';
+  }
+}
+
+TEST(SystemQueries, FindTheProgramAtAnyPath) {
+  const TemporaryFolder folder;
+  const std::string result = folder / "result";
+  const std::string deep = folder / (std::string(250, 'a') + "/" + std::string(250, 'b') + "/" + std::string(250, 'c'));
+  fs::create_directories(deep);
+  const std::string name = "program (deleted)";
+  const std::string longest = deep + "/" + std::string(1022 - deep.size(), 'd');
+  for (const std::string& path : {folder / "program", folder / name, longest, longest + "d"}) {
+    std::error_code other;
+    fs::create_hard_link("/proc/self/exe", path, other);
+    if (other) {
+      fs::copy_file("/proc/self/exe", path);
+    }
+    const std::string command = "PATH_OF_THE_COPY='" + result + "' '" + path + "' --gtest_filter=CopyOfThisProgram.*";
+    ASSERT_EQ(std::system((command + " > /dev/null").c_str()), 0);
+    const std::string expected = path.size() < 1024 ? path : "fails: unchanged";
+    EXPECT_EQ(ReadFile(result), expected + "\n" + expected + "\n");
+  }
 }
 
 TEST(SystemQueries, TellAboutThisProgram) {

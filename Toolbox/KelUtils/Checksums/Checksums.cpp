@@ -2,7 +2,7 @@
 
 #include "Toolbox/KelUtils/Checksums/Internal/CarrylessRemainder.h"
 #include "Toolbox/KelUtils/Checksums/Internal/CyclicRemainder.h"
-#include "Toolbox/KelUtils/Files/Internal/OwnedFile.h"
+#include "Toolbox/KelUtils/Files/Internal/OpenStream.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -82,7 +82,7 @@ unsigned short Calc16BitCRCShort(short* samples, int width, int height, int stri
 }
 
 unsigned int CreateCRCTab(unsigned int polynomial, char* path, unsigned int width) {
-  const OwnedFile file = OpenFile(path, "wte");
+  const OwnedStream file = OpenStream(path, "wt");
   if (file == nullptr) {
     return 1;
   }

@@ -5,22 +5,19 @@
 #include "Toolbox/KelUtils/Files/Paths.h"
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 #include "Toolbox/KelUtils/Text/Identifiers.h"
+#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
 
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstddef>
 #include <cstring>
-#include <ctime>
 
 static_assert(sizeof(off_t) == 8, "positions in files need 64 bits");
 
 namespace {
-
-const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
 
 // Grows `data` piece by piece up to `size`, so that each piece is still in the cache when it is read into: filling all
 // of it with zeros first would move everything through memory twice.
@@ -40,11 +37,21 @@ bool ReadToSize(FILE* stream, std::size_t size, std::string& data) {
   return true;
 }
 
-double SecondsSinceModification(const struct stat& status) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  const auto seconds = static_cast<double>(now.tv_sec) - static_cast<double>(status.st_mtim.tv_sec);
-  return seconds + static_cast<double>(now.tv_nsec - status.st_mtim.tv_nsec) * 1e-9;
+bool LoadFromStart(FILE* stream, std::string& data) {
+  if (fseeko(stream, 0, SEEK_END) != 0) {
+    return false;
+  }
+  const off_t end = ftello(stream);
+  if (end < 0 || static_cast<unsigned long long>(end) > data.max_size() || fseeko(stream, 0, SEEK_SET) != 0) {
+    return false;
+  }
+  const auto size = static_cast<std::size_t>(end);
+  data.clear();
+  data.reserve(size);
+  ExpectToFill(data.data(), size);
+  const bool isRead = ReadToSize(stream, size, data);
+  data.resize(size);
+  return isRead;
 }
 
 }  // namespace
@@ -83,22 +90,8 @@ bool KelLoadFile(FILE* stream, std::string& data) {
     return false;
   }
   const off_t position = ftello(stream);
-  if (fseeko(stream, 0, SEEK_END) != 0) {
-    return false;
-  }
-  const off_t end = ftello(stream);
-  if (end < 0 || static_cast<unsigned long long>(end) > data.max_size() || fseeko(stream, 0, SEEK_SET) != 0) {
-    return false;
-  }
-  const auto size = static_cast<std::size_t>(end);
-  data.clear();
-  data.reserve(size);
-  ExpectToFill(data.data(), size);
-  if (!ReadToSize(stream, size, data)) {
-    data.resize(size);
-    return false;
-  }
-  return fseeko(stream, position, SEEK_SET) == 0;
+  const bool isLoaded = LoadFromStart(stream, data);
+  return fseeko(stream, position, SEEK_SET) == 0 && isLoaded;
 }
 
 bool KelSaveFile(FILE* stream, const std::string& data) {
@@ -114,33 +107,14 @@ bool KelSaveFile(FILE* stream, const std::string& data) {
 }
 
 bool KelWriteFile(const std::string& path, const std::string& data) {
-  FILE* const stream = std::fopen(path.c_str(), "we");
-  if (stream == nullptr) {
-    return false;
-  }
-  const bool isWritten = std::fwrite(data.data(), 1, data.size(), stream) == data.size();
-  return std::fclose(stream) == 0 && isWritten;
+  Descriptor file = OpenEmptied(path);
+  return file.IsOpen() && WriteFully(file, data.data(), data.size()) && file.Close() == 0;
 }
 
-bool KelEnsureDirectoryPathExists(const std::string& path) {
-  if (path.empty() || path.front() == '\0') {
-    return false;
-  }
-  if (KelPathExists(path)) {
-    return true;
-  }
-  // The system takes no longer path, and going up through one level by level would only cost time and stack.
-  if (path.size() >= PATH_MAX) {
-    return false;
-  }
-  std::string folder;
-  std::string name;
-  const bool hasFolder = KelParseFilePath(path, folder, name) && folder.size() < path.size();
-  if (hasFolder && !KelEnsureDirectoryPathExists(folder)) {
-    return false;
-  }
-  kel_mkdir_UTF8(path.c_str());
-  return KelPathExists(path);
+bool KelIsPathToFile(const std::string& path) { return !path.empty() && OpenForReading(path).IsOpen(); }
+
+bool KelPathExists(const std::string& path) {
+  return !path.empty() && path.front() != '\0' && (KelIsPathToFolder(path) || KelIsPathToFile(path));
 }
 
 std::string KelGetTempFilename(const std::string& path, const char* prefix, const char* suffix) {
@@ -162,16 +136,4 @@ bool KelGetTempFilename(char* buffer, const char* prefix, const char* suffix, co
 
 bool KelGetTempFilename(char* buffer, const char* prefix, const char* suffix, const char* path, unsigned long size) {
   return KelGetTempFilename(buffer, prefix, suffix, std::string(OrEmpty(path)), size);
-}
-
-bool KelCheckExclusiveFileAccess(const char* path) {
-  struct stat status {};
-  if (stat(OrEmpty(path), &status) == 0) {
-    const double age = SecondsSinceModification(status);
-    if (age > -60.0 && age < 60.0) {
-      return false;
-    }
-  }
-  std::printf(" Watchfolder exclusive access: %s  \n", OrEmpty(path));
-  return true;
 }

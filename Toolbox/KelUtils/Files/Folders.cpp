@@ -1,13 +1,20 @@
 #include "Toolbox/KelUtils/Files/Folders.h"
 
+#include "Toolbox/KelUtils/Files/Files.h"
 #include "Toolbox/KelUtils/Files/Internal/OpenFolderPrivate.h"
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
 #include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
+#include "Toolbox/KelUtils/Files/Paths.h"
+#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdio>
+#include <ctime>
 #include <exception>
 #include <memory>
-#include <string_view>
 
 namespace {
 
@@ -29,20 +36,40 @@ unsigned int CountFile(const std::string& path) {
   return 1;
 }
 
-bool IsMatch(const char* name, const std::string& prefix, const std::string& extension) {
-  return std::string_view(name).starts_with(prefix) && KelStrMatchTail<char>(name, extension.c_str(), true);
+bool IsMatch(const std::string& name, const std::string& prefix, const std::string& extension) {
+  return name.starts_with(prefix) && KelStrMatchTail<char>(name.c_str(), extension.c_str(), true);
 }
 
-const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
+double SecondsSinceModification(const struct stat& status) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const auto seconds = static_cast<double>(now.tv_sec) - static_cast<double>(status.st_mtim.tv_sec);
+  return seconds + static_cast<double>(now.tv_nsec - status.st_mtim.tv_nsec) * 1e-9;
+}
 
 }  // namespace
 
-bool KelIsPathToFile(const std::string& path) { return !path.empty() && OpenForReading(path).IsOpen(); }
-
 bool KelIsPathToFolder(const std::string& path) { return TryToOpen(path) != nullptr; }
 
-bool KelPathExists(const std::string& path) {
-  return !path.empty() && path.front() != '\0' && (KelIsPathToFolder(path) || KelIsPathToFile(path));
+bool KelEnsureDirectoryPathExists(const std::string& path) {
+  if (path.empty() || path.front() == '\0') {
+    return false;
+  }
+  if (KelPathExists(path)) {
+    return true;
+  }
+  // The system takes no longer path, and going up through one level by level would only cost time and stack.
+  if (path.size() >= PATH_MAX) {
+    return false;
+  }
+  std::string folder;
+  std::string name;
+  const bool hasFolder = KelParseFilePath(path, folder, name) && folder.size() < path.size();
+  if (hasFolder && !KelEnsureDirectoryPathExists(folder)) {
+    return false;
+  }
+  kel_mkdir_UTF8(path.c_str());
+  return KelPathExists(path);
 }
 
 bool KelForEachFile(const std::string& path, IKelSomeFileTask& task) {
@@ -74,8 +101,8 @@ bool kel_find_matching_files_UTF8(std::list<std::string>& result, const std::str
   try {
     Folder opened(folder);
     VisitEntries(opened, [&] {
-      if (!opened.itemIsFolder() && IsMatch(opened.m_entry.d_name, prefix, extension)) {
-        result.emplace_back(opened.m_entry.d_name);
+      if (!opened.itemIsFolder() && IsMatch(opened.m_name, prefix, extension)) {
+        result.emplace_back(opened.m_name);
       }
       return true;
     });
@@ -93,4 +120,16 @@ bool kel_find_matching_files_UTF8(std::list<std::string>& result, const char* fo
 
 bool kel_find_matching_files_UTF8(std::list<std::string>& result, const char* folder, const char* extension) {
   return kel_find_matching_files_UTF8(result, folder, "", extension);
+}
+
+bool KelCheckExclusiveFileAccess(const char* path) {
+  struct stat status {};
+  if (stat(OrEmpty(path), &status) == 0) {
+    const double age = SecondsSinceModification(status);
+    if (age > -60.0 && age < 60.0) {
+      return false;
+    }
+  }
+  std::printf(" Watchfolder exclusive access: %s  \n", OrEmpty(path));
+  return true;
 }

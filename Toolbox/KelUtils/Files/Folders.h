@@ -1,31 +1,27 @@
 #pragma once
 
-/// What is where, and walks through folder trees. Entries come in the order in which the system lists them; "." and
-/// ".." are never among them. Links are not folders here, and no walk follows them, but where a file system does not
-/// tell the types of its entries a link to a folder counts as that folder. Null texts count as empty. A walk keeps one
-/// folder open for each level it is in; when the system has no more of them, the next level cannot be listed.
+/// Folders, and walks through folder trees. Entries come in the system's order, without "." and "..". Links are not
+/// folders and no walk follows them, except that a link to a folder counts as that folder on a file system that does not
+/// tell the types of its entries. When reading a listing fails, each walk ends as at the end of the listing. A walk keeps
+/// one folder open per level; when no more can be opened, the next level cannot be listed. Null texts count as empty.
 
 #include "RHOAPI/RHOAPIExport.h"
 
 #include <list>
 #include <string>
 
-/// Whether the path can be opened for reading, whatever it is (a folder can); false for an empty path. Never waits
-/// on a FIFO.
-RHOAPI_EXPORT bool KelIsPathToFile(const std::string& path);
-
 /// Whether the path is a folder, or a link to one, that can be listed; false for an empty path.
 RHOAPI_EXPORT bool KelIsPathToFolder(const std::string& path);
 
-/// Whether one of the two holds: what may not be read does not exist. False for an empty path and one that begins with
-/// a zero byte.
-RHOAPI_EXPORT bool KelPathExists(const std::string& path);
+/// Creates every missing folder of `path`, from the top down, each with the mode 0700. True when the path exists at the
+/// end, whatever it is (KelPathExists); false for an empty path. Levels created before a failure stay.
+RHOAPI_EXPORT bool KelEnsureDirectoryPathExists(const std::string& path);
 
-/// What KelForEachFile does with each file. The order of the virtual operations is fixed.
+/// The task of KelForEachFile. The order of the virtual operations is fixed.
 class IKelSomeFileTask {
  public:
   virtual ~IKelSomeFileTask() = default;
-  /// True lets the walk go on, false ends it.
+  /// True continues the walk, false ends it.
   virtual bool processFile(const std::string& filePath) = 0;
 
  protected:
@@ -34,19 +30,19 @@ class IKelSomeFileTask {
   IKelSomeFileTask& operator=(const IKelSomeFileTask&) = default;
 };
 
-/// Calls `task` with the absolute path of everything below `path` that is no folder, depth first, and for a folder that
-/// cannot be listed with the folder's path. What is no folder itself is handed to `task` as given. False as soon as the
-/// task answers so, otherwise true. Throws what the task throws.
+/// Calls `task` with the absolute path of everything below `path` that is not a folder, depth first, and with the path
+/// of each folder that cannot be listed. When `path` itself is not a folder, calls `task` with it as given. Ends, and
+/// returns false, as soon as the task returns false. Throws what the task throws.
 RHOAPI_EXPORT bool KelForEachFile(const std::string& path, IKelSomeFileTask& task);
 
-/// Number of files below `path`, each of which is opened for reading on the way (without waiting on FIFOs); 1 for what
-/// is no folder. Throws TKelOpenFile's std::runtime_error at the first one that cannot be opened. Sizes an
+/// The number of files below `path`; 1 when it is not a folder. Opens each file for reading, without waiting on FIFOs,
+/// and throws TKelOpenFile's std::runtime_error at the first that cannot be opened. For the number of items of an
 /// IKelProgressReporter before a copy.
 RHOAPI_EXPORT unsigned int KelCountFiles(const std::string& path);
 
-/// Appends to `result` the names of those entries of `folder`, folders apart, that begin with `prefix` (letter case
-/// counts) and end with `extension` (letter case of ASCII letters does not). True when there was one. False when there
-/// was none, or `folder` is empty or cannot be listed, or memory runs out, and then the names found so far stay.
+/// Appends to `result` the names of the entries of `folder`, except folders, that begin with `prefix` (case-sensitive)
+/// and end with `extension` (without regard to the case of ASCII letters). True when there was one. False when there was
+/// none, `folder` is empty or cannot be listed, or memory runs out; names found until then stay.
 ///   the file Clip1.MOV is found with "Clip" and ".mov", not with "clip" and ".mov"
 RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, const std::string& folder,
                                                 const std::string& prefix, const std::string& extension);
@@ -55,3 +51,7 @@ RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, 
 /// The same with an empty prefix.
 RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, const char* folder,
                                                 const char* extension);
+
+/// Whether a file in a watched folder is no longer being written: false when it was modified less than a minute before or
+/// after now. Otherwise, and when its time is unknown, true; a line with the path then goes to standard output.
+RHOAPI_EXPORT bool KelCheckExclusiveFileAccess(const char* path);

@@ -1,13 +1,15 @@
 #include "Toolbox/KelUtils/Files/OpenFile.h"
 
+#include "Toolbox/KelUtils/Files/Internal/OpenStream.h"
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
+#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
 
 #include <string>
 #include <string_view>
 
 namespace {
 
-// The same mode with "e", close on exec, before a comma and what may follow one.
+// The mode with "e", close on exec, added before the comma that may introduce a character set.
 std::string ClosedOnExec(std::string_view mode) {
   const std::string_view letters = mode.substr(0, mode.find(','));
   return std::string(letters).append("e").append(mode.substr(letters.size()));
@@ -15,10 +17,14 @@ std::string ClosedOnExec(std::string_view mode) {
 
 }  // namespace
 
-TKelOpenFile::TKelOpenFile(const char* path, const char* mode)
-    : m_file(path == nullptr || mode == nullptr ? nullptr : std::fopen(path, ClosedOnExec(mode).c_str())) {
+OwnedStream OpenStream(const char* path, const char* mode) {
+  const bool isNamed = path != nullptr && mode != nullptr;
+  return OwnedStream(isNamed ? std::fopen(path, ClosedOnExec(mode).c_str()) : nullptr);
+}
+
+TKelOpenFile::TKelOpenFile(const char* path, const char* mode) : m_file(OpenStream(path, mode).release()) {
   if (m_file == nullptr) {
-    throw FailedToOpen(path == nullptr ? "" : path);
+    throw FailedToOpen(OrEmpty(path));
   }
 }
 

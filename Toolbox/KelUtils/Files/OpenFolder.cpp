@@ -4,51 +4,58 @@
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstddef>
-#include <cstring>
+#include <array>
+#include <utility>
 
 static_assert(sizeof(dirent::d_ino) == 8, "inode numbers need 64 bits");
 
-TKelOpenFolder::TPrivate::TPrivate(const std::string& folderPath) {
+namespace {
+
+std::string Simplified(const std::string& folderPath) {
   if (folderPath.empty()) {
     throw std::runtime_error("invalid (empty) folder path specified");
   }
-  KelSimplifyPath(folderPath, m_folderPath);
-  m_dir.reset(opendir(m_folderPath.c_str()));
-  if (m_dir == nullptr) {
+  std::string simplified;
+  KelSimplifyPath(folderPath, simplified);
+  return simplified;
+}
+
+Descriptor OpenOrThrow(const std::string& simplified, const std::string& folderPath) {
+  Descriptor folder = OpenFolderForListing(AT_FDCWD, simplified.c_str(), true);
+  if (!folder.IsOpen()) {
     throw PathError("opendir failed for", folderPath);
   }
-  if (readNext() == ReadResult::kError) {
+  return folder;
+}
+
+}  // namespace
+
+TKelOpenFolder::TPrivate::TPrivate(const std::string& folderPath)
+    : m_folderPath(Simplified(folderPath)), m_folder(OpenOrThrow(m_folderPath, folderPath)), m_listing(m_folder) {
+  if (!parseNextItem() && m_listing.HasFailed()) {
     throw PathError("readdir_r failed for", folderPath);
   }
 }
 
-TKelOpenFolder::TPrivate::ReadResult TKelOpenFolder::TPrivate::readNext() {
-  errno = 0;
-  const dirent* const entry = readdir(m_dir.get());
+bool TKelOpenFolder::TPrivate::parseNextItem() {
+  dirent* const entry = m_listing.Next();
   if (entry == nullptr) {
-    return errno == 0 ? ReadResult::kEnd : ReadResult::kError;
+    return false;
   }
-  if (std::strlen(entry->d_name) >= sizeof m_entry.d_name) {
-    return ReadResult::kError;
-  }
-  // An entry is as long as its name asks for: there may be nothing to read behind it.
-  std::memcpy(&m_entry, entry, std::min<std::size_t>(entry->d_reclen, sizeof m_entry));
-  fix_DT_UNKNOWN(m_folderPath, m_entry);
-  return ReadResult::kEntry;
+  fix_DT_UNKNOWN(m_folderPath, *entry);
+  m_name = static_cast<const char*>(entry->d_name);
+  m_type = entry->d_type;
+  return true;
 }
 
-bool TKelOpenFolder::TPrivate::parseNextItem() { return m_dir != nullptr && readNext() == ReadResult::kEntry; }
-
-std::string TKelOpenFolder::TPrivate::itemPath() const { return m_folderPath + kDirSeparator + m_entry.d_name; }
-
-bool TKelOpenFolder::TPrivate::itemIsDots() const {
-  const std::string_view name = m_entry.d_name;
-  return name.empty() || (itemIsFolder() && (name == "." || name == ".."));
+std::string TKelOpenFolder::TPrivate::itemPath() const {
+  std::string path;
+  path.reserve(m_folderPath.size() + 1 + m_name.size());
+  return path.append(m_folderPath).append(kDirSeparator).append(m_name);
 }
 
 bool TKelOpenFolder::TPrivate::fix_DT_UNKNOWN(const std::string& folderPath, dirent& entry) {
@@ -56,34 +63,23 @@ bool TKelOpenFolder::TPrivate::fix_DT_UNKNOWN(const std::string& folderPath, dir
     return true;
   }
   struct stat status {};
-  if (stat((folderPath + kDirSeparator + entry.d_name).c_str(), &status) != 0) {
+  if (stat((folderPath + kDirSeparator + static_cast<const char*>(entry.d_name)).c_str(), &status) != 0) {
     return false;
   }
-  switch (status.st_mode & S_IFMT) {
-    case S_IFDIR:
-      entry.d_type = DT_DIR;
-      return true;
-    case S_IFREG:
-      entry.d_type = DT_REG;
-      return true;
-    case S_IFCHR:
-      entry.d_type = DT_CHR;
-      return true;
-    case S_IFBLK:
-      entry.d_type = DT_BLK;
-      return true;
-    case S_IFIFO:
-      entry.d_type = DT_FIFO;
-      return true;
-    case S_IFLNK:
-      entry.d_type = DT_LNK;
-      return true;
-    case S_IFSOCK:
-      entry.d_type = DT_SOCK;
-      return true;
-    default:
-      return false;
+  constexpr std::array<std::pair<mode_t, unsigned char>, 7> kTypes{{{S_IFDIR, DT_DIR},
+                                                                    {S_IFREG, DT_REG},
+                                                                    {S_IFCHR, DT_CHR},
+                                                                    {S_IFBLK, DT_BLK},
+                                                                    {S_IFIFO, DT_FIFO},
+                                                                    {S_IFLNK, DT_LNK},
+                                                                    {S_IFSOCK, DT_SOCK}}};
+  const auto isOfType = [&status](const auto& type) { return type.first == (status.st_mode & S_IFMT); };
+  const auto* const type = std::find_if(kTypes.begin(), kTypes.end(), isOfType);
+  if (type == kTypes.end()) {
+    return false;
   }
+  entry.d_type = type->second;
+  return true;
 }
 
 TKelOpenFolder::TKelOpenFolder(const std::string& folderPath) : m_private(std::make_unique<TPrivate>(folderPath)) {}
@@ -94,7 +90,7 @@ const std::string& TKelOpenFolder::folderPath() const { return m_private->m_fold
 
 bool TKelOpenFolder::parseNextItem() { return m_private->parseNextItem(); }
 
-std::string TKelOpenFolder::itemName() const { return m_private->m_entry.d_name; }
+std::string TKelOpenFolder::itemName() const { return m_private->m_name; }
 
 std::string TKelOpenFolder::itemPath() const { return m_private->itemPath(); }
 

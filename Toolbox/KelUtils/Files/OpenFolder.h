@@ -5,21 +5,21 @@
 #include <memory>
 #include <string>
 
-/// The entries of one folder, in the order in which the system lists them, "." and ".." among them. The first entry is
-/// current from the beginning:
+/// The entries of one folder in the system's order, "." and ".." included. After construction the first entry is
+/// current:
 ///
 ///   TKelOpenFolder folder("/tmp/jobs");
 ///   do {
 ///     use(folder.itemName());
 ///   } while (folder.parseNextItem());
 ///
-/// One thread uses an object at a time; different objects are independent.
+/// One thread at a time may use an object; different objects are independent.
 class RHOAPI_EXPORT TKelOpenFolder {
  public:
   struct TPrivate;
 
-  /// Opens the folder, of which the simplified path counts (KelSimplifyPath). Throws std::runtime_error, and the texts
-  /// quote `folderPath` as given:
+  /// Opens the folder at the simplified path (KelSimplifyPath). Throws std::runtime_error with a text that quotes
+  /// `folderPath` as given:
   ///   "invalid (empty) folder path specified" for an empty path;
   ///   "opendir failed for "PATH"" when there is no such folder or it may not be read;
   ///   "readdir_r failed for "PATH"" when its first entry cannot be read.
@@ -31,16 +31,16 @@ class RHOAPI_EXPORT TKelOpenFolder {
   /// The simplified, absolute path.
   const std::string& folderPath() const;
 
-  /// Goes to the next entry. False at the end of the listing or when it cannot be read on; the entry that was current
-  /// stays so.
+  /// Makes the next entry current. False at the end of the listing and when reading fails; the current entry then stays.
   bool parseNextItem();
 
+  /// The entry's name, of any length that the file system has.
   std::string itemName() const;
 
-  /// The folder's path, a separator and the entry's name. In the root folder that makes two separators: "//tmp".
+  /// The folder's path, a separator and the entry's name. In the root folder that gives two separators: "//tmp".
   std::string itemPath() const;
 
-  /// Whether the entry is a folder; a link to one is not.
+  /// Whether the entry is a folder; a link to a folder is not.
   bool itemIsFolder() const;
 
  private:

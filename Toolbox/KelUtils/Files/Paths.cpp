@@ -2,7 +2,8 @@
 
 #include "Toolbox/KelUtils/Files/Internal/UncPaths.h"
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
-#include "Toolbox/KelUtils/Text/Internal/LowerByte.h"
+#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/Text.h"
 #include "Toolbox/KelUtils/Text/Trimming.h"
 
 #include <unistd.h>
@@ -69,8 +70,6 @@ bool ReadWorkingDirectory(std::string& directory) {
   return true;
 }
 
-std::string_view ViewOf(const char* text) { return text == nullptr ? std::string_view() : std::string_view(text); }
-
 }  // namespace
 
 bool KelIsAbsolutePath(const std::string& path) { return !path.empty() && path.front() == *kDirSeparator; }
@@ -123,7 +122,7 @@ std::string KelJoinPaths(const std::string& first, const std::string& second, ch
 }
 
 std::string KelJoinPaths(const std::string& first, const char* second, char separator) {
-  return KelJoinPaths(first, std::string(ViewOf(second)), separator);
+  return KelJoinPaths(first, std::string(OrEmpty(second)), separator);
 }
 
 bool KelParseFilePath(const std::string& path, std::string& folder, std::string& name) {
@@ -177,7 +176,7 @@ bool KelReplaceFilenameExtension(std::string& path, const char* newExtension, st
   if (path.empty()) {
     return false;
   }
-  const std::string added(ViewOf(newExtension));
+  const std::string added(OrEmpty(newExtension));
   const std::size_t dot = path.find_last_of("./\\");
   if (dot == std::string::npos || path[dot] != '.') {
     path += added;
@@ -194,10 +193,7 @@ bool KelReplaceFilenameExtension(std::string& path, const char* newExtension, st
 bool KelRemoveFilenameExtension(std::string& path) { return KelReplaceFilenameExtension(path, nullptr, nullptr); }
 
 bool KelFilenameExtensionMatches(const char* name, const char* extension) {
-  const std::string_view whole = ViewOf(name);
-  const std::string_view wanted = ViewOf(extension);
-  const auto equal = [](char left, char right) { return LowerByte(left) == LowerByte(right); };
-  return whole.size() >= wanted.size() && std::equal(wanted.rbegin(), wanted.rend(), whole.rbegin(), equal);
+  return KelStrMatchTail<char>(name, extension, true);
 }
 
 std::string ConvertMacPathToUnc(const std::string& path) { return ConvertToUnc(path, ReadMountTable()); }

@@ -1,6 +1,6 @@
 #include "Toolbox/KelUtils/Files/RawDumps.h"
 
-#include "Toolbox/KelUtils/Files/Internal/OwnedFile.h"
+#include "Toolbox/KelUtils/Files/Internal/OpenStream.h"
 
 #include <cstddef>
 
@@ -26,14 +26,14 @@ int LargerHalf(int size) { return size / 2 + size % 2; }
 }  // namespace
 
 void WriteBitstream(char* path, unsigned char* data, int size) {
-  if (const OwnedFile file = OpenFile(path, "abe")) {
+  if (const OwnedStream file = OpenStream(path, "ab")) {
     WriteBytes(file.get(), data, size);
   }
 }
 
 void WriteFrame(char* path, unsigned char* y, int yStride, unsigned char* u, unsigned char* v, int uvStride, int width,
                 int height) {
-  if (const OwnedFile file = OpenFile(path, "abe")) {
+  if (const OwnedStream file = OpenStream(path, "ab")) {
     WritePlane(file.get(), y, yStride, width, height);
     WritePlane(file.get(), u, uvStride, LargerHalf(width), LargerHalf(height));
     WritePlane(file.get(), v, uvStride, LargerHalf(width), LargerHalf(height));

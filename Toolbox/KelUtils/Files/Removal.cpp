@@ -1,8 +1,7 @@
 #include "Toolbox/KelUtils/Files/Removal.h"
 
-#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+#include "Toolbox/KelUtils/Files/Internal/FolderListing.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
-#include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -14,7 +13,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -22,32 +20,20 @@
 
 namespace {
 
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-using OpenDir = std::unique_ptr<DIR, CloseFolder>;
-
 struct Entry {
   std::string name;
   bool mayBeFolder;
 };
 
-// Opens the folder itself, never what a link of that name points to. Null, with errno set, when it is no folder.
-OpenDir OpenFolderAt(int parent, const char* name) {
-  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  Descriptor descriptor(RetryInterrupted([&] { return openat(parent, name, kFlags); }));
-  OpenDir folder(descriptor.IsOpen() ? fdopendir(descriptor.Get()) : nullptr);
-  if (folder != nullptr) {
-    descriptor.Release();
-  }
-  return folder;
-}
+// Opens the folder itself, never what a link of that name points to.
+Descriptor OpenFolderItself(int parent, const char* name) { return OpenFolderForListing(parent, name, false); }
 
-std::vector<Entry> ListEntries(DIR* folder) {
+std::vector<Entry> ListEntries(const Descriptor& folder) {
   std::vector<Entry> entries;
-  rewinddir(folder);
-  while (const dirent* entry = readdir(folder)) {
-    const std::string_view name = entry->d_name;
+  lseek(folder.Get(), 0, SEEK_SET);
+  FolderListing listing(folder);
+  while (const dirent* entry = listing.Next()) {
+    const std::string_view name = static_cast<const char*>(entry->d_name);
     if (name != "." && name != "..") {
       entries.push_back({std::string(name), entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN});
     }
@@ -62,7 +48,7 @@ int ErrorOf(int result) { return result == 0 ? 0 : errno; }
 class TreeRemoval {
  public:
   // The folder at `path`, which is opened already.
-  TreeRemoval(const std::string& path, OpenDir folder) { Enter(path, std::move(folder)); }
+  TreeRemoval(const std::string& path, Descriptor folder) { Enter(path, std::move(folder)); }
 
   // 0 or the error's number. What others remove meanwhile is none of our failures.
   int Run() {
@@ -79,14 +65,14 @@ class TreeRemoval {
  private:
   struct Level {
     std::string name;  // by which the level above knows it
-    OpenDir folder;
+    Descriptor folder;
     std::vector<Entry> entries;
     std::size_t next = 0;  // of the entries
     bool isProgress = false;
   };
 
-  void Enter(const std::string& name, OpenDir folder) {
-    std::vector<Entry> entries = ListEntries(folder.get());
+  void Enter(const std::string& name, Descriptor folder) {
+    std::vector<Entry> entries = ListEntries(folder);
     m_levels.push_back({name, std::move(folder), std::move(entries)});
   }
 
@@ -97,9 +83,9 @@ class TreeRemoval {
   }
 
   std::optional<int> RemoveOrEnter(const Entry& entry) {
-    const int parent = dirfd(m_levels.back().folder.get());
+    const int parent = m_levels.back().folder.Get();
     if (entry.mayBeFolder) {
-      if (OpenDir folder = OpenFolderAt(parent, entry.name.c_str())) {
+      if (Descriptor folder = OpenFolderItself(parent, entry.name.c_str()); folder.IsOpen()) {
         Enter(entry.name, std::move(folder));
         return std::nullopt;
       }
@@ -113,10 +99,10 @@ class TreeRemoval {
   // What others put into the folder meanwhile is listed again and removed too, as long as a round removes anything.
   std::optional<int> RemoveLevel() {
     Level& level = m_levels.back();
-    const int parent = m_levels.size() == 1 ? AT_FDCWD : dirfd(m_levels[m_levels.size() - 2].folder.get());
+    const int parent = m_levels.size() == 1 ? AT_FDCWD : m_levels[m_levels.size() - 2].folder.Get();
     const int error = ErrorOf(unlinkat(parent, level.name.c_str(), AT_REMOVEDIR));
     if ((error == ENOTEMPTY || error == EEXIST) && level.isProgress) {
-      level.entries = ListEntries(level.folder.get());
+      level.entries = ListEntries(level.folder);
       level.next = 0;
       level.isProgress = false;
       return std::nullopt;
@@ -146,8 +132,8 @@ bool kel_remove_dir_recursively_UTF8(const std::string& folder) {
     }
     // Behind a separator the system would follow a link.
     path.erase(std::max<std::size_t>(path.find_last_not_of(*kDirSeparator) + 1, 1));
-    OpenDir opened = OpenFolderAt(AT_FDCWD, path.c_str());
-    if (opened == nullptr) {
+    Descriptor opened = OpenFolderItself(AT_FDCWD, path.c_str());
+    if (!opened.IsOpen()) {
       return IsLinkToFolder(path.c_str()) && unlink(path.c_str()) == 0;
     }
     const int error = TreeRemoval(path, std::move(opened)).Run();

@@ -1,5 +1,6 @@
 #include "Toolbox/KelUtils/Processes/Processes.h"
 
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 #include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
 #include <fcntl.h>
@@ -15,17 +16,22 @@
 
 namespace {
 
-// What the status pipe carries; nothing when the program is executed.
+// What the status pipe carries: nothing when the program is executed.
 enum LaunchStatus : char { kExecuted = 0, kNotExecuted = 1, kNoSecondProcess = 2 };
 
+// Without descriptors when the system has none left.
 struct Pipe {
-  Pipe() { kel_safe_pipe(ends, 0); }
-  int ends[2] = {-1, -1};
-  int Reading() const { return ends[0]; }
-  int Writing() const { return ends[1]; }
+  Pipe() {
+    int ends[2] = {-1, -1};
+    kel_safe_pipe(ends, 0);
+    reading = Descriptor(ends[0]);
+    writing = Descriptor(ends[1]);
+  }
+  Descriptor reading;
+  Descriptor writing;
 };
 
-// Everything that a launch needs after the fork, made before it.
+// Everything that a launch needs after the fork, prepared before it.
 struct Launch {
   std::vector<char*> arguments;
   const char* workingFolder;  // null for the caller's
@@ -33,23 +39,23 @@ struct Launch {
   Pipe processId;
 };
 
-// The functions that run in the children call nothing but what is async-signal-safe: other threads may have held any
-// lock, that of the heap included, at the moment of the fork.
+// The functions that run in child processes call async-signal-safe functions only: at the moment of the fork other
+// threads may have held any lock, including the heap's. Descriptors that they do not close end with the process.
 
-void IgnoreBrokenPipes() {
-  struct sigaction action {};
-  action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, nullptr);
+void SetAction(int signal, void (*action)(int)) {
+  struct sigaction description {};
+  description.sa_handler = action;
+  sigaction(signal, &description, nullptr);
 }
 
-void Report(const Launch& launch, LaunchStatus status) {
-  IgnoreBrokenPipes();
-  kel_safe_write(launch.status.Writing(), &status, sizeof status);
-  kel_safe_close(launch.status.Writing());
+void Report(Launch& launch, LaunchStatus status) {
+  SetAction(SIGPIPE, SIG_IGN);
+  kel_safe_write(launch.status.writing.Get(), &status, sizeof status);
+  launch.status.writing.Close();
 }
 
-[[noreturn]] void BecomeProgram(const Launch& launch) {
-  kel_safe_close(launch.processId.Writing());
+[[noreturn]] void BecomeProgram(Launch& launch) {
+  launch.processId.writing.Close();
   if (launch.workingFolder != nullptr && chdir(launch.workingFolder) != 0) {
     const int error = errno;
     Report(launch, kNotExecuted);
@@ -60,12 +66,12 @@ void Report(const Launch& launch, LaunchStatus status) {
   _exit(1);
 }
 
-// The process between the caller and the program: its end leaves the program without a parent that had to wait for it.
-[[noreturn]] void BecomeIntermediary(const Launch& launch) {
-  IgnoreBrokenPipes();
+// The process between the caller and the program. It ends at once, so that nobody has to wait for the program.
+[[noreturn]] void BecomeIntermediary(Launch& launch) {
+  SetAction(SIGPIPE, SIG_IGN);
   setsid();
-  kel_safe_close(launch.status.Reading());
-  kel_safe_close(launch.processId.Reading());
+  launch.status.reading.Close();
+  launch.processId.reading.Close();
   const pid_t program = fork();
   if (program == 0) {
     BecomeProgram(launch);
@@ -73,28 +79,24 @@ void Report(const Launch& launch, LaunchStatus status) {
   if (program == -1) {
     Report(launch, kNoSecondProcess);
   } else {
-    kel_safe_close(launch.status.Writing());
+    launch.status.writing.Close();
   }
-  kel_safe_write(launch.processId.Writing(), &program, sizeof program);
-  // Does not keep the caller's folder in use; it ends here, whether this succeeds or not.
+  kel_safe_write(launch.processId.writing.Get(), &program, sizeof program);
+  // Releases the caller's folder; a failure does not matter, since the process ends here.
   [[maybe_unused]] const int ignored = chdir("/");
   _exit(1);
 }
 
-bool ReceiveProgram(const Launch& launch, pid_t intermediary) {
-  kel_safe_close(launch.status.Writing());
-  kel_safe_close(launch.processId.Writing());
+bool ReceiveProgram(Launch& launch, pid_t intermediary) {
+  launch.status.writing.Close();
+  launch.processId.writing.Close();
   char status = kExecuted;
-  const bool isAnswered = kel_safe_read(launch.status.Reading(), &status, sizeof status) >= 0;
-  kel_safe_close(launch.status.Reading());
+  const bool isAnswered = kel_safe_read(launch.status.reading.Get(), &status, sizeof status) >= 0;
   kel_safe_waitpid(intermediary, nullptr, 0);
   pid_t program = 0;
-  if (isAnswered && status == kExecuted &&
-      kel_safe_read(launch.processId.Reading(), &program, sizeof program) != long{sizeof program}) {
-    program = 0;
-  }
-  kel_safe_close(launch.processId.Reading());
-  return program != 0;
+  return isAnswered && status == kExecuted &&
+         kel_safe_read(launch.processId.reading.Get(), &program, sizeof program) == long{sizeof program} &&
+         program != 0;
 }
 
 bool LaunchDetached(const std::string& application, const std::list<std::string>& arguments,
@@ -104,20 +106,50 @@ bool LaunchDetached(const std::string& application, const std::list<std::string>
     texts.push_back(const_cast<char*>(argument.c_str()));
   }
   texts.push_back(nullptr);
-  // From here on nothing throws: the pipes would stay open.
-  const Launch launch{std::move(texts), workingFolder.empty() ? nullptr : workingFolder.c_str(), {}, {}};
+  Launch launch{std::move(texts), workingFolder.empty() ? nullptr : workingFolder.c_str(), {}, {}};
   const pid_t intermediary = fork();
   if (intermediary == 0) {
     BecomeIntermediary(launch);
   }
-  if (intermediary == -1) {
-    for (const Pipe* pipe : {&launch.status, &launch.processId}) {
-      kel_safe_close(pipe->Reading());
-      kel_safe_close(pipe->Writing());
-    }
-    return false;
+  return intermediary != -1 && ReceiveProgram(launch, intermediary);
+}
+
+// A process that ignores SIGCHLD gets no status of its children.
+bool GetsStatusOfChildren() {
+  struct sigaction action {};
+  sigaction(SIGCHLD, nullptr, &action);
+  const unsigned int flags = static_cast<unsigned int>(action.sa_flags);
+  return action.sa_handler != SIG_IGN && (flags & static_cast<unsigned int>(SA_NOCLDWAIT)) == 0;
+}
+
+// Runs the shell, waits for it and reports its status.
+[[noreturn]] void BecomeWaiter(const char* command, const Pipe& result) {
+  SetAction(SIGCHLD, SIG_DFL);
+  const pid_t shell = fork();
+  if (shell == 0) {
+    execl("/bin/sh", "sh", "-c", command, nullptr);
+    _exit(127);
   }
-  return ReceiveProgram(launch, intermediary);
+  int status = -1;
+  kel_safe_waitpid(shell, &status, 0);
+  kel_safe_write(result.writing.Get(), &status, sizeof status);
+  _exit(0);
+}
+
+// Does what system() does, but in a process between the caller and the shell, which does not ignore SIGCHLD.
+int RunThroughWaiter(const char* command) {
+  Pipe result;
+  const pid_t waiter = fork();
+  if (waiter == 0) {
+    BecomeWaiter(command, result);
+  }
+  result.writing.Close();
+  int status = -1;
+  const bool isReceived = kel_safe_read(result.reading.Get(), &status, sizeof status) == long{sizeof status};
+  if (waiter != -1) {
+    kel_safe_waitpid(waiter, nullptr, 0);
+  }
+  return isReceived ? status : -1;
 }
 
 bool LaunchAndWait(const std::string& application, const std::list<std::string>& arguments,
@@ -128,7 +160,7 @@ bool LaunchAndWait(const std::string& application, const std::list<std::string>&
     command.append(" \"").append(argument).append("\"");
   }
   command += ")'";
-  return std::system(command.c_str()) == 0;
+  return (GetsStatusOfChildren() ? std::system(command.c_str()) : RunThroughWaiter(command.c_str())) == 0;
 }
 
 }  // namespace
@@ -149,7 +181,7 @@ int KelCreateProcessUtf8(CKelStr<char> command) {
 int kel_safe_pipe(int* descriptors, int flags) {
   constexpr int kDocumentedNonBlocking = 4;
   const bool isNonBlocking = (flags & (kDocumentedNonBlocking | O_NONBLOCK)) != 0;
-  // Marked as they are made: between two steps another thread could start a program that would keep the pipe open.
+  // Flags set in a second step would come too late for a program that another thread starts in between.
   return pipe2(descriptors, isNonBlocking ? O_CLOEXEC | O_NONBLOCK : O_CLOEXEC);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Starting programs, and system calls that go on when a signal interrupts them. May be called from any thread.
+/// Starting programs, and system calls that are repeated when a signal interrupts them. May be called from any thread.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Text/KelStr.h"
@@ -8,37 +8,36 @@
 #include <list>
 #include <string>
 
-/// Starts a program with the given arguments; `application` is looked for in PATH unless it holds a "/". The last
+/// Starts a program with the given arguments; `application` is searched for in PATH unless it contains a "/". The last
 /// argument is not used.
 ///
-/// Without `wait` the program is started on its own: in a session of its own, with SIGPIPE ignored, and with no parent
-/// that would have to wait for it. It runs in `workingFolder`, or where the caller runs when that is empty, and gets
-/// the arguments exactly as they are. The call returns as soon as the program runs or cannot be executed; true means
-/// that it runs. False when it cannot be executed, its folder cannot be entered or a process cannot be made. When a
-/// pipe to the new process cannot be made the answer is false although the program may run. Whatever happens, no
-/// descriptor and no process is left behind in the caller.
+/// Without `wait` the program runs in a session of its own, with SIGPIPE ignored, in `workingFolder` (when empty, in the
+/// caller's), and gets the arguments exactly as given. Its parent is not the caller, which need not wait for it. The call
+/// returns as soon as the program runs (true) or cannot be executed. False when it cannot be executed, its folder cannot
+/// be entered or no process can be created. Also false, although the program may run, when the pipes to the new process
+/// cannot be created. The caller keeps no descriptor and no child process.
 ///
-/// With `wait` a shell runs it in `workingFolder`, "." when empty, and the call waits for its end; true means that it
-/// ended with the status 0. WARNING: the command line is built by putting double quotes around each text and single
-/// quotes around the whole; nothing in the texts is escaped. A quote, "$" or "`" in them is seen by the shell and may
-/// run anything. Use this form with texts of your own only; for names and arguments that come from elsewhere use the
-/// form without `wait`, which has no shell in between.
+/// With `wait` a shell runs the program in `workingFolder` ("." when empty), and the call waits for its end; true means
+/// exit status 0. WARNING: the command line is built by putting double quotes around each text and single quotes around
+/// the whole; nothing in the texts is escaped. A quote, "$" or "`" in them reaches the shell and may run anything. Use
+/// this form for texts of your own only; for names and arguments from elsewhere use the form without `wait`, which does
+/// not involve a shell.
 RHOAPI_EXPORT bool KelLaunchApplication(const std::string& application, const std::list<std::string>& arguments,
                                         const std::string& workingFolder, bool wait, bool unused);
 
-/// Hands `command` to the shell and waits: the result of system(). A text without a buffer counts as empty. What is
-/// said above about texts from elsewhere holds for the command too.
+/// Passes `command` to the shell and waits: the result of system(), which is -1 in a process that ignores SIGCHLD. A text
+/// without a buffer counts as empty. The warning above holds for the command too.
 RHOAPI_EXPORT int KelCreateProcessUtf8(CKelStr<char> command);
 
-/// pipe: 0, and `descriptors` holds the reading and the writing end, both closed when a program is executed; -1 when
-/// there is none. Both ends do not block when `flags` hold 4 or the system's O_NONBLOCK.
+/// pipe: 0, with the reading and the writing end in `descriptors`, both closed on exec; -1 with errno on failure. Neither
+/// end blocks when `flags` contain 4 or the system's O_NONBLOCK.
 RHOAPI_EXPORT int kel_safe_pipe(int* descriptors, int flags);
 
-/// These four answer as the system calls of their names do, and leave errno as they do, but go on when a signal
-/// interrupts them before they have done anything.
+/// These four return what the system calls of their names return, and leave errno as they do, but are repeated while a
+/// signal interrupts them.
 RHOAPI_EXPORT long kel_safe_write(int descriptor, const void* buffer, unsigned long size);
 RHOAPI_EXPORT long kel_safe_read(int descriptor, void* buffer, unsigned long size);
-/// Linux closes the descriptor even when interrupted: the second call may then fail, or close what another thread has
-/// opened meanwhile. Pipes are never interrupted there; for other files in a program with threads use close().
+/// Linux closes the descriptor even when interrupted: the repeated call then fails, or closes a descriptor that another
+/// thread has opened in between. Pipes are never interrupted there; for other files in a program with threads use close().
 RHOAPI_EXPORT int kel_safe_close(int descriptor);
 RHOAPI_EXPORT int kel_safe_waitpid(int process, int* status, int options);

@@ -1,23 +1,20 @@
 #pragma once
 
-/// Where a program runs, for whom and on what, and a word to standard error.
+/// The running program, its user and its machine.
 
 #include "RHOAPI/RHOAPIExport.h"
 
 #include <string>
 
-/// The absolute path of the program that runs: of the host, not of the plug-in. False, and `fileName` as it was, when
-/// it cannot be found or takes 1024 bytes or more.
+/// The absolute path of the running program: of the host, not of the plug-in. When the file has been removed or replaced
+/// since, the path that it had. False, and `fileName` unchanged, when the path is unknown or longer than 1023 bytes.
 RHOAPI_EXPORT bool KelGetCurrentExecutableAbsoluteFileName(std::string& fileName);
 
 /// The folder of that program, with a trailing separator.
 RHOAPI_EXPORT bool KelGetFolderPathForCurrentExecutable(std::string& folder);
 
-/// What the environment variable HOME holds; empty when it is not set.
+/// The value of the environment variable HOME; empty when it is not set.
 RHOAPI_EXPORT std::string KelGetCurrentUserHomeDir();
 
-/// Number of processors that are online; 1 when that cannot be found out.
+/// The number of processors online; 1 when it is unknown.
 RHOAPI_EXPORT int KelGetNumberProcessorsInSystem();
-
-/// Formats as printf does and writes at most 511 characters of it to standard error, without adding a line's end.
-[[gnu::format(printf, 1, 2)]] RHOAPI_EXPORT void svdprintf(const char* format, ...);

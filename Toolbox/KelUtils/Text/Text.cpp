@@ -1,6 +1,8 @@
 #include "Toolbox/KelUtils/Text/Text.h"
 
+#include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 #include "Toolbox/KelUtils/Text/Internal/LowerByte.h"
+#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -24,7 +26,7 @@ bool BeginsWith(const char* at, const std::string& what) {
 // The first place in begin to end where `what`, which is not empty, occurs; `end` when there is none.
 //
 // Looking for the first byte alone is the fastest way to a match, as long as most of what it finds is one. After some
-// disappointments the rest is left to memmem, which takes longer to begin but stays linear on whatever text.
+// disappointments the rest is left to FindBytes, which takes longer to begin but stays linear on whatever text.
 const char* FindText(const char* begin, const char* end, const std::string& what) {
   constexpr int kAttempts = 16;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -43,11 +45,9 @@ const char* FindText(const char* begin, const char* end, const std::string& what
     }
     ++begin;
   }
-  const void* found = memmem(begin, static_cast<std::size_t>(end - begin), what.data(), what.size());
-  return found == nullptr ? end : static_cast<const char*>(found);
+  const std::size_t found = FindBytes({begin, static_cast<std::size_t>(end - begin)}, what);
+  return found == std::string_view::npos ? end : begin + found;
 }
-
-std::string_view ViewOf(const char* text) { return text == nullptr ? std::string_view() : std::string_view(text); }
 
 bool EqualButForAsciiCase(char left, char right) {
   constexpr unsigned int kCaseBit = 0x20;
@@ -89,14 +89,14 @@ std::string KelToLowerCase(char const* begin, char const* end) {
 std::string KelToLowerCase(std::string const& text) { return KelToLowerCase(text.data(), text.data() + text.size()); }
 
 std::string KelToLowerCase(char const* text) {
-  const std::string_view view = ViewOf(text);
+  const std::string_view view = OrEmpty(text);
   return KelToLowerCase(view.data(), view.data() + view.size());
 }
 
 template <>
 bool KelStrMatchTail<char>(char const* text, char const* tail, bool ignoreCase) {
-  const std::string_view whole = ViewOf(text);
-  const std::string_view wanted = ViewOf(tail);
+  const std::string_view whole = OrEmpty(text);
+  const std::string_view wanted = OrEmpty(tail);
   if (wanted.size() > whole.size()) {
     return false;
   }

@@ -1,42 +1,36 @@
 #pragma once
 
+#include "Toolbox/KelUtils/Files/Internal/FolderListing.h"
 #include "Toolbox/KelUtils/Files/OpenFolder.h"
 
 #include <dirent.h>
 
-#include <memory>
 #include <string>
-#include <string_view>
 
-/// What a TKelOpenFolder consists of. Internal to the toolbox.
+/// The private part of a TKelOpenFolder. Walks use it directly.
 struct [[gnu::visibility("hidden")]] TKelOpenFolder::TPrivate {
-  struct CloseFolder {
-    void operator()(DIR* dir) const { closedir(dir); }
-  };
-
   std::string m_folderPath;
-  dirent m_entry{};
-  std::unique_ptr<DIR, CloseFolder> m_dir;
+  Descriptor m_folder;
+  FolderListing m_listing;
+  /// The current entry. Its name may be longer than `dirent` declares; it is empty in a listing without entries.
+  std::string m_name;
+  unsigned char m_type = DT_UNKNOWN;
 
   explicit TPrivate(const std::string& folderPath);
 
   bool parseNextItem();
   std::string itemPath() const;
-  bool itemIsFolder() const { return m_dir != nullptr && m_entry.d_type == DT_DIR; }
-  /// Whether the entry is the folder itself or the one above. An empty name stands for a listing without entries.
-  bool itemIsDots() const;
+  bool itemIsFolder() const { return m_type == DT_DIR; }
+  /// Whether the entry is the folder itself or the one above, or there is none.
+  bool itemIsDots() const { return m_name.empty() || (itemIsFolder() && (m_name == "." || m_name == "..")); }
 
-  /// Some file systems leave the type of an entry at 0 (unknown); fills it in from the item itself, following a link.
-  /// False, and the type stays 0, when that fails.
+  /// Some file systems leave the type of an entry at 0 (unknown). Sets it to the type of the item, following a link.
+  /// False, with the type still 0, when that fails.
   RHOAPI_EXPORT static bool fix_DT_UNKNOWN(const std::string& folderPath, dirent& entry);
-
- private:
-  enum class ReadResult { kEntry, kEnd, kError };
-  ReadResult readNext();
 };
 
-/// Calls `visit` once for each entry but "." and "..", which is then the current one of `folder`. As soon as it answers
-/// false the walk ends and answers false.
+/// Calls `visit` for each entry but "." and "..", with that entry as the current one of `folder`. Ends, and returns
+/// false, as soon as `visit` does. A read error ends the walk like the end of the listing: `folder.m_listing` knows.
 template <class Visit>
 bool VisitEntries(TKelOpenFolder::TPrivate& folder, Visit visit) {
   do {

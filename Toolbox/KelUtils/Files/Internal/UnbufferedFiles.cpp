@@ -25,9 +25,37 @@ Descriptor OpenForReading(const std::string& path) {
 
 Descriptor OpenForWriting(const std::string& path) { return Open(path, O_WRONLY | O_CREAT); }
 
+Descriptor OpenEmptied(const std::string& path) { return Open(path, O_WRONLY | O_CREAT | O_TRUNC); }
+
+Descriptor CreateNew(const std::string& path) {
+  constexpr mode_t kOwner = 0600;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  return Descriptor(RetryInterrupted([&] { return open(path.c_str(), kFlags, kOwner); }));
+}
+
+bool TakePermissions(const Descriptor& file, const struct stat& original) {
+  const int number = file.Get();
+  const bool isOfThatGroup = fchown(number, original.st_uid, original.st_gid) == 0 ||
+                             fchown(number, static_cast<uid_t>(-1), original.st_gid) == 0;
+  mode_t mode = original.st_mode & mode_t{0777};
+  if (!isOfThatGroup) {
+    mode = (mode & ~mode_t{0070}) | (mode & mode_t{0007}) << 3U;
+  }
+  // A file system without permissions may refuse the mode that the file already has.
+  return (StatusOf(file).st_mode & mode_t{0777}) == mode || fchmod(number, mode) == 0;
+}
+
 struct stat StatusOf(const Descriptor& descriptor) {
   struct stat status {};
   if (fstat(descriptor.Get(), &status) != 0) {
+    status = {};
+  }
+  return status;
+}
+
+struct stat StatusOf(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) {
     status = {};
   }
   return status;
@@ -46,10 +74,14 @@ bool MakeEmpty(const Descriptor& descriptor, const struct stat& status) {
   return isEmpty || RetryInterrupted([&] { return ftruncate(descriptor.Get(), 0); }) == 0;
 }
 
+long ReadSome(const Descriptor& descriptor, char* buffer, std::size_t size) {
+  return RetryInterrupted([&] { return read(descriptor.Get(), buffer, size); });
+}
+
 std::size_t ReadUpTo(const Descriptor& descriptor, char* buffer, std::size_t size, std::size_t enough) {
   std::size_t held = 0;
   while (held < enough) {
-    const ssize_t count = RetryInterrupted([&] { return read(descriptor.Get(), buffer + held, size - held); });
+    const long count = ReadSome(descriptor, buffer + held, size - held);
     if (count <= 0) {
       break;
     }

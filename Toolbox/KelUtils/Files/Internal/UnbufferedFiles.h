@@ -16,8 +16,20 @@ Descriptor OpenForReading(const std::string& path);
 /// Opens for writing, and creates a missing file. Existing content stays until MakeEmpty().
 Descriptor OpenForWriting(const std::string& path);
 
-/// The status of an open item; all zero when the system does not provide it or nothing is open.
+/// Opens for writing, and creates a missing file or empties an existing one.
+Descriptor OpenEmptied(const std::string& path);
+
+/// Creates a file that only its owner may read and write. No descriptor when anything of that name exists.
+Descriptor CreateNew(const std::string& path);
+
+/// Gives a new file the permissions of `original` (without set-user-ID and the like), and its owner and group if allowed.
+/// A group that differs gets no more than others. False when the permissions cannot be set.
+bool TakePermissions(const Descriptor& file, const struct stat& original);
+
+/// The status of an open item, or of what is at a path (of a link, the link's own); all zero when the system does not
+/// provide it or there is none.
 struct stat StatusOf(const Descriptor& descriptor);
+struct stat StatusOf(const std::string& path);
 
 bool IsKnown(const struct stat& status);
 
@@ -28,6 +40,9 @@ bool IsSameItem(const struct stat& left, const struct stat& right);
 
 /// Empties an open regular file; true also for other kinds, such as devices.
 bool MakeEmpty(const Descriptor& descriptor, const struct stat& status);
+
+/// Reads at most `size` bytes once: how many, 0 at the end of the file, -1 with errno.
+long ReadSome(const Descriptor& descriptor, char* buffer, std::size_t size);
 
 /// Reads at most `size` bytes until `enough` of them have arrived, the file ends or a call fails. Returns the number of
 /// bytes read.

@@ -1,10 +1,10 @@
 #pragma once
 
-/// What the toolbox asks of the system beyond POSIX: one declaration here, one definition for each system in a source
-/// with its suffix. Internal to the toolbox.
+/// What the toolbox asks of the system beyond POSIX: declared here, defined per system in a source with its suffix.
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// One line of the table of mounted file systems.
@@ -17,13 +17,24 @@ struct Mount {
 /// All mounted file systems, in the system's order; empty when the table cannot be read.
 std::vector<Mount> ReadMountTable();
 
-/// The absolute path of the program that runs. False, and `path` untouched, when it cannot be had or does not fit in
-/// 1024 bytes with a terminator.
+/// The absolute path of the running program, also when its file has been removed or replaced since. False, and `path`
+/// unchanged, when the path is unknown or does not fit in 1024 bytes with a terminator.
 bool ReadExecutablePath(std::string& path);
 
-/// Processors that are online, at least 1.
+/// The number of processors online, at least 1.
 int CountProcessors();
 
-/// Says that a large block is about to be filled from end to end, so that the system can provide it in large pages. A
-/// hint: what lies in the block stays as it is.
+/// Announces that a large block is about to be filled from end to end, so that the system can provide large pages. The
+/// content of the block stays as it is.
 void ExpectToFill(char* block, std::size_t size);
+
+/// Opens a folder without the right to list it: good for its status, and as the `folder` of another call. `path` is
+/// relative to `folder`, an open one or AT_FDCWD. The descriptor, which closes on exec, or -1 with errno.
+int OpenFolderUnlisted(int folder, const char* path);
+
+/// Reads the next entries of an open folder into `buffer`, as `dirent` records one behind the other (d_reclen). The
+/// number of bytes, 0 at the end of the listing, -1 with errno.
+long ReadFolderEntries(int folder, void* buffer, std::size_t size);
+
+/// The position of the first `what` in `text`, in linear time; npos when there is none.
+std::size_t FindBytes(std::string_view text, std::string_view what);

@@ -1,13 +1,18 @@
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <mntent.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 namespace {
@@ -15,6 +20,13 @@ namespace {
 struct EndMounts {
   void operator()(FILE* table) const { endmntent(table); }
 };
+
+bool IsSameItem(const char* left, const char* right) {
+  struct stat leftStatus {};
+  struct stat rightStatus {};
+  return stat(left, &leftStatus) == 0 && stat(right, &rightStatus) == 0 && leftStatus.st_dev == rightStatus.st_dev &&
+         leftStatus.st_ino == rightStatus.st_ino;
+}
 
 }  // namespace
 
@@ -32,12 +44,23 @@ std::vector<Mount> ReadMountTable() {
 }
 
 bool ReadExecutablePath(std::string& path) {
-  std::array<char, 1024> text{};
-  const ssize_t length = readlink("/proc/self/exe", text.data(), text.size());
-  if (length <= 0 || static_cast<std::size_t>(length) >= text.size()) {
+  constexpr const char* kProgram = "/proc/self/exe";
+  constexpr std::size_t kMostBytes = 1023;
+  constexpr std::string_view kDeleted = " (deleted)";
+  std::array<char, kMostBytes + kDeleted.size() + 1> text{};
+  const ssize_t length = readlink(kProgram, text.data(), text.size());
+  if (length <= 0) {
     return false;
   }
-  path.assign(text.data(), static_cast<std::size_t>(length));
+  std::string_view found(text.data(), static_cast<std::size_t>(length));
+  // The kernel adds these words to the path of a removed file, but they may also belong to the name.
+  if (found.ends_with(kDeleted) && !IsSameItem(std::string(found).c_str(), kProgram)) {
+    found.remove_suffix(kDeleted.size());
+  }
+  if (found.size() > kMostBytes) {
+    return false;
+  }
+  path = found;
   return true;
 }
 
@@ -50,4 +73,18 @@ void ExpectToFill(char* block, std::size_t size) {
     const std::size_t beforePage = (page - reinterpret_cast<std::uintptr_t>(block) % page) % page;
     madvise(block + beforePage, (size - beforePage) / page * page, MADV_HUGEPAGE);
   }
+}
+
+int OpenFolderUnlisted(int folder, const char* path) { return openat(folder, path, O_PATH | O_DIRECTORY | O_CLOEXEC); }
+
+long ReadFolderEntries(int folder, void* buffer, std::size_t size) {
+  const long count = getdents64(folder, buffer, size);
+  // A removed folder, which POSIX wants to be an empty one.
+  return count == -1 && errno == ENOENT ? 0 : count;
+}
+
+std::size_t FindBytes(std::string_view text, std::string_view what) {
+  const void* const found = memmem(text.data(), text.size(), what.data(), what.size());
+  return found == nullptr ? std::string_view::npos
+                          : static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
