@@ -1,7 +1,10 @@
+#include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils/Files/SearchAndReplace.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <cerrno>
 
 namespace {
 
@@ -25,17 +28,83 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
   EXPECT_TRUE(KelSearchAndReplace(file.c_str(), "one", "1"));
   EXPECT_EQ(folder.Tree(), "a=1 two 1\n ");
   fs::create_symlink("a", folder / "link");
-  fs::create_symlink("/dev/full", folder / "a.tmp");
+  fs::create_symlink("link.tmp", folder / "b");
+  fs::create_directory(folder / "a.tmp");
+  mkfifo((folder / "fifo").c_str(), 0600);
+  folder.Write("old", "kept");
+  const std::string before = folder.Tree();
   const Replacements none;
   for (const char* out : {"a", "./a", "link", "none/a", "a.tmp"}) {
     EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), (folder / out).c_str())) << out;
   }
-  EXPECT_FALSE(KelSearchAndReplace(file.c_str(), "1", "2")) << "a full disk";
-  EXPECT_FALSE(KelSearchAndReplace((folder / "none").c_str(), "a", "b") ||
-               KelSearchAndReplace(none, (folder / "none").c_str(), file.c_str()) ||
-               KelSearchAndReplace(none, folder.Path().c_str(), (folder / "of a folder").c_str()) ||
-               KelSearchAndReplace(static_cast<const char*>(nullptr), nullptr, nullptr));
-  EXPECT_EQ(folder.Tree(), "a.tmp@ a=1 two 1\n link@ ");
+  for (const char* in : {"none", ".", "a.tmp"}) {
+    EXPECT_FALSE(KelSearchAndReplace(none, (folder / in).c_str(), (folder / "old").c_str())) << in;
+    EXPECT_FALSE(KelSearchAndReplace(none, (folder / in).c_str(), (folder / "new").c_str())) << in;
+  }
+  for (const char* path : {"none", ".", "fifo", "a"}) {
+    EXPECT_FALSE(KelSearchAndReplace((folder / path).c_str(), "1", "2")) << path;
+  }
+  EXPECT_FALSE(KelSearchAndReplace(static_cast<const char*>(nullptr), nullptr, nullptr));
+  EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), "/dev/full") && fs::exists("/dev/full"));
+  EXPECT_EQ(folder.Tree(), before);
+  // The file itself is at the temporary path.
+  fs::rename(file, folder / "link.tmp");
+  EXPECT_FALSE(KelSearchAndReplace((folder / "b").c_str(), "1", "2") &&
+               KelSearchAndReplace((folder / "link").c_str(), "1", "2"));
+  EXPECT_EQ(ReadFile(folder / "link.tmp"), "1 two 1\n");
+}
+
+TEST(SearchAndReplace, GoesNeverThroughWhatLiesAtTheTemporaryPath) {
+  const TemporaryFolder folder;
+  const std::string file = folder / "a";
+  const std::string temporary = folder / "a.tmp";
+  const std::function<void()> placings[] = {
+      [&] { folder.Write("a.tmp", "older"); }, [&] { fs::create_symlink("other", temporary); },
+      [&] { fs::create_hard_link(folder / "other", temporary); }, [&] { mkfifo(temporary.c_str(), 0666); }};
+  folder.Write("other", "kept");
+  for (const mode_t mode : {0600U, 0644U, 0444U, 0707U, 06711U}) {
+    for (const auto& place : placings) {
+      folder.Write("a", "one");
+      chmod(file.c_str(), mode);
+      place();
+      EXPECT_TRUE(KelSearchAndReplace(file.c_str(), "one", "1"));
+      EXPECT_EQ(folder.Tree(), "a=1\n other=kept ");
+      struct stat status {};
+      EXPECT_TRUE(stat(file.c_str(), &status) == 0 && (status.st_mode & 07777U) == (mode & 0777U)) << mode;
+      fs::remove(file);
+    }
+  }
+  // What comes there later is not taken for the written file, and what cannot get its mode is not left.
+  folder.Write("a", "one");
+  for (const auto& place : placings) {
+    const Fault swaps("close", 1, [&] {
+      fs::remove(temporary);
+      place();
+    });
+    EXPECT_FALSE(KelSearchAndReplace(file.c_str(), "one", "1"));
+    fs::remove(temporary);
+  }
+  const Fault modeless("fchmod", 1, EPERM);
+  chmod(file.c_str(), 0640);
+  EXPECT_FALSE(KelSearchAndReplace(file.c_str(), "one", "1"));
+  EXPECT_EQ(folder.Tree(), "a=one other=kept ");
+}
+
+TEST(SearchAndReplace, KnowsItsInputByAnyNameThatTheOutputTakes) {
+  const TemporaryFolder folder;
+  const std::string in = folder.Write("in", "one");
+  const std::string out = folder / "out";
+  for (const bool isHard : {true, false}) {
+    const Fault swaps("open", 2, [&] { isHard ? fs::create_hard_link(in, out) : fs::create_symlink(in, out); });
+    EXPECT_FALSE(KelSearchAndReplace({{"one", "1"}}, in.c_str(), out.c_str()));
+    EXPECT_EQ(ReadFile(in), "one");
+  }
+  // A group that the new file cannot have gets what others have.
+  chmod(in.c_str(), 0640);
+  const Fault groupless("fchown", 1, EPERM, true);
+  EXPECT_TRUE(KelSearchAndReplace(in.c_str(), "one", "1"));
+  struct stat status {};
+  EXPECT_TRUE(stat(in.c_str(), &status) == 0 && (status.st_mode & 0777U) == 0600U);
 }
 
 }  // namespace

@@ -1,45 +1,45 @@
 #include "Toolbox/KelUtils/Files/SearchAndReplace.h"
 
-#include "Toolbox/KelUtils/Files/Folders.h"
 #include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
-#include "Toolbox/KelUtils/Files/OpenFile.h"
+#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace {
 
 using Replacements = std::map<std::string, std::string>;
 
-constexpr std::size_t kPiece = 64UL * 1024;
-
-// Puts pieces of a file together to lines and writes each line, replaced, as soon as it is complete.
+// Joins pieces of a file to lines and writes each line, replaced, when it is complete.
 class LineReplacer {
  public:
-  LineReplacer(const Replacements& replacements, FILE* output) : m_replacements(replacements), m_output(output) {}
+  LineReplacer(const Replacements& replacements, const Descriptor& output)
+      : m_replacements(replacements), m_output(output) {}
 
-  void Take(std::string_view piece) {
+  // False when writing fails.
+  bool Take(std::string_view piece) {
     for (std::size_t end = piece.find('\n'); end != std::string_view::npos; end = piece.find('\n')) {
       m_line.append(piece.substr(0, end));
       EndLine();
       piece.remove_prefix(end + 1);
     }
     m_line.append(piece);
+    return Write();
   }
 
-  // Whether everything could be written.
+  // Ends the last line; false when writing fails.
   bool Finish() {
     EndLine();
-    Write();
-    return m_isWritten;
+    return Write();
   }
 
  private:
@@ -50,85 +50,37 @@ class LineReplacer {
         m_line = KelReplace(m_line, what, with);
       }
       m_pending.append(m_line).push_back('\n');
-      if (m_pending.size() >= kPiece) {
-        Write();
-      }
     }
     m_line.clear();
   }
 
-  void Write() {
-    m_isWritten = std::fwrite(m_pending.data(), 1, m_pending.size(), m_output) == m_pending.size() && m_isWritten;
+  bool Write() {
+    const bool isWritten = WriteFully(m_output, m_pending.data(), m_pending.size());
     m_pending.clear();
+    return isWritten;
   }
 
   const Replacements& m_replacements;
-  FILE* m_output;
+  const Descriptor& m_output;
   std::string m_line;
   std::string m_pending;
-  bool m_isWritten = true;
 };
 
-bool FilterStream(const Replacements& replacements, FILE* input, FILE* output) {
-  std::vector<char> piece(kPiece);
+bool Filter(const Replacements& replacements, const Descriptor& input, const Descriptor& output) {
+  std::vector<char> piece(64UL * 1024);
   LineReplacer replacer(replacements, output);
-  while (const std::size_t held = std::fread(piece.data(), 1, piece.size(), input)) {
-    replacer.Take({piece.data(), held});
-  }
-  return std::ferror(input) == 0 && replacer.Finish();
-}
-
-bool IsSameFile(FILE* file, const char* path) {
-  struct stat left {};
-  struct stat right {};
-  return fstat(fileno(file), &left) == 0 && stat(path, &right) == 0 && IsSameItem(left, right);
-}
-
-// What is no file, such as a device or a link, is left alone.
-void RemoveFile(const char* path) {
-  struct stat status {};
-  if (lstat(path, &status) == 0 && S_ISREG(status.st_mode)) {
-    std::remove(path);
-  }
-}
-
-bool WriteFiltered(const Replacements& replacements, FILE* input, TKelOpenFile& output) {
-  const bool isFiltered = FilterStream(replacements, input, output.m_file);
-  return std::fclose(std::exchange(output.m_file, nullptr)) == 0 && isFiltered;
-}
-
-bool Filter(const Replacements& replacements, const char* inPath, const char* outPath) {
-  const TKelOpenFile input(inPath, "rb");
-  if (IsSameFile(input.m_file, outPath)) {
-    return false;
-  }
-  TKelOpenFile output(outPath, "wb");
-  try {
-    if (WriteFiltered(replacements, input.m_file, output)) {
-      return true;
+  for (;;) {
+    const long held = ReadSome(input, piece.data(), piece.size());
+    if (held <= 0) {
+      return held == 0 && replacer.Finish();
     }
-  } catch (const std::exception&) {
-    // Memory ran out, which is a failure like any other.
+    if (!replacer.Take({piece.data(), static_cast<std::size_t>(held)})) {
+      return false;
+    }
   }
-  RemoveFile(outPath);
-  return false;
 }
 
-bool Rewrite(const Replacements& replacements, const std::string& path) {
-  const std::string temporary = path + ".tmp";
-  if (!KelSearchAndReplace(replacements, path.c_str(), temporary.c_str())) {
-    return false;
-  }
-  if (!KelPathExists(temporary) || std::rename(temporary.c_str(), path.c_str()) != 0) {
-    RemoveFile(temporary.c_str());
-    return false;
-  }
-  return true;
-}
-
-const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
-
-// The answer of `job`; false when it throws, also where memory runs out while it only prepares its paths.
+// The answer of `job`; false when it throws, for which memory must run out.
 template <class Job>
 bool Succeeds(Job job) {
   try {
@@ -138,13 +90,73 @@ bool Succeeds(Job job) {
   }
 }
 
+// Removes the file at `path` if it is the one that was opened with this status. Leaves links, devices and the like.
+void RemoveWritten(const std::string& path, const struct stat& written) {
+  const struct stat status = StatusOf(path);
+  if (S_ISREG(status.st_mode) && IsSameItem(status, written)) {
+    unlink(path.c_str());
+  }
+}
+
+bool FilterFile(const Replacements& replacements, const std::string& inPath, const std::string& outPath) {
+  const Descriptor input = OpenForReading(inPath);
+  const struct stat inStatus = StatusOf(input);
+  if (!IsKnown(inStatus) || IsFolder(inStatus)) {
+    return false;
+  }
+  // Was opened without waiting for a writer, but its reader waits for what is written.
+  if (S_ISFIFO(inStatus.st_mode)) {
+    fcntl(input.Get(), F_SETFL, 0);
+  }
+  const bool isNew = !IsKnown(StatusOf(outPath));
+  Descriptor output = OpenForWriting(outPath);
+  const struct stat outStatus = StatusOf(output);
+  if (!IsKnown(outStatus) || IsSameItem(inStatus, outStatus)) {
+    if (isNew) {
+      unlink(outPath.c_str());
+    }
+    return false;
+  }
+  const bool isWritten = Succeeds(
+      [&] { return MakeEmpty(output, outStatus) && Filter(replacements, input, output) && output.Close() == 0; });
+  if (!isWritten) {
+    RemoveWritten(outPath, outStatus);
+  }
+  return isWritten;
+}
+
+bool Rewrite(const Replacements& replacements, const std::string& path) {
+  const std::string temporary = path + ".tmp";
+  const Descriptor input = OpenForReading(path);
+  const struct stat inStatus = StatusOf(input);
+  const struct stat inTheWay = StatusOf(temporary);
+  const bool isInput = IsKnown(inTheWay) && IsSameItem(inStatus, inTheWay);
+  if (!S_ISREG(inStatus.st_mode) || isInput) {
+    return false;
+  }
+  unlink(temporary.c_str());
+  Descriptor output = CreateNew(temporary);
+  if (!output.IsOpen()) {
+    return false;
+  }
+  const struct stat outStatus = StatusOf(output);
+  const bool isRewritten = Succeeds([&] {
+    return TakePermissions(output, inStatus) && Filter(replacements, input, output) && output.Close() == 0 &&
+           IsSameItem(outStatus, StatusOf(temporary)) && std::rename(temporary.c_str(), path.c_str()) == 0;
+  });
+  if (!isRewritten) {
+    RemoveWritten(temporary, outStatus);
+  }
+  return isRewritten;
+}
+
 }  // namespace
 
 bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* inPath,
                          const char* outPath) {
   const std::string_view in = OrEmpty(inPath);
   const std::string_view out = OrEmpty(outPath);
-  return in != out && Succeeds([&] { return Filter(replacements, in.data(), out.data()); });
+  return in != out && Succeeds([&] { return FilterFile(replacements, OrEmpty(inPath), OrEmpty(outPath)); });
 }
 
 bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* path) {
