@@ -39,6 +39,12 @@ TEST(Progress, IsReportedStepByStep) {
   Reports none(0, 0.1);
   EXPECT_TRUE(update(fine, 1e-10) && update(fine, 1.5e-10) && update(fine, 1));
   EXPECT_EQ(fine.m_text, "0.00 1.00 ") << "a precision below 1e-10 is 1e-10";
+  // That is more steps than 31 bits count.
+  Reports steps(1, 0);
+  for (const double progress : {-1.0, 0.0, 0.5e-10, 1.5e-10, 0.25, 0.25, 0.25 + 1e-9, 0.5, 0.99999, 1.0, 1.0}) {
+    EXPECT_TRUE(update(steps, progress));
+  }
+  EXPECT_EQ(steps.m_text, "0.00 0.00 0.25 0.25 0.50 0.99 1.00 ");
   EXPECT_TRUE(update(none, 1) && CallSlot<bool>(&none, 5) && update(none, -1));
   EXPECT_EQ(none.m_text, "");
   CallSlot(&none, 2, 0.9);
@@ -96,6 +102,22 @@ TEST(CopyFile, SaysWhatFailsAndLeavesWhatIsWritten) {
   Reports stopping(1, 0.1, 0.5);
   EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &stopping), "false");
   EXPECT_EQ(fs::file_size(folder / "to"), 16384U) << "stopped by the reporter";
+  // Five reads of 4096 bytes, of which the third comes after a change.
+  for (const auto& [size, left] : {std::pair(10000, 10000), {40000, 24576}}) {
+    folder.Write("from", std::string(20000, 'x'));
+    const Fault changes("read", 3,
+                        [&, to = size] { fs::resize_file(folder / "from", static_cast<std::uintmax_t>(to)); });
+    Reports reports(1, 1e-9);
+    EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &reports), "false") << "shorter or longer";
+  }
+  struct Throwing : Reports {
+    using Reports::Reports;
+    bool reportProgress(double fraction) override { throw std::runtime_error(std::to_string(fraction).substr(0, 4)); }
+  } throwing(1, 0.1);
+  const auto openBefore = OpenDescriptors();
+  EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &throwing), "0.20");
+  EXPECT_EQ(fs::file_size(folder / "to"), 8192U);
+  EXPECT_EQ(OpenDescriptors(), openBefore);
   mkfifo((folder / "fifo").c_str(), 0600);
   EXPECT_EQ(ResultOf(KelCopyFile, folder, "fifo", "to"), "failed to seek \"fifo\"");
   EXPECT_EQ(ResultOf(KelCopyFile, folder, ".", "new"), "false");
@@ -118,7 +140,42 @@ TEST(Copies, OntoThemselvesAreRefused) {
   EXPECT_EQ(ResultOf(KelCopy, folder, "a", "same/new"), inside + "\"same/new\"");
   EXPECT_EQ(ResultOf(KelCopy, folder, "a", "."), inside + "\"a\"");
   EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "same"), inside + "\"same\"");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "missing/../a/sub"),
+            "opendir failed for \"missing/../a/sub\"");
   EXPECT_EQ(folder.Tree(), before);
+
+  fs::create_directories(folder / "a/sub");
+  fs::create_directory_symlink("a/sub", folder / "deep");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "missing/../a/sub"), inside + "\"missing/../a/sub\"");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "deep/../into"), "opendir failed for \"deep/../into\"");
+  fs::create_directory(folder / "into");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "deep/../into"), "true") << "not a/into";
+  // Merging follows a link that is there already.
+  fs::create_directories(folder / "from/x/y");
+  fs::create_directories(folder / "to");
+  fs::create_directory_symlink(folder / "from/x/y", folder / "to/x");
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "from", "to"), inside + "\"to/x\"");
+  // Paths back up from here would be too long for the system.
+  std::string bottom = "tree";
+  fs::create_directory(folder / bottom);
+  for (int level = 0; level < 470; ++level) {
+    fs::create_directory(folder / (bottom += "/ddddd"));
+  }
+  EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "tree", bottom), inside + "\"" + bottom + "\"");
+}
+
+TEST(Copies, OfWhatCannotBeListedAreNotComplete) {
+  const TemporaryFolder folder;
+  folder.Write("a/b/c", "");
+  fs::create_directory(folder / "new");
+  for (const int nth : {5, 6}) {
+    const Fault fault("getdents64", nth, EIO);
+    EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "new"), "false") << "in a/b, in a";
+  }
+  const std::string name(300, 'n');
+  const ListedFile listed(name);
+  EXPECT_EQ(ResultOf(KelCopy, folder, "a/b", "new"),
+            "failed to open \"a/b/" + name + "\", check read/write privileges.");
 }
 
 TEST(Copy, PutsFilesAndFoldersWhereTheyBelong) {

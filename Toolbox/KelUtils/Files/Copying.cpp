@@ -6,7 +6,9 @@
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
 #include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
+#include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -18,7 +20,9 @@
 
 namespace {
 
-// The position at the end of the file, which is left at its start.
+using Folder = TKelOpenFolder::TPrivate;
+
+// Returns the size of the file, and leaves its position at the start.
 off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
   const off_t size = lseek(file.Get(), 0, SEEK_END);
   if (size < 0 || lseek(file.Get(), 0, SEEK_SET) < 0) {
@@ -27,7 +31,7 @@ off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
   return size;
 }
 
-// Copies `size` bytes, more where the file has grown meanwhile, or less where it ends before; how many it copied.
+// Copies `size` bytes, more when the file has grown since, fewer when it ends earlier. Returns how many.
 off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelProgressReporter* reporter,
                 const std::string& destination) {
   std::array<char, 8192> buffer{};
@@ -49,25 +53,30 @@ off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelPr
   return copied;
 }
 
-// Whether `folder` is `ancestor` or lies below it, going up through the folders that are really there.
-bool LiesWithin(const std::string& folder, const std::string& ancestor) {
-  struct stat wanted {};
-  struct stat level {};
-  if (stat(ancestor.c_str(), &wanted) != 0 || stat(folder.c_str(), &level) != 0) {
-    return false;
-  }
-  std::string path = folder;
-  for (struct stat below{}; !IsSameItem(level, wanted); below = level) {
-    const bool isRoot = below.st_mode != 0 && IsSameItem(level, below);
-    if (isRoot || stat((path += "/..").c_str(), &level) != 0) {
+// Whether the open `folder` is `ancestor` or lies below it. Climbs by descriptors: the path of a deep folder is too long
+// for the system, and ".." behind a link in it leads elsewhere.
+bool LiesWithin(int folder, const std::string& path, const struct stat& ancestor) {
+  Descriptor climber(OpenFolderUnlisted(folder, "."));
+  struct stat below {};
+  for (;;) {
+    const struct stat level = StatusOf(climber);
+    if (!IsKnown(level)) {
+      throw PathError("opendir failed for", path + "/..");
+    }
+    if (IsSameItem(level, ancestor)) {
+      return true;
+    }
+    const bool isRoot = IsKnown(below) && IsSameItem(level, below);
+    if (isRoot) {
       return false;
     }
+    below = level;
+    climber = Descriptor(OpenFolderUnlisted(climber.Get(), ".."));
   }
-  return true;
 }
 
-void RefuseToCopyIntoItself(const std::string& source, const std::string& folder, const std::string& destination) {
-  if (LiesWithin(folder, source)) {
+void RefuseToCopyIntoItself(const Folder& source, int folder, const std::string& destination) {
+  if (LiesWithin(folder, destination, StatusOf(source.m_folder))) {
     throw PathError("copy failed, the destination lies inside the source:", destination);
   }
 }
@@ -86,10 +95,35 @@ std::string InsideFolder(const std::string& folder, const std::string& path) {
   return folder + kDirSeparator + name;
 }
 
+// Copies what `source` holds into an existing folder. A new folder cannot lie inside the source unless the folder that
+// it was created in does, which its caller has ruled out.
+bool CopyContents(Folder& source, const std::string& destination, bool isNew, IKelProgressReporter* reporter) {
+  const auto into = std::make_unique<Folder>(destination);
+  if (!isNew) {
+    RefuseToCopyIntoItself(source, into->m_folder.Get(), destination);
+  }
+  const std::string base = into->m_folderPath + kDirSeparator;
+  const bool isCopied = VisitEntries(source, [&] {
+    const std::string target = base + source.m_name;
+    if (!source.itemIsFolder()) {
+      return KelCopyFile(source.itemPath(), target, reporter);
+    }
+    const bool isTargetNew = kel_mkdir_UTF8(target.c_str()) == 0;
+    // Not on the stack, which holds one of these calls for each level of the tree.
+    return CopyContents(*std::make_unique<Folder>(source.itemPath()), target, isTargetNew, reporter);
+  });
+  return isCopied && !source.m_listing.HasFailed();
+}
+
 bool CopyFolder(const std::string& source, const std::string& destination, IKelProgressReporter* reporter) {
-  RefuseToCopyIntoItself(source, FolderOf(destination), destination);
-  kel_mkdir_UTF8(destination.c_str());
-  return KelCopyFolderContents(source, destination, reporter);
+  const auto from = std::make_unique<Folder>(source);
+  const Descriptor parent(OpenFolderUnlisted(AT_FDCWD, FolderOf(destination).c_str()));
+  // Without a folder to create it in, the destination cannot be opened either, which says more.
+  if (parent.IsOpen()) {
+    RefuseToCopyIntoItself(*from, parent.Get(), destination);
+  }
+  const bool isNew = kel_mkdir_UTF8(destination.c_str()) == 0;
+  return CopyContents(*from, destination, isNew, reporter);
 }
 
 }  // namespace
@@ -132,18 +166,7 @@ bool KelCopyFolderContents(const std::string& source, const std::string& destina
   if (source.empty() || destination.empty()) {
     return false;
   }
-  // Not on the stack, which holds one of these calls for each level of the tree.
-  const auto from = std::make_unique<TKelOpenFolder::TPrivate>(source);
-  const std::string base = TKelOpenFolder(destination).folderPath() + kDirSeparator;
-  RefuseToCopyIntoItself(source, destination, destination);
-  return VisitEntries(*from, [&] {
-    const std::string target = base + from->m_entry.d_name;
-    if (from->itemIsFolder()) {
-      kel_mkdir_UTF8(target.c_str());
-      return KelCopyFolderContents(from->itemPath(), target, reporter);
-    }
-    return KelCopyFile(from->itemPath(), target, reporter);
-  });
+  return CopyContents(*std::make_unique<Folder>(source), destination, false, reporter);
 }
 
 bool KelCopy(const std::string& source, const std::string& destination, IKelProgressReporter* reporter) {

@@ -1,20 +1,18 @@
 #pragma once
 
-#include "Toolbox/KelUtils/Numbers/SaturatingCast.h"
-
 #include <algorithm>
 #include <cmath>
 
-/// Turns the progress of single items into an overall fraction, and passes it on only when it has advanced by a step of
-/// the set precision. Derive, supply reportProgress(), and hand the object to the copying functions or call it so:
+/// Turns the progress of single items into an overall fraction, and reports it only when it has advanced by a step of the
+/// set precision. Derive from it, implement reportProgress(), and pass the object to the copying functions or call it:
 ///
 ///   MyReporter reporter(2, 0.1);   // two items, a report for every tenth of the whole
 ///   reporter.updateProgress(0.0);  // reports 0.0
 ///   reporter.updateProgress(0.5);  // half of the first item: reports 0.25
 ///   reporter.itemFinished();       // reports 0.5
 ///
-/// Every answer is true to go on and false to stop. One job uses an object at a time. The order of the virtual
-/// operations is fixed, and so is the order of the fields; nothing is inserted.
+/// Every function that returns bool returns true to go on and false to stop. One job at a time uses an object. The order
+/// of the virtual operations and of the fields is fixed.
 class IKelProgressReporter {
  public:
   IKelProgressReporter(unsigned int numItems, double precision) : m_numItems(numItems), m_precision(Limit(precision)) {}
@@ -22,11 +20,11 @@ class IKelProgressReporter {
   IKelProgressReporter& operator=(const IKelProgressReporter&) = default;
   virtual ~IKelProgressReporter() = default;
 
-  /// Width of one step as a fraction of the whole: 0.01 means at most 101 reports. Not below 1e-10 (that is what
-  /// anything smaller, and what is not a number, becomes).
+  /// Sets the width of one step as a fraction of the whole: 0.01 means at most 101 reports. Anything below 1e-10, or not
+  /// a number, becomes 1e-10.
   virtual void setPrecision(double precision) { m_precision = Limit(precision); }
 
-  /// Starts anew with `numItems` items; the precision stays.
+  /// Starts again with `numItems` items; the precision stays.
   virtual void reset(unsigned int numItems) {
     m_numItems = numItems;
     m_itemsFinished = 0;
@@ -34,9 +32,8 @@ class IKelProgressReporter {
     m_lastStep = -1;
   }
 
-  /// Says that the current item is `itemProgress` done (0 to 1). Reports the overall fraction, at most 1, when it is in
-  /// a later step than the last report, and returns the answer; true when there is nothing to report. With no items
-  /// there never is.
+  /// The current item is `itemProgress` done (0 to 1). Reports the overall fraction, at most 1, when it lies in a later
+  /// step than the last report, and returns the result; otherwise, and always with no items, returns true.
   virtual bool updateProgress(double itemProgress) {
     m_itemProgress = itemProgress;
     if (m_numItems == 0 || std::isnan(itemProgress)) {
@@ -44,29 +41,36 @@ class IKelProgressReporter {
     }
     const double total = m_numItems;
     const double fraction = std::min(m_itemsFinished + itemProgress, total) / total;
-    const int step = SaturatingCast<int>(fraction / m_precision);
-    if (step <= m_lastStep) {
+    const double steps = fraction / m_precision;
+    const bool isReportedBefore = m_lastStep != -1 && StepIndex(steps) <= static_cast<unsigned int>(m_lastStep);
+    if (steps <= -1 || isReportedBefore) {
       return true;
     }
-    m_lastStep = step;
+    m_lastStep = static_cast<int>(StepIndex(steps));
     return reportProgress(fraction);
   }
 
-  /// Says that the current item is done and the next one begins; answers as updateProgress(0.0) does.
+  /// The current item is done and the next one begins; returns the result of updateProgress(0.0).
   virtual bool itemFinished() {
     ++m_itemsFinished;
     return updateProgress(0.0);
   }
 
-  /// Shows or forwards the overall fraction, 0 to 1; false cancels the job. Called on the working thread.
+  /// Shows or forwards the overall fraction, 0 to 1; false cancels the job. Called on the thread of the job.
   virtual bool reportProgress(double fraction) = 0;
 
  private:
   static double Limit(double precision) { return precision > 1e-10 ? precision : 1e-10; }
 
+  // 1e-10 makes more steps than 32 bits can count: beyond 2^31, where a signed index ends, four of them share one.
+  static unsigned int StepIndex(double steps) {
+    constexpr double kSigned = 2147483648.0;
+    return static_cast<unsigned int>(steps < kSigned ? std::max(steps, 0.0) : kSigned + (steps - kSigned) / 4);
+  }
+
   unsigned int m_numItems;
   unsigned int m_itemsFinished = 0;
   double m_itemProgress = 0.0;
   double m_precision;
-  int m_lastStep = -1;
+  int m_lastStep = -1;  // holds a StepIndex, -1 when nothing has been reported
 };
