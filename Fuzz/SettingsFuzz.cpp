@@ -46,12 +46,16 @@ struct Change {
     setting.SetValue(value);
     Expect(setting.FindIndexOf(value) == (isListed ? static_cast<int>(index) : -1) && setting.GetValue() == expected);
   }
-  void operator()(ISetting& setting) const {
+  template <OneOf<IBoolSetting, IEnumSetting, IFileSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting,
+                  IUnsignedIntArraySetting, IByteArraySetting, ISettingArray>
+                Setting>
+  void operator()(Setting& setting) const {
     try {
       SetValueText(setting, text);
     } catch (const WrongUse&) {  // then it is as before
     }
   }
+  void operator()(const UnknownSetting& /*setting*/) const {}
 };
 
 }  // namespace

@@ -117,13 +117,13 @@ class Declaration {
 
 void DeclareSettings(Declaration& declare, Options& options) {
   declare.FileName("--module", "PATH", options.module, "Encoder module (default: the one beside this program)");
-  declare.FileName("--preset", "FILE", options.preset, "Take the settings from this preset first");
-  declare.Text("--set", "NAME=VALUE", options.assignments,
+  declare.FileName("--preset", "FILE", options.request.preset, "Take the settings from this preset first");
+  declare.Text("--set", "NAME=VALUE", options.request.assignments,
                "Set any setting, as \"rhohost info\" shows it; may be repeated");
 }
 
 void DeclareFormat(Declaration& declare, Options& options) {
-  RequestedFormat& format = options.requestedFormat;
+  RequestedFormat& format = options.request.format;
   declare.Value(
       "-r,--rate", "HZ", "Sample frames per second; others are converted (default: the input's)",
       [&format](const char* option, const std::string& text) { format.sampleRate = ReadWholeNumber(option, text); });
@@ -134,7 +134,7 @@ void DeclareFormat(Declaration& declare, Options& options) {
                 [&format](const char*, const std::string& text) { format.layout = text; });
   declare.Value("--fps", "RATE", "Packets per second, as in 25, 29.97 or 30000/1001 (default: 30)",
                 [&options](const char* option, const std::string& text) {
-                  options.framesPerSecond = ReadFrameRate(option, text);
+                  options.request.framesPerSecond = ReadFrameRate(option, text);
                 });
 }
 
@@ -155,7 +155,7 @@ void DeclareEncode(CLI::App& app, Options& options) {
   DeclareFormat(declare, options);
   DeclareSettings(declare, options);
   declare.FileName("--save-preset", "FILE", options.savePreset,
-                   "Save the settings in this preset; INPUT and OUTPUT may be left out");
+                   "Save the chosen settings in this preset; INPUT and OUTPUT may be left out");
   declare.Group("Many files");
   SelectionOptions& selection = options.selection;
   declare.FileName("--to", "FOLDER", options.naming.folder, "Encode many files into this folder");

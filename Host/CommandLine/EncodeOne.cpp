@@ -3,7 +3,6 @@
 #include "Host/CommandLine/EncodingTexts.h"
 #include "Host/CommandLine/Progress.h"
 #include "Host/CommandLine/SettingCommands.h"
-#include "Host/Settings/Preset.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
@@ -26,6 +25,8 @@ void EncodeOne(const Options& options) {
   CheckSettings(setup);
   CheckTarget(options);
   FileEncoding encoding(setup, options.input, options.output);
+  const std::string preset =
+      options.savePreset.empty() ? std::string() : TextToSave(encoding.Compressor(), encoding.Chosen());
   if (options.dryRun) {
     Print(PlanText(encoding));
     return;
@@ -39,6 +40,6 @@ void EncodeOne(const Options& options) {
     PrintMessage(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));
   }
   if (!options.savePreset.empty()) {
-    SavePreset(options.savePreset, encoding.Compressor(), options.force);
+    SavePreset(options, preset);
   }
 }

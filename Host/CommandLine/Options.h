@@ -28,18 +28,18 @@ struct Options : EncodingOptions {
   OutputNaming naming;               ///< the outputs of many; without a folder one file is encoded
   bool skipExisting = false;         ///< of many, skip those whose output exists
   std::optional<unsigned int> jobs;  ///< of many, how many are encoded at a time, 1 to 256
-  RequestedFormat requestedFormat;
-  std::string module;                    ///< the one beside the program unless told otherwise
-  std::string preset;                    ///< file to take settings from; empty: none
-  std::vector<std::string> assignments;  ///< settings to change, as in "SampleRate=48000"
-  std::string savePreset;                ///< file to save the settings in; empty: none
+  std::string module;                ///< the one beside the program unless told otherwise
+  SettingRequest request;            ///< what the compressor's settings are to be
+  std::string savePreset;            ///< file to save the chosen settings in; empty: none
   bool json = false;
   bool quiet = false;
   bool dryRun = false;
   ValidateOptions validate;
 
+  Options() { request.suggestions = {"try --rate ", "try --bits ", "try --channels "}; }
+
   /// Reads the preset. Throws Failure.
-  RequestedSettings Settings() const { return {requestedFormat, assignments, preset}; }
+  RequestedSettings Settings() const { return RequestedSettings(request); }
 };
 
 /// Tells from the options of "encode" whether one file, many, or none is to be encoded, and completes them accordingly:

@@ -2,6 +2,7 @@
 
 #include "Host/Plugin/Module.h"
 #include "Host/Settings/Info.h"
+#include "Host/Settings/Preset.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
@@ -41,7 +42,24 @@ void CheckPresetTarget(const Options& options) {
 
 void CheckSettings(const EncodingSetup& setup) {
   const CompressorOwner compressor = setup.module.CreateCompressor();
-  ChooseFormat(*compressor, setup.settings.ApplyTo(*compressor), nullptr);
+  setup.settings.ApplyTo(*compressor);
+  ChooseFormat(*compressor, nullptr);
+}
+
+std::string TextToSave(IAudioCompressor& compressor, const Choices& choices) {
+  std::string text = PresetText(compressor, choices);
+  if (text.empty()) {
+    throw WrongUse(
+        "--save-preset: nothing to save: choose settings with --set, --rate, --bits, --channels, --fps or "
+        "--preset");
+  }
+  return text;
+}
+
+void SavePreset(const Options& options, const std::string& text) {
+  OutputFile file(options.savePreset, options.force);
+  file.Write(text.data(), text.size());
+  file.Commit();
 }
 
 void ShowInfo(const Options& options) {
@@ -55,14 +73,11 @@ void ShowInfo(const Options& options) {
 void MakePreset(const Options& options) {
   const Module module(options.module);
   const CompressorOwner compressor = module.CreateCompressor();
-  const RequestedFormat requested = options.Settings().ApplyTo(*compressor);
-  if (requested.sampleRate || requested.bits || requested.layout) {
-    ChooseFormat(*compressor, requested, nullptr);
-  }
+  const std::string preset = TextToSave(*compressor, options.Settings().ApplyTo(*compressor));
   if (options.dryRun) {
     CheckPresetTarget(options);
     Print("preset: " + options.savePreset + '\n');
     return;
   }
-  SavePreset(options.savePreset, *compressor, options.force);
+  SavePreset(options, preset);
 }

@@ -1,102 +1,132 @@
 #include "Host/Encode/Encoder.h"
 
+#include "Host/Plugin/CompressorCodes.h"
 #include "Host/Text/Errors.h"
 
-#include <array>
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <limits>
 #include <list>
 #include <string>
 
 namespace {
 
-constexpr unsigned int kMatroskaCode = FourCharacterCode(" MKV");
+std::string PacketTypeText(IPacket::TPacketType type) {
+  return type == IPacket::kPacketTypeLinearPCM ? "of linear PCM"
+                                               : fmt::format("of type {}", static_cast<unsigned int>(type));
+}
 
-/// A status as people look it up: "80010002".
-std::string StatusText(RhoStatus status) {
-  std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%08X", status);
-  return text.data();
+std::uint64_t SampleFramesOf(unsigned int sampleRate, double framesPerSecond) {
+  const double sampleFrames = std::floor(sampleRate / framesPerSecond + 0.5);
+  if (!(framesPerSecond > 0) || !(sampleFrames >= 1)) {
+    throw WrongUse(
+        fmt::format("{} packets per second leave no sample frame for each at {} Hz", framesPerSecond, sampleRate));
+  }
+  return sampleFrames < 0x1p63 ? static_cast<std::uint64_t>(sampleFrames) : std::numeric_limits<std::uint64_t>::max();
 }
 
 }  // namespace
 
-Encoder::Encoder(IAudioCompressor& compressor, const EncodingFormat& format, double framesPerSecond)
+Encoder::Encoder(IAudioCompressor& compressor, const EncodingFormat& format, const EncoderOptions& options)
     : m_compressor(compressor),
       m_format(format),
-      m_sampleFramesPerPacket(static_cast<std::uint64_t>(std::floor(format.sampleRate / framesPerSecond + 0.5))) {
-  if (m_sampleFramesPerPacket == 0) {
-    throw WrongUse("--fps: so many packets per second leave no sample frame for each at " +
-                   std::to_string(format.sampleRate) + " Hz");
-  }
-  m_compressor.SetFrameRateHint(framesPerSecond);
-  m_compressor.SetFileFormatHint(kMatroskaCode);
-  m_compressor.SetStreamModeHint(kOutputStreamModeDefault);
-  const std::string name = m_compressor.GetName();
-  if (m_compressor.IsFormatSupported(kMatroskaCode) == 0) {
-    throw Failure(name + " cannot go into Matroska files");
-  }
-  std::list<IPacket::TPacketType> types;
-  m_compressor.QueryPossiblePacketTypes(types);
-  const bool isPossible = std::find(types.begin(), types.end(), IPacket::kPacketTypeLinearPCM) != types.end();
-  if (!isPossible || m_compressor.SetOutputPacketType(IPacket::kPacketTypeLinearPCM) == 0) {
-    throw Failure(name + " does not make packets of linear PCM");
-  }
-}
-
-void Encoder::Begin() {
+      m_sampleFramesPerPacket(SampleFramesOf(format.sampleRate, options.framesPerSecond)) {
+  ApplyHints(options);
+  ChoosePacketType(options.packetType);
   KelAudio_t description = InputRecord({});
   Check(m_compressor.CompressFrameBegin(&description), "begin");
   m_output.sampleRate = m_format.sampleRate;
   m_output.channels = m_format.channels;
   m_output.format = m_format.sampleType;
-  m_taken = 0;
-  m_sampleFrames = 0;
-  m_packets = 0;
+}
+
+void Encoder::ApplyHints(const EncoderOptions& options) {
+  m_compressor.SetFrameRateHint(options.framesPerSecond);
+  m_compressor.SetStreamModeHint(kOutputStreamModeDefault);
+  if (options.fileFormat == 0) {
+    return;
+  }
+  m_compressor.SetFileFormatHint(options.fileFormat);
+  if (m_compressor.IsFormatSupported(options.fileFormat) == 0) {
+    throw Failure(fmt::format("{} does not support the file format \"{}\"", m_compressor.GetName(),
+                              CodeText(options.fileFormat)));
+  }
+}
+
+void Encoder::ChoosePacketType(const std::optional<IPacket::TPacketType>& wanted) {
+  std::list<IPacket::TPacketType> types;
+  m_compressor.QueryPossiblePacketTypes(types);
+  const auto isPossible = [&types](IPacket::TPacketType type) {
+    return std::find(types.begin(), types.end(), type) != types.end();
+  };
+  m_packetType = wanted                                      ? *wanted
+                 : isPossible(IPacket::kPacketTypeLinearPCM) ? IPacket::kPacketTypeLinearPCM
+                                                             : m_compressor.GetOutputPacketType();
+  if (!isPossible(m_packetType) || m_compressor.SetOutputPacketType(m_packetType) == 0) {
+    throw Failure(fmt::format("{} does not make packets {}", m_compressor.GetName(), PacketTypeText(m_packetType)));
+  }
 }
 
 void Encoder::Encode(std::span<const unsigned char> bytes, const PacketSink& sink) {
-  if (bytes.empty()) {
-    return;
+  const std::size_t frameBytes = m_format.BytesPerSampleFrame();
+  if (m_isFinished || bytes.size() % frameBytes != 0) {
+    throw WrongUse(m_isFinished
+                       ? std::string("the run of the compressor has ended")
+                       : fmt::format("{} bytes are not whole sample frames of {} bytes", bytes.size(), frameBytes));
   }
-  KelAudio_t input = InputRecord(bytes);
-  Check(m_compressor.CompressFrame(&input, &m_output), "encode");
-  m_taken += input.sampleCount;
-  TakePackets(sink);
+  const std::size_t most = std::numeric_limits<unsigned int>::max() / frameBytes * frameBytes;
+  while (!bytes.empty()) {
+    KelAudio_t input = InputRecord(bytes.first(std::min(bytes.size(), most)));
+    Check(m_compressor.CompressFrame(&input, &m_output), "encode");
+    m_taken += input.sampleCount;
+    TakePackets(sink);
+    bytes = bytes.subspan(input.dataSize);
+  }
 }
 
 void Encoder::Finish(const PacketSink& sink) {
+  if (m_isFinished) {
+    throw WrongUse("the run of the compressor has ended");
+  }
   Check(m_compressor.CompressFrame(nullptr, &m_output), "flush");
   TakePackets(sink);
   Check(m_compressor.CompressFrameEnd(), "end");
-  if (m_sampleFrames != m_taken) {
-    throw Failure("the compressor took " + std::to_string(m_taken) + " sample frames and gave " +
-                  std::to_string(m_sampleFrames));
+  m_isFinished = true;
+  if (m_packetType == IPacket::kPacketTypeLinearPCM && m_sampleFrames != m_taken) {
+    throw Failure(fmt::format("the compressor was given {} sample frames and returned {}", m_taken, m_sampleFrames));
   }
 }
 
 void Encoder::TakePackets(const PacketSink& sink) {
-  if (m_output.packets == nullptr) {
-    return;
-  }
-  while (const OwnedPacket packet{m_output.packets->remove(0)}) {
-    const std::span<const unsigned char> bytes(packet->getData(), packet->getDataSize());
-    if (packet->getType() != IPacket::kPacketTypeLinearPCM || packet->getTimeBase() != m_format.sampleRate ||
-        packet->getTime() != m_sampleFrames || bytes.size() % m_format.BytesPerSampleFrame() != 0) {
-      throw Failure("the compressor gave a packet that does not continue the stream at sample frame " +
-                    std::to_string(m_sampleFrames));
+  const bool isLinearPcm = m_packetType == IPacket::kPacketTypeLinearPCM;
+  const std::size_t frameBytes = m_format.BytesPerSampleFrame();
+  while (m_output.packets != nullptr) {
+    const OwnedPacket packet{m_output.packets->remove(0)};
+    if (packet == nullptr) {
+      return;
     }
-    const std::uint64_t sampleFrames = bytes.size() / m_format.BytesPerSampleFrame();
-    sink({bytes, m_sampleFrames, sampleFrames});
-    m_sampleFrames += sampleFrames;
+    const std::span<const unsigned char> bytes(packet->getData(), packet->getDataSize());
+    const std::uint64_t time = packet->getTime();
+    // Only packets of linear PCM must say by their size how many sample frames they hold.
+    const bool continues =
+        isLinearPcm ? time == m_sampleFrames && bytes.size() % frameBytes == 0 : time >= m_sampleFrames;
+    if (packet->getType() != m_packetType || packet->getTimeBase() != m_format.sampleRate || !continues) {
+      throw Failure(fmt::format("the compressor returned a packet that does not continue the stream at sample frame {}",
+                                m_sampleFrames));
+    }
+    const std::uint64_t sampleFrames = isLinearPcm ? bytes.size() / frameBytes : packet->getDuration();
+    sink({bytes, time, sampleFrames});
+    m_sampleFrames = time + sampleFrames;
     ++m_packets;
   }
 }
 
 void Encoder::Check(RhoStatus status, const char* action) const {
   if (status != kRhoStatusSuccess) {
-    throw Failure(std::string("the compressor cannot ") + action + " at sample frame " + std::to_string(m_taken) +
-                  " (status " + StatusText(status) + ")");
+    throw Failure(fmt::format("the compressor cannot {} at sample frame {} (status {:08X})", action, m_taken,
+                              static_cast<unsigned int>(status)));
   }
 }
 
@@ -110,7 +140,7 @@ KelAudio_t Encoder::InputRecord(std::span<const unsigned char> bytes) const {
   record.dataSize = static_cast<unsigned int>(bytes.size());
   record.sampleCount = record.dataSize / m_format.BytesPerSampleFrame();
   record.duration = record.sampleCount;
-  // The record is plain for both directions; a compressor only reads its input.
+  // The record is the same for both directions; a compressor only reads its input.
   record.data = const_cast<unsigned char*>(bytes.data());
   return record;
 }

@@ -1,55 +1,71 @@
 #pragma once
 
-/// One run of a compressor: samples in, packets out, every call in the order that the compressor's interface documents
-/// and every answer checked.
+/// One run of a compressor: samples in, packets out, with every call in the order that the compressor's interface
+/// documents and every answer checked.
 ///
-///     Encoder encoder(*compressor, format, 25.0);
-///     encoder.Begin();
+///     Encoder encoder(*compressor, format, {.framesPerSecond = 25.0});
 ///     encoder.Encode(bytes, write);  // any number of times; write(packet) is called for each packet that is ready
 ///     encoder.Finish(write);
 
-#include "Host/Encode/FormatChoice.h"
+#include "Host/Encode/EncodingFormat.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 
-/// A packet as it goes to the file. The bytes are valid during the call that it is handed to.
+struct EncoderOptions {
+  /// Video frames per second: a packet holds the sample frames of one of them.
+  double framesPerSecond = 30.0;
+
+  /// Four-character code of the file format that the packets go to, as in FourCharacterCode(" MKV"); 0 for none.
+  unsigned int fileFormat = 0;
+
+  /// The packet type that the host needs. Otherwise linear PCM, or the compressor's own choice if it makes none.
+  std::optional<IPacket::TPacketType> packetType{};
+};
+
+/// A packet. The bytes are valid during the call that it is passed to.
 struct EncodedPacket {
   std::span<const unsigned char> bytes;
   std::uint64_t time = 0;          ///< sample frames before it
-  std::uint64_t sampleFrames = 0;  ///< sample frames that it holds
+  std::uint64_t sampleFrames = 0;  ///< sample frames that it holds; 0 if the compressor does not tell
 };
 
 class Encoder {
  public:
   using PacketSink = std::function<void(const EncodedPacket&)>;
 
-  /// Prepares `compressor`, whose settings have come to stand at `format`, for packets of one video frame each in a
-  /// Matroska file. Throws Failure when it cannot do that, WrongUse when a packet would have no sample frame.
-  Encoder(IAudioCompressor& compressor, const EncodingFormat& format, double framesPerSecond);
+  /// Gives `compressor`, whose settings hold `format`, its hints and begins the run. The compressor must outlive the
+  /// object and must not be used otherwise meanwhile. Throws Failure if the compressor refuses the file format, the
+  /// packet type or the run, and WrongUse if a packet would hold no sample frame.
+  Encoder(IAudioCompressor& compressor, const EncodingFormat& format, const EncoderOptions& options = {});
 
-  /// How many sample frames a packet has, except a shorter last one.
-  std::uint64_t SampleFramesPerPacket() const { return m_sampleFramesPerPacket; }
-
-  /// Begins the run. Throws Failure when the compressor refuses.
-  void Begin();
-
-  /// Encodes whole sample frames, less than 2^32 bytes of them. Throws Failure when the compressor refuses them or
-  /// gives a packet that does not continue the stream.
+  /// Encodes whole sample frames of `format`, interleaved; 24-bit samples take three bytes. Throws Failure if the
+  /// compressor refuses them or returns a packet that does not continue the stream, WrongUse for part of a sample frame
+  /// and after Finish.
   void Encode(std::span<const unsigned char> bytes, const PacketSink& sink);
 
-  /// Encodes what is left, and ends the run. Throws Failure as Encode does, and when sample frames were lost.
+  /// Encodes what the compressor still holds and ends the run. Throws as Encode does, and Failure if the packets do not
+  /// hold all sample frames.
   void Finish(const PacketSink& sink);
+
+  /// Sample frames of a packet; the last one may hold fewer.
+  std::uint64_t SampleFramesPerPacket() const { return m_sampleFramesPerPacket; }
+
+  IPacket::TPacketType PacketType() const { return m_packetType; }
 
   /// Sample frames in the packets so far.
   std::uint64_t EncodedSampleFrames() const { return m_sampleFrames; }
   std::uint64_t Packets() const { return m_packets; }
 
  private:
-  /// Hands every packet in the output record to `sink` and destroys it.
+  void ApplyHints(const EncoderOptions& options);
+  void ChoosePacketType(const std::optional<IPacket::TPacketType>& wanted);
+
+  /// Passes every packet in the output record to `sink` and destroys it.
   void TakePackets(const PacketSink& sink);
 
   /// Throws Failure unless `status` is success.
@@ -72,8 +88,10 @@ class Encoder {
   IAudioCompressor& m_compressor;
   EncodingFormat m_format;
   std::uint64_t m_sampleFramesPerPacket;
+  IPacket::TPacketType m_packetType = IPacket::kPacketTypeNone;
   Output m_output;
+  bool m_isFinished = false;
   std::uint64_t m_taken = 0;         ///< sample frames given to the compressor
-  std::uint64_t m_sampleFrames = 0;  ///< sample frames that came back
+  std::uint64_t m_sampleFrames = 0;  ///< sample frames in the packets
   std::uint64_t m_packets = 0;
 };

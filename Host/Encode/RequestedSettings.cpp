@@ -1,46 +1,61 @@
 #include "Host/Encode/RequestedSettings.h"
 
-#include "Host/Settings/SettingTree.h"
+#include "Host/Text/Errors.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
-#include <algorithm>
+#include <fmt/format.h>
+
 #include <utility>
 
-RequestedSettings::RequestedSettings(RequestedFormat format, std::vector<std::string> assignments,
-                                     const std::string& preset)
-    : m_format(std::move(format)), m_assignments(std::move(assignments)) {
-  if (!preset.empty()) {
-    m_preset.emplace(preset);
+namespace {
+
+constexpr double kDefaultFramesPerSecond = 30.0;
+
+template <class Value>
+void AddRequested(std::vector<Assignment>& assignments, ISetting* setting, const char* name,
+                  const std::optional<Value>& value, std::string unit, const char* suggestion) {
+  if (!value) {
+    return;
+  }
+  if (setting == nullptr) {
+    throw Failure(fmt::format("the compressor has no setting for the {}", name));
+  }
+  assignments.push_back({.setting = setting, .value = *value, .unit = std::move(unit), .suggestion = suggestion});
+}
+
+}  // namespace
+
+RequestedSettings::RequestedSettings(SettingRequest request)
+    : m_request(std::move(request)), m_framesPerSecond(m_request.framesPerSecond) {
+  if (!m_request.preset.empty()) {
+    m_preset.emplace(m_request.preset);
+    m_framesPerSecond = m_framesPerSecond ? m_framesPerSecond : m_preset->FramesPerSecond();
   }
 }
 
-RequestedFormat RequestedSettings::ApplyTo(IAudioCompressor& compressor) const {
-  std::vector<Assignment> assignments;
-  if (m_preset) {
-    assignments = m_preset->AssignmentsFor(compressor);
+Choices RequestedSettings::ApplyTo(IAudioCompressor& compressor) const {
+  const std::vector<NamedSetting> settings = ListSettings(compressor);
+  Choices choices{.framesPerSecond = m_framesPerSecond};
+  const auto apply = [&](const std::vector<Assignment>& assignments) {
     Assign(compressor, assignments);
-  }
-  std::vector<Assignment> fromCommandLine;
-  const auto settings = ListSettings(compressor);
-  for (const std::string& text : m_assignments) {
-    fromCommandLine.push_back(ReadAssignment(settings, text));
-  }
-  Assign(compressor, fromCommandLine);
-  assignments.insert(assignments.end(), fromCommandLine.begin(), fromCommandLine.end());
-
-  const auto isAssigned = [&assignments](const ISetting* setting) {
-    return std::any_of(assignments.begin(), assignments.end(),
-                       [setting](const Assignment& assignment) { return assignment.setting == setting; });
+    for (const Assignment& assignment : assignments) {
+      choices.settings.push_back(assignment.setting);
+    }
   };
-  RequestedFormat requested = m_format;
-  if (!requested.sampleRate && isAssigned(compressor.GetSampleRateSetting())) {
-    requested.sampleRate = compressor.GetSampleRate();
+  if (m_preset) {
+    apply(m_preset->AssignmentsFor(compressor, settings));
   }
-  if (!requested.bits && isAssigned(compressor.GetSampleSizeSetting())) {
-    requested.bits = compressor.GetSampleSize();
+  std::vector<Assignment> assignments;
+  for (const std::string& text : m_request.assignments) {
+    assignments.push_back(ParseAssignment(settings, text));
   }
-  if (!requested.layout && isAssigned(compressor.GetChannelModeSetting())) {
-    requested.layout = compressor.GetChannelModeSetting()->GetValue();
-  }
-  return requested;
+  const auto& [rate, bits, layout] = m_request.format;
+  const SuggestionPrefixes& suggestions = m_request.suggestions;
+  AddRequested(assignments, compressor.GetSampleRateSetting(), "sample rate", rate, " Hz", suggestions.sampleRate);
+  AddRequested(assignments, compressor.GetSampleSizeSetting(), "sample size", bits, " bits", suggestions.bits);
+  AddRequested(assignments, compressor.GetChannelModeSetting(), "channel layout", layout, "", "");
+  apply(assignments);
+  return choices;
 }
+
+double RequestedSettings::FramesPerSecond() const { return m_framesPerSecond.value_or(kDefaultFramesPerSecond); }

@@ -1,28 +1,45 @@
 #pragma once
 
-#include "Host/Encode/FormatChoice.h"
+#include "Host/Encode/EncodingFormat.h"
 #include "Host/Settings/Preset.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
-class IAudioCompressor;
+/// The format that a user asks for; empty where the choice is left to ChooseFormat.
+struct RequestedFormat {
+  std::optional<unsigned int> sampleRate;
+  std::optional<unsigned int> bits;
+  std::optional<std::string> layout;  ///< name of a channel layout, as in "5.1"
+};
 
-/// What a user asks of a compressor's settings: a preset, assignments and a format, read once for any number of
-/// compressors and threads.
+/// Everything that a user can ask of a compressor.
+struct SettingRequest {
+  std::string preset;                     ///< path of a preset; empty for none
+  std::vector<std::string> assignments;   ///< "SampleRate=48000"
+  RequestedFormat format;                 ///< outranks the assignments, which outrank the preset
+  std::optional<double> framesPerSecond;  ///< outranks the preset; at least 1
+  SuggestionPrefixes suggestions;         ///< for messages
+};
+
+/// A request that is read once, for any number of compressors and threads.
 class RequestedSettings {
  public:
-  /// `assignments` are texts such as "SampleRate=48000"; `preset` is a file, or empty for none. Throws Failure when the
-  /// preset cannot be read.
-  RequestedSettings(RequestedFormat format, std::vector<std::string> assignments, const std::string& preset);
+  /// Throws Failure if the preset cannot be read.
+  explicit RequestedSettings(SettingRequest request);
 
-  /// Applies the preset, then the assignments, and returns the format that this requests: `format` as given, completed
-  /// by what was assigned. Throws WrongUse when a setting refuses its value.
-  RequestedFormat ApplyTo(IAudioCompressor& compressor) const;
+  /// Applies the request to a compressor and returns what it has chosen. Throws WrongUse for a setting that does not
+  /// exist or does not allow its value.
+  Choices ApplyTo(IAudioCompressor& compressor) const;
+
+  /// Packets per second: as requested, or as in the preset, or 30.
+  double FramesPerSecond() const;
+
+  const SuggestionPrefixes& Suggestions() const { return m_request.suggestions; }
 
  private:
-  RequestedFormat m_format;
-  std::vector<std::string> m_assignments;
+  SettingRequest m_request;
   std::optional<Preset> m_preset;
+  std::optional<double> m_framesPerSecond;
 };

@@ -4,17 +4,9 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <filesystem>
 
 namespace {
-
-/// Both codes as text: "ZAV LPCM".
-std::string CodesText(unsigned int manufacturer, unsigned int codec) {
-  std::array<char, 9> text{};
-  KelGetManufactureCodecEightCCString(text.data(), manufacturer, codec);
-  return text.data();
-}
 
 SharedLibrary Load(const std::string& path) {
   try {
@@ -35,21 +27,17 @@ Module::Module(const std::string& path) : m_path(path), m_library(Load(path)) {
   if (const int compressors = count(); compressors != 1) {
     throw Failure(fmt::format("{}: the module offers {} compressors instead of one", m_path, compressors));
   }
-  info(0, &m_manufacturer, &m_codec, &m_version);
+  info(0, &m_codes.manufacturer, &m_codes.codec, &m_version);
 }
 
 CompressorOwner Module::CreateCompressor() const {
-  const std::string codes = CodesText(m_manufacturer, m_codec);
-  CompressorOwner compressor(m_create(m_manufacturer, m_codec));
+  CompressorOwner compressor(m_create(m_codes.manufacturer, m_codes.codec));
   if (compressor == nullptr) {
-    throw Failure(fmt::format("{}: the module returns no compressor for {}", m_path, codes));
+    throw Failure(fmt::format("{}: the module returns no compressor for {}", m_path, CodesText(m_codes)));
   }
-  unsigned int manufacturer = 0;
-  unsigned int codec = 0;
-  compressor->GetAudioCompressorInfo(manufacturer, codec);
-  if (manufacturer != m_manufacturer || codec != m_codec) {
-    throw Failure(fmt::format("{}: the module announces {} but returns a compressor for {}", m_path, codes,
-                              CodesText(manufacturer, codec)));
+  if (const CompressorCodes codes = CodesOf(*compressor); codes != m_codes) {
+    throw Failure(fmt::format("{}: the module announces {} but returns a compressor for {}", m_path, CodesText(m_codes),
+                              CodesText(codes)));
   }
   return compressor;
 }

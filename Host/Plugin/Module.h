@@ -5,6 +5,7 @@
 ///     const Module module(Module::DefaultPath());
 ///     const CompressorOwner compressor = module.CreateCompressor();
 
+#include "Host/Plugin/CompressorCodes.h"
 #include "Host/Plugin/SharedLibrary.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
@@ -33,6 +34,9 @@ class Module {
   /// Failure if the module returns none, or one with other codes.
   CompressorOwner CreateCompressor() const;
 
+  /// The codes that the module announces.
+  const CompressorCodes& Codes() const { return m_codes; }
+
   /// The version that the module announces.
   unsigned int Version() const { return m_version; }
 
@@ -49,7 +53,6 @@ class Module {
   std::string m_path;
   SharedLibrary m_library;
   CreateFunction m_create;
-  unsigned int m_manufacturer = 0;
-  unsigned int m_codec = 0;
+  CompressorCodes m_codes;
   unsigned int m_version = 0;
 };

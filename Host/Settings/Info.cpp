@@ -1,5 +1,6 @@
 #include "Host/Settings/Info.h"
 
+#include "Host/Plugin/CompressorCodes.h"
 #include "Host/Settings/SettingJson.h"
 #include "Host/Settings/SettingKinds.h"
 #include "Host/Settings/SettingText.h"
@@ -7,9 +8,9 @@
 #include "Host/Text/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <list>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -21,7 +22,7 @@ namespace {
 
 Json TextJson(const char* text) { return ToUtf8(text == nullptr ? "" : text); }
 
-/// What a kind has beyond what all settings have.
+/// Adds the attributes that belong to a setting's kind.
 struct OwnAttributes {
   Json& json;
 
@@ -51,7 +52,10 @@ struct OwnAttributes {
       labels.push_back(TextJson(setting.GetValueLabel(index)));
     }
   }
-  void operator()(ISetting& /*setting*/) const {}
+  template <
+      OneOf<IBoolSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting, IByteArraySetting, ISettingArray> Setting>
+  void operator()(Setting& /*setting*/) const {}
+  void operator()(const UnknownSetting& /*setting*/) const {}
 };
 
 /// Lines of "key  text", the text broken at blanks and indented under its beginning.
@@ -63,7 +67,7 @@ class Lines {
     m_indent += "  ";
   }
 
-  /// Nothing where there is nothing to say.
+  /// An empty text adds no line.
   void Add(std::string key, const std::string& text) {
     if (text.empty()) {
       return;
@@ -161,9 +165,7 @@ Json DescribeSetting(const NamedSetting& named) {
 }
 
 Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
-  unsigned int manufacturer = 0;
-  unsigned int codec = 0;
-  compressor.GetAudioCompressorInfo(manufacturer, codec);
+  const CompressorCodes codes = CodesOf(compressor);
   std::list<IPacket::TPacketType> packetTypes;
   compressor.QueryPossiblePacketTypes(packetTypes);
   EAudioFormatType sampleFormat = kAudioFormatNone;
@@ -171,8 +173,8 @@ Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
 
   Json description{{"name", TextJson(compressor.GetName())},
                    {"abbreviatedName", TextJson(compressor.GetAbbreviatedName())},
-                   {"manufacturer", CodeText(manufacturer)},
-                   {"codec", CodeText(codec)},
+                   {"manufacturer", CodeText(codes.manufacturer)},
+                   {"codec", CodeText(codes.codec)},
                    {"version", version},
                    {"packetTypes", packetTypes},
                    {"outputPacketType", compressor.GetOutputPacketType()},
@@ -189,12 +191,10 @@ Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
 
 std::string DescriptionText(const Json& description) {
   Lines lines;
-  lines.Heading(PlainText(description["name"]) + " (" + PlainText(description["abbreviatedName"]) + ")", 0);
-  std::array<char, 16> version{};
-  std::snprintf(version.data(), version.size(), "%#010x", description["version"].get<unsigned int>());
+  lines.Heading(fmt::format("{} ({})", PlainText(description["name"]), PlainText(description["abbreviatedName"])), 0);
   lines.Add("maker", PlainText(description["manufacturer"]));
   lines.Add("codec", PlainText(description["codec"]));
-  lines.Add("version", version.data());
+  lines.Add("version", fmt::format("{:#010x}", description["version"].get<unsigned int>()));
   lines.Add("packets", ListText(description["packetTypes"]));
   lines.Add("samples", "format " + PlainText(description["sampleFormat"]));
   lines.Add("Matroska", description["matroska"] ? "yes" : "no");

@@ -1,89 +1,135 @@
 #include "Host/Settings/Preset.h"
 
+#include "Host/Plugin/CompressorCodes.h"
 #include "Host/Settings/SettingJson.h"
-#include "Host/Settings/SettingTree.h"
-#include "Host/System/OutputFile.h"
+#include "Host/Settings/SettingText.h"
 #include "Host/Text/Errors.h"
+#include "Host/Text/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
-#include <system_error>
 
 using Json = nlohmann::ordered_json;
 
 namespace {
 
+constexpr std::size_t kMostBytes = std::size_t{64} * 1024;
 constexpr int kDeepest = 16;
+constexpr const char* kFramesPerSecond = "framesPerSecond";
 
-Json Codes(IAudioCompressor& compressor) {
-  unsigned int manufacturer = 0;
-  unsigned int codec = 0;
-  compressor.GetAudioCompressorInfo(manufacturer, codec);
-  return {{"manufacturer", CodeText(manufacturer)}, {"codec", CodeText(codec)}};
+std::string Abbreviated(const Json& value) {
+  return ::Abbreviated(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+/// The whole file. Neither a pipe nor a device is waited for, and a file that seems endless is not read.
+std::string ReadPresetFile(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  struct stat status {};
+  if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
+    throw SystemFailure(path, "open the preset", errno);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw Failure(fmt::format("{}: not a preset: not a regular file", path));
+  }
+  std::string text(kMostBytes + 1, '\0');
+  std::size_t size = 0;
+  while (size < text.size()) {
+    const ssize_t count = read(file.Get(), text.data() + size, text.size() - size);
+    if (count == 0) {
+      break;
+    }
+    if (count < 0 && errno != EINTR) {
+      throw SystemFailure(path, "read the preset", errno);
+    }
+    size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  }
+  if (size > kMostBytes) {
+    throw Failure(fmt::format("{}: not a preset: larger than {} KiB", path, kMostBytes / 1024));
+  }
+  text.resize(size);
+  return text;
 }
 
 Json ReadJson(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    throw SystemFailure(path, "open the preset", errno);
-  }
-  // A preset needs three levels. What is nested without end would exhaust the stack wherever it is copied or shown.
+  // A preset needs three levels. Copying or showing deep nesting would exhaust the stack.
   const auto limitDepth = [&path](int depth, Json::parse_event_t /*event*/, const Json& /*value*/) {
     if (depth > kDeepest) {
-      throw Failure(path + ": not a preset: it is nested too deeply");
+      throw Failure(fmt::format("{}: not a preset: nested too deeply", path));
     }
     return true;
   };
+  const std::string text = ReadPresetFile(path);
   try {
-    return Json::parse(std::string{std::istreambuf_iterator<char>(file), {}}, limitDepth);
-  } catch (const std::system_error& error) {
-    throw SystemFailure(path, "read the preset", error.code().value());
+    return Json::parse(text, limitDepth);
   } catch (const Json::exception& error) {
-    throw Failure(path + ": not a preset: " + error.what());
+    throw Failure(fmt::format("{}: not a preset: {}", path, ::Abbreviated(error.what())));
   }
 }
 
 }  // namespace
 
-void SavePreset(const std::string& path, IAudioCompressor& compressor, bool replaceExisting) {
-  Json preset = Codes(compressor);
+bool Choices::Contains(const ISetting* setting) const {
+  return std::find(settings.begin(), settings.end(), setting) != settings.end();
+}
+
+std::string PresetText(IAudioCompressor& compressor, const Choices& choices) {
+  const CompressorCodes codes = CodesOf(compressor);
+  Json preset{{"manufacturer", CodeText(codes.manufacturer)}, {"codec", CodeText(codes.codec)}};
+  if (choices.framesPerSecond) {
+    preset[kFramesPerSecond] = *choices.framesPerSecond;
+  }
   Json& values = preset["settings"] = Json::object();
   for (const NamedSetting& named : ListSettings(compressor)) {
-    if (named.setting->GetType() != kSettingTypeArray) {
+    if (choices.Contains(named.setting) && !IsFixed(*named.setting)) {
       values[named.name] = ValueJson(*named.setting);
     }
   }
-  const std::string text = preset.dump(2) + '\n';
-  OutputFile file(path, replaceExisting);
-  file.Write(text.data(), text.size());
-  file.Commit();
+  return values.empty() && !choices.framesPerSecond ? std::string() : preset.dump(2) + '\n';
 }
 
 Preset::Preset(const std::string& path) : m_path(path), m_content(std::make_shared<const Json>(ReadJson(path))) {
   if (!m_content->is_object() || !m_content->contains("settings") || !m_content->at("settings").is_object()) {
-    throw Failure(path + ": not a preset: it has no \"settings\"");
+    throw Failure(fmt::format("{}: not a preset: no \"settings\"", path));
+  }
+  if (const auto rate = m_content->find(kFramesPerSecond); rate != m_content->end()) {
+    if (!rate->is_number() || rate->get<double>() < 1) {
+      throw Failure(
+          fmt::format("{}: \"{}\": allowed are numbers from 1, not {}", path, kFramesPerSecond, Abbreviated(*rate)));
+    }
+    m_framesPerSecond = rate->get<double>();
   }
 }
 
-std::vector<Assignment> Preset::AssignmentsFor(IAudioCompressor& compressor) const {
-  const Json codes = Codes(compressor);
-  for (const auto& [key, code] : codes.items()) {
-    if (!m_content->contains(key) || m_content->at(key) != code) {
-      throw WrongUse(m_path + ": a preset of another compressor: \"" + key + "\" is not " + code.dump());
+std::vector<Assignment> Preset::AssignmentsFor(IAudioCompressor& compressor,
+                                               const std::vector<NamedSetting>& settings) const {
+  const CompressorCodes codes = CodesOf(compressor);
+  for (const auto& [key, code] : {std::pair("manufacturer", codes.manufacturer), std::pair("codec", codes.codec)}) {
+    if (!m_content->contains(key) || m_content->at(key) != CodeText(code)) {
+      throw WrongUse(
+          fmt::format("{}: a preset of another compressor: \"{}\" is not \"{}\"", m_path, key, CodeText(code)));
     }
   }
-  const auto settings = ListSettings(compressor);
   std::vector<Assignment> assignments;
   for (const auto& [key, value] : m_content->at("settings").items()) {
-    const std::string place = m_path + ": \"" + key + "\": ";
+    const std::string source = fmt::format("{}: \"{}\": ", m_path, ::Abbreviated(key));
     ISetting* const setting = FindSetting(settings, key);
     if (setting == nullptr) {
-      throw WrongUse(place + "the compressor has no such setting");
+      throw WrongUse(source + "the compressor has no such setting");
     }
-    assignments.push_back({setting, place, [setting, value = value] { SetValueJson(*setting, value); }});
+    Assignment assignment{
+        .setting = setting, .value = ParseJsonValue(*setting, value), .isFromPreset = true, .source = source};
+    const bool isUnspecified = value.is_null() && setting->GetIsOptional() != 0;
+    if (!assignment.value && !isUnspecified) {
+      throw WrongUse(source + Refusal(*setting, value.dump()));
+    }
+    assignments.push_back(std::move(assignment));
   }
   return assignments;
 }

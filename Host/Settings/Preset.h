@@ -1,33 +1,46 @@
 #pragma once
 
-/// Presets: the values of a compressor's settings in a JSON file, keyed by the names of SettingTree.h. docs/presets.md
+/// Presets: chosen values of a compressor's settings in a JSON file, by the names of SettingTree.h. docs/presets.md
 /// describes the file.
 
-#include "Host/Settings/SettingTree.h"
+#include "Host/Settings/Assignment.h"
 
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 class IAudioCompressor;
 
-/// Writes all values to `path`, whole or not at all; an existing file is replaced only if `replaceExisting`. Throws
-/// Failure.
-void SavePreset(const std::string& path, IAudioCompressor& compressor, bool replaceExisting);
+/// What a user has chosen, as opposed to what follows from an input or is a default.
+struct Choices {
+  std::vector<const ISetting*> settings{};  ///< of one compressor
+  std::optional<double> framesPerSecond{};  ///< the frame-rate hint, which no setting holds
 
-/// A preset file as it was read, good for any number of compressors and threads.
+  bool Contains(const ISetting* setting) const;
+};
+
+/// The text of a preset with the values that the chosen settings have; empty if there would be none in it. Fixed
+/// settings (IsFixed) are left out: their values follow from others.
+std::string PresetText(IAudioCompressor& compressor, const Choices& choices);
+
+/// A preset file in memory, good for any number of compressors and threads.
 class Preset {
  public:
-  /// Throws Failure when the file cannot be read or is no preset.
+  /// Reads a regular file of at most 64 KiB. Throws Failure if it cannot be read or is not a preset.
   explicit Preset(const std::string& path);
 
-  /// What it asks of `compressor`; settings that it does not name stay as they are. Throws WrongUse when it is of
-  /// another compressor or names a setting that there is none of. Whatever the assignments throw later names file and
-  /// key.
-  std::vector<Assignment> AssignmentsFor(IAudioCompressor& compressor) const;
+  /// The assignments for `compressor`; settings that the preset does not name keep their values. Throws WrongUse if the
+  /// preset is of another compressor, names a setting that does not exist, or has a value of the wrong kind; all
+  /// messages name file and key.
+  std::vector<Assignment> AssignmentsFor(IAudioCompressor& compressor, const std::vector<NamedSetting>& settings) const;
+
+  /// The frame rate that the preset holds, 1 or more.
+  const std::optional<double>& FramesPerSecond() const { return m_framesPerSecond; }
 
  private:
   std::string m_path;
   std::shared_ptr<const nlohmann::ordered_json> m_content;
+  std::optional<double> m_framesPerSecond;
 };

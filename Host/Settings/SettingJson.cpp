@@ -1,102 +1,111 @@
 #include "Host/Settings/SettingJson.h"
 
+#include "Host/Settings/SettingKinds.h"
 #include "Host/Settings/SettingText.h"
-#include "Host/Text/Errors.h"
 #include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Utf8.h"
-#include "RHOAPI/RhoapiSettingsInterface.h"
-#include "Toolbox/KelUtils/Media/ChannelModes.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <cmath>
 #include <nlohmann/json.hpp>
+#include <type_traits>
+#include <utility>
 
 using Json = nlohmann::ordered_json;
 
 namespace {
 
-bool IsNumeric(unsigned int type) {
-  return type == kSettingTypeInt || type == kSettingTypeUnsignedInt || type == kSettingTypeDouble;
-}
-
-/// The text that `value` stands for; throws WrongUse when it is not of the kind that the setting needs.
-std::string TextOf(ISetting& setting, const Json& value) {
-  const unsigned int type = setting.GetType();
-  const bool isList = type == kSettingTypeUnsignedIntArray;
-  if (type == kSettingTypeBool ? value.is_boolean() || value.is_number() : IsNumeric(type) && value.is_number()) {
-    return value.dump();
-  }
-  if (isList && value.is_array() &&
-      std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_number(); })) {
-    const std::string list = value.dump();
-    return list.substr(1, list.size() - 2);
-  }
-  const bool isTextual = type != kSettingTypeBool && !isList && !IsNumeric(type);
-  if (value.is_string() && (isTextual || (type == kSettingTypeDouble && !Json::accept(value.get<std::string>())))) {
-    return value.get<std::string>();
-  }
-  if (isTextual && value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
-    if (const auto bytes = ParseHex(value["hex"].get<std::string>())) {
-      return {bytes->begin(), bytes->end()};
-    }
-  }
-  throw WrongUse(Refusal(setting, value.dump()));
-}
-
-}  // namespace
-
-Json ValueJson(ISetting& setting) {
-  const unsigned int type = setting.GetType();
-  const bool isUnspecified = setting.GetIsOptional() != 0 && setting.GetIsOptionalValueSpecified() == 0;
-  if (isUnspecified || type == kSettingTypeArray) {
-    return nullptr;
-  }
-  const std::string text = ValueText(setting);
-  if (type == kSettingTypeUnsignedIntArray) {
-    return Json::parse('[' + text + ']');
-  }
-  if (text == "-0" && type == kSettingTypeDouble) {
-    return -0.0;  // as "-0" it would be read as a whole number, which has no such zero
-  }
-  if (type == kSettingTypeBool || (IsNumeric(type) && Json::accept(text))) {
-    return Json::parse(text);
-  }
+Json TextJson(const std::string& text) {
   return IsUtf8(text) ? Json(text)
                       : Json{{"hex", HexText({reinterpret_cast<const unsigned char*>(text.data()), text.size()})}};
 }
 
-void SetValueJson(ISetting& setting, const Json& value) {
-  const bool isOptional = setting.GetIsOptional() != 0;
-  if (!value.is_null() || !isOptional) {
-    SetValueText(setting, TextOf(setting, value));
+struct Writer {
+  Json operator()(IBoolSetting& setting) const {
+    const unsigned int value = setting.GetValue();
+    return value <= 1 ? Json(value == 1) : Json(value);
   }
-  if (isOptional) {
-    setting.SetIsOptionalValueSpecified(value.is_null() ? 0 : 1);
+  template <class Number>
+  Json operator()(INumericSetting<Number>& setting) const {
+    const Number value = setting.GetValue();
+    return std::isfinite(static_cast<double>(value)) ? Json(value) : Json(ValueText(setting));
   }
+  Json operator()(IUnsignedIntArraySetting& setting) const {
+    return std::get<std::vector<unsigned int>>(GetValue(setting));
+  }
+  template <
+      OneOf<IEnumSetting, IFileSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting, IByteArraySetting> Setting>
+  Json operator()(Setting& setting) const {
+    return TextJson(ValueText(setting));
+  }
+  Json operator()(ISettingArray& /*setting*/) const { return nullptr; }
+  Json operator()(const UnknownSetting& /*setting*/) const { return nullptr; }
+};
+
+/// A whole number that `Number` can hold.
+template <class Number>
+std::optional<SettingValue> ParseWhole(const Json& json) {
+  const bool fits = json.is_number_unsigned()  ? std::in_range<Number>(json.get<std::uint64_t>())
+                    : json.is_number_integer() ? std::in_range<Number>(json.get<std::int64_t>())
+                                               : false;
+  return fits ? std::optional<SettingValue>(json.get<Number>()) : std::nullopt;
 }
 
-void SetValueOrUnspecify(ISetting& setting, const std::string& text) {
-  if (setting.GetIsActive() == 0) {
-    throw WrongUse(std::string(setting.GetLabel()) + ": not active, so that " + text + " would have no effect");
+struct Parser {
+  const Json& json;
+
+  std::optional<SettingValue> operator()(IBoolSetting& /*setting*/) const {
+    return json.is_boolean() ? SettingValue(json.get<bool>() ? 1U : 0U) : ParseWhole<unsigned int>(json);
   }
-  const bool isOptional = setting.GetIsOptional() != 0;
-  const bool unspecify = isOptional && text.empty();
-  if (!unspecify) {
-    SetValueText(setting, text);
+  template <OneOf<IIntSetting, IUnsignedIntSetting> Setting>
+  std::optional<SettingValue> operator()(Setting& setting) const {
+    return ParseWhole<decltype(setting.GetValue())>(json);
   }
-  if (isOptional) {
-    setting.SetIsOptionalValueSpecified(unspecify ? 0 : 1);
+  std::optional<SettingValue> operator()(IDoubleSetting& setting) const {
+    if (json.is_number()) {
+      return json.get<double>();
+    }
+    const auto value = json.is_string() ? ParseValue(setting, json.get<std::string>()) : std::nullopt;
+    return value && !std::isfinite(std::get<double>(*value)) ? value : std::nullopt;
   }
+  std::optional<SettingValue> operator()(IUnsignedIntArraySetting& /*setting*/) const {
+    std::vector<unsigned int> numbers;
+    for (const Json& item : json.is_array() ? json : Json::array({nullptr})) {
+      const auto number = ParseWhole<unsigned int>(item);
+      if (!number) {
+        return std::nullopt;
+      }
+      numbers.push_back(std::get<unsigned int>(*number));
+    }
+    return numbers;
+  }
+  template <
+      OneOf<IEnumSetting, IFileSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting, IByteArraySetting> Setting>
+  std::optional<SettingValue> operator()(Setting& setting) const {
+    const std::optional<std::string> text = Text();
+    return text ? ParseValue(setting, *text) : std::nullopt;
+  }
+  std::optional<SettingValue> operator()(ISettingArray& /*setting*/) const { return std::nullopt; }
+  std::optional<SettingValue> operator()(const UnknownSetting& /*setting*/) const { return std::nullopt; }
+
+ private:
+  std::optional<std::string> Text() const {
+    if (json.is_string()) {
+      return json.get<std::string>();
+    }
+    const bool isHex = json.is_object() && json.size() == 1 && json.contains("hex") && json["hex"].is_string();
+    const auto bytes = isHex ? ParseHex(json["hex"].get<std::string>()) : std::nullopt;
+    return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
+  }
+};
+
+}  // namespace
+
+Json ValueJson(ISetting& setting) {
+  const bool isUnspecified = setting.GetIsOptional() != 0 && setting.GetIsOptionalValueSpecified() == 0;
+  return isUnspecified ? Json() : VisitSetting(setting, Writer());
 }
 
-std::string CodeText(unsigned int code) {
-  std::array<char, 9> text{};
-  KelGetManufactureCodecEightCCString(text.data(), code, 0);
-  if (std::all_of(text.begin(), text.begin() + 4,
-                  [](char character) { return character >= ' ' && character <= '~'; })) {
-    return text.data();
-  }
-  std::snprintf(text.data(), text.size(), "%08X", code);
-  return std::string("0x") + text.data();
+std::optional<SettingValue> ParseJsonValue(ISetting& setting, const Json& json) {
+  return VisitSetting(setting, Parser{json});
 }

@@ -1,11 +1,31 @@
 #pragma once
 
+/// Calls on a setting through the interface that its type code names.
+
 #include "RHOAPI/RhoapiSettingsInterface.h"
 
-/// Calls `visitor` with the interface that the setting's type code names, and returns what it returns; with the setting
-/// itself, as ISetting&, when the code is none that this host knows.
+#include <type_traits>
+
+/// A setting whose type code is not in ESettingType.
+struct UnknownSetting {
+  ISetting& setting;
+};
+
+/// Lets one function of a visitor treat several kinds alike, each of them named:
+///   template <OneOf<IFileSetting, ITextSetting> Setting> std::string operator()(Setting& setting) const;
+template <class Type, class... Types>
+concept OneOf = (std::is_same_v<Type, Types> || ...);
+
+/// The kinds that have no list of allowable values, containers apart.
+template <class Type>
+concept SettingWithoutList = OneOf<Type, IBoolSetting, IFileSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting,
+                                   IUnsignedIntArraySetting, IByteArraySetting>;
+
+/// Calls `visitor` with the setting as the interface that its type code names, or as UnknownSetting, and returns the
+/// result. The visitor has to name all kinds; one with a function for any ISetting does not compile.
 template <class Visitor>
 auto VisitSetting(ISetting& setting, Visitor&& visitor) {
+  static_assert(!std::is_invocable_v<Visitor&, ISetting&>, "a fallback would hide a forgotten kind");
   switch (setting.GetType()) {
     case kSettingTypeBool:
       return visitor(static_cast<IBoolSetting&>(setting));
@@ -32,6 +52,6 @@ auto VisitSetting(ISetting& setting, Visitor&& visitor) {
     case kSettingTypeArray:
       return visitor(static_cast<ISettingArray&>(setting));
     default:
-      return visitor(setting);
+      return visitor(UnknownSetting{setting});
   }
 }

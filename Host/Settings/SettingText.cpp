@@ -4,10 +4,12 @@
 #include "Host/Text/Errors.h"
 #include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Numbers.h"
+#include "Host/Text/Utf8.h"
 #include "Toolbox/KelUtils/Media/TimeCodes.h"
 
-#include <strings.h>
-#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <cstring>
 #include <optional>
 #include <type_traits>
@@ -41,23 +43,6 @@ std::optional<std::vector<Number>> ParseNumbers(std::string_view text, std::stri
   return numbers;
 }
 
-template <class Items, class Text>
-std::string Join(const Items& items, std::string_view separator, Text text) {
-  std::string joined;
-  for (const auto& item : items) {
-    joined.append(joined.empty() ? "" : separator).append(text(item));
-  }
-  return joined;
-}
-
-std::string BoolText(unsigned int value) { return value == 0 ? "false" : value == 1 ? "true" : NumberText(value); }
-
-std::string RangeText(unsigned long long in, unsigned long long out, unsigned long long scale) {
-  return NumberText(in) + '-' + NumberText(out) + '/' + NumberText(scale);
-}
-
-std::string ListText(const std::vector<unsigned int>& numbers) { return Join(numbers, ",", NumberText<unsigned int>); }
-
 bool CountsFrames(ISetting& timeCode) { return std::strstr(timeCode.GetUnits(), "mmm") == nullptr; }
 
 /// A time code in full: four whole numbers that its fields hold, a semicolon allowed in front of the last only.
@@ -85,125 +70,83 @@ struct KindName {
   std::string_view operator()(ITextSetting& /*setting*/) const { return "text"; }
   std::string_view operator()(ITimeCodeSetting& /*setting*/) const { return "time code"; }
   std::string_view operator()(ISettingArray& /*setting*/) const { return "group"; }
-  std::string_view operator()(ISetting& /*setting*/) const { return "unknown"; }
+  std::string_view operator()(const UnknownSetting& /*setting*/) const { return "unknown"; }
 };
 
-struct Reader {
-  std::string operator()(IBoolSetting& setting) const { return BoolText(setting.GetValue()); }
-  template <class Number>
-  std::string operator()(INumericSetting<Number>& setting) const {
-    return NumberText(setting.GetValue());
+struct Formatter {
+  bool isBool = false;
+  bool countsFrames = false;
+
+  std::string operator()(std::monostate /*none*/) const { return {}; }
+  std::string operator()(unsigned int value) const {
+    return isBool && value <= 1 ? (value == 0 ? "false" : "true") : NumberText(value);
   }
-  std::string operator()(IEnumSetting& setting) const { return setting.GetValue(); }
-  std::string operator()(IFileSetting& setting) const { return setting.GetValue(); }
-  std::string operator()(ITextSetting& setting) const { return setting.GetValue(); }
-  std::string operator()(ITimeCodeSetting& setting) const {
-    return KelTimeCodeToString(setting.GetValue(), CountsFrames(setting));
+  std::string operator()(int value) const { return NumberText(value); }
+  std::string operator()(double value) const { return NumberText(value); }
+  std::string operator()(const std::string& value) const { return value; }
+  std::string operator()(const KelTimeCode& value) const { return KelTimeCodeToString(value, countsFrames); }
+  std::string operator()(const TimeRange& value) const {
+    return fmt::format("{}-{}/{}", value.in, value.out, value.scale);
   }
-  std::string operator()(ITimeInOutSetting& setting) const {
-    return RangeText(setting.GetTimeIn(), setting.GetTimeOut(), setting.GetTimeScale());
+  std::string operator()(const std::vector<unsigned int>& value) const {
+    return fmt::format("{}", fmt::join(value, ","));
   }
-  std::string operator()(IUnsignedIntArraySetting& setting) const {
-    std::vector<unsigned int> numbers(setting.GetNumberOfValues());
-    setting.GetValues(numbers.data(), static_cast<unsigned int>(numbers.size()));
-    return ListText(numbers);
-  }
-  std::string operator()(IByteArraySetting& setting) const {
-    return HexText({setting.GetData(), setting.GetDataSize()});
-  }
-  std::string operator()(ISetting& /*setting*/) const { return {}; }
+  std::string operator()(const std::vector<unsigned char>& value) const { return HexText(value); }
 };
 
-/// Hands the value that `text` stands for to a setting and returns how it should read then; nothing when there is no
-/// such value or it is not allowed.
-struct Writer {
-  std::string text;
+struct Parser {
+  std::string_view text;
 
-  std::optional<std::string> operator()(IBoolSetting& setting) const {
-    const auto value = text == "false" ? 0U : text == "true" ? 1U : ParseNumber<unsigned int>(text);
-    if (!value) {
-      return std::nullopt;
-    }
-    setting.SetValue(*value);
-    return BoolText(*value);
+  std::optional<SettingValue> operator()(IBoolSetting& /*setting*/) const {
+    return text == "false" ? Found(std::optional(0U)) : text == "true" ? Found(std::optional(1U)) : Number<unsigned>();
   }
-  template <class Number>
-  std::optional<std::string> operator()(INumericSetting<Number>& setting) const {
-    const auto value = ParseNumber<Number>(text);
-    if (!value || !IsAllowed(setting, *value)) {
-      return std::nullopt;
-    }
-    setting.SetValue(*value);
-    return NumberText(*value);
+  template <class Type>
+  std::optional<SettingValue> operator()(INumericSetting<Type>& /*setting*/) const {
+    return Number<Type>();
   }
-  std::optional<std::string> operator()(IEnumSetting& setting) const {
-    for (const auto matches : {strcmp, strcasecmp}) {
-      for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-        const std::string entry = setting.GetAllowableValue(index);
-        if (matches(text.c_str(), entry.c_str()) == 0) {
-          setting.SetSelected(index);
-          return entry;
-        }
-      }
-    }
-    return std::nullopt;
+  template <OneOf<IEnumSetting, IFileSetting, ITextSetting> Setting>
+  std::optional<SettingValue> operator()(Setting& /*setting*/) const {
+    return std::string(text);
   }
-  std::optional<std::string> operator()(IFileSetting& setting) const { return setting.SetValue(text.c_str()), text; }
-  std::optional<std::string> operator()(ITextSetting& setting) const { return setting.SetValue(text.c_str()), text; }
-  std::optional<std::string> operator()(ITimeCodeSetting& setting) const {
-    const bool countsFrames = CountsFrames(setting);
-    const auto value = ParseTimeCode(text, countsFrames);
-    if (!value) {
-      return std::nullopt;
-    }
-    setting.SetValue(*value);
-    return KelTimeCodeToString(*value, countsFrames);
+  std::optional<SettingValue> operator()(ITimeCodeSetting& setting) const {
+    return Found(ParseTimeCode(text, CountsFrames(setting)));
   }
-  std::optional<std::string> operator()(ITimeInOutSetting& setting) const {
+  std::optional<SettingValue> operator()(ITimeInOutSetting& /*setting*/) const {
     const auto numbers = ParseNumbers<unsigned long long>(text, "-/");
     if (!numbers || numbers->size() != 3 || text.find('-') > text.find('/')) {
       return std::nullopt;
     }
-    const auto in = (*numbers)[0];
-    const auto out = (*numbers)[1];
-    const auto scale = (*numbers)[2];
-    setting.SetValue(scale, in, out);
-    return RangeText(in, out, scale);
+    return TimeRange{(*numbers)[0], (*numbers)[1], (*numbers)[2]};
   }
-  std::optional<std::string> operator()(IUnsignedIntArraySetting& setting) const {
-    auto numbers = text.empty() ? std::vector<unsigned int>() : ParseNumbers<unsigned int>(text, ",");
-    if (!numbers || numbers->size() != setting.GetNumberOfValues()) {
-      return std::nullopt;
-    }
-    setting.SetValues(numbers->data(), static_cast<unsigned int>(numbers->size()));
-    return ListText(*numbers);
+  std::optional<SettingValue> operator()(IUnsignedIntArraySetting& /*setting*/) const {
+    return text.empty() ? std::vector<unsigned int>() : Found(ParseNumbers<unsigned int>(text, ","));
   }
-  std::optional<std::string> operator()(IByteArraySetting& setting) const {
-    const auto bytes = ParseHex(text);
-    if (!bytes) {
-      return std::nullopt;
-    }
-    setting.SetData(bytes->data(), static_cast<unsigned int>(bytes->size()));
-    return HexText(*bytes);
-  }
-  std::optional<std::string> operator()(ISetting& /*setting*/) const { return std::nullopt; }
+  std::optional<SettingValue> operator()(IByteArraySetting& /*setting*/) const { return Found(ParseHex(text)); }
+  std::optional<SettingValue> operator()(ISettingArray& /*setting*/) const { return std::nullopt; }
+  std::optional<SettingValue> operator()(const UnknownSetting& /*setting*/) const { return std::nullopt; }
 
  private:
-  template <class Number>
-  static bool IsAllowed(INumericSetting<Number>& setting, Number value) {
-    if (setting.GetNumberOfAllowableValues() != 0) {
-      return setting.FindIndexOf(value) >= 0;
-    }
-    const bool hasRange = setting.GetMinValue() < setting.GetMaxValue();
-    return !hasRange || (value >= setting.GetMinValue() && value <= setting.GetMaxValue());
+  template <class Type>
+  static std::optional<SettingValue> Found(const std::optional<Type>& value) {
+    return value ? std::optional<SettingValue>(*value) : std::nullopt;
+  }
+  template <class Type>
+  std::optional<SettingValue> Number() const {
+    return Found(ParseNumber<Type>(text));
   }
 };
 
-/// "a, b and c"
-std::string Enumerate(const std::vector<std::string>& texts) {
+/// "a, b and c"; the middle of a list that nobody would read is left out.
+template <class TextAt>
+std::string Enumerate(unsigned int count, TextAt textAt) {
+  constexpr unsigned int kMost = 40;
   std::string list;
-  for (std::size_t index = 0; index < texts.size(); ++index) {
-    list.append(index == 0 ? "" : index + 1 == texts.size() ? " and " : ", ").append(texts[index]);
+  for (unsigned int index = 0; index < count; ++index) {
+    if (count > kMost && index == kMost / 2) {
+      list += ", ...";
+      index = count - kMost / 2;
+    }
+    list.append(index == 0 ? "" : index + 1 == count ? " and " : ", ").append(textAt(index));
   }
   return list;
 }
@@ -212,12 +155,8 @@ struct Allowed {
   std::string operator()(IBoolSetting& /*setting*/) const { return "true and false"; }
   template <class Number>
   std::string operator()(INumericSetting<Number>& setting) const {
-    std::vector<std::string> values;
-    for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      values.push_back(NumberText(setting.GetAllowableValue(index)));
-    }
-    if (!values.empty()) {
-      return Enumerate(values);
+    if (const unsigned int count = setting.GetNumberOfAllowableValues(); count != 0) {
+      return Enumerate(count, [&setting](unsigned int index) { return NumberText(setting.GetAllowableValue(index)); });
     }
     if (setting.GetMinValue() < setting.GetMaxValue()) {
       return NumberText(setting.GetMinValue()) + " to " + NumberText(setting.GetMaxValue());
@@ -225,40 +164,46 @@ struct Allowed {
     return std::is_integral_v<Number> ? "whole numbers" : "numbers";
   }
   std::string operator()(IEnumSetting& setting) const {
-    std::vector<std::string> values;
-    for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      values.emplace_back(setting.GetAllowableValue(index));
-    }
-    return Enumerate(values);
+    return Enumerate(setting.GetNumberOfAllowableValues(),
+                     [&setting](unsigned int index) { return setting.GetAllowableValue(index); });
   }
   std::string operator()(IFileSetting& /*setting*/) const { return "paths of at most 255 bytes"; }
   std::string operator()(ITextSetting& /*setting*/) const { return "texts"; }
-  std::string operator()(ITimeCodeSetting& setting) const { return std::string("time codes ") + setting.GetUnits(); }
+  std::string operator()(ITimeCodeSetting& setting) const { return fmt::format("time codes {}", setting.GetUnits()); }
   std::string operator()(ITimeInOutSetting& /*setting*/) const { return "time ranges IN-OUT/SCALE"; }
   std::string operator()(IUnsignedIntArraySetting& setting) const {
-    return "lists of " + NumberText(setting.GetNumberOfValues()) + " whole numbers";
+    return fmt::format("lists of {} whole numbers", setting.GetNumberOfValues());
   }
   std::string operator()(IByteArraySetting& /*setting*/) const { return "pairs of hexadecimal digits"; }
-  std::string operator()(ISetting& /*setting*/) const { return "no values"; }
+  std::string operator()(ISettingArray& /*setting*/) const { return "no values"; }
+  std::string operator()(const UnknownSetting& /*setting*/) const { return "no values"; }
 };
 
 }  // namespace
 
 std::string_view SettingKind(ISetting& setting) { return VisitSetting(setting, KindName()); }
 
-std::string ValueText(ISetting& setting) { return VisitSetting(setting, Reader()); }
+std::string ValueText(ISetting& setting, const SettingValue& value) {
+  const unsigned int type = setting.GetType();
+  return std::visit(Formatter{type == kSettingTypeBool, type == kSettingTypeTimeCode && CountsFrames(setting)}, value);
+}
+
+std::string ValueText(ISetting& setting) { return ValueText(setting, GetValue(setting)); }
+
+std::optional<SettingValue> ParseValue(ISetting& setting, std::string_view text) {
+  return VisitSetting(setting, Parser{text});
+}
 
 void SetValueText(ISetting& setting, std::string_view text) {
-  const std::string before = ValueText(setting);
-  const auto expected = VisitSetting(setting, Writer{std::string(text)});
-  if (!expected || ValueText(setting) != *expected) {
-    VisitSetting(setting, Writer{before});
+  const std::optional<SettingValue> value = ParseValue(setting, text);
+  if (!value) {
     throw WrongUse(Refusal(setting, text));
   }
+  SetValue(setting, *value);
 }
 
 std::string Refusal(ISetting& setting, std::string_view value) {
   const std::string_view label = setting.GetLabel();
-  return std::string(label.empty() ? SettingKind(setting) : label) + ": allowed are " +
-         VisitSetting(setting, Allowed()) + ", not " + (value.empty() ? "nothing" : std::string(value));
+  return fmt::format("{}: allowed are {}, not {}", label.empty() ? SettingKind(setting) : label,
+                     VisitSetting(setting, Allowed()), value.empty() ? "nothing" : Abbreviated(value));
 }

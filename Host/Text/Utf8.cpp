@@ -104,3 +104,8 @@ std::size_t CountColumns(std::string_view text) {
   CutBy(text, columns, [](const Utf8Character& character) { return Columns(character.codePoint); });
   return columns;
 }
+
+std::string Abbreviated(std::string_view text) {
+  constexpr std::size_t kMost = 100;
+  return text.size() <= kMost ? std::string(text) : std::string(CutToBytes(text, kMost)) + "...";
+}

@@ -37,3 +37,6 @@ std::string_view CutToColumns(std::string_view text, std::size_t columns);
 
 /// The columns that `text` takes on a terminal.
 std::size_t CountColumns(std::string_view text);
+
+/// `text` as a message quotes it: a text of more than 100 bytes is cut and ends with "...".
+std::string Abbreviated(std::string_view text);

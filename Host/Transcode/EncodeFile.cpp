@@ -22,19 +22,21 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
     throw WrongUse(fmt::format("--verify: {} cannot be read back", m_output == "-" ? "standard output" : m_output));
   }
   OpenSource(setup);
-  m_encoder = std::make_unique<Encoder>(*m_compressor, m_format, setup.options.framesPerSecond);
-  m_encoder->Begin();
+  m_encoder = std::make_unique<Encoder>(*m_compressor, m_format,
+                                        EncoderOptions{.framesPerSecond = setup.settings.FramesPerSecond(),
+                                                       .fileFormat = FourCharacterCode(" MKV"),
+                                                       .packetType = IPacket::kPacketTypeLinearPCM});
 }
 
 void FileEncoding::OpenSource(const EncodingSetup& setup) {
-  const RequestedFormat requested = setup.settings.ApplyTo(*m_compressor);
+  m_choices = setup.settings.ApplyTo(*m_compressor);
   if (const std::optional<double> seconds = setup.options.testSignalSeconds) {
-    m_format = ChooseFormat(*m_compressor, requested, nullptr);
+    m_format = ChooseFormat(*m_compressor, nullptr);
     m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
-  m_format = ChooseFormat(*m_compressor, requested, &Sound());
+  m_format = ChooseFormat(*m_compressor, &Sound(), m_choices, setup.settings.Suggestions());
 }
 
 std::optional<std::uint64_t> FileEncoding::SampleFrames() const {

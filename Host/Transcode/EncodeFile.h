@@ -9,7 +9,7 @@
 
 #include "Host/Audio/SoundSource.h"
 #include "Host/Encode/Encoder.h"
-#include "Host/Encode/FormatChoice.h"
+#include "Host/Encode/EncodingFormat.h"
 #include "Host/Encode/RequestedSettings.h"
 #include "Host/Plugin/Module.h"
 
@@ -24,7 +24,6 @@
 /// How files are encoded, apart from the compressor's settings.
 struct EncodingOptions {
   std::optional<double> testSignalSeconds;  ///< encode a built-in signal of this length instead of the input
-  double framesPerSecond = 30.0;            ///< packets per second, at least 1
   bool force = false;                       ///< replace an existing output
   bool allowTruncated = false;              ///< accept an input that is shorter than its header says
   bool verify = false;                      ///< read each output back and compare it with what was encoded
@@ -70,6 +69,7 @@ class FileEncoding {
   const SoundFormat& Sound() const { return m_source->Format(); }
   const EncodingFormat& Format() const { return m_format; }
   IAudioCompressor& Compressor() const { return *m_compressor; }
+  const Choices& Chosen() const { return m_choices; }
   bool IsToBeVerified() const { return m_isToBeVerified; }
   std::uint64_t SampleFramesPerPacket() const { return m_encoder->SampleFramesPerPacket(); }
 
@@ -85,6 +85,7 @@ class FileEncoding {
   bool m_isToBeVerified;
   CompressorOwner m_compressor;
   std::unique_ptr<SoundSource> m_source;
+  Choices m_choices;
   EncodingFormat m_format;
   std::unique_ptr<Encoder> m_encoder;
 };

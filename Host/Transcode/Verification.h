@@ -9,7 +9,7 @@
 ///     verification.Compare(file, onProgress);    // throws at the first difference
 
 #include "Host/Encode/Encoder.h"
-#include "Host/Encode/FormatChoice.h"
+#include "Host/Encode/EncodingFormat.h"
 
 #include <cstddef>
 #include <cstdint>

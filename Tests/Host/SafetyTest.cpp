@@ -55,7 +55,7 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --fps=-25 in.wav new.mkv", 2, {"--fps", "-25"}},
       {"rhohost --fps 25/0 in.wav new.mkv", 2, {"--fps", "25/0"}},
       {"rhohost --fps nan in.wav new.mkv", 2, {"--fps", "nan"}},
-      {"rhohost --fps 1e5 in.wav new.mkv", 2, {"--fps"}},
+      {"rhohost --fps 1e5 in.wav new.mkv", 2, {"packets per second"}},
       {"rhohost --fps 1e-300 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost none.wav new.mkv", 1, {"none.wav", "No such file or directory"}},
       {"rhohost 'two\nlines \x1B[7m' new.mkv", 1, {"two?lines ?[7m: ", "No such file or directory"}},
@@ -77,19 +77,19 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --force in.wav hard.mkv", 1, {"hard.mkv", "input"}},
       {"rhohost --force in.wav soft.mkv", 1, {"soft.mkv", "input"}},
       {"rhohost --force - soft.mkv <in.wav", 1, {"soft.mkv", "input"}},
-      {"rhohost --force --save-preset soft.mkv in.wav new.mkv", 1, {"soft.mkv", "input"}},
-      {"rhohost --save-preset ./new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
-      {"rhohost --save-preset old.mkv in.wav new.mkv", 1, {"old.mkv", "exists"}},
-      {"rhohost --save-preset - in.wav -", 1, {"output"}},
-      {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "Is a directory"}},
-      {"rhohost --dry-run --save-preset old.mkv", 1, {"old.mkv", "exists"}},
+      {"rhohost --force --bits 24 --save-preset soft.mkv in.wav new.mkv", 1, {"soft.mkv", "input"}},
+      {"rhohost --bits 24 --save-preset ./new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
+      {"rhohost --bits 24 --save-preset old.mkv in.wav new.mkv", 1, {"old.mkv", "exists"}},
+      {"rhohost --bits 24 --save-preset - in.wav -", 1, {"output"}},
+      {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "not a regular file"}},
+      {"rhohost --dry-run --bits 24 --save-preset old.mkv", 1, {"old.mkv", "exists"}},
       {"rhohost --verify in.wav -", 2, {"--verify", "standard output cannot be read back"}},
       {"rhohost --verify in.wav /dev/null", 2, {"--verify", "/dev/null cannot be read back"}},
       {"rhohost --verify in.wav fifo", 2, {"--verify", "fifo cannot be read back"}},
       {"rhohost in.wav - >&-", 1, {"Bad file descriptor"}},
       {"rhohost in.wav /dev/full", 1, {"/dev/full", "No space left on device"}},
       {"rhohost --help >/dev/full", 1, {"No space left on device"}},
-      {"(ulimit -f 20; exec rhohost --save-preset new in.wav new.mkv)", 1, {"new.mkv", "File too large"}},
+      {"(ulimit -f 20; exec rhohost --bits 24 --save-preset new in.wav new.mkv)", 1, {"new.mkv", "File too large"}},
       {"(ulimit -f 20; exec rhohost --force in.wav old.mkv)", 1, {"old.mkv", "File too large"}},
       {"head -c 60000 in.wav | rhohost --force - old.mkv", 1, {"missing"}},
       {"rhohost --force --module none.so in.wav old.mkv", 1, {"none.so"}},
@@ -108,7 +108,7 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
        {"Linear PCM", "48000 Hz", "24 bits", "Stereo", "1920 sample frames", "old.mkv, Matroska, to be verified"}) {
     EXPECT_THAT(plan.output + plan.errors, HasSubstr(text));
   }
-  EXPECT_EQ(RunHost("rhohost --dry-run --save-preset new").output, "preset: new\n");
+  EXPECT_EQ(RunHost("rhohost --dry-run --bits 24 --save-preset new").output, "preset: new\n");
   for (const char* const option : {"--help", "--version"}) {
     const Outcome told = RunHost(std::string("rhohost ") + option);
     EXPECT_EQ(told.code, 0);

@@ -99,7 +99,7 @@ TEST_F(SettingsTest, RefusesWhatASettingDoesNotTakeAndSaysWhatItDoes) {
            {"Gains=1,2,4294967296", "lists of 3"},
            {"Key=abc", "hexadecimal"},
            {"All/Inner/#1=1/2-3", "IN-OUT/SCALE"},
-           {"Asleep=x", "Asleep: not active"},
+           {"Asleep=x", "Asleep: the setting is not active"},
            {"All=x", "no values"},
            {"Nothing=1", "All/Inner/Note"},
            {"Note=1", "no setting \"Note\""},
@@ -111,71 +111,131 @@ TEST_F(SettingsTest, RefusesWhatASettingDoesNotTakeAndSaysWhatItDoes) {
   }
 }
 
-TEST_F(SettingsTest, FilesAllValuesAndGetsThemBack) {
-  EXPECT_EQ(SavePreset("first", "--set Scale=-0").code, 0);
-  EXPECT_EQ(Described("--preset first").at("All/Scale")["text"], "-0");
+TEST_F(SettingsTest, FilesChosenValuesAndGetsThemBack) {
+  EXPECT_EQ(SavePreset("note", "--set Note=").code, 2) << "\"Note\" could be either of two";
   EXPECT_EQ(SavePreset("changed",
-                       "--set SampleRate=96000 --set Mode=Fast --set Note= --set Level=-6 --set Key=0a "
-                       "--set All/Inner/Note=$(printf 'Caf\\351') --set Scale=inf")
-                .code,
-            2)
-      << "\"Note\" could be either of two";
-  EXPECT_EQ(SavePreset("changed",
-                       "--set SampleRate=96000 --set Mode=Fast --set Level=-6 --set Key=0a "
-                       "--set All/Inner/Note=$(printf 'Caf\\351') --set Scale=inf")
+                       "--set SampleRate=96000 --set Mode=Fast --set Level=-6 --set Key=0a --set Gains=7,8,9 "
+                       "--set Switch=7 --set Scale=inf --set All/Inner/Note=$(printf 'Caf\\351') --fps 30000/1001")
                 .code,
             0);
-  for (const char* const preset : {"first", "changed"}) {
-    EXPECT_EQ(SavePreset("again", std::string("--preset ") + preset).code, 0);
-    EXPECT_EQ(Read("again"), Read(preset));
+  const json changed = json::parse(Read("changed"));
+  EXPECT_EQ(changed["settings"], json({{"SampleRate", 96000},
+                                       {"All/Switch", 7},
+                                       {"All/Level", -6},
+                                       {"All/Scale", "inf"},
+                                       {"All/Mode", "Fast"},
+                                       {"All/Gains", {7, 8, 9}},
+                                       {"All/Key", "0a"},
+                                       {"All/Inner/Note", {{"hex", "436166e9"}}}}))
+      << "what was chosen, not the data rate that follows";
+  EXPECT_EQ(changed["framesPerSecond"], 30000.0 / 1001);
+  EXPECT_EQ(SavePreset("again", "--preset changed").code, 0);
+  EXPECT_EQ(Read("again"), Read("changed"));
+  const auto described = Described("--preset changed --set Level=6 --set Scale=-0");
+  EXPECT_EQ(described.at("All/Level")["value"], 6) << "the command line counts more";
+  EXPECT_EQ(described.at("All/Scale")["text"], "-0");
+  EXPECT_EQ(described.at("All/Gains")["text"], "7,8,9");
+
+  // A preset of all values, as earlier versions have saved it, edited by hand.
+  json all = {{"manufacturer", "TEST"}, {"codec", "0x414C4C01"}, {"settings", json::object()}};
+  for (const auto& [name, setting] : Described("--set SampleSize=24")) {
+    if (setting["kind"] != "group") {
+      all["settings"][name] = setting["value"];
+    }
   }
-  EXPECT_EQ(json::parse(Read("changed"))["settings"]["All/Inner/Note"], json({{"hex", "436166e9"}}));
-  EXPECT_EQ(Described("--preset changed --set Level=6").at("All/Level")["value"], 6) << "the command line counts more";
+  all["settings"]["SampleRate"] = 48000;
+  Write("all", all.dump());
+  EXPECT_EQ(Described("--preset all").at("DataRate")["value"], 288000) << "it follows, whatever the preset says";
+  EXPECT_EQ(SavePreset("full", "--preset all").code, 0);
+  json again = json::parse(Read("full"));
+  again["settings"]["DataRate"] = all["settings"]["DataRate"];
+  EXPECT_EQ(again, all);
 
   const auto before = Listing();
-  const json good = json::parse(Read("first"));
   for (const auto& [pointer, value, says] : std::vector<std::tuple<const char*, json, const char*>>{
            {"/settings/All~1Level", 5, "\"All/Level\": Level: allowed are -6, 0 and 6, not 5"},
            {"/settings/All~1Level", "0", "\"All/Level\""},
            {"/settings/All~1Level", nullptr, "not null"},
+           {"/settings/All~1Level", 4294967296, "not 4294967296"},
            {"/settings/All~1Switch", "true", "\"All/Switch\""},
            {"/settings/All~1Gains", {1, 2}, "\"All/Gains\""},
            {"/settings/All~1Gains", {1, 2, "3"}, "\"All/Gains\""},
+           {"/settings/All~1Scale", "0.5", "\"All/Scale\""},
            {"/settings/All~1Log", {{"hex", "0"}}, "\"All/Log\""},
            {"/settings/Nothing", 1, "\"Nothing\": the compressor has no such setting"},
-           {"/settings", {{"DataRate", 176400}, {"SampleRate", 8000}}, "\"DataRate\": Data Rate: allowed are 32000"},
            {"/settings", 1, "not a preset"},
+           {"/framesPerSecond", 0, "\"framesPerSecond\": allowed are numbers from 1, not 0"},
            {"/codec", "LPCM", "another compressor"},
        }) {
-    json bad = good;
+    json bad = all;
     bad[json::json_pointer(pointer)] = value;
     Write("bad", bad.dump());
-    const Outcome outcome = SavePreset("first", "--preset bad");
+    const Outcome outcome = SavePreset("changed", "--preset bad");
     EXPECT_NE(outcome.code, 0) << bad;
     EXPECT_THAT(outcome.errors, testing::AllOf(HasSubstr("bad: "), HasSubstr(says)));
   }
-  for (const std::string& value : {std::string(200000, '[') + std::string(200000, ']'), std::string("1e999")}) {
-    Write("bad", R"({"settings": {"SampleRate": )" + value + "}}");
-    EXPECT_THAT(SavePreset("first", "--preset bad").errors, HasSubstr("bad: not a preset: "));
-  }
   Run("rm bad");
-  EXPECT_EQ(RunHost("rhohost --save-preset first --module " ALL_SETTINGS).code, 1)
-      << "it exists, and there is no --force";
-  EXPECT_EQ(RunHost("rhohost --save-preset none/x --module " ALL_SETTINGS).code, 1);
+  for (const auto& [options, code] : {std::pair("changed --set Level=6", 1), std::pair("none/x --set Level=6", 1),
+                                      std::pair("new", 2), std::pair("new --set DataRate=176400", 2)}) {
+    EXPECT_EQ(RunHost(std::string("rhohost --module " ALL_SETTINGS " --save-preset ") + options).code, code)
+        << "it exists and there is no --force; there is no folder; nothing is chosen";
+  }
   EXPECT_EQ(Listing(), before) << "written whole or not at all";
+}
+
+TEST_F(SettingsTest, RefusesPresetsWithoutBounds) {
+  std::string keys;
+  for (int key = 0; key < 60000; ++key) {
+    keys.append(R"("key)").append(std::to_string(key)).append("\":1,");
+  }
+  const std::string start = R"({"manufacturer":"ZAV ","codec":"LPCM","settings":{)";
+  for (const auto& [text, says] : std::vector<std::pair<std::string, const char*>>{
+           {start + keys + "}}", "larger than 64 KiB"},
+           {start + keys.substr(0, keys.find("\"key4800\"")) + "\"x\":1}}", "no such setting"},
+           {start + '"' + std::string(60000, 'x') + "\":1}}", "no such setting"},
+           {start + "\"SampleRate\":\"" + std::string(60000, 'x') + "\"}}", "Sample Rate: allowed are 8000"},
+           {std::string(30000, '[') + std::string(30000, ']'), "nested too deeply"},
+           {R"({"settings": 1e999})", "not a preset: "},
+           {"\xFF\xFE{}", "not a preset: "},
+       }) {
+    Write("preset", text);
+    const Outcome outcome = RunHost("rhohost info --preset preset");
+    EXPECT_THAT(outcome.errors,
+                testing::AllOf(HasSubstr("preset: "), HasSubstr(says), testing::SizeIs(testing::Le(600))));
+    EXPECT_LT(outcome.peakKiB, 64 * 1024) << says;
+  }
+  for (const auto& [make, says] :
+       {std::pair("mkfifo preset", "not a regular file"), std::pair("truncate -s 1000M preset", "larger than 64 KiB"),
+        std::pair("mkdir preset", "not a regular file"), std::pair("ln -s /dev/zero preset", "not a regular file")}) {
+    ASSERT_EQ(Run(std::string("rm -r preset; ") + make).code, 0);
+    const Outcome outcome = RunHost("rhohost info --preset preset");
+    EXPECT_THAT(outcome.errors, HasSubstr(says));
+    EXPECT_LT(outcome.peakKiB, 64 * 1024) << make;
+  }
 }
 
 TEST_F(SettingsTest, DecideTheFormatOfTheOutput) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
-  EXPECT_EQ(RunHost("rhohost --set SampleRate=96000 --set SampleSize=24 --save-preset preset").code, 0);
+  MakeSound("in51.wav", 48000, 6, "sox -b 16");
+  EXPECT_EQ(RunHost("rhohost --set SampleRate=96000 --set SampleSize=24 --fps 25 --save-preset preset").code, 0);
   EXPECT_EQ(
       RunHost("rhohost --preset preset --rate 88200 --save-preset used --set Channels=Stereo in.wav out.mkv").code, 0);
   EXPECT_EQ(RunHost("rhohost info --preset preset --set SampleRate=48000").code, 0)
       << "the preset's data rate gives way too";
   EXPECT_THAT(RunHost("rhohost info --set SampleRate=96000 --set DataRate=176400").errors,
               HasSubstr("Data Rate: allowed are 384000, not 176400"));
-  ExpectJudgesAgree("out.mkv", {.rate = 88200, .channels = 2, .bits = 24}, 36770);
-  EXPECT_EQ(json::parse(Read("used"))["settings"]["SampleRate"], 88200);
+  ExpectJudgesAgree("out.mkv", {.rate = 88200, .channels = 2, .bits = 24, .framesPerSecond = 25}, 36770);
+  const json used = json::parse(Read("used"));
+  EXPECT_EQ(used["settings"], json({{"SampleRate", 88200}, {"SampleSize", 24}, {"Channels", "Stereo"}}));
+  EXPECT_EQ(used["framesPerSecond"], 25);
+
+  EXPECT_EQ(RunHost("rhohost --bits 24 --save-preset b24 in.wav b24.mkv").code, 0);
+  EXPECT_EQ(json::parse(Read("b24"))["settings"], json({{"SampleSize", 24}})) << "not what the input decides";
+  EXPECT_EQ(RunHost("rhohost --preset b24 --fps 50 in51.wav b51.mkv").code, 0);
+  ExpectJudgesAgree("b51.mkv", {.rate = 48000, .channels = 6, .bits = 24, .framesPerSecond = 50}, kFrames);
+  const Outcome nothing = RunHost("rhohost --save-preset none in.wav none.mkv");
+  EXPECT_EQ(nothing.code, 2);
+  EXPECT_THAT(nothing.errors, HasSubstr("--save-preset: nothing to save"));
 }
 
 }  // namespace

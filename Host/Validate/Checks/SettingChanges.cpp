@@ -1,3 +1,4 @@
+#include "Host/Settings/Assignment.h"
 #include "Host/Settings/SettingJson.h"
 #include "Host/Settings/SettingKinds.h"
 #include "Host/Settings/SettingText.h"
@@ -17,6 +18,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 namespace {
@@ -46,7 +48,11 @@ struct AllowedCheck {
     }
   }
   void operator()(ISettingArray& /*container*/) const {}
-  void operator()(ISetting& setting) const { TryOthers(setting); }
+  template <SettingWithoutList Setting>
+  void operator()(Setting& setting) const {
+    TryOthers(setting);
+  }
+  void operator()(const UnknownSetting& /*setting*/) const {}
 
  private:
   /// Each item of the list, by index and by value, while another one is selected.
@@ -78,7 +84,13 @@ struct AllowedCheck {
 struct NotAllowedCheck {
   const std::string& name;
 
-  bool operator()(ISetting& /*setting*/) const { return false; }
+  template <OneOf<IBoolSetting, IEnumSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting,
+                  IUnsignedIntArraySetting, IByteArraySetting, ISettingArray>
+                Setting>
+  bool operator()(Setting& /*setting*/) const {
+    return false;
+  }
+  bool operator()(const UnknownSetting& /*setting*/) const { return false; }
   template <class Number>
   bool operator()(INumericSetting<Number>& setting) const {
     const bool isConstrained = setting.GetIsValueConstrained() != 0;
@@ -189,9 +201,10 @@ void Transfer(IAudioCompressor& source, IAudioCompressor& target) {
   const std::vector<NamedSetting> targets = ValueSettingsOf(target);
   for (const NamedSetting& named : ValueSettingsOf(source)) {
     if (ISetting* const setting = FindSetting(targets, named.name)) {
-      assignments.push_back({setting, '"' + named.name + "\": ", [setting, value = ValueJson(*named.setting)] {
-                               SetValueJson(*setting, value);
-                             }});
+      assignments.push_back({.setting = setting,
+                             .value = ParseJsonValue(*setting, ValueJson(*named.setting)),
+                             .isFromPreset = true,
+                             .source = '"' + named.name + "\": "});
     }
   }
   Assign(target, assignments);

@@ -18,7 +18,12 @@ namespace {
 struct ListCheck {
   const std::string& name;
 
-  bool operator()(ISetting& /*setting*/) const { return false; }
+  template <SettingWithoutList Setting>
+  bool operator()(Setting& /*setting*/) const {
+    return false;
+  }
+  bool operator()(ISettingArray& /*container*/) const { return false; }
+  bool operator()(const UnknownSetting& /*setting*/) const { return false; }
   template <class Number>
   bool operator()(INumericSetting<Number>& setting) const {
     const Number min = setting.GetMinValue();
@@ -55,7 +60,12 @@ constexpr unsigned int kFarthest = std::numeric_limits<unsigned int>::max();
 struct IndexCheck {
   const std::string& name;
 
-  bool operator()(ISetting& /*setting*/) const { return false; }
+  template <
+      OneOf<IBoolSetting, IFileSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting, IByteArraySetting> Setting>
+  bool operator()(Setting& /*setting*/) const {
+    return false;
+  }
+  bool operator()(const UnknownSetting& /*setting*/) const { return false; }
   template <class Number>
   bool operator()(INumericSetting<Number>& setting) const {
     for (const unsigned int index : {setting.GetNumberOfAllowableValues(), kFarthest}) {

@@ -25,7 +25,8 @@ void ForSomeOf(unsigned int count, Take take) {
 }
 
 struct Samples {
-  std::vector<std::string> operator()(ISetting& /*setting*/) const { return {}; }
+  std::vector<std::string> operator()(ISettingArray& /*setting*/) const { return {}; }
+  std::vector<std::string> operator()(const UnknownSetting& /*setting*/) const { return {}; }
   std::vector<std::string> operator()(IBoolSetting& /*setting*/) const { return {"false", "true"}; }
   template <class Number>
   std::vector<std::string> operator()(INumericSetting<Number>& setting) const {
@@ -83,7 +84,13 @@ struct Samples {
 };
 
 struct Fault {
-  std::string operator()(ISetting& /*setting*/) const { return {}; }
+  template <OneOf<IBoolSetting, IFileSetting, ITextSetting, ITimeCodeSetting, ITimeInOutSetting, IByteArraySetting,
+                  ISettingArray>
+                Setting>
+  std::string operator()(Setting& /*setting*/) const {
+    return {};
+  }
+  std::string operator()(const UnknownSetting& /*setting*/) const { return {}; }
   template <class Number>
   std::string operator()(INumericSetting<Number>& setting) const {
     const Number value = setting.GetValue();

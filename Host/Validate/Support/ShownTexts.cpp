@@ -1,6 +1,7 @@
 #include "Host/Validate/Support/ShownTexts.h"
 
 #include "Host/Settings/SettingKinds.h"
+#include "Host/Settings/SettingTree.h"
 #include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Utf8.h"
 #include "Host/Validate/Engine/Check.h"
@@ -12,7 +13,6 @@
 namespace {
 
 constexpr unsigned int kMost = 10000;
-constexpr unsigned int kDeepest = 32;
 
 void ExpectFew(std::size_t count, const std::string& what) {
   ExpectThat(count <= kMost, fmt::to_string(count), "at most {} {}", kMost, what);
@@ -21,31 +21,31 @@ void ExpectFew(std::size_t count, const std::string& what) {
 /// Gathers the texts of a setting and of those it contains.
 class Gatherer {
  public:
-  void Gather(ISetting* setting, const std::string& prefix, unsigned int place, unsigned int depth) {
-    if (setting == nullptr) {
-      return;
-    }
+  /// Returns the setting's name.
+  std::string Gather(ISetting& setting, const SettingPosition& position) {
     ExpectFew(++m_settings, "settings");
-    ExpectThat(depth <= kDeepest, "deeper ones", "settings nested at most {} deep", kDeepest);
-    const char* const presetLabel = setting->GetPresetLabel();
+    const char* const presetLabel = setting.GetPresetLabel();
     const bool hasName = presetLabel != nullptr && *presetLabel != '\0';
-    m_name = prefix + (hasName ? ToUtf8(presetLabel) : fmt::format("setting {}", place + 1));
-    const unsigned int type = setting->GetType();
+    m_name = position.prefix + (hasName ? ToUtf8(presetLabel) : fmt::format("setting {}", position.index + 1));
+    m_depth = position.depth;
+    const unsigned int type = setting.GetType();
     ExpectThat(type >= kSettingTypeBool && type <= kSettingTypeArray, fmt::to_string(type),
                "a type code from 1 to 12 of {}", Named());
     // A time range has neither label, and a container gets its labels later, if at all.
     const bool mayLack = type == kSettingTypeTimeInOut || type == kSettingTypeArray;
     const auto use = mayLack ? ShownText::Use::kExtra : ShownText::Use::kName;
-    Add("label", setting->GetLabel(), use);
+    Add("label", setting.GetLabel(), use);
     Add("preset label", presetLabel, use);
-    Add("units", setting->GetUnits());
-    Add("optional text", setting->GetOptionalText());
-    Add("tool tip", setting->GetToolTipText());
-    m_depth = depth;
-    VisitSetting(*setting, *this);
+    Add("units", setting.GetUnits());
+    Add("optional text", setting.GetOptionalText());
+    Add("tool tip", setting.GetToolTipText());
+    VisitSetting(setting, *this);
+    return m_name;
   }
 
-  void operator()(ISetting& /*setting*/) {}
+  template <OneOf<IBoolSetting, ITimeCodeSetting, ITimeInOutSetting> Setting>
+  void operator()(Setting& /*setting*/) {}
+  void operator()(const UnknownSetting& /*setting*/) {}
   template <class Number>
   void operator()(INumericSetting<Number>& setting) {
     Add("low label", setting.GetLowLabel());
@@ -78,11 +78,8 @@ class Gatherer {
   }
   void operator()(ISettingArray& container) {
     ExpectFew(container.GetNumberOfSettings(), "settings in " + Named());
-    const std::string prefix = m_name + '/';
-    const unsigned int depth = m_depth + 1;
-    for (unsigned int index = 0; index < container.GetNumberOfSettings(); ++index) {
-      Gather(container.GetSetting(index), prefix, index, depth);
-    }
+    ExpectThat(m_depth < kDeepestSetting || container.GetNumberOfSettings() == 0, "deeper ones",
+               "settings nested at most {} deep", kDeepestSetting);
   }
 
   void Add(const std::string& attribute, const char* text, ShownText::Use use = ShownText::Use::kExtra) {
@@ -104,14 +101,9 @@ class Gatherer {
 
 std::vector<ShownText> ShownTextsOf(IAudioCompressor& compressor) {
   Gatherer gatherer;
-  unsigned int place = 0;
-  for (ISetting* const setting :
-       {static_cast<ISetting*>(compressor.GetSampleRateSetting()),
-        static_cast<ISetting*>(compressor.GetSampleSizeSetting()),
-        static_cast<ISetting*>(compressor.GetChannelModeSetting()),
-        static_cast<ISetting*>(compressor.GetDataRateSetting()), compressor.GetNonStandardSettings()}) {
-    gatherer.Gather(setting, "", place++, 0);
-  }
+  WalkSettings(compressor, [&gatherer](ISetting& setting, const SettingPosition& position) {
+    return gatherer.Gather(setting, position);
+  });
   return gatherer.Take();
 }
 

@@ -30,7 +30,7 @@ void Complete(StreamSetup& setup, const CheckedModule& module) {
   const CompressorOwner compressor = module.CreateCompressor();
   setup.isLinearPcm = OffersLinearPcm(*compressor);
   setup.ApplyTo(*compressor);
-  setup.format = ChooseFormat(*compressor, {}, nullptr);
+  setup.format = ChooseFormat(*compressor, nullptr);
   if (KelGetChannelMode(setup.format.layout.c_str()) != compressor->GetChannelMode()) {
     throw Failure(fmt::format("the channel count of {} is unknown", setup.format.layout));
   }

@@ -2,7 +2,7 @@
 
 /// What a compressor is set to before its runs: settings, hints and packet type, the same each time.
 
-#include "Host/Encode/FormatChoice.h"
+#include "Host/Encode/EncodingFormat.h"
 #include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/Combinations.h"
 

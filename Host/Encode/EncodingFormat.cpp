@@ -1,0 +1,99 @@
+#include "Host/Encode/EncodingFormat.h"
+
+#include "Host/Text/Errors.h"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+namespace {
+
+template <class Setting>
+Setting& Existing(Setting* setting, const char* name) {
+  if (setting == nullptr) {
+    throw Failure(fmt::format("the compressor has no setting for the {}", name));
+  }
+  return *setting;
+}
+
+std::string ChannelsText(unsigned int channels) {
+  return fmt::format("{} {}", channels, channels == 1 ? "channel" : "channels");
+}
+
+/// The default layout for a number of channels, as in "5.1"; empty if there is none.
+std::string DefaultLayout(unsigned int channels) {
+  const EChannelMode mode = channels <= 8 ? KelGetChannelMode(static_cast<int>(channels)) : kChannelModeUndefined;
+  return mode == kChannelModeUndefined ? std::string() : KelGetChannelModeName(mode);
+}
+
+/// Gives the three settings the source's values where the user has chosen none.
+void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const Choices& choices,
+                  const SuggestionPrefixes& suggestions) {
+  const std::string name = source.name + ": ";
+  std::vector<Assignment> assignments;
+  const auto follow = [&](ISetting* setting, SettingValue value, std::string unit, const char* suggestion) {
+    if (!choices.Contains(setting)) {
+      assignments.push_back({.setting = setting,
+                             .value = std::move(value),
+                             .source = name,
+                             .unit = std::move(unit),
+                             .suggestion = suggestion});
+    }
+  };
+  follow(compressor.GetSampleRateSetting(), source.sampleRate, " Hz", suggestions.sampleRate);
+  follow(compressor.GetSampleSizeSetting(), source.significantBits > 16 ? 24U : 16U, " bits", suggestions.bits);
+  const std::string layout = DefaultLayout(source.channels);
+  const std::string channels = ChannelsText(source.channels);
+  follow(compressor.GetChannelModeSetting(), layout.empty() ? channels : layout,
+         layout.empty() ? std::string() : fmt::format(" ({})", channels), "");
+  try {
+    Assign(compressor, assignments);
+  } catch (const WrongUse& refusal) {
+    throw Failure(refusal.what());  // nobody has asked for the value
+  }
+}
+
+/// Throws unless the layout has as many channels as the source.
+void CheckChannels(IEnumSetting& layout, unsigned int channels, const SoundFormat& source, bool isChosen,
+                   const SuggestionPrefixes& suggestions) {
+  if (channels == source.channels) {
+    return;
+  }
+  const std::string fitting = DefaultLayout(source.channels);
+  const std::string suggestion =
+      layout.FindIndexOf(fitting.c_str()) >= 0 ? fmt::format(": {}{}", suggestions.layout, fitting) : std::string();
+  const std::string text = fmt::format("{}: {} has {}, {} has {}{}", layout.GetLabel(), layout.GetValue(),
+                                       ChannelsText(channels), source.name, source.channels, suggestion);
+  if (isChosen) {
+    throw WrongUse(text);
+  }
+  throw Failure(text);
+}
+
+}  // namespace
+
+EncodingFormat ChooseFormat(IAudioCompressor& compressor, const SoundFormat* source, const Choices& choices,
+                            const SuggestionPrefixes& suggestions) {
+  Existing(compressor.GetSampleRateSetting(), "sample rate");
+  Existing(compressor.GetSampleSizeSetting(), "sample size");
+  IEnumSetting& layout = Existing(compressor.GetChannelModeSetting(), "channel layout");
+  if (source != nullptr) {
+    FollowSource(compressor, *source, choices, suggestions);
+  }
+  compressor.ValidateSettings();
+  EncodingFormat format{.sampleRate = compressor.GetSampleRate(),
+                        .bits = compressor.GetSampleSize(),
+                        .channels = KelGetNumberChannels(compressor.GetChannelMode()),
+                        .layout = layout.GetValue()};
+  if (source != nullptr) {
+    CheckChannels(layout, format.channels, *source, choices.Contains(&layout), suggestions);
+  }
+  if (format.sampleRate == 0 || format.channels == 0) {
+    throw Failure(fmt::format("the compressor has no format: {} Hz, layout \"{}\"", format.sampleRate, format.layout));
+  }
+  if (compressor.GetAudioFormatType(format.sampleType) != kRhoStatusSuccess ||
+      BytesPerSample(format.sampleType) * 8 != format.bits) {
+    throw Failure(fmt::format("the compressor does not take samples of {} bits", format.bits));
+  }
+  return format;
+}
