@@ -1,5 +1,7 @@
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
+#include <utility>
+
 TPacketBundle::TPacketBundle(const char* desc) : m_descriptor(BytesOf(desc)) {}
 
 TPacketBundle::TPacketBundle(const IPacketBundle* source) {
@@ -14,8 +16,10 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   const unsigned long size = source->size();
   m_packets.reserve(size);
   for (unsigned long index = 0; index < size; ++index) {
-    if (const IPacket* const packet = source->get(index); packet != nullptr) {
-      m_packets.emplace_back(packet->clone());
+    const IPacket* const packet = source->get(index);
+    OwnedPacket copy(packet == nullptr ? nullptr : packet->clone());
+    if (copy != nullptr) {
+      m_packets.push_back(std::move(copy));
     }
   }
 }

@@ -1,20 +1,12 @@
 #pragma once
 
 #include "RHOAPI/RHOAPIExport.h"
+#include "RHOAPI/RHOAPIOwnedPacket.h"
 #include "RHOAPI/RHOAPIPacketBytes.h"
 #include "RHOAPI/RHOAPIPacketInterface.h"
 
 #include <cstddef>
-#include <memory>
 #include <vector>
-
-/// Lets go of a packet the way its interface asks for.
-struct PacketDestroyer {
-  void operator()(IPacket* packet) const { packet->destroy(); }
-};
-
-/// A packet that somebody owns.
-using OwnedPacket = std::unique_ptr<IPacket, PacketDestroyer>;
 
 /// The module's packet bundle. Packets still inside when the bundle ends are destroyed with it.
 class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
@@ -23,7 +15,8 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   /// std::bad_alloc.
   explicit TPacketBundle(const char* desc);
 
-  /// A deep copy of any bundle: every packet is cloned. An empty bundle when `source` is null. Throws std::bad_alloc.
+  /// A deep copy of any bundle: every packet is cloned. Null packets and packets whose clone() is null are left out. An
+  /// empty bundle when `source` is null. Throws std::bad_alloc.
   explicit TPacketBundle(const IPacketBundle* source);
 
   TPacketBundle(const TPacketBundle&) = delete;

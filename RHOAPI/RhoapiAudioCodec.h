@@ -4,19 +4,22 @@
 ///
 /// A compressor's life, in call order:
 ///
-///   IAudioCompressor* codec = CreateAudioCompressor(manufacturer, codecCode);   // or another compressor's CreateCopy
-///   codec->GetSampleRateSetting()->SetValue(48000);                             // any setting, any time
+///   IAudioCompressor* codec = CreateAudioCompressor(manufacturer, codecCode);  // or another compressor's CreateCopy
+///   codec->GetSampleRateSetting()->SetValue(48000);     // any setting, at any time
 ///   codec->ValidateSettings();
-///   codec->SetFrameRateHint(25.0);                                              // hints, packet type
-///   codec->CompressFrameBegin(nullptr);                                         // a run begins
-///   out.sampleRate = codec->GetSampleRate();                                    // becomes the packets' time base
-///   codec->CompressFrame(&in, &out);                                            // any number; take out.packets after
-///   each codec->CompressFrame(nullptr, &out);                                        // flush: the last, shorter
-///   packet codec->CompressFrameEnd();                                                  // another run may begin
-///   codec->Release();                                                           // never delete
+///   codec->SetFrameRateHint(25.0);                      // hints, packet type
+///   if (codec->CompressFrameBegin(nullptr) == kRhoStatusSuccess) {  // a run begins
+///     out.sampleRate = codec->GetSampleRate();          // becomes the packets' time base
+///     codec->CompressFrame(&in, &out);                  // any number of times; take out.packets after each
+///     codec->CompressFrame(nullptr, &out);              // flush: the last, shorter packet
+///     codec->CompressFrameEnd();                        // another run may begin
+///   }
+///   codec->Release();                                   // never delete
 ///
 /// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed. A
 /// compressor is used by one thread at a time; different compressors are independent.
+///
+/// Operations throw std::bad_alloc where they say so, and no other exception.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RHOAPIPacketInterface.h"
@@ -27,7 +30,7 @@
 
 #include <list>
 
-/// Result of an operation that can fail.
+/// The result of an operation that can fail. A refused operation changes nothing.
 using RhoStatus = unsigned int;
 inline constexpr RhoStatus kRhoStatusSuccess = 0;
 inline constexpr RhoStatus kRhoStatusNotSupported = 1;        ///< an optional operation that the object does not offer
@@ -41,9 +44,10 @@ enum EOutputStreamMode : unsigned int {
 
 class IAudioCompressor {
  public:
-  /// Adds the packet types that the compressor can produce to the caller's list, without duplicates.
+  /// Adds the packet types that the compressor can produce to the caller's list, without duplicates. Throws
+  /// std::bad_alloc.
   virtual void QueryPossiblePacketTypes(std::list<IPacket::TPacketType>& types) const = 0;
-  /// Chooses one of those types: 1. Any other: 0, and nothing changes.
+  /// Chooses one of those types and returns 1; returns 0 and changes nothing for any other. Throws std::bad_alloc.
   virtual unsigned int SetOutputPacketType(IPacket::TPacketType type) = 0;
   virtual IPacket::TPacketType GetOutputPacketType() const = 0;
   /// Whether output can go into files of this four-character code.
@@ -56,22 +60,28 @@ class IAudioCompressor {
   virtual const char* GetName() = 0;
   virtual const char* GetAbbreviatedName() = 0;
   virtual void GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) = 0;
-  /// Begins a run with the settings and hints as they are. The argument is a description of the input that a compressor
-  /// may read; it may be null where none does.
+  /// Begins a run with the settings and hints as they are. The argument describes the input for compressors that read
+  /// it; it may be null for those that do not. kRhoStatusBadArgument when settings and hints give no run that can be
+  /// encoded, kRhoStatusNoObject when memory runs out; a run in progress then goes on.
   virtual RhoStatus CompressFrameBegin(KelAudio_t* format) = 0;
-  /// Takes in a buffer and adds the packets that are ready to `out`, which must be a KelEncAudio_t whose
-  /// sample rate the host has set; they pile up there until the host takes them. Without input it
-  /// flushes what is left and ends the stream.
+  /// Encodes a buffer and appends the packets that are ready to `out`, a KelEncAudio_t whose sample rate the host has
+  /// set; they stay there until the host takes them. Without input (`in` null) it flushes what is left and ends the
+  /// stream: until CompressFrameEnd every further call then returns success and does nothing.
+  ///
+  /// kRhoStatusBadArgument before a successful CompressFrameBegin, without `out`, when the sample rate of `out` is 0, and
+  /// for a buffer that has a size but no data. Throws std::bad_alloc when memory for a packet or the bundle runs out: the
+  /// packets in `out` are complete and a flush may be repeated, but how much of a buffer was taken is not known, so that
+  /// the run should be given up.
   virtual RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) = 0;
   /// Ends a run. It does not flush.
   virtual RhoStatus CompressFrameEnd() = 0;
-  /// An independent compressor in the same state, a run in progress included; null when it cannot be had. The caller
-  /// owns it and lets go of it with Release.
+  /// An independent compressor in the same state, including a run in progress; null when memory runs out. The caller
+  /// owns it and ends its life with Release.
   virtual IAudioCompressor* CreateCopy() = 0;
   /// Deletes the compressor and returns 0.
   virtual RhoStatus Release() = 0;
-  /// Brings dependent settings in line with the chosen ones. To be called after changing settings. May throw
-  /// std::bad_alloc, and then changes nothing.
+  /// Recomputes the settings that depend on others. Hosts call it after changing settings. Throws std::bad_alloc and then
+  /// changes nothing.
   virtual void ValidateSettings() = 0;
   /// The compressor's own settings, valid as long as the compressor; null where it has no such setting.
   virtual IUnsignedIntSetting* GetDataRateSetting() = 0;    ///< bytes per second of output
@@ -116,7 +126,12 @@ class IAudioCompressor {
   }
 };
 
-/// What a plug-in can do, as flags 0 and 1 in this slot order behind the destructor.
+/// Ends the life of a compressor through its interface, as every owner of a compressor has to.
+struct CompressorReleaser {
+  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
+};
+
+/// What a plug-in can do, as flags 0 and 1 in this slot order after the destructor.
 class IPluginProperties {
  public:
   virtual ~IPluginProperties() = default;

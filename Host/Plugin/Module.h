@@ -12,10 +12,6 @@
 #include <memory>
 #include <string>
 
-/// Compressors are released, never deleted.
-struct CompressorReleaser {
-  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
-};
 using CompressorOwner = std::unique_ptr<IAudioCompressor, CompressorReleaser>;
 
 class Module {

@@ -3,7 +3,7 @@
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 #include "RHOAPI/AAudioCodec.h"
-#include "RHOAPI/RHOAPIPacket.h"
+#include "RHOAPI/RHOAPIPacketBuilder.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiSettings.h"
 #include "Toolbox/KelMemory.h"
@@ -21,7 +21,7 @@ extern "C" void Probe(
     KelAudio_t*, KelEncAudio_t*, KelImage_t*, KelTimeCode*, IPacket::TPacketType, ESettingType, EOutputStreamMode,
     EAudioFormatType, EChannelMode, EColorFormats,
     // What programs that link the module derive from or construct
-    CAAudioCompressor*, PluginProperties*, TRHOAPIPacket*, TPacketBundle*, TEnumTexts*, BoolSetting*, IntSetting*,
-    UnsignedIntSetting*, DoubleSetting*, EnumSetting*, StringEnumSetting*, FileSetting*, TextSetting*, TimeCodeSetting*,
-    TimeInOutSetting*, UnsignedIntArraySetting*, ByteArraySetting*, SettingsGroup*, SettingArray*, CKelStr<char>*,
-    TKelOpenFile*, TKelOpenFolder*, KelMemory_c*, KelUtils*) {}
+    CAAudioCompressor*, PluginProperties*, TRHOAPIPacket*, PacketBuilder*, TPacketBundle*, TEnumTexts*, BoolSetting*,
+    IntSetting*, UnsignedIntSetting*, DoubleSetting*, EnumSetting*, StringEnumSetting*, FileSetting*, TextSetting*,
+    TimeCodeSetting*, TimeInOutSetting*, UnsignedIntArraySetting*, ByteArraySetting*, SettingsGroup*, SettingArray*,
+    CKelStr<char>*, TKelOpenFile*, TKelOpenFolder*, KelMemory_c*, KelUtils*) {}

@@ -1,10 +1,12 @@
-#include "RHOAPI/RHOAPIPacket.h"
+#include "RHOAPI/RHOAPIPacketBuilder.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 #include "Tests/Support/Slots.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
+#include <algorithm>
+#include <new>
 
 static std::string Answers(const IPacket* packet) { return ReadSlots(packet, 0, "uuqqqb.b."); }
 
@@ -65,21 +67,42 @@ RC_GTEST_PROP(PacketBundle, IsAListThatOwnsItsPackets, (const std::vector<std::p
   }
 }
 
-// Another's bundle: values of its own, and a gap.
+TEST(PacketBuilder, GivesAPacketNoMoreThanWasFinished) {
+  PacketBuilder builder(IPacket::kPacketTypeLinearPCM, 3);
+  std::copy_n("abc", 3, builder.payload());
+  EXPECT_EQ(Answers(builder.packet()), " 24 0 0 1000 0 null null") << "not finished";
+  builder.finish(2);
+  EXPECT_EQ(Answers(OwnedPacket(builder.packet()->clone()).get()), " 24 0 0 1000 0 null ab");
+  builder.finish(4);
+  EXPECT_EQ(Answers(builder.packet()), " 24 0 0 1000 0 null abc") << "of four bytes there are three";
+  builder.packet()->setData("other");
+  const OwnedPacket packet(builder.release());
+  EXPECT_EQ(Answers(packet.get()), " 24 0 0 1000 0 null other");
+  EXPECT_TRUE(builder.packet() == nullptr && builder.payload() == nullptr);
+  EXPECT_THROW(PacketBuilder(IPacket::kPacketTypeNone, ~0UL), std::bad_alloc);
+}
+
+// A bundle of a host's own: other values, a gap, and a packet that has no copy.
 struct ForeignBundle : TPacketBundle {
+  struct Uncopied : TRHOAPIPacket {
+    Uncopied() : TRHOAPIPacket(nullptr) {}
+    IPacket* clone() const override { return nullptr; }
+  };
   ForeignBundle() : TPacketBundle("before") { setDesc("foreign"); }
   unsigned int getTrack() const override { return 1; }
   unsigned long long getTime() const override { return 2; }
   unsigned long long getTimeBase() const override { return 3; }
   unsigned long long getDuration() const override { return 4; }
-  unsigned long size() const override { return 2; }
-  IPacket* get(unsigned long index) const override { return index == 0 ? nullptr : m_packet.get(); }
-  OwnedPacket m_packet{new TRHOAPIPacket(IPacket::kPacketTypeNone, nullptr, "data")};
+  unsigned long size() const override { return 3; }
+  IPacket* get(unsigned long index) const override { return m_packets[index].get(); }
+  OwnedPacket m_packets[3]{nullptr, OwnedPacket(new Uncopied),
+                           OwnedPacket(new TRHOAPIPacket(IPacket::kPacketTypeNone, nullptr, "data"))};
 };
 
 TEST(PacketBundle, CopiesAnothersBundle) {
   const OwnedPacket copy(ForeignBundle().clone());
   EXPECT_EQ(Answers(copy.get()) + ReadSlots(copy.get(), 14, "l"), " 28 1 2 3 4 foreign null 1");
+  EXPECT_EQ(Answers(static_cast<IPacketBundle*>(copy.get())->get(0)), " 0 0 0 1000 0 null data");
 }
 
 TEST(PluginProperties, AnswerInSlotOrder) {

@@ -60,7 +60,9 @@ struct Packer {
   bool Frame(const std::string* input) {
     std::vector<unsigned char> bytes(input == nullptr ? 0 : input->size());
     std::copy_n(input == nullptr ? "" : input->data(), bytes.size(), bytes.begin());
-    KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, static_cast<unsigned>(bytes.size()), 0, bytes.data(), 0};
+    // Of less than one sample frame nothing is read.
+    unsigned char* const samples = bytes.size() < frameBytes ? nullptr : bytes.data();
+    KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, static_cast<unsigned>(bytes.size()), 0, samples, 0};
     KelEncAudio_t out{};
     out.sampleRate = 48000;
     std::string answer = std::to_string(CallSlot<unsigned>(codec.get(), 11, input == nullptr ? nullptr : &in, &out));
@@ -76,7 +78,7 @@ struct Packer {
 
   /// What is refused: input without bytes, no output, output without sample rate.
   bool Misuse() const {
-    KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, 1, 0, nullptr, 0};
+    KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, frameBytes, 0, nullptr, 0};
     KelEncAudio_t out{};
     const unsigned status = isEnded ? 0 : kRefused;
     const bool isRefused =

@@ -16,14 +16,10 @@ TEST(AudioBuffers, KnowTheSizeOfEveryFormat) {
 }
 
 TEST(AudioBuffers, PadBehindTheHeldSamplesAndNowhereElse) {
-  constexpr std::array<unsigned, 6> kCases[] = {{2, 2, 10, 64, 40, 40},
-                                                {2, 2, 10, 40, 40, 64},
-                                                {2, 2, 10, 39, 40, 64},
-                                                {2, 1, 31, 63, 62, 62},
-                                                {3, 2, 100, 64, 600, 64},
-                                                {12, 2, 10, 64, 0, 64},
-                                                {4, 1U << 15, 1U << 15, 64, 0, 64},
-                                                {3, ~0U, ~0U, 64, 3, 64}};
+  constexpr std::array<unsigned, 6> kCases[] = {
+      {2, 2, 10, 64, 40, 40},   {2, 2, 10, 40, 40, 64}, {2, 2, 10, 39, 40, 64}, {2, 1, 31, 63, 62, 62},
+      {3, 2, 100, 64, 600, 64}, {12, 2, 10, 64, 0, 64}, {13, 2, 10, 64, 0, 0},  {4, 1U << 15, 1U << 15, 64, 0, 64},
+      {3, ~0U, ~0U, 64, 3, 64}};
   for (const auto& [format, channels, samples, size, frameSize, kept] : kCases) {
     std::string bytes(64, 'x');
     KelAudio_t audio{0, 0, 0, static_cast<EAudioFormatType>(format), channels, 0, samples, size, 0, nullptr, 0};
@@ -67,11 +63,4 @@ TEST(ChannelModes, ConvertToNamesAndCountsAndBack) {
     defaults += ' ' + std::to_string(KelGetChannelMode(channels));
   }
   EXPECT_EQ(defaults, " 0 0 0 1 2 9 10 5 6 7 8 0 0 0");
-}
-
-TEST(ManufacturerAndCodec, AreWrittenMostSignificantByteFirst) {
-  char out[] = "0123456789";
-  EXPECT_TRUE(KelGetManufactureCodecEightCCString(out, 0x5A415620, 0x4C50434D));
-  EXPECT_EQ(std::string(out, 10), std::string("ZAV LPCM\0\x39", 10));
-  EXPECT_FALSE(KelGetManufactureCodecEightCCString(nullptr, 0, 0));
 }

@@ -22,11 +22,7 @@ struct Channels {
 };
 constexpr std::array<Channels, 5> kChannels{{{"Mono", 1}, {"Stereo", 2}, {"5.1", 6}, {"6.1", 7}, {"7.1", 8}}};
 
-TRHOAPIPacket* MakePacket(unsigned int bytes) { return TRHOAPIPacket::withRoom(IPacket::kPacketTypeLinearPCM, bytes); }
-
-struct Releaser {
-  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
-};
+PacketBuilder MakePacket(unsigned int capacity) { return {IPacket::kPacketTypeLinearPCM, capacity}; }
 
 }  // namespace
 
@@ -61,9 +57,9 @@ CPCMCompressor& CPCMCompressor::operator=(const CPCMCompressor& other) {
   m_sampleRate = other.m_sampleRate;
   m_channels = other.m_channels;
   m_endOfStream = other.m_endOfStream;
-  m_packet.reset(other.m_packet == nullptr ? nullptr : MakePacket(other.m_bytesPerPacket));
+  m_packet = other.m_packet.packet() == nullptr ? PacketBuilder() : MakePacket(other.m_bytesPerPacket);
   if (other.m_bufferedBytes != 0) {
-    std::memcpy(m_packet->room(), other.m_packet->room(), other.m_bufferedBytes);
+    std::memcpy(m_packet.payload(), other.m_packet.payload(), other.m_bufferedBytes);
   }
   m_bytesPerPacket = other.m_bytesPerPacket;
   m_bytesPerSampleFrame = other.m_bytesPerSampleFrame;
@@ -93,7 +89,7 @@ void CPCMCompressor::GetAudioCompressorInfo(unsigned int& manufacturer, unsigned
 
 IAudioCompressor* CPCMCompressor::CreateCopy() {
   return NullOnFailure([this]() -> IAudioCompressor* {
-    std::unique_ptr<CPCMCompressor, Releaser> copy(new CPCMCompressor(m_codec));
+    std::unique_ptr<CPCMCompressor, CompressorReleaser> copy(new CPCMCompressor(m_codec));
     *copy = *this;
     copy->ValidateSettings();
     return copy.release();
@@ -106,7 +102,7 @@ RhoStatus CPCMCompressor::Release() {
 }
 
 void CPCMCompressor::ValidateSettings() {
-  unsigned int dataRate = BytesPerSampleFrame() * m_sampleRate.GetValue();
+  unsigned int dataRate = ConfiguredBytesPerSampleFrame() * m_sampleRate.GetValue();
   m_dataRate.ResetAllowableValues(1, &dataRate);
   m_dataRate.SetValue(dataRate);
 }
@@ -118,7 +114,7 @@ RhoStatus CPCMCompressor::GetAudioFormatType(EAudioFormatType& type) {
 
 RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
   const unsigned int sampleRate = m_sampleRate.GetValue();
-  const unsigned int bytesPerSampleFrame = BytesPerSampleFrame();
+  const unsigned int bytesPerSampleFrame = ConfiguredBytesPerSampleFrame();
   if (!(m_frameRateHint > 0) || bytesPerSampleFrame == 0) {
     return kRhoStatusBadArgument;
   }
@@ -128,7 +124,7 @@ RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
   }
   const unsigned int bytesPerPacket = static_cast<unsigned int>(samplesPerPacket) * bytesPerSampleFrame;
   try {
-    m_packet.reset(MakePacket(bytesPerPacket));
+    m_packet = MakePacket(bytesPerPacket);
   } catch (const std::bad_alloc&) {
     return kRhoStatusNoObject;
   }
@@ -143,8 +139,11 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
   if (m_endOfStream) {
     return kRhoStatusSuccess;
   }
-  if (out == nullptr || out->sampleRate == 0 || m_bytesPerSampleFrame == 0 ||
-      (in != nullptr && in->data == nullptr && in->dataSize != 0)) {
+  if (out == nullptr || out->sampleRate == 0 || m_bytesPerSampleFrame == 0) {
+    return kRhoStatusBadArgument;
+  }
+  const unsigned int size = in == nullptr ? 0 : in->dataSize - in->dataSize % m_bytesPerSampleFrame;
+  if (size != 0 && in->data == nullptr) {
     return kRhoStatusBadArgument;
   }
   auto& output = *static_cast<KelEncAudio_t*>(out);
@@ -160,10 +159,9 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     m_endOfStream = true;
     return kRhoStatusSuccess;
   }
-  const unsigned int size = in->dataSize - in->dataSize % m_bytesPerSampleFrame;
-  // The common call, which fills no packet, is one copy.
-  if (size != 0 && m_packet != nullptr && size < m_bytesPerPacket - m_bufferedBytes) {
-    std::memcpy(m_packet->room() + m_bufferedBytes, in->data, size);
+  // A call that fills no packet, the most frequent one, is one copy.
+  if (size != 0 && m_packet.payload() != nullptr && size < m_bytesPerPacket - m_bufferedBytes) {
+    std::memcpy(m_packet.payload() + m_bufferedBytes, in->data, size);
     m_bufferedBytes += size;
   } else {
     FillPackets(in->data, size, output);
@@ -176,17 +174,17 @@ RhoStatus CPCMCompressor::CompressFrameEnd() {
   return kRhoStatusSuccess;
 }
 
-unsigned int CPCMCompressor::BytesPerSampleFrame() const {
+unsigned int CPCMCompressor::ConfiguredBytesPerSampleFrame() const {
   return m_sampleSize.GetValue() / 8 * static_cast<unsigned int>(m_channels.GetValueInt());
 }
 
 void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size, KelEncAudio_t& out) {
   while (size != 0) {
-    if (m_packet == nullptr) {
-      m_packet.reset(MakePacket(m_bytesPerPacket));
+    if (m_packet.packet() == nullptr) {
+      m_packet = MakePacket(m_bytesPerPacket);
     }
     const unsigned int taken = std::min(size, m_bytesPerPacket - m_bufferedBytes);
-    std::memcpy(m_packet->room() + m_bufferedBytes, source, taken);
+    std::memcpy(m_packet.payload() + m_bufferedBytes, source, taken);
     source += taken;
     size -= taken;
     m_bufferedBytes += taken;
@@ -198,12 +196,14 @@ void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size,
 
 void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
   const unsigned int sampleFrames = m_bufferedBytes / m_bytesPerSampleFrame;
-  out.addPacket(m_packet.get());
-  TRHOAPIPacket* const packet = m_packet.release();
-  packet->truncateRoom(m_bufferedBytes);
-  packet->m_time = m_emittedSampleFrames;
-  packet->m_timeBase = out.sampleRate;
+  TRHOAPIPacket& packet = m_packet.finish(m_bufferedBytes);
+  packet.m_time = m_emittedSampleFrames;
+  packet.m_timeBase = out.sampleRate;
+  out.addPacket(&packet);  // complete, since the bundle may be the host's own
+  m_packet.release();
   out.sampleCount += sampleFrames;
+  // Not just the sample count, although time scale and sample rate are equal: the product is rounded to 53 bits, so that
+  // the quotient may be one less. The documented duration is this quotient.
   out.duration =
       SaturatingCast<unsigned long long>(static_cast<double>(out.timeScale) * out.sampleCount / out.sampleRate);
   m_emittedSampleFrames += sampleFrames;

@@ -1,10 +1,8 @@
 #pragma once
 
 #include "RHOAPI/AAudioCodec.h"
-#include "RHOAPI/RHOAPIPacket.h"
+#include "RHOAPI/RHOAPIPacketBuilder.h"
 #include "RHOAPI/RhoapiSettings.h"
-
-#include <memory>
 
 inline constexpr unsigned int kPCMManufacturerCode = FourCharacterCode("ZAV ");
 inline constexpr unsigned int kPCMCodecCode = FourCharacterCode("LPCM");
@@ -12,24 +10,17 @@ inline constexpr unsigned int kPCMCodecCode = FourCharacterCode("LPCM");
 /// The Linear PCM compressor: cuts a stream of interleaved samples into packets of one video-frame period, their bytes
 /// unchanged, and stamps each with the number of sample frames before it.
 ///
-/// Whatever a host passes in, a run is refused or packed, never undefined. kRhoStatusBadArgument, and nothing changed,
-/// is the answer
-/// - of CompressFrameBegin when the run cannot be packed: no sample rate, a frame-rate hint that is zero, negative,
-///   infinite or not a number, less than one sample frame a packet, no whole byte in a sample frame, or packets of 2^32
-///   bytes and more;
-/// - of CompressFrame before any successful CompressFrameBegin, without an output record, with one whose sample rate is
-///   0, and with input that has a size but no data.
-/// When memory runs out CompressFrameBegin answers kRhoStatusNoObject and changes nothing, whereas CompressFrame throws
-/// std::bad_alloc: the packets in the output record are whole, a flush may be tried again, but how much of the input
-/// was taken is not told.
+/// CompressFrameBegin refuses a run that cannot be packed (kRhoStatusBadArgument): no sample rate, a frame-rate hint that
+/// is zero, negative, infinite or not a number, less than one sample frame per packet, no whole byte in a sample frame,
+/// or packets of 2^32 bytes and more.
 class CPCMCompressor : public CAAudioCompressor {
  public:
   /// Throws std::bad_alloc.
   explicit CPCMCompressor(unsigned int codec);
   /// The state is copied by assignment alone (see CreateCopy).
   CPCMCompressor(const CPCMCompressor&) = delete;
-  /// Copies settings, hints and a run in progress. Throws std::bad_alloc, and then leaves a mixture fit only to be
-  /// assigned to or let go of.
+  /// Copies settings, hints and a run in progress. Throws std::bad_alloc and then leaves a mixture of both states, which
+  /// can only be assigned to or released.
   CPCMCompressor& operator=(const CPCMCompressor& other);
   ~CPCMCompressor() override;
 
@@ -40,15 +31,16 @@ class CPCMCompressor : public CAAudioCompressor {
   const char* GetAbbreviatedName() override;
   void GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) override;
 
-  /// Sizes the packets: sample rate ÷ frame-rate hint sample frames, to the nearest whole number, halves up. Does not
-  /// read its argument, and does not reopen a stream that a flush has ended (CompressFrameEnd does).
+  /// Sets the packet size to sample rate ÷ frame-rate hint sample frames, rounded to the nearest whole number, halves up.
+  /// Does not read its argument. Does not reopen a stream that a flush has ended; CompressFrameEnd does.
   RhoStatus CompressFrameBegin(KelAudio_t* format) override;
-  /// Of `in` only the data and their size count; a trailing part of a sample frame is ignored. Of `out` the sample rate
-  /// is read, and becomes the packets' time base; time, time scale, duration and sample count (modulo 2^32) come to
-  /// describe the packets added by this call. Once the stream has ended: 0, whatever the arguments, and nothing
-  /// touched.
+  /// Reads only the data and the data size of `in`; bytes of a trailing partial sample frame are ignored, and less than
+  /// one sample frame adds nothing, even without data. Reads the sample rate of `out`, which becomes the packets' time
+  /// base, and writes its time, time scale, duration and sample count (modulo 2^32), which describe the packets added by
+  /// this call. A packet is complete when it is appended. Once the stream has ended: 0 whatever the arguments, and nothing
+  /// is written.
   RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) override;
-  /// Reopens an ended stream. Sample frames that were never flushed stay until the next CompressFrameBegin drops them.
+  /// Reopens an ended stream. Sample frames that were not flushed stay until the next CompressFrameBegin drops them.
   RhoStatus CompressFrameEnd() override;
 
   IAudioCompressor* CreateCopy() override;
@@ -65,8 +57,9 @@ class CPCMCompressor : public CAAudioCompressor {
   RhoStatus GetAudioFormatType(EAudioFormatType& type) override;
 
  private:
-  unsigned int BytesPerSampleFrame() const;
-  /// Takes in whole sample frames, emitting each packet as it fills.
+  /// Of the settings as they are now; a run keeps those of its beginning.
+  unsigned int ConfiguredBytesPerSampleFrame() const;
+  /// Takes in whole sample frames and emits each packet as soon as it is full.
   void FillPackets(const unsigned char* source, unsigned int size, KelEncAudio_t& out);
   void EmitPacket(KelEncAudio_t& out);
 
@@ -76,9 +69,9 @@ class CPCMCompressor : public CAAudioCompressor {
   UnsignedIntSetting m_sampleRate;
   StringEnumSetting m_channels;
   bool m_endOfStream = false;
-  /// The next packet while its payload fills, so that samples are copied once. Made by CompressFrameBegin, handed over
-  /// when full, and made again when more samples arrive.
-  std::unique_ptr<TRHOAPIPacket> m_packet;
+  /// The next packet, so that samples are copied once, to where the host reads them. Made by CompressFrameBegin, handed
+  /// over when full, made again when more samples arrive.
+  PacketBuilder m_packet;
   unsigned int m_bytesPerPacket = 0;
   unsigned int m_bytesPerSampleFrame = 0;  ///< 0 until a run has begun
   unsigned int m_bufferedBytes = 0;

@@ -1,11 +1,10 @@
 #include "Toolbox/KelUtils/Media/AudioBuffers.h"
 
-#include "RHOAPI/RHOAPIPacket.h"
+#include "RHOAPI/RHOAPIPacketBuilder.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <array>
 #include <cstring>
-#include <memory>
 
 unsigned int BytesPerSample(EAudioFormatType format) {
   constexpr std::array<unsigned char, 12> kSizes{1, 2, 2, 3, 4, 4, 1, 2, 2, 3, 4, 4};
@@ -20,7 +19,7 @@ void KelPadAudioBufferWithSilence(KelAudio_t& buffer) {
   if (buffer.format == kAudioFormatNone || buffer.data == nullptr) {
     return;
   }
-  // Two 32-bit factors always fit; the sample size is left to the comparison, where it cannot overflow either.
+  // The product of two 32-bit numbers fits in 64 bits, that of three does not: the sample size divides the other side.
   const unsigned long long samples = static_cast<unsigned long long>(buffer.channels) * buffer.sampleCount;
   const unsigned long long sampleSize = BytesPerSample(buffer.format);
   if (sampleSize != 0 && samples > buffer.dataSize / sampleSize) {
@@ -32,12 +31,13 @@ void KelPadAudioBufferWithSilence(KelAudio_t& buffer) {
 
 TRHOAPIPacket* KelEncAudio_t::addDataPacket(IPacket::TPacketType type, const unsigned char* payload,
                                             unsigned long size) {
-  std::unique_ptr<TRHOAPIPacket> packet(TRHOAPIPacket::withRoom(type, payload == nullptr ? 0 : size));
-  if (payload != nullptr && size != 0) {
-    std::memcpy(packet->room(), payload, size);
+  const unsigned long copied = payload == nullptr ? 0 : size;
+  PacketBuilder builder(type, copied);
+  if (copied != 0) {
+    std::memcpy(builder.payload(), payload, copied);
   }
-  addPacket(packet.get());
-  return packet.release();
+  addPacket(&builder.finish(copied));
+  return builder.release();
 }
 
 void KelEncAudio_t::addPacket(IPacket* packet) {

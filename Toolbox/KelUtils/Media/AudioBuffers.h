@@ -42,12 +42,12 @@ struct RHOAPI_EXPORT KelEncAudio_t : KelAudio_t {
 
   /// Appends a packet of the given type with a copy of the `size` bytes at `payload` (none when it is null), no
   /// descriptor, track 0, time 0, time base 1000 and duration 0; makes the bundle first where there is none. The packet
-  /// belongs to the bundle; the caller may fill in what it likes. Throws std::bad_alloc, and then the list of packets
-  /// is as it was.
+  /// belongs to the bundle, which sees it with its payload; the caller may fill in the other fields. Throws
+  /// std::bad_alloc and then leaves the list of packets as it was.
   TRHOAPIPacket* addDataPacket(IPacket::TPacketType type, const unsigned char* payload, unsigned long size);
 
-  /// Appends `packet`, which is not null, and takes ownership of it. Throws std::bad_alloc, and then the packet stays
-  /// with the caller.
+  /// Appends `packet`, which is not null, and takes ownership of it; makes the bundle first where there is none. Throws
+  /// std::bad_alloc; the caller then still owns the packet.
   void addPacket(IPacket* packet);
 };
 

@@ -1,4 +1,5 @@
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
+#include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 #include "RHOAPI/RhoapiSettings.h"
 #include "Tests/Support/Slots.h"
@@ -7,6 +8,7 @@
 #include <array>
 #include <bit>
 #include <list>
+#include <vector>
 
 namespace {
 
@@ -93,6 +95,49 @@ TEST(PCMCompressor, KeepsItsDataRateInStepWithTheOtherSettings) {
     modes += ReadSlots(codec, 31, "u");
   }
   EXPECT_EQ(modes, " 3 4 1 1 1 11 12 13 14 1");
+  codec->Release();
+}
+
+// A bundle of the host's own, which reads what it is given.
+struct ReadingBundle : TPacketBundle {
+  ReadingBundle() : TPacketBundle("") {}
+  void append(IPacket* packet) override {
+    seen += ReadSlots(packet, 0, "uuqqq") + ' ' + std::to_string(packet->getDataSize());
+    TPacketBundle::append(packet);
+  }
+  std::string seen;
+};
+
+TEST(PCMCompressor, AppendsCompletePackets) {
+  IAudioCompressor* const codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
+  ReadingBundle bundle;
+  std::array<unsigned char, 6000> bytes{};
+  KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, sizeof bytes, 0, bytes.data(), 0};
+  KelEncAudio_t out{};
+  out.sampleRate = 44100;
+  out.packets = &bundle;
+  codec->CompressFrameBegin(nullptr);
+  codec->CompressFrame(&in, &out);
+  codec->CompressFrame(nullptr, &out);
+  EXPECT_EQ(bundle.seen, " 24 0 0 44100 0 5880 24 0 1470 44100 0 120");
+  codec->Release();
+}
+
+TEST(PCMCompressor, ComputesTheDurationInDoublePrecision) {
+  IAudioCompressor* const codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
+  codec->GetSampleSizeSetting()->SetValue(8);
+  codec->GetChannelModeSetting()->SetValue("Mono");
+  codec->GetSampleRateSetting()->SetValue(2097155);
+  codec->SetFrameRateHint(1);
+  std::vector<unsigned char> bytes(2097155);
+  KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, 2097155, 0, bytes.data(), 0};
+  KelEncAudio_t out{};
+  out.sampleRate = 4294967295;
+  codec->CompressFrameBegin(nullptr);
+  codec->CompressFrame(&in, &out);
+  EXPECT_EQ(out.sampleCount, 2097155U);
+  EXPECT_EQ(out.duration, 2097154ULL) << "the product of rate and count has more than 53 bits";
+  OwnedPacket(out.packets).reset();
   codec->Release();
 }
 

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "RHOAPI/RHOAPIPacketInterface.h"
+
+#include <memory>
+
+/// Frees a packet through its interface, as every holder of a packet has to.
+struct PacketDestroyer {
+  void operator()(IPacket* packet) const { packet->destroy(); }
+};
+
+/// A packet or a bundle with its owner.
+using OwnedPacket = std::unique_ptr<IPacket, PacketDestroyer>;
