@@ -29,6 +29,7 @@
 #include "Toolbox/KelUtils/Text/FourCharacterCodes.h"  // IWYU pragma: export
 #include "Toolbox/KelUtils/Text/Identifiers.h"         // IWYU pragma: export
 #include "Toolbox/KelUtils/Text/KelStr.h"              // IWYU pragma: export
+#include "Toolbox/KelUtils/Text/OrEmpty.h"             // IWYU pragma: export
 #include "Toolbox/KelUtils/Text/Text.h"                // IWYU pragma: export
 #include "Toolbox/KelUtils/Text/TextEncoding.h"        // IWYU pragma: export
 #include "Toolbox/KelUtils/Text/Tokens.h"              // IWYU pragma: export

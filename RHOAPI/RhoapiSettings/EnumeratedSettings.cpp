@@ -36,7 +36,7 @@ StringEnumSetting::StringEnumSetting(const char* label, const char* presetLabel)
 void StringEnumSetting::AddValue(const char* name, int number) {
   m_numbers.push_back(number);
   try {
-    m_texts.Append(TextOrEmpty(name));
+    m_texts.Append(OrEmpty(name));
   } catch (...) {
     m_numbers.pop_back();
     throw;

@@ -31,8 +31,8 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
     }
   }
 
-  void SetLowLabel(const char* text) { m_lowLabel = TextOrEmpty(text); }
-  void SetHighLabel(const char* text) { m_highLabel = TextOrEmpty(text); }
+  void SetLowLabel(const char* text) { m_lowLabel = OrEmpty(text); }
+  void SetHighLabel(const char* text) { m_highLabel = OrEmpty(text); }
   void SetDialogHint(unsigned int dialogHint) { this->StoreDialogHint(dialogHint); }
   using Base::SetIsValueConstrained;
   using Base::SetUnits;

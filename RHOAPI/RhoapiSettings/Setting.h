@@ -1,19 +1,19 @@
 #pragma once
 
 #include "RHOAPI/RhoapiSettingsInterface.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 
 #include <string>
-
-/// A null text counts as the empty one.
-inline const char* TextOrEmpty(const char* text) { return text == nullptr ? "" : text; }
 
 /// What all leaf settings have in common: their attributes, stored once, and copying. A kind of setting derives as
 ///
 ///   class FooSetting : public TSetting<FooSetting, IFooSetting, kSettingTypeFoo>
 ///
-/// and adds its value. An attribute that is fixed for a kind is one for which the kind offers no setter: SetUnits and
-/// SetIsValueConstrained are protected here and made public, with a using declaration, where a kind has them; so is
-/// StoreDialogHint, for the SetDialogHint of some kinds.
+/// and adds its value. A kind has no setter for an attribute that is fixed in it: SetUnits and SetIsValueConstrained are
+/// protected here, and kinds that store these attributes make them public with a using declaration; StoreDialogHint is
+/// for the SetDialogHint of the kinds that have one.
+///
+/// CreateCopy makes a `Concrete`: a class derived from a concrete kind overrides it, or its copies are of the base alone.
 template <class Concrete, class Interface, ESettingType kType>
 class TSetting : public Interface {
  public:
@@ -30,19 +30,19 @@ class TSetting : public Interface {
   unsigned int GetIsOptional() const override { return m_isOptional; }
   void SetIsOptionalValueSpecified(unsigned int specified) override { m_isOptionalValueSpecified = specified; }
   unsigned int GetIsOptionalValueSpecified() const override { return m_isOptionalValueSpecified; }
-  void SetOptionalText(const char* text) override { m_optionalText = TextOrEmpty(text); }
+  void SetOptionalText(const char* text) override { m_optionalText = OrEmpty(text); }
   const char* GetOptionalText() const override { return m_optionalText.c_str(); }
-  void SetToolTipText(const char* text) override { m_toolTipText = TextOrEmpty(text); }
+  void SetToolTipText(const char* text) override { m_toolTipText = OrEmpty(text); }
   const char* GetToolTipText() const override { return m_toolTipText.c_str(); }
 
  protected:
   TSetting(const char* label, const char* presetLabel, unsigned int dialogHint, unsigned int isValueConstrained)
-      : m_label(TextOrEmpty(label)),
-        m_presetLabel(TextOrEmpty(presetLabel)),
+      : m_label(OrEmpty(label)),
+        m_presetLabel(OrEmpty(presetLabel)),
         m_dialogHint(dialogHint),
         m_isValueConstrained(isValueConstrained) {}
 
-  void SetUnits(const char* units) { m_units = TextOrEmpty(units); }
+  void SetUnits(const char* units) { m_units = OrEmpty(units); }
   void StoreDialogHint(unsigned int dialogHint) { m_dialogHint = dialogHint; }
   void SetIsValueConstrained(unsigned int isValueConstrained) { m_isValueConstrained = isValueConstrained; }
 

@@ -24,15 +24,15 @@ class TSettingContainer : public ISettingArray {
   void SetIsActive(unsigned int active) override { m_isActive = active; }
   unsigned int GetIsActive() const override { return m_isActive; }
   ISetting* CreateCopy() const override { return new Concrete(static_cast<const Concrete&>(*this)); }
-  void SetToolTipText(const char* text) override { m_toolTipText = TextOrEmpty(text); }
+  void SetToolTipText(const char* text) override { m_toolTipText = OrEmpty(text); }
   const char* GetToolTipText() const override { return m_toolTipText.c_str(); }
   unsigned int GetNumberOfSettings() const override { return static_cast<unsigned int>(m_settings.size()); }
   ISetting* GetSetting(unsigned int index) const override {
     return index < m_settings.size() ? Address(m_settings[index]) : nullptr;
   }
 
-  void SetLabel(const char* label) { m_label = TextOrEmpty(label); }
-  void SetPresetLabel(const char* presetLabel) { m_presetLabel = TextOrEmpty(presetLabel); }
+  void SetLabel(const char* label) { m_label = OrEmpty(label); }
+  void SetPresetLabel(const char* presetLabel) { m_presetLabel = OrEmpty(presetLabel); }
 
  protected:
   std::vector<Pointer> m_settings;

@@ -8,12 +8,12 @@ BoolSetting::BoolSetting(const char* label, const char* presetLabel, unsigned in
 TextSetting::TextSetting() : TextSetting("", "", "") {}
 
 TextSetting::TextSetting(const char* label, const char* presetLabel, const char* value)
-    : TSetting(label, presetLabel, 11, 1), m_value(TextOrEmpty(value)) {}
+    : TSetting(label, presetLabel, 11, 1), m_value(OrEmpty(value)) {}
 
 FileSetting::FileSetting(unsigned int dialogHint) : TSetting("", "", dialogHint, 1) {}
 
 FileSetting::FileSetting(const char* label, const char* presetLabel, const char* value, const char* fileFilter)
-    : TSetting(label, presetLabel, 6, 1), m_fileFilter(TextOrEmpty(fileFilter)) {
+    : TSetting(label, presetLabel, 6, 1), m_fileFilter(OrEmpty(fileFilter)) {
   FileSetting::SetValue(value);
 }
 
@@ -41,7 +41,7 @@ UnsignedIntArraySetting::UnsignedIntArraySetting(const char* label, const char* 
     : TAlwaysActiveSetting(label, presetLabel, 8, 0), m_values(values == nullptr ? 0 : count), m_min(min), m_max(max) {
   UnsignedIntArraySetting::SetValues(values, count);
   if (valueLabels != nullptr) {
-    std::transform(valueLabels, valueLabels + count, std::back_inserter(m_valueLabels), TextOrEmpty);
+    std::transform(valueLabels, valueLabels + count, std::back_inserter(m_valueLabels), OrEmpty);
   }
 }
 

@@ -30,7 +30,7 @@ class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSe
   TextSetting(const char* label, const char* presetLabel, const char* value);
 
   const char* GetValue() const override { return m_value.c_str(); }
-  void SetValue(const char* text) override { m_value = TextOrEmpty(text); }
+  void SetValue(const char* text) override { m_value = OrEmpty(text); }
   using TSetting::SetUnits;
 
  private:
@@ -45,7 +45,7 @@ class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSe
 
   const char* GetValue() const override { return m_value.data(); }
   void SetValue(const char* path) override {
-    const char* const text = TextOrEmpty(path);
+    const char* const text = OrEmpty(path);
     const std::size_t length = strnlen(text, m_value.size() - 1);
     std::fill(std::copy_n(text, length, m_value.begin()), m_value.end(), '\0');
   }

@@ -5,7 +5,7 @@
 #include "Toolbox/KelUtils/Files/Paths.h"
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 #include "Toolbox/KelUtils/Text/Identifiers.h"
-#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 
 #include <sys/stat.h>
 #include <sys/types.h>

@@ -5,7 +5,7 @@
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
 #include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
-#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 
 #include <sys/stat.h>

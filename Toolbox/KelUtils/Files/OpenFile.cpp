@@ -2,7 +2,7 @@
 
 #include "Toolbox/KelUtils/Files/Internal/OpenStream.h"
 #include "Toolbox/KelUtils/Files/Internal/PathErrors.h"
-#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 
 #include <string>
 #include <string_view>

@@ -2,7 +2,7 @@
 
 #include "Toolbox/KelUtils/Files/Internal/UncPaths.h"
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
-#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 #include "Toolbox/KelUtils/Text/Trimming.h"
 

@@ -1,7 +1,7 @@
 #include "Toolbox/KelUtils/Files/SearchAndReplace.h"
 
 #include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
-#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 
 #include <fcntl.h>

@@ -38,13 +38,6 @@ constexpr std::array<EChannelMode, 9> kDefaultModes{
 
 const ChannelMode& Describe(EChannelMode mode) { return kModes[mode < kModes.size() ? mode : kChannelModeUndefined]; }
 
-char* WriteFourCharacterCode(char* out, unsigned int code) {
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    *out++ = static_cast<char>((code >> shift) & 0xFFU);
-  }
-  return out;
-}
-
 }  // namespace
 
 unsigned int KelGetNumberChannels(EChannelMode mode) { return Describe(mode).channels; }
@@ -65,12 +58,4 @@ EChannelMode KelGetChannelMode(const char* name) {
     }
   }
   return kChannelModeUndefined;
-}
-
-bool KelGetManufactureCodecEightCCString(char* out, unsigned int manufacturer, unsigned int codec) {
-  if (out == nullptr) {
-    return false;
-  }
-  *WriteFourCharacterCode(WriteFourCharacterCode(out, manufacturer), codec) = '\0';
-  return true;
 }

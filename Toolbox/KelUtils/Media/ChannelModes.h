@@ -39,7 +39,3 @@ RHOAPI_EXPORT EChannelMode KelGetChannelMode(int channels);
 /// The mode of that exact name, letter case included; undefined when there is none or `name` is null.
 ///   KelGetChannelMode("7.1") == kChannelMode7_1, KelGetChannelMode("mono") == kChannelModeUndefined
 RHOAPI_EXPORT EChannelMode KelGetChannelMode(const char* name);
-
-/// Writes the four characters of each code, most significant byte first, and a NUL to `out`: nine bytes. False, and
-/// nothing written, when `out` is null.
-RHOAPI_EXPORT bool KelGetManufactureCodecEightCCString(char* out, unsigned int manufacturer, unsigned int codec);

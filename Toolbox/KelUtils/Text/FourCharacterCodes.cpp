@@ -16,6 +16,13 @@ constexpr std::array<NamedCodec, 2> kNamedCodecs{{
     {"ZAVMVC1 ", FourCharacterCode("MCpt"), FourCharacterCode("VC1 ")},
 }};
 
+char* WriteFourCharacterCode(char* out, unsigned int code) {
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    *out++ = static_cast<char>((code >> shift) & 0xFFU);
+  }
+  return out;
+}
+
 }  // namespace
 
 unsigned int KelCharToUInt32(unsigned char const* p) {
@@ -46,5 +53,13 @@ bool KelGetFourCCCodes(char const* name, unsigned int* first, unsigned int* seco
   const auto* const bytes = reinterpret_cast<const unsigned char*>(name);
   *first = KelCharToUInt32(bytes);
   *second = KelCharToUInt32(bytes + 4);
+  return true;
+}
+
+bool KelGetManufactureCodecEightCCString(char* out, unsigned int manufacturer, unsigned int codec) {
+  if (out == nullptr) {
+    return false;
+  }
+  *WriteFourCharacterCode(WriteFourCharacterCode(out, manufacturer), codec) = '\0';
   return true;
 }

@@ -23,3 +23,8 @@ RHOAPI_EXPORT unsigned int KelCharToUInt32(unsigned char const* p);
 /// eight characters is its own pair: "abcdEFGH" gives 'abcd' and 'EFGH'. Every other name gives false and two zeros.
 /// False, and nothing written, when any argument is null.
 RHOAPI_EXPORT bool KelGetFourCCCodes(char const* name, unsigned int* first, unsigned int* second);
+
+/// Writes the four characters of each code, most significant byte first, and a NUL to `out`: nine bytes. False, and
+/// nothing written, when `out` is null.
+///   'ZAV ' and 'LPCM' give "ZAV LPCM"
+RHOAPI_EXPORT bool KelGetManufactureCodecEightCCString(char* out, unsigned int manufacturer, unsigned int codec);

@@ -2,7 +2,7 @@
 
 #include "Toolbox/KelUtils/Platform/Internal/Platform.h"
 #include "Toolbox/KelUtils/Text/Internal/LowerByte.h"
-#include "Toolbox/KelUtils/Text/Internal/OrEmpty.h"
+#include "Toolbox/KelUtils/Text/OrEmpty.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -7,7 +7,7 @@ namespace {
 
 bool IsWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-std::string_view ViewOf(const char* text, unsigned long length) {
+std::string_view GivenText(const char* text, unsigned long length) {
   if (text == nullptr) {
     return {};
   }
@@ -26,12 +26,12 @@ void KelTrimString(std::string& text) {
 }
 
 std::string KelTrimFromHead(char c, char const* text, unsigned long length) {
-  const std::string_view view = ViewOf(text, length);
+  const std::string_view view = GivenText(text, length);
   return std::string(view.substr(std::min(view.find_first_not_of(c), view.size())));
 }
 
 std::string KelTrimFromTail(char c, char const* text, unsigned long length) {
-  const std::string_view view = ViewOf(text, length);
+  const std::string_view view = GivenText(text, length);
   // When all of it is c, the position is npos, and one more is 0.
   return std::string(view.substr(0, view.find_last_not_of(c) + 1));
 }

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Null counts as empty wherever a text may be null.
+/// `text`, or the empty text when it is null.
 inline const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
