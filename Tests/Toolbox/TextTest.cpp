@@ -1,8 +1,12 @@
 #include "Toolbox/KelUtils.h"
 
+#include "Tests/Support/SlowVersions.h"
+
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 #include <algorithm>
+#include <functional>
+#include <numeric>
 
 namespace {
 
@@ -17,6 +21,17 @@ RC_GTEST_PROP(EncodeBase64, TakesSixBitsASymbol, (const std::vector<unsigned cha
   }
   KelEncodeBase64(data, out);
   RC_ASSERT(out == expected);
+}
+
+// Whatever the number of places where a match begins and does not go on.
+TEST(Replace, FindsTextsBehindFalseStarts) {
+  for (unsigned length = 0; length < 60; ++length) {
+    const std::string run(length, 'a');
+    for (const char* what : {"aab", "aaaaaaaaaaaaaaaaaaaab", "aabaac", "ba"}) {
+      const std::string text = run + "b" + run + "c" + run + "bab";
+      EXPECT_EQ(KelReplace(text, what, "xy"), ReplacedSlowly(text, what, "xy")) << text << ' ' << what;
+    }
+  }
 }
 
 TEST(Letters, DifferInCaseWithinAsciiOnly) {
@@ -48,10 +63,36 @@ TEST(Trim, TakesOneWhiteSpaceFromEachEndOrAWholeRun) {
   EXPECT_EQ(KelTrimFromHead('0', nullptr, 3) + KelTrimFromTail('0', "a\0000", 3), std::string("a\0", 2));
 }
 
-TEST(GUID, IsNewAndInLowerCase) {
+TEST(GUID, IsRandomAndInLowerCase) {
   const std::string id = KelGetGUID();
-  const testing::Matcher<std::string> form = testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}");
-  EXPECT_TRUE(form.Matches(id) && KelGetGUID() != id) << id;
+  const std::string other = KelGetGUID();
+  const testing::Matcher<std::string> form =
+      testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+  EXPECT_TRUE(form.Matches(id) && form.Matches(other)) << id << ' ' << other;
+  const auto same = std::inner_product(id.begin(), id.end(), other.begin(), 0, std::plus<>(), std::equal_to<>());
+  EXPECT_LT(same, 24) << "of 36 characters: " << id << ' ' << other;
+}
+
+TEST(FourCCCodes, ComeFromTheNameOrItsCharacters) {
+  unsigned codes[] = {1, 1};
+  const auto codesOf = [&codes](const char* name) {
+    return std::tuple{KelGetFourCCCodes(name, codes, codes + 1), codes[0], codes[1]};
+  };
+  EXPECT_FALSE(KelGetFourCCCodes("LPCMLPCM", codes, nullptr) || KelGetFourCCCodes("LPCMLPCM", nullptr, codes));
+  EXPECT_EQ(codesOf(nullptr), std::tuple(false, 1U, 1U)) << "written despite a null argument";
+  EXPECT_EQ(codesOf("ZAVQuillVideoCodec1"), std::tuple(true, 0x5A415620U, 0x514C4C31U));
+  EXPECT_EQ(codesOf("ZAVMVC1 "), std::tuple(true, 0x4D437074U, 0x56433120U));
+  EXPECT_EQ(codesOf("\xFF\xFE\x80\x81VC1 "), std::tuple(true, 0xFFFE8081U, 0x56433120U));
+  EXPECT_EQ(codesOf("ninechars"), std::tuple(false, 0U, 0U));
+  EXPECT_EQ(KelCharToUInt32(reinterpret_cast<const unsigned char*>("\xFF\xFE\x80\x81")), 0xFFFE8081U);
+  EXPECT_EQ(KelCharToUInt32(nullptr), 0U);
+}
+
+TEST(ManufacturerAndCodec, AreWrittenMostSignificantByteFirst) {
+  char out[] = "0123456789";
+  EXPECT_TRUE(KelGetManufactureCodecEightCCString(out, 0x5A415620, 0x4C50434D));
+  EXPECT_EQ(std::string(out, 10), std::string("ZAV LPCM\0\x39", 10));
+  EXPECT_FALSE(KelGetManufactureCodecEightCCString(nullptr, 0, 0));
 }
 
 }  // namespace

@@ -35,20 +35,8 @@ TEST(FrameRates, AreFoundByNearnessOrFromBelow) {
     EXPECT_TRUE(KelFindNextStdFrameRate(rate - 0.003) == rate && KelFindNextStdFrameRate(rate + 0.019) == rate) << rate;
   }
   EXPECT_EQ(KelFindNextStdFrameRate(1.0) + KelFindNextStdFrameRate(240.02), 3.0 + 240.02);
-}
-
-TEST(FourCCCodes, ComeFromTheNameOrItsCharacters) {
-  unsigned codes[] = {1, 1};
-  const auto codesOf = [&codes](const char* name) {
-    return std::tuple{KelGetFourCCCodes(name, codes, codes + 1), codes[0], codes[1]};
-  };
-  EXPECT_FALSE(KelGetFourCCCodes("LPCMLPCM", codes, nullptr) || KelGetFourCCCodes("LPCMLPCM", nullptr, codes));
-  EXPECT_EQ(codesOf(nullptr), std::tuple(false, 1U, 1U)) << "written despite a null argument";
-  EXPECT_EQ(codesOf("ZAVQuillVideoCodec1"), std::tuple(true, 0x5A415620U, 0x514C4C31U));
-  EXPECT_EQ(codesOf("ZAVMVC1 "), std::tuple(true, 0x4D437074U, 0x56433120U));
-  EXPECT_EQ(codesOf("\xFF\xFE\x80\x81VC1 "), std::tuple(true, 0xFFFE8081U, 0x56433120U));
-  EXPECT_EQ(codesOf("ninechars"), std::tuple(false, 0U, 0U));
-  EXPECT_EQ(KelCharToUInt32(reinterpret_cast<const unsigned char*>("\xFF\xFE\x80\x81")), 0xFFFE8081U);
+  EXPECT_EQ(KelFindClosestStdFrameRate(NAN, HUGE_VAL, &difference), 0.0);
+  EXPECT_TRUE(std::isnan(difference) && std::isnan(KelFindNextStdFrameRate(NAN)));
 }
 
 TEST(CloseEnough, ComputesInThePrecisionOfItsArguments) {

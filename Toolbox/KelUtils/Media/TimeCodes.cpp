@@ -1,13 +1,12 @@
 #include "Toolbox/KelUtils/Media/TimeCodes.h"
 
 #include "Toolbox/KelUtils/Numbers/SaturatingCast.h"
+#include "Toolbox/KelUtils/Text/Internal/TokenScanner.h"
 #include "Toolbox/KelUtils/Text/Text.h"
-#include "Toolbox/KelUtils/Text/Tokens.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <list>
 
 namespace {
 
@@ -21,14 +20,16 @@ bool Contains(const std::string& text, char character) { return text.find(charac
 }  // namespace
 
 KelTimeCode KelStringToTimeCode(const std::string& text, bool useFrames) {
-  std::list<std::string> tokens;
-  KelTokenize(tokens, KelReplace(text, ";", ":"), ':', '"', false);
-
   std::array<int, 4> fields{};
   auto* field = fields.begin();
-  for (auto token = tokens.begin(); token != tokens.end() && field != fields.end(); ++token, ++field) {
-    *field = KelConvertToScalar<int>(token->c_str());
-  }
+  // Only what is needed is tokenized, and nothing is copied: a number ends where its token ends at the latest, since
+  // separator, quote and the terminating NUL are not part of any number.
+  ScanTokens(
+      text, [](char c) { return c == ':' || c == ';'; }, '"', false,
+      [&](const char* token, const char* /*tokenEnd*/) {
+        *field = KelConvertToScalar<int>(token);
+        return ++field != fields.end();
+      });
 
   KelTimeCode code{};
   code.hours = static_cast<short>(fields[0]);
@@ -68,7 +69,7 @@ std::string KelMakeTimeStamp(unsigned long long time, unsigned long long timeSca
 }
 
 std::string KelMakeTimeStamp(long long time, unsigned long long timeScale) {
-  // The magnitude is formed without sign, because that of the lowest time has no signed form.
+  // The magnitude is computed unsigned, because that of the lowest time does not fit in a signed number.
   const auto ticks = static_cast<unsigned long long>(time);
   return time < 0 ? std::string("-").append(KelMakeTimeStamp(0 - ticks, timeScale))
                   : KelMakeTimeStamp(ticks, timeScale);
