@@ -124,7 +124,7 @@ void RegisterEncode() {
 void RegisterMatch() {
   TEnumTexts names;
   for (const char* name : {"Mono", "Stereo", "5.1", "6.1", "7.1"}) {
-    names.Append(name);
+    names.Append(name, 0);
   }
   for (const char* text : {"Mono", "Stereo", "7.1", "STEREO", "st", "Stereo Wide", "Quadraphonic"}) {
     const std::string work = std::string("match ") + text;

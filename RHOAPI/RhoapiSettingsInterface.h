@@ -8,13 +8,13 @@
 /// sub-interface appends its own operations behind the common ones.
 ///
 /// Rules for all of them:
-/// - Texts go in and come out as NUL-terminated byte strings. A setter copies; a getter's pointer belongs to the
-/// setting
-///   and stays valid until that text is set again or the setting ends. A null text counts as the empty one, unless an
+/// - Texts go in and come out as NUL-terminated byte strings. A setter copies. A getter's pointer belongs to the setting
+///   and stays valid until that text is set again, its list is replaced or cleared, the setting is assigned to, or the
+///   setting ends. Adding entries to a list invalidates no text. A null text counts as the empty one, unless an
 ///   operation says otherwise.
 /// - Flags are unsigned integers, 0 for no and anything else for yes, kept exactly as given.
-/// - No operation reports an error: what a setting cannot take leaves it unchanged, and the caller learns so by reading
-///   back. Only memory running out throws (std::bad_alloc).
+/// - No operation reports an error: a setting ignores what it cannot take, and the caller learns so by reading back. Only
+///   running out of memory throws (std::bad_alloc).
 /// - A setting is used by one thread at a time. Its owner, normally the plug-in object, ends its life.
 
 #include "Toolbox/KelUtils/Media/TimeCodes.h"
@@ -35,6 +35,9 @@ enum ESettingType : unsigned int {
   kSettingTypeArray = 12,
 };
 
+/// The highest type code; they have no gaps. For code that has to treat every kind.
+inline constexpr ESettingType kLastSettingType = kSettingTypeArray;
+
 /// What every setting answers.
 class ISetting {
  public:
@@ -54,7 +57,8 @@ class ISetting {
   /// Whether the control is enabled. Unless a setting stores it: always 1, and setting it does nothing.
   virtual void SetIsActive(unsigned int /*active*/) {}
   virtual unsigned int GetIsActive() const { return 1; }
-  /// A new setting of the same class and state, owned by the caller, who deletes it. Throws std::bad_alloc.
+  /// A new setting of the same class and state, owned by the caller, who deletes it. Throws std::bad_alloc. A class
+  /// derived from one of the module's setting classes has to override it: the inherited operation copies the base alone.
   virtual ISetting* CreateCopy() const = 0;
   /// Whether the setting may be left unspecified (shown with a check box), ...
   virtual void SetIsOptional(unsigned int optional) = 0;

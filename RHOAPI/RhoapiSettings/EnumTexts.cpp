@@ -27,8 +27,16 @@ int TEnumTexts::FindExactly(const char* text) const {
   if (text == nullptr) {
     return -1;
   }
-  const auto found = std::find(m_texts.begin(), m_texts.end(), std::string_view(text));
-  return found == m_texts.end() ? -1 : static_cast<int>(found - m_texts.begin());
+  const auto found =
+      std::find_if(m_entries.begin(), m_entries.end(),
+                   [wanted = std::string_view(text)](const EnumEntry& entry) { return entry.text == wanted; });
+  return found == m_entries.end() ? -1 : static_cast<int>(found - m_entries.begin());
+}
+
+int TEnumTexts::FindNumber(int number) const {
+  const auto found = std::find_if(m_entries.begin(), m_entries.end(),
+                                  [number](const EnumEntry& entry) { return entry.number == number; });
+  return found == m_entries.end() ? -1 : static_cast<int>(found - m_entries.begin());
 }
 
 unsigned int TEnumTexts::FindLeniently(const char* text) const {
@@ -39,21 +47,21 @@ unsigned int TEnumTexts::FindLeniently(const char* text) const {
   const std::string_view wanted(text);
   unsigned int ignoringCase = none;
   unsigned int prefix = none;
-  for (unsigned int index = 0; index < none; ++index) {
-    const std::string_view entry = m_texts[index];
-    if (entry == wanted) {
+  unsigned int index = 0;
+  for (const EnumEntry& entry : m_entries) {
+    if (entry.text == wanted) {
       return index;
     }
-    const std::size_t common = std::min(entry.size(), wanted.size());
-    if (!std::equal(entry.begin(), entry.begin() + static_cast<std::ptrdiff_t>(common), wanted.begin(),
-                    EqualIgnoringCase)) {
-      continue;
+    const std::size_t common = std::min(entry.text.size(), wanted.size());
+    if (std::equal(wanted.begin(), wanted.begin() + static_cast<std::ptrdiff_t>(common), entry.text.begin(),
+                   EqualIgnoringCase)) {
+      if (entry.text.size() != wanted.size()) {
+        prefix = index;
+      } else if (ignoringCase == none) {
+        ignoringCase = index;
+      }
     }
-    if (entry.size() != wanted.size()) {
-      prefix = index;
-    } else if (ignoringCase == none) {
-      ignoringCase = index;
-    }
+    ++index;
   }
   return ignoringCase != none ? ignoringCase : prefix;
 }

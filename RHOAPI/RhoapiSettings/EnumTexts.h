@@ -2,26 +2,48 @@
 
 #include "RHOAPI/RHOAPIExport.h"
 
+#include <deque>
 #include <string>
-#include <vector>
 
 /// A copy of `text` with every byte passed through the C library's tolower: in the C locale A to Z become a to z and
 /// all other bytes stay. Null counts as empty.
 RHOAPI_EXPORT std::string to_lower_case(const std::string& text);
 RHOAPI_EXPORT std::string to_lower_case(const char* text);
 
-/// The entries of an enumeration and the ways to find one. A null text is found nowhere.
+/// An entry of an enumeration. Not nested in TEnumTexts, whose name would export what the compiler makes for it.
+struct EnumEntry {
+  std::string text;
+  int number;
+};
+
+/// The entries of an enumeration, each a text with a number, and the ways to find one. A null text is found nowhere.
+/// Appending leaves the texts of all other entries where they are.
 class RHOAPI_EXPORT TEnumTexts {
  public:
-  unsigned int Size() const { return static_cast<unsigned int>(m_texts.size()); }
+  TEnumTexts() = default;
+  TEnumTexts(const TEnumTexts&) = default;
+  /// When memory runs out nothing changes.
+  TEnumTexts& operator=(const TEnumTexts& other) { return *this = TEnumTexts(other); }
+  /// Swaps the entries: unlike moving them, that takes no memory.
+  TEnumTexts& operator=(TEnumTexts&& other) noexcept {
+    m_entries.swap(other.m_entries);
+    return *this;
+  }
+  ~TEnumTexts() = default;
+
+  unsigned int Size() const { return static_cast<unsigned int>(m_entries.size()); }
   /// The text at `index`; empty when there is none.
-  const char* At(unsigned int index) const { return index < m_texts.size() ? m_texts[index].c_str() : ""; }
-  /// `text` is not null.
-  void Append(const char* text) { m_texts.emplace_back(text); }
-  void Clear() { m_texts.clear(); }
+  const char* At(unsigned int index) const { return index < m_entries.size() ? m_entries[index].text.c_str() : ""; }
+  /// The number at `index`; 0 when there is none.
+  int NumberAt(unsigned int index) const { return index < m_entries.size() ? m_entries[index].number : 0; }
+  /// `text` is not null. When memory runs out nothing changes.
+  void Append(const char* text, int number) { m_entries.push_back({text, number}); }
+  void Clear() { m_entries.clear(); }
 
   /// Index of the first entry that equals `text`, letter case included, or -1.
   int FindExactly(const char* text) const;
+  /// Index of the first entry with that number, or -1.
+  int FindNumber(int number) const;
 
   /// The rule by which an enumeration takes a text. The best of: the first entry that equals `text`; the first that
   /// equals it but for letter case; the last that, letter case ignored, is a prefix of `text` or has it as prefix.
@@ -30,5 +52,5 @@ class RHOAPI_EXPORT TEnumTexts {
   unsigned int FindLeniently(const char* text) const;
 
  private:
-  std::vector<std::string> m_texts;
+  std::deque<EnumEntry> m_entries;  // a deque, whose elements never move: hosts hold pointers to the texts
 };

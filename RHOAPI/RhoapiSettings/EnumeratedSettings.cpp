@@ -14,7 +14,7 @@ EnumSetting::EnumSetting(const char* label, const char* presetLabel, const char*
 
 void EnumSetting::AddAnEnum(const char* text) {
   if (text != nullptr) {
-    m_texts.Append(text);
+    m_texts.Append(text, 0);
   }
 }
 
@@ -22,7 +22,7 @@ void EnumSetting::ResetAllowableValues(unsigned int count, const char** values) 
   TEnumTexts replacement;
   for (unsigned int index = 0; values != nullptr && index < count; ++index) {
     if (values[index] != nullptr) {
-      replacement.Append(values[index]);
+      replacement.Append(values[index], 0);
     }
   }
   m_selected = static_cast<unsigned int>(std::max(replacement.FindExactly(GetValue()), 0));
@@ -33,20 +33,9 @@ unsigned int EnumSetting::FindIndexOfEnum(const char* text) const { return m_tex
 
 StringEnumSetting::StringEnumSetting(const char* label, const char* presetLabel) : TEnumSetting(label, presetLabel) {}
 
-void StringEnumSetting::AddValue(const char* name, int number) {
-  m_numbers.push_back(number);
-  try {
-    m_texts.Append(OrEmpty(name));
-  } catch (...) {
-    m_numbers.pop_back();
-    throw;
-  }
-}
+void StringEnumSetting::AddValue(const char* name, int number) { m_texts.Append(OrEmpty(name), number); }
 
-void StringEnumSetting::Clear() {
-  m_texts.Clear();
-  m_numbers.clear();
-}
+void StringEnumSetting::Clear() { m_texts.Clear(); }
 
 void StringEnumSetting::SetValue(int number) {
   if (const int index = FindIndexOf(number); index >= 0) {
@@ -54,13 +43,8 @@ void StringEnumSetting::SetValue(int number) {
   }
 }
 
-int StringEnumSetting::GetValueInt() const { return GetAllowableIntValue(m_selected); }
+int StringEnumSetting::GetValueInt() const { return m_texts.NumberAt(m_selected); }
 
-int StringEnumSetting::GetAllowableIntValue(unsigned int index) const {
-  return index < m_numbers.size() ? m_numbers[index] : 0;
-}
+int StringEnumSetting::GetAllowableIntValue(unsigned int index) const { return m_texts.NumberAt(index); }
 
-int StringEnumSetting::FindIndexOf(int number) const {
-  const auto found = std::find(m_numbers.begin(), m_numbers.end(), number);
-  return found == m_numbers.end() ? -1 : static_cast<int>(found - m_numbers.begin());
-}
+int StringEnumSetting::FindIndexOf(int number) { return m_texts.FindNumber(number); }

@@ -1,21 +1,24 @@
 #pragma once
 
-/// One choice from a list of texts, taken leniently (see TEnumTexts). Hosts handle both classes alike.
+/// One choice from a list of texts. A value given as text is matched leniently (TEnumTexts::FindLeniently). Hosts treat
+/// both classes alike.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/EnumTexts.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"
 
-#include <vector>
-
-/// What both classes have in common: the texts and which of them is selected.
+/// What both classes have in common: the entries and which of them is selected.
 template <class Concrete>
 class TEnumSetting : public TSetting<Concrete, IEnumSetting, kSettingTypeEnum> {
   using Base = TSetting<Concrete, IEnumSetting, kSettingTypeEnum>;
 
  public:
   const char* GetValue() const override { return m_texts.At(m_selected); }
-  void SetValue(const char* text) override { SetSelected(m_texts.FindLeniently(text)); }
+  void SetValue(const char* text) override {
+    if (const unsigned int index = m_texts.FindLeniently(text); index < m_texts.Size()) {
+      m_selected = index;
+    }
+  }
   void SetSelected(unsigned int index) override {
     if (index < m_texts.Size()) {
       m_selected = index;
@@ -37,17 +40,21 @@ class TEnumSetting : public TSetting<Concrete, IEnumSetting, kSettingTypeEnum> {
 class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
  public:
   EnumSetting();
-  /// Lists the `count` texts at `values`, nulls skipped, then selects `value`; where that matches nothing the first
-  /// entry stays selected, or the first empty one.
+  EnumSetting(const EnumSetting&) = default;
+  /// When memory runs out nothing changes.
+  EnumSetting& operator=(const EnumSetting& other) { return *this = EnumSetting(other); }
+  EnumSetting& operator=(EnumSetting&&) = default;
+  /// Lists the `count` texts at `values`, nulls skipped, then selects `value`. When that matches nothing, the first
+  /// empty entry is selected, or the first entry when none is empty.
   EnumSetting(const char* label, const char* presetLabel, const char* value, unsigned int count, const char** values);
 
   /// The selected index.
   unsigned int GetSelected() const override { return m_selected; }
 
-  /// Appends an entry; the selection stays. Null is ignored.
+  /// Appends an entry; the selection stays. Null is ignored. When memory runs out nothing changes.
   void AddAnEnum(const char* text);
-  /// Replaces the list, nulls skipped. The selection follows its text where that is still listed and falls back to the
-  /// first entry otherwise. When memory runs out nothing changes.
+  /// Replaces the list, nulls skipped. The entry with the selected text stays selected, and the first entry is selected
+  /// when there is none. When memory runs out nothing changes.
   void ResetAllowableValues(unsigned int count, const char** values);
   /// Index of the entry that matches `text` leniently, or the number of entries. Null matches nothing.
   unsigned int FindIndexOfEnum(const char* text) const;
@@ -58,13 +65,17 @@ class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
 class RHOAPI_EXPORT StringEnumSetting : public TEnumSetting<StringEnumSetting> {
  public:
   StringEnumSetting(const char* label, const char* presetLabel);
+  StringEnumSetting(const StringEnumSetting&) = default;
+  /// When memory runs out nothing changes.
+  StringEnumSetting& operator=(const StringEnumSetting& other) { return *this = StringEnumSetting(other); }
+  StringEnumSetting& operator=(StringEnumSetting&&) = default;
 
   /// The number of the selected pair, not its index; 0 when there is none.
   unsigned int GetSelected() const override { return static_cast<unsigned int>(GetValueInt()); }
 
-  /// Appends a pair; the selection stays. A null name counts as empty.
+  /// Appends a pair; the selection stays. A null name counts as empty. When memory runs out nothing changes.
   void AddValue(const char* name, int number);
-  /// Empties the list. The selected index stays and selects again once the list has grown past it.
+  /// Empties the list. The selected index stays and selects an entry again when the list has grown past it.
   void Clear();
   using TEnumSetting::SetValue;
   /// Selects the first pair with that number; nothing when there is none.
@@ -75,8 +86,5 @@ class RHOAPI_EXPORT StringEnumSetting : public TEnumSetting<StringEnumSetting> {
   int GetAllowableIntValue(unsigned int index) const;
   using TEnumSetting::FindIndexOf;
   /// Index of the first pair with that number, or -1.
-  int FindIndexOf(int number) const;
-
- private:
-  std::vector<int> m_numbers;
+  int FindIndexOf(int number);
 };

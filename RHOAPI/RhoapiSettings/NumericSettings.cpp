@@ -2,7 +2,6 @@
 
 #include "Toolbox/KelUtils/Numbers/SaturatingCast.h"
 
-#include <algorithm>
 #include <cmath>
 
 UnsignedIntSetting::UnsignedIntSetting() : UnsignedIntSetting("", "", 0, 0, 0, 0, nullptr) {}
@@ -13,14 +12,10 @@ UnsignedIntSetting::UnsignedIntSetting(const char* label, const char* presetLabe
   ResetAllowableValues(count, values);
 }
 
-void UnsignedIntSetting::AddAllowableValue(unsigned int value) {
-  m_allowableValues.insert(std::upper_bound(m_allowableValues.begin(), m_allowableValues.end(), value), value);
-}
+void UnsignedIntSetting::AddAllowableValue(unsigned int value) { m_allowableValues.Add(value); }
 
 void UnsignedIntSetting::ResetAllowableValues(unsigned int count, unsigned int* values) {
-  // Where the memory at hand is too small, assign takes new memory before it lets go of anything.
-  m_allowableValues.assign(values, values == nullptr ? values : values + count);
-  std::sort(m_allowableValues.begin(), m_allowableValues.end());
+  m_allowableValues.Assign(count, values);
 }
 
 IntSetting::IntSetting() : IntSetting("", "", 0, 0, 0, 0, nullptr) {}
@@ -28,7 +23,9 @@ IntSetting::IntSetting() : IntSetting("", "", 0, 0, 0, 0, nullptr) {}
 IntSetting::IntSetting(const char* label, const char* presetLabel, int value, int min, int max, int count, int* values)
     : TNumericSetting(label, presetLabel, value, min, max), m_allowableValues(count, values) {}
 
-void IntSetting::ResetAllowableValues(int count, int* values) { m_allowableValues = {count, values}; }
+void IntSetting::ResetAllowableValues(unsigned int count, int* values) {
+  m_allowableValues = {static_cast<int>(count), values};
+}
 
 void IntSetting::ResetMinMax(int min, int max) { SetRange(min, max); }
 

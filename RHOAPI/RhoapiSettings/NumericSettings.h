@@ -7,6 +7,7 @@
 #include "RHOAPI/RhoapiSettings/Setting.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 /// What the numeric kinds have in common: everything but the allowable values.
@@ -54,6 +55,46 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
   Value m_max;
 };
 
+/// Allowable values of the setting's own, in ascending order, duplicates included. Adding n values in any order takes
+/// n log n steps: they are put in order when somebody next asks for one.
+class TAscendingValues {
+ public:
+  /// When memory runs out nothing changes.
+  void Add(unsigned int value) { m_values.push_back(value); }
+  /// Replaces the values by the `count` at `values`, none when that is null. When memory runs out nothing changes.
+  void Assign(unsigned int count, const unsigned int* values) {
+    // Where the memory at hand is too small, the copy of these values comes before the loss of the old ones.
+    std::vector<unsigned int> copy;
+    if (values != nullptr) {
+      copy.assign(values, values + count);
+    }
+    m_values.swap(copy);
+    m_ordered = 0;
+  }
+  unsigned int Size() const { return static_cast<unsigned int>(m_values.size()); }
+  unsigned int At(unsigned int index) const { return index < m_values.size() ? Ordered()[index] : 0; }
+  /// Index of the first element that equals `value`, or -1.
+  int Find(unsigned int value) const {
+    const std::vector<unsigned int>& values = Ordered();
+    const auto found = std::lower_bound(values.begin(), values.end(), value);
+    return found != values.end() && *found == value ? static_cast<int>(found - values.begin()) : -1;
+  }
+
+ private:
+  const std::vector<unsigned int>& Ordered() const {
+    if (m_ordered != m_values.size()) {
+      const auto added = m_values.begin() + static_cast<std::ptrdiff_t>(m_ordered);
+      std::sort(added, m_values.end());
+      std::inplace_merge(m_values.begin(), added, m_values.end());
+      m_ordered = m_values.size();
+    }
+    return m_values;
+  }
+
+  mutable std::vector<unsigned int> m_values;
+  mutable std::size_t m_ordered = 0;  // so many at the front are in order
+};
+
 /// An unsigned number. The setting owns its allowable values and keeps them in ascending order, duplicates included.
 class RHOAPI_EXPORT UnsignedIntSetting
     : public TNumericSetting<UnsignedIntSetting, IUnsignedIntSetting, kSettingTypeUnsignedInt, unsigned int> {
@@ -63,25 +104,18 @@ class RHOAPI_EXPORT UnsignedIntSetting
   UnsignedIntSetting(const char* label, const char* presetLabel, unsigned int value, unsigned int min, unsigned int max,
                      unsigned int count, unsigned int* values);
 
-  unsigned int GetNumberOfAllowableValues() const override {
-    return static_cast<unsigned int>(m_allowableValues.size());
-  }
-  unsigned int GetAllowableValue(unsigned int index) const override {
-    return index < m_allowableValues.size() ? m_allowableValues[index] : 0;
-  }
-  int FindIndexOf(unsigned int value) override {
-    const auto found = std::lower_bound(m_allowableValues.begin(), m_allowableValues.end(), value);
-    const bool isThere = found != m_allowableValues.end() && *found == value;
-    return isThere ? static_cast<int>(found - m_allowableValues.begin()) : -1;
-  }
+  unsigned int GetNumberOfAllowableValues() const override { return m_allowableValues.Size(); }
+  unsigned int GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
+  int FindIndexOf(unsigned int value) override { return m_allowableValues.Find(value); }
 
+  /// Adds one allowable value; an equal one is kept beside it. When memory runs out nothing changes.
   void AddAllowableValue(unsigned int value);
   /// Replaces the allowable values. Neither the value nor the constrained flag changes, so a constrained setting may be
   /// left with a value that is no longer allowable. When memory runs out nothing changes.
   void ResetAllowableValues(unsigned int count, unsigned int* values);
 
  private:
-  std::vector<unsigned int> m_allowableValues;
+  TAscendingValues m_allowableValues;
 };
 
 /// Allowable values that stay the caller's: count and pointer are kept as given, in the caller's order, and copies of
@@ -125,7 +159,8 @@ class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting,
     return m_allowableValues.Find([value](int allowable) { return allowable == value; });
   }
 
-  void ResetAllowableValues(int count, int* values);
+  /// Keeps `count` and `values` as given; a count beyond int counts as 0.
+  void ResetAllowableValues(unsigned int count, int* values);
   /// Replaces the range; the value stays.
   void ResetMinMax(int min, int max);
 
@@ -133,8 +168,8 @@ class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting,
   TBorrowedValues<int, int> m_allowableValues;
 };
 
-/// A floating-point number; see TBorrowedValues for who owns the allowable values. Two numbers count as equal when they
-/// agree in thousandths, cut towards zero after adding a twentieth of one: 29.97 equals 29.9704 but not 29.969.
+/// A floating-point number; see TBorrowedValues for who owns the allowable values. Two numbers count as equal when their
+/// thousandths are equal, truncated toward zero after adding a twentieth of one: 29.97 equals 29.9704 but not 29.969.
 class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubleSetting, kSettingTypeDouble, double> {
  public:
   DoubleSetting();
@@ -143,15 +178,15 @@ class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubl
 
   unsigned int GetNumberOfAllowableValues() const override { return m_allowableValues.Size(); }
   double GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
-  /// Numbers beyond what 64 bits can count in thousandths compare equal to one another; NaN equals nothing.
+  /// Numbers whose thousandths do not fit in 64 bits equal all such numbers of the same sign; NaN equals nothing.
   int FindIndexOf(double value) override {
     return m_allowableValues.Find([value](double allowable) { return AreEqual(allowable, value); });
   }
 
   void ResetAllowableValues(unsigned int count, double* values);
 
-  /// Steps per unit in which numbers are compared, and what is added to a number first. Shared by all settings of this
-  /// kind, read on every comparison.
+  /// Steps per unit in which numbers are compared, and what is added to a number before. Shared by all settings of this
+  /// kind and read on every comparison.
   static int m_comparePrecision;
   static double m_compareRounding;
 

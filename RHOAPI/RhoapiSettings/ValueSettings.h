@@ -1,7 +1,7 @@
 #pragma once
 
-/// The kinds that hold one value and no list of allowable ones. They take what they are given, unchecked; where a class
-/// says no more, its constructor takes the starting value and the rest is its interface.
+/// The kinds that hold one value and no list of allowable values. They store what they are given, unchecked. Constructors
+/// take the starting value; the other operations are those of the interface unless a class says more.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"
@@ -37,7 +37,7 @@ class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSe
   std::string m_value;
 };
 
-/// A path of at most 255 characters; of a longer one the rest is dropped without notice.
+/// A path of at most 255 characters; a longer one is truncated without notice.
 class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSettingTypeFile> {
  public:
   explicit FileSetting(unsigned int dialogHint);
@@ -116,8 +116,8 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
     : public TAlwaysActiveSetting<UnsignedIntArraySetting, IUnsignedIntArraySetting, kSettingTypeUnsignedIntArray> {
  public:
   UnsignedIntArraySetting();
-  /// Copies the `count` numbers at `values` (none where that is null) and, unless `valueLabels` is null, as many
-  /// labels.
+  /// Copies the `count` numbers at `values` and, unless `valueLabels` is null, `count` labels. With null `values` the
+  /// setting has no values, but the labels all the same.
   UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count, unsigned int* values,
                           const char** valueLabels, unsigned int min, unsigned int max);
 
@@ -161,7 +161,8 @@ class RHOAPI_EXPORT ByteArraySetting
 
   unsigned int GetDataSize() const override { return static_cast<unsigned int>(m_data.size()); }
   const unsigned char* GetData() const override { return m_data.data(); }
-  /// `data` may lie within the bytes that the setting holds. Null bytes count as none.
+  /// `data` may lie within the bytes that the setting holds. Null counts as no bytes. When memory runs out nothing
+  /// changes.
   void SetData(const unsigned char* data, unsigned int size) override {
     m_data = data == nullptr ? std::vector<unsigned char>() : std::vector<unsigned char>(data, data + size);
   }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 #include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,31 @@ RC_GTEST_PROP(EnumeratedSettings, TakeTextsLeniently, ()) {
   const unsigned kept = Find(later, entries[selected]);
   RC_ASSERT(setting.GetSelected() == (kept < later.size() ? kept : 0));  // the selection follows its text
   RC_ASSERT(setting.GetValue() == (later.empty() ? "" : later[setting.GetSelected()]));
+}
+
+// Hosts keep the pointers that getters gave them.
+TEST(EnumeratedSettings, LeaveTheirTextsWhereTheyAre) {
+  const char* entries[] = {"one", "two"};
+  EnumSetting setting("", "", "one", 2, entries);
+  StringEnumSetting pairs("", "");
+  pairs.AddValue("one", 1);
+  const std::array<const char*, 3> texts{setting.GetValue(), setting.GetAllowableValue(1), pairs.GetValue()};
+  for (int added = 0; added < 1000; ++added) {
+    setting.AddAnEnum("another");
+    pairs.AddValue("another", 2);
+  }
+  EXPECT_EQ(texts, (std::array{setting.GetValue(), setting.GetAllowableValue(1), pairs.GetValue()}));
+}
+
+TEST(EnumeratedSettings, SelectNothingWithoutAMatch) {
+  struct Counting : StringEnumSetting {
+    Counting() : StringEnumSetting("", "") {}
+    void SetSelected(unsigned int /*index*/) override { ++calls; }
+    int calls = 0;
+  } setting;
+  setting.AddValue("one", 1);
+  setting.SetValue("two");
+  EXPECT_EQ(setting.calls, 0);
 }
 
 TEST(StringEnumSetting, FindsPairsByNumberAndOutlivesItsList) {

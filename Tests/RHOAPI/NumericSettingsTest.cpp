@@ -41,8 +41,13 @@ TEST(NumericSettings, ApplyTheConstraintAndNeverTheRange) {
 RC_GTEST_PROP(UnsignedIntSetting, KeepsItsValuesAscending, (std::vector<unsigned> values, unsigned char added)) {
   std::for_each(values.begin(), values.end(), [](unsigned& value) { value %= 256; });  // for equal ones
   UnsignedIntSetting setting("", "", 0, 0, 0, static_cast<unsigned>(values.size()), values.data());
-  setting.AddAllowableValue(added);
-  values.push_back(added);
+  const UnsignedIntSetting copy(setting);
+  for (const unsigned value : {added + 0U, 128U, added / 2U}) {  // the first two together, then one after a look
+    setting.AddAllowableValue(value);
+    values.push_back(value);
+    RC_ASSERT(value == 128 || setting.FindIndexOf(value) >= 0);
+  }
+  RC_ASSERT(setting.GetNumberOfAllowableValues() == copy.GetNumberOfAllowableValues() + 3);
   std::sort(values.begin(), values.end());
   for (unsigned index = 0; index < values.size(); ++index) {
     RC_ASSERT(setting.GetAllowableValue(index) == values[index]);
@@ -58,7 +63,8 @@ TEST(IntSetting, SharesTheCallersArrayWithItsCopies) {
   allowable[1] = 7;
   EXPECT_TRUE(copy.FindIndexOf(7) == 1 && copy.FindIndexOf(9) == 0 && copy.FindIndexOf(-3) == -1);
   copy.ResetMinMax(-5, 5);
-  copy.ResetAllowableValues(-1, allowable);
+  copy.ResetAllowableValues(~0U, allowable);
+  static_assert(std::is_same_v<decltype(&IntSetting::ResetAllowableValues), void (IntSetting::*)(unsigned, int*)>);
   EXPECT_TRUE(copy.FindIndexOf(9) == -1 && copy.GetMinValue() == -5 && copy.GetMaxValue() == 5);
   copy.SetValue(9);
   copy.ResetMinMax(-1, 1);
@@ -69,8 +75,8 @@ TEST(DoubleSetting, ComparesInThousandths) {
   using Case = std::tuple<double, double, bool>;
   const Case cases[] = {{29.9704, 29.97, true},    {29.969, 29.97, false},    {-0.0004, 0.0004, true},
                         {0.00094, -0.00104, true}, {0.00096, 0, false},       {-0.00106, 0, false},
-                        {HUGE_VAL, 1e300, true},   {-HUGE_VAL, 1e300, false}, {NAN, 0, false},
-                        {0, NAN, false},           {NAN, NAN, false}};
+                        {HUGE_VAL, 1e300, true},   {-HUGE_VAL, 1e300, false}, {-1e300, -1e17, true},
+                        {NAN, 0, false},           {0, NAN, false},           {NAN, NAN, false}};
   for (const auto& [value, listed, equal] : cases) {
     double allowable = listed;
     DoubleSetting setting("", "", 1, 0, 0, 1, &allowable);

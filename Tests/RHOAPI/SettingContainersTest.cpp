@@ -42,6 +42,7 @@ TEST(SettingContainers, ListWhatBelongsToOthers) {
   const auto copy = CopyOf(*group);
   const auto& same = *copy;
   *copy = same;
+  EXPECT_EQ(copy->GetNumberOfSettings(), 2U) << "after assignment to itself";
   *copy = *group;
   group.reset();
   EXPECT_EQ(ReadSlots(copy.get(), 19, "u"), " 2");

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <set>
 
 namespace {
 
@@ -62,6 +63,14 @@ TEST(Settings, KeepWhatTheyAreGivenAndHandItToTheirCopies) {
     EXPECT_STREQ(setting->GetToolTipText(), "") << whenNew;
     EXPECT_EQ(ReadSlots(copy.get(), 2, kCommonGetters), whenUsed);
   }
+}
+
+TEST(Settings, HaveTypeCodesWithoutGaps) {
+  std::set<unsigned> codes{SettingsGroup().GetType()};
+  for (const Kind& kind : kKinds) {
+    codes.insert(kind.make(false)->GetType());
+  }
+  EXPECT_TRUE(codes.size() == kLastSettingType && *codes.begin() == 1 && *codes.rbegin() == kLastSettingType);
 }
 
 TEST(SettingHelpers, TreatTheCheckBoxesOfAllKindsAlike) {

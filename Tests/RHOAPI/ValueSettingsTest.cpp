@@ -65,12 +65,19 @@ TEST(ValueSettings, NeverChangeTheLengthOfANumberArray) {
   EXPECT_EQ(read, (std::array<unsigned, 3>{1, 9, 3}));
   CallSlot(&setting, 23, numbers.data() + 2, 2U);
   EXPECT_EQ(CallSlot<unsigned>(&setting, 20, 0U), 1);
+  CallSlot(&setting, 23, static_cast<unsigned*>(nullptr), 3U);
+  EXPECT_EQ(CallSlot<unsigned>(&setting, 20, 0U), 1);
   CallSlot(&setting, 23, numbers.data() + 1, 4U);
   EXPECT_TRUE(CallSlot<unsigned>(&setting, 20, 2U) == 4 && CallSlot<unsigned>(&setting, 20, 3U) == 0);
   const auto labelOf = [&copy](unsigned index) { return CallSlot<const char*>(copy.get(), 24, index); };
   EXPECT_EQ(std::string(labelOf(0)) + labelOf(1) + labelOf(2), "onethree");
   EXPECT_EQ(labelOf(3), nullptr);
   EXPECT_EQ(UnsignedIntArraySetting("", "", 3, numbers.data(), nullptr, 0, 0).GetValueLabel(0), nullptr);
+  UnsignedIntArraySetting labelled("", "", 3, nullptr, labels.data(), 0, 0);
+  labelled.SetValues(nullptr, 3);
+  labelled.GetValues(nullptr, 3);
+  EXPECT_EQ(labelled.GetNumberOfValues(), 0U);
+  EXPECT_STREQ(labelled.GetValueLabel(2), "three");
 }
 
 TEST(ValueSettings, HoldBytesOfTheirOwn) {

@@ -2,6 +2,7 @@
 #include "RHOAPI/RHOAPIPacketBundle.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 #include "RHOAPI/RhoapiSettings.h"
+#include "Tests/Support/Slots.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -12,6 +13,7 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 // What this program's operator new and delete have done and shall do. The module allocates through them.
 namespace {
@@ -133,15 +135,90 @@ TEST(Memory, ThatRunsOutCostsNothingButTheCall) {
   ASSERT_EQ(run.out.packets->size(), 1U) << "a flush may be tried again";
   EXPECT_EQ(run.out.packets->get(0)->getDataSize(), 2 * sizeof run.bytes) << "nothing was lost";
 
-  StringEnumSetting pairs("", "");
-  pairs.AddValue("first", 1);
-  const std::string name(100, 'x');
-  for (const int n : {1, 2}) {
-    failing = n;
-    EXPECT_THROW(pairs.AddValue(name.c_str(), 2), std::bad_alloc);
+  run.codec->GetSampleSizeSetting()->SetValue(8);
+  run.codec->GetChannelModeSetting()->SetValue("Mono");
+  run.codec->SetFrameRateHint(1);
+  for (const unsigned packet : {0x80000000U, 0xFFFFFFFFU}) {
+    run.codec->GetSampleRateSetting()->SetValue(packet);
+    failing = 1;
+    EXPECT_EQ(run.codec->CompressFrameBegin(nullptr), 0x80010001) << "packets of less than 2^32 bytes are not refused";
   }
-  pairs.AddValue("third", 3);
-  EXPECT_EQ(pairs.GetAllowableIntValue(1), 3) << "names and numbers stay side by side";
+}
+
+// What a setting shows of its value and its list.
+std::string Describe(const ISetting& setting) {
+  if (setting.GetType() == kSettingTypeUnsignedInt) {
+    return ReadSlots(&setting, 21, "u...u");
+  }
+  if (setting.GetType() == kSettingTypeArray) {
+    const auto* const first = CallSlot<const ISetting*>(&setting, 20, 0U);
+    return ReadSlots(&setting, 19, "u") + (first == nullptr ? "" : Describe(*first));
+  }
+  std::string text = ReadSlots(&setting, 4, "sss") + ReadSlots(&setting, 19, "s.u.u");
+  for (unsigned index = 0; index < CallSlot<unsigned>(&setting, 23); ++index) {
+    text += CallSlot<const char*>(&setting, 24, index);
+  }
+  return text;
+}
+
+// Runs `change` with the n-th allocation failing, for every n. It changes nothing until it succeeds.
+template <class Setting>
+void ExpectAllOrNothing(const char* name, Setting& setting, const std::function<void(Setting&)>& change) {
+  const std::string before = Describe(setting);
+  failRest = false;
+  long n = 0;
+  for (bool failed = true; failed;) {
+    failing = ++n;
+    try {
+      change(setting);
+      failed = false;
+    } catch (const std::bad_alloc&) {
+    }
+    failing = -1;
+    EXPECT_EQ(Describe(setting) == before, failed) << name << ", allocation " << n;
+  }
+  EXPECT_GT(n, 1) << name;
+}
+
+TEST(Memory, ThatRunsOutLeavesSettingsAsTheyWere) {
+  const std::string text(100, 'x');
+  std::vector<unsigned> numbers(100, 5);
+  std::vector<const char*> texts(100, text.c_str());
+  UnsignedIntSetting number("", "", 1, 0, 0, 1, numbers.data());
+  ExpectAllOrNothing<UnsignedIntSetting>("ResetAllowableValues", number,
+                                         [&](auto& s) { s.ResetAllowableValues(100, numbers.data()); });
+  EnumSetting list("", "", "x", 1, texts.data());
+  ExpectAllOrNothing<EnumSetting>("ResetAllowableValues", list,
+                                  [&](auto& s) { s.ResetAllowableValues(100, texts.data()); });
+  ExpectAllOrNothing<EnumSetting>("AddAnEnum", list, [&](auto& s) { s.AddAnEnum(text.c_str()); });
+  StringEnumSetting pairs("Old label", "Old");
+  pairs.AddValue(text.c_str(), 1);
+  ExpectAllOrNothing<StringEnumSetting>("AddValue", pairs, [&](auto& s) { s.AddValue(text.c_str(), 2); });
+  StringEnumSetting otherPairs(text.c_str(), text.c_str());
+  otherPairs.SetUnits(text.c_str());
+  for (int value = 0; value < 50; ++value) {
+    otherPairs.AddValue(text.c_str(), value);
+  }
+  ExpectAllOrNothing<StringEnumSetting>("assignment", pairs, [&](auto& s) { s = otherPairs; });
+  EXPECT_EQ(pairs.GetAllowableIntValue(49), 49);
+  const EnumSetting otherList(text.c_str(), text.c_str(), "", 2, texts.data());
+  ExpectAllOrNothing<EnumSetting>("assignment", list, [&](auto& s) { s = otherList; });
+  SettingArray array(0);
+  array.AddSetting(new UnsignedIntSetting(number));
+  SettingArray otherArray(0);
+  otherArray.AddSetting(new StringEnumSetting(pairs));
+  otherArray.AddSetting(new EnumSetting(list));
+  ExpectAllOrNothing<SettingArray>("assignment", array, [&](auto& s) { s = otherArray; });
+}
+
+TEST(Memory, IsNotTakenForTheRestOfATimeCode) {
+  std::string text;
+  for (int field = 0; field < 100; ++field) {
+    text += "\"a text of its own\":";
+  }
+  const long before = made;
+  EXPECT_EQ(KelStringToTimeCode(text, true).hours, 0);
+  EXPECT_EQ(made, before);
 }
 
 TEST(Memory, ReachesSampleTimesBeyond32Bits) {
