@@ -1,10 +1,7 @@
-// Paths and texts, against slow versions and other libraries.
+// Paths and texts of the module, against slow versions.
 
 #include "Fuzz/Fuzz.h"
-#include "Host/Text/Utf8.h"
 #include "Toolbox/KelUtils.h"
-
-#include <nlohmann/json.hpp>
 
 void Fuzz(FuzzedDataProvider& data) {
   const char one = data.ConsumeIntegralInRange('\1', '\x7F');
@@ -26,9 +23,6 @@ void Fuzz(FuzzedDataProvider& data) {
   int number = 0;
   std::istringstream(text.c_str()) >> number;
   Expect(KelConvertToScalar<int>(text.c_str()) == number);
-  using Json = nlohmann::json;
-  Expect(IsUtf8(text) == (Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::ignore)) == text));
-  Expect(IsUtf8(ToUtf8(text)) && (ToUtf8(text) == text) == IsUtf8(text));
 
   std::string path = "fails";
   KelSimplifyPath('/' + text, path);
