@@ -66,11 +66,12 @@ void Hang() {
 void* volatile g_block;
 
 /// What nobody has written to.
-unsigned char UnknownByte() {
+unsigned int UnknownNumber() {
   g_block = std::malloc(100);
-  const unsigned char byte = static_cast<unsigned char*>(g_block)[50];
+  const auto* const bytes = static_cast<unsigned char*>(g_block);
+  const unsigned int number = bytes[51] * 256U + bytes[50];
   std::free(g_block);
-  return byte;
+  return number;
 }
 
 std::array<unsigned int, 3> g_listed{1, 2, 2};
@@ -154,7 +155,7 @@ class Compressor : public CPCMCompressor {
     }
     m_hasBegun = true;
     if (kFault == "Uninitialised") {
-      SetFrameRateHint(20.0 + UnknownByte() % 8);
+      SetFrameRateHint(20.0 + UnknownNumber() / 256.0);  // of three bits, one run in eight would look sound
     } else if (kFault == "NeedsMemory") {
       g_block = std::malloc(1);
       *static_cast<char*>(g_block) = 1;
