@@ -58,7 +58,7 @@ void RegisterChecksum(const std::string& work, const std::shared_ptr<Bytes>& dat
 
 template <std::uint16_t Polynomial>
 unsigned short LookUp(const unsigned char* data, int length, unsigned short crc) {
-  return UpdateAnyLength<Polynomial>(CyclicRemainder<Polynomial>::Update, crc, data, static_cast<std::size_t>(length));
+  return CyclicRemainder<Polynomial>::Update(crc, data, static_cast<std::size_t>(length));
 }
 
 void RegisterChecksums() {

@@ -14,21 +14,17 @@ namespace {
 constexpr std::uint16_t kPolynomial16 = 0x1021;
 constexpr std::uint16_t kPolynomial8 = 0xD5 << 8;
 
-template <std::uint16_t Polynomial>
-std::uint16_t UpdateQuickly(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
-  static constexpr CarrylessConstants kConstants = MakeCarrylessConstants(Polynomial);
-  const std::size_t blocks = size / kCarrylessBlock;
-  if (kUpdateCarryless != nullptr && blocks >= kCarrylessMinimumBlocks) {
-    remainder = kUpdateCarryless(kConstants, remainder, data, blocks);
-    data += blocks * kCarrylessBlock;
-    size %= kCarrylessBlock;
-  }
-  return CyclicRemainder<Polynomial>::Update(remainder, data, size);
+CarrylessMethod ChooseMethod() {
+  const auto methods = FindCarrylessMethods();
+  return methods[0].update != nullptr ? methods[0] : methods[1];
 }
+
+// Chosen when the module is loaded; until then there is none, and tables do.
+const CarrylessMethod kMethod = ChooseMethod();
 
 template <std::uint16_t Polynomial>
 std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
-  return UpdateAnyLength<Polynomial>(UpdateQuickly<Polynomial>, remainder, data, size);
+  return UpdateByMethod<Polynomial>(kMethod, remainder, data, size);
 }
 
 std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, std::size_t count) {
@@ -37,7 +33,7 @@ std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, 
     const std::size_t part = std::min(count, std::size(bytes));
     std::transform(samples, samples + part, bytes,
                    [](short sample) { return static_cast<unsigned char>(sample & 0xFF); });
-    remainder = UpdateQuickly<kPolynomial16>(remainder, bytes, part);
+    remainder = Update<kPolynomial16>(remainder, bytes, part);
     samples += part;
     count -= part;
   }

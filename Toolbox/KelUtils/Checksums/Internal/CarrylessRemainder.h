@@ -1,57 +1,75 @@
 #pragma once
 
-/// CyclicRemainder for longer messages, with the processor's carry-less multiplication, where it has one. Whatever is
-/// particular to a processor stays behind this header. Internal to Checksums.
+/// CyclicRemainder with the processor's carry-less multiplication, where it has one. Everything specific to a processor
+/// stays behind this header. Internal to Checksums.
 
 #include "Toolbox/KelUtils/Checksums/Internal/CyclicRemainder.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
-/// Messages come in blocks of so many bytes, and at least so many blocks.
-inline constexpr std::size_t kCarrylessBlock = 16;
-inline constexpr std::size_t kCarrylessMinimumBlocks = 4;
-
-/// What moving a block by so many bits multiplies its two halves with: the remainders of x^(bits + 64) and x^bits.
+/// The factors that move the two halves of a 128-bit block by some number of bits: the remainders of x^bits and
+/// x^(bits + 64).
 struct FoldDistance {
-  std::uint64_t high;
   std::uint64_t low;
+  std::uint64_t high;
 };
 
-/// What a polynomial P of degree 16 comes to in 64 bits.
+/// Constants of a polynomial P of degree 16.
 struct CarrylessConstants {
-  FoldDistance byBlock;
-  FoldDistance byTwoBlocks;
-  FoldDistance byLanes;      ///< by kCarrylessMinimumBlocks blocks
-  FoldDistance toRemainder;  ///< by the remainder's own 16 bits, times x
-  std::uint64_t quotient;    ///< the whole part of x^79 / P
+  /// By 1 to 4 registers, of 128 and of 512 bits.
+  std::array<FoldDistance, 4> byRegisters128;
+  std::array<FoldDistance, 4> byRegisters512;
+  /// Of the four blocks before the remainder to the 16 bits of the remainder, times x. The last one comes last.
+  std::array<FoldDistance, 4> toRemainder;
+  std::uint64_t quotient;    ///< the integer part of x^79 / P
   std::uint64_t polynomial;  ///< P·x
 };
 
 constexpr FoldDistance MakeFoldDistance(unsigned int bits, std::uint16_t polynomial) {
-  return {TimesPowerOfX(1, bits + 64, polynomial), TimesPowerOfX(1, bits, polynomial)};
+  return {TimesPowerOfX(1, bits, polynomial), TimesPowerOfX(1, bits + 64, polynomial)};
 }
 
 constexpr CarrylessConstants MakeCarrylessConstants(std::uint16_t polynomial) {
-  constexpr unsigned int kBlockBits = 8 * kCarrylessBlock;
-  const FoldDistance by16 = MakeFoldDistance(16, polynomial);
-  CarrylessConstants constants{MakeFoldDistance(kBlockBits, polynomial),
-                               MakeFoldDistance(kBlockBits * 2, polynomial),
-                               MakeFoldDistance(kBlockBits * kCarrylessMinimumBlocks, polynomial),
-                               {by16.high << 1U, by16.low << 1U},
-                               0,
-                               (0x10000ULL | polynomial) << 1U};
-  // Long division: x^(n+1) / P is x·(x^n / P), and one more where the remainder of x^n has its highest bit set.
+  CarrylessConstants constants{};
+  for (unsigned int index = 0; index < 4; ++index) {
+    constants.byRegisters128[index] = MakeFoldDistance(128 * (index + 1), polynomial);
+    constants.byRegisters512[index] = MakeFoldDistance(512 * (index + 1), polynomial);
+    const FoldDistance distance = MakeFoldDistance(16 + 128 * (3 - index), polynomial);
+    constants.toRemainder[index] = {distance.low << 1U, distance.high << 1U};
+  }
+  // Long division: x^(n+1) / P is x·(x^n / P), plus one where the remainder of x^n has its highest bit set.
   for (unsigned int n = 15; n < 79; ++n) {
     constants.quotient = constants.quotient << 1U | TimesPowerOfX(1, n, polynomial) >> 15U;
   }
+  constants.polynomial = (0x10000ULL | polynomial) << 1U;
   return constants;
 }
 
-/// The remainder after the `blocks` blocks at `data`, which follow a message of the given remainder. No alignment is
-/// needed.
-using CarrylessFunction = std::uint16_t (*)(const CarrylessConstants& constants, std::uint16_t remainder,
-                                            const unsigned char* data, std::size_t blocks);
+/// A way to compute remainders. It takes messages of at least `minimum` bytes whose size is a multiple of `unit`, at any
+/// alignment.
+struct CarrylessMethod {
+  /// The remainder after the `size` bytes at `data`, which follow a message of the given remainder.
+  std::uint16_t (*update)(const CarrylessConstants& constants, std::uint16_t remainder, const unsigned char* data,
+                          std::size_t size) = nullptr;
+  std::size_t minimum = 0;
+  std::size_t unit = 1;
+};
 
-/// Null where the processor has no such multiplication; chosen when the module is loaded.
-extern const CarrylessFunction kUpdateCarryless;
+/// The ways that this processor has, the fastest first. `update` is null in the others.
+std::array<CarrylessMethod, 2> FindCarrylessMethods();
+
+/// The remainder after the `size` bytes at `data`: by `method` as far as it goes, the rest by table lookups.
+template <std::uint16_t Polynomial>
+std::uint16_t UpdateByMethod(const CarrylessMethod& method, std::uint16_t remainder, const unsigned char* data,
+                             std::size_t size) {
+  static constexpr CarrylessConstants kConstants = MakeCarrylessConstants(Polynomial);
+  if (method.update != nullptr && size >= method.minimum) {
+    const std::size_t rest = size % method.unit;
+    remainder = method.update(kConstants, remainder, data, size - rest);
+    data += size - rest;
+    size = rest;
+  }
+  return CyclicRemainder<Polynomial>::Update(remainder, data, size);
+}

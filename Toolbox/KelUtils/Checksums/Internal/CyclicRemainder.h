@@ -9,7 +9,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 /// The remainder of r·x^n.
 constexpr std::uint16_t TimesPowerOfX(std::uint16_t r, unsigned int n, std::uint16_t polynomial) {
@@ -18,16 +17,6 @@ constexpr std::uint16_t TimesPowerOfX(std::uint16_t r, unsigned int n, std::uint
     r = static_cast<std::uint16_t>((r & 0x8000U) != 0 ? shifted ^ polynomial : shifted);
   }
   return r;
-}
-
-/// How many multiplications with x bring a remainder that whole bytes have left back to itself.
-constexpr std::size_t PeriodOfX(std::uint16_t polynomial) {
-  const std::uint16_t start = TimesPowerOfX(1, 16, polynomial);
-  std::size_t period = 1;
-  for (std::uint16_t r = TimesPowerOfX(start, 1, polynomial); r != start; r = TimesPowerOfX(r, 1, polynomial)) {
-    ++period;
-  }
-  return period;
 }
 
 template <std::uint16_t Polynomial>
@@ -81,43 +70,3 @@ class CyclicRemainder {
 
   static unsigned int Lookup(std::size_t bytesBehind, unsigned int byte) { return kTables[bytesBehind][byte]; }
 };
-
-/// Adds up the `count` pieces of `size` bytes each that lie at `data`.
-inline void AddPieces(unsigned char* sum, const unsigned char* data, std::size_t size, std::size_t count) {
-  std::memcpy(sum, data, size);
-  for (std::size_t piece = 1; piece < count; ++piece) {
-    data += size;
-    for (std::size_t i = 0; i < size; ++i) {
-      sum[i] ^= data[i];
-    }
-  }
-}
-
-/// The bytes of so many whole periods of x that long messages are cut into.
-template <std::uint16_t Polynomial>
-constexpr std::size_t kPieceSize = 0x8000 / PeriodOfX(Polynomial) * PeriodOfX(Polynomial);
-
-/// The remainder after `count` pieces. Bytes that lie a period apart weigh the same: so the pieces are added up, as
-/// fast as memory is read, and their sum stands for them. Never inlined: short messages need not pay for the room on
-/// the stack.
-template <std::uint16_t Polynomial, class Function>
-[[gnu::noinline]] std::uint16_t UpdateWithPieces(Function update, std::uint16_t remainder, const unsigned char* data,
-                                                 std::size_t count) {
-  constexpr std::size_t kSize = kPieceSize<Polynomial>;
-  static_assert(kSize != 0);
-  unsigned char sum[kSize];
-  AddPieces(sum, data, kSize, count);
-  return update(remainder, sum, kSize);
-}
-
-/// `update`, which is CyclicRemainder::Update or does the same, for messages of any length.
-template <std::uint16_t Polynomial, class Function>
-std::uint16_t UpdateAnyLength(Function update, std::uint16_t remainder, const unsigned char* data, std::size_t size) {
-  constexpr std::size_t kSize = kPieceSize<Polynomial>;
-  if (size >= 4 * kSize) {
-    remainder = UpdateWithPieces<Polynomial>(update, remainder, data, size / kSize);
-    data += size / kSize * kSize;
-    size %= kSize;
-  }
-  return update(remainder, data, size);
-}
