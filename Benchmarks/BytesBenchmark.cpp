@@ -20,6 +20,7 @@ extern "C" {
 #include <numeric>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -81,39 +82,84 @@ void RegisterChecksums() {
 }
 
 struct Frame {
-  Frame(bool flipped, int rowBytes) : bytes(Random<unsigned char>(static_cast<std::size_t>(rowBytes) * kHeight)) {
-    InitKelImage(image, 0, bytes->data(), kColorFormatARGB32A, flipped, rowBytes, kWidth, kHeight, false);
+  Frame(unsigned int format, bool flipped, int rowBytes, int width, int height)
+      : bytes(Random<unsigned char>(CalcFrameSize(static_cast<EColorFormats>(format), 0,
+                                                  static_cast<unsigned int>(height),
+                                                  static_cast<unsigned int>(rowBytes), false))) {
+    InitKelImage(image, 0, bytes->data(), format, flipped, rowBytes, width, height, false);
   }
 
   std::shared_ptr<Bytes> bytes;
   KelImage_t image{};
 };
 
-void RegisterImageCopy(const std::string& name, bool mirrored, int targetStride) {
-  constexpr int kStride = kWidth * 4;
-  const auto source = std::make_shared<Frame>(false, kStride);
-  const auto target = std::make_shared<Frame>(mirrored, targetStride);
+void RegisterPackedCopy(const std::string& name, bool mirrored, int width, int height, int padding) {
+  const int stride = width * 4;
+  const int targetStride = stride + padding;
+  const auto source = std::make_shared<Frame>(kColorFormatARGB32A, false, stride, width, height);
+  const auto target = std::make_shared<Frame>(kColorFormatARGB32A, mirrored, targetStride, width, height);
   const std::string work = "CopyKelImage " + name;
   Register(work + "/ours", [=] {
     CopyKelImage(source->image, target->image, false);
     return target->image.planes[0];
   });
   Register(work + "/libyuv", [=] {
-    return libyuv::ARGBCopy(source->bytes->data(), kStride, target->bytes->data(), targetStride, kWidth,
-                            mirrored ? -kHeight : kHeight);
+    return libyuv::ARGBCopy(source->bytes->data(), stride, target->bytes->data(), targetStride, width,
+                            mirrored ? -height : height);
   });
   Register(work + "/libavutil", [=] {
-    const std::ptrdiff_t lastRow = std::ptrdiff_t{targetStride} * (kHeight - 1);
+    const std::ptrdiff_t lastRow = std::ptrdiff_t{targetStride} * (height - 1);
     av_image_copy_plane(target->bytes->data() + (mirrored ? lastRow : 0), mirrored ? -targetStride : targetStride,
-                        source->bytes->data(), kStride, kStride, kHeight);
+                        source->bytes->data(), stride, stride, height);
     return target->bytes->data();
   });
 }
 
+// A frame of three planes, 4:2:0.
+void RegisterPlanarCopy(const std::string& name, bool mirrored, int width, int height, int targetStride) {
+  const auto source = std::make_shared<Frame>(kColorFormatYUV420Planar8, false, width, width, height);
+  const auto target = std::make_shared<Frame>(kColorFormatYUV420Planar8, mirrored, targetStride, width, height);
+  const std::string work = "CopyKelImage " + name;
+  Register(work + "/ours", [=] {
+    CopyKelImage(source->image, target->image, false);
+    return target->image.planes[0];
+  });
+  // Height rounded down, since chroma planes have half as many rows here.
+  const auto copyPlanes = [=](auto copyPlane) {
+    for (const int plane : {0, 1, 2}) {
+      copyPlane(source->image.planes[plane], source->image.rowBytes[plane == 0 ? 0 : 1], target->image.planes[plane],
+                target->image.rowBytes[plane == 0 ? 0 : 1], plane == 0 ? width : width / 2,
+                plane == 0 ? height : height / 2);
+    }
+    return target->image.planes[0];
+  };
+  Register(work + "/libyuv", [=] {
+    return copyPlanes(
+        [=](const unsigned char* from, int fromStride, unsigned char* to, int toStride, int bytes, int rows) {
+          libyuv::CopyPlane(from, fromStride, to, toStride, bytes, mirrored ? -rows : rows);
+        });
+  });
+  Register(work + "/memcpy a row", [=] {
+    return copyPlanes(
+        [=](const unsigned char* from, int fromStride, unsigned char* to, int toStride, int bytes, int rows) {
+          for (int row = 0; row < rows; ++row) {
+            std::memcpy(to + (mirrored ? rows - 1 - row : row) * toStride, from + row * fromStride,
+                        static_cast<std::size_t>(bytes));
+          }
+        });
+  });
+}
+
 void RegisterImageCopies() {
-  RegisterImageCopy("same stride", false, kWidth * 4);
-  RegisterImageCopy("other stride", false, kWidth * 4 + 64);
-  RegisterImageCopy("flipped", true, kWidth * 4);
+  for (const auto& [size, width, height] :
+       {std::tuple{"48x27", 48, 27}, {"320x180", 320, 180}, {"1920x1080", kWidth, kHeight}}) {
+    RegisterPackedCopy(std::string("pixels ") + size, false, width, height, 0);
+    RegisterPackedCopy(std::string("pixels, other stride ") + size, false, width, height, 64);
+    RegisterPackedCopy(std::string("pixels, flipped ") + size, true, width, height, 0);
+    RegisterPlanarCopy(std::string("planes ") + size, false, width, height, width);
+    RegisterPlanarCopy(std::string("planes, other stride ") + size, false, width, height, width + 16);
+    RegisterPlanarCopy(std::string("planes, flipped ") + size, true, width, height, width);
+  }
 }
 
 void RegisterAllocations() {
