@@ -55,21 +55,24 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
   Value m_max;
 };
 
-/// Allowable values of the setting's own, in ascending order, duplicates included. Adding n values in any order takes
-/// n log n steps: they are put in order when somebody next asks for one.
+/// Allowable values of the setting's own, in ascending order, duplicates included. Adding n values takes linear time when
+/// they ascend, n log n otherwise: they are put in order when somebody next asks for one.
 class TAscendingValues {
  public:
   /// When memory runs out nothing changes.
-  void Add(unsigned int value) { m_values.push_back(value); }
+  void Add(unsigned int value) {
+    const bool ascends = m_ordered == m_values.size() && (m_values.empty() || m_values.back() <= value);
+    m_values.push_back(value);
+    m_ordered += ascends ? 1 : 0;
+  }
   /// Replaces the values by the `count` at `values`, none when that is null. When memory runs out nothing changes.
   void Assign(unsigned int count, const unsigned int* values) {
-    // Where the memory at hand is too small, the copy of these values comes before the loss of the old ones.
     std::vector<unsigned int> copy;
     if (values != nullptr) {
       copy.assign(values, values + count);
     }
     m_values.swap(copy);
-    m_ordered = 0;
+    m_ordered = static_cast<std::size_t>(std::is_sorted_until(m_values.begin(), m_values.end()) - m_values.begin());
   }
   unsigned int Size() const { return static_cast<unsigned int>(m_values.size()); }
   unsigned int At(unsigned int index) const { return index < m_values.size() ? Ordered()[index] : 0; }
@@ -92,7 +95,7 @@ class TAscendingValues {
   }
 
   mutable std::vector<unsigned int> m_values;
-  mutable std::size_t m_ordered = 0;  // so many at the front are in order
+  mutable std::size_t m_ordered = 0;  // at least so many at the front are in order
 };
 
 /// An unsigned number. The setting owns its allowable values and keeps them in ascending order, duplicates included.

@@ -1,0 +1,165 @@
+// What settings cost with 10, 1,000 and 100,000 allowable values. The slope is the exponent by which the time grows from
+// one size to the next: 1 is linear.
+
+#include "RHOAPI/RhoapiSettings.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr unsigned int kSizes[] = {10, 1000, 100000};
+
+struct Values {
+  Values(unsigned int count, bool areShuffled) {
+    for (unsigned int index = 0; index < count; ++index) {
+      numbers.push_back(index);
+    }
+    if (areShuffled) {
+      std::shuffle(numbers.begin(), numbers.end(), std::minstd_rand());
+    }
+    for (const unsigned int number : numbers) {
+      texts.push_back("value " + std::to_string(number));
+    }
+    for (const std::string& text : texts) {
+      pointers.push_back(text.c_str());
+    }
+  }
+
+  unsigned int Count() const { return static_cast<unsigned int>(numbers.size()); }
+
+  std::vector<unsigned int> numbers;
+  std::vector<std::string> texts;
+  std::vector<const char*> pointers;
+};
+
+UnsignedIntSetting Build(const UnsignedIntSetting* /*kind*/, Values& values) {
+  UnsignedIntSetting setting("", "", 0, 0, 0, 0, nullptr);
+  for (const unsigned int number : values.numbers) {
+    setting.AddAllowableValue(number);
+  }
+  setting.SetIsValueConstrained(1);
+  setting.FindIndexOf(0);  // puts the values in order
+  return setting;
+}
+
+EnumSetting Build(const EnumSetting* /*kind*/, Values& values) {
+  return {"", "", values.pointers.back(), values.Count(), values.pointers.data()};
+}
+
+StringEnumSetting Build(const StringEnumSetting* /*kind*/, Values& values) {
+  StringEnumSetting setting("", "");
+  for (unsigned int index = 0; index < values.Count(); ++index) {
+    setting.AddValue(values.pointers[index], static_cast<int>(index));
+  }
+  return setting;
+}
+
+unsigned int Sum(unsigned int number) { return number; }
+unsigned int Sum(const char* text) { return static_cast<unsigned char>(text[0]); }
+
+unsigned int Last(const UnsignedIntSetting* /*kind*/, const Values& values) { return values.numbers.back(); }
+const char* Last(const ISetting* /*kind*/, const Values& values) { return values.pointers.back(); }
+
+template <class Action>
+void Register(const std::string& work, unsigned int count, Action action) {
+  benchmark::RegisterBenchmark((work + '/' + std::to_string(count)).c_str(), [action](benchmark::State& state) {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(action());
+      benchmark::ClobberMemory();
+    }
+  });
+}
+
+template <class Setting>
+void RegisterAll(const std::string& name) {
+  constexpr const Setting* kKind = nullptr;
+  for (const unsigned int count : kSizes) {
+    const auto values = std::make_shared<Values>(count, false);
+    const auto setting = std::make_shared<Setting>(Build(kKind, *values));
+    Register(name + " build", count, [=] { return Build(kKind, *values).GetNumberOfAllowableValues(); });
+    const auto shuffled = std::make_shared<Values>(count, true);
+    Register(name + " build, shuffled", count, [=] { return Build(kKind, *shuffled).GetNumberOfAllowableValues(); });
+    Register(name + " copy", count, [=] { return std::unique_ptr<ISetting>(setting->CreateCopy()) != nullptr; });
+    Register(name + " show", count, [=] {
+      unsigned int sum = 0;
+      for (unsigned int index = 0; index < setting->GetNumberOfAllowableValues(); ++index) {
+        sum += Sum(setting->GetAllowableValue(index));
+      }
+      return sum;
+    });
+    Register(name + " find the last", count, [=] { return setting->FindIndexOf(Last(kKind, *values)); });
+    Register(name + " set to the last", count, [=] {
+      setting->SetValue(Last(kKind, *values));
+      return Sum(setting->GetValue());
+    });
+  }
+}
+
+class SlopeReporter : public benchmark::ConsoleReporter {
+ public:
+  SlopeReporter() : ConsoleReporter(OO_None) {}
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      const std::string& name = run.run_name.function_name;
+      const std::size_t slash = name.rfind('/');
+      if (run.run_type == Run::RT_Iteration && !run.error_occurred && slash != std::string::npos) {
+        const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+        const auto [least, isFirst] =
+            m_seconds[name.substr(0, slash)].emplace(std::stod(name.substr(slash + 1)), seconds);
+        least->second = std::min(least->second, seconds);
+      }
+    }
+  }
+
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    std::printf("\n%-36s", "work (ns; slope from the size before)");
+    for (const unsigned int count : kSizes) {
+      std::printf(" %12u      ", count);
+    }
+    std::printf("\n");
+    for (const auto& [work, times] : m_seconds) {
+      std::printf("%-37s", work.c_str());
+      double countBefore = 0;
+      double before = 0;
+      for (const auto& [count, seconds] : times) {
+        std::printf(" %12.1f", seconds * 1e9);
+        before == 0 ? std::printf("      ")
+                    : std::printf(" %5.2f", std::log(seconds / before) / std::log(count / countBefore));
+        countBefore = count;
+        before = seconds;
+      }
+      std::printf("\n");
+    }
+  }
+
+ private:
+  std::map<std::string, std::map<double, double>> m_seconds;  // by work, then by the number of values
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RegisterAll<UnsignedIntSetting>("numbers:");
+  RegisterAll<EnumSetting>("texts:");
+  RegisterAll<StringEnumSetting>("pairs:");
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 1;
+  }
+  SlopeReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return 0;
+}
