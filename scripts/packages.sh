@@ -2,8 +2,8 @@
 
 build_packages=(
   cmake g++ make pkg-config
-  libcli11-dev libebml-dev libfmt-dev libmatroska-dev libpugixml-dev libsndfile1-dev libsoxr-dev libxxhash-dev nlohmann-json3-dev
-  uuid-dev
+  libcli11-dev libebml-dev libflac-dev libfmt-dev libmatroska-dev libmpg123-dev libpugixml-dev libsndfile1-dev libsoxr-dev
+  libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
   alsa-utils binutils ccache ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev libxml2-utils

@@ -45,8 +45,7 @@ sf_count_t SndfileIo::Tell(void* user) { return Self(user).m_position; }
 sf_count_t SndfileIo::Seek(sf_count_t offset, int whence, void* user) {
   SndfileIo& self = Self(user);
   const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? self.m_position : Length(user);
-  if ((whence == SEEK_END && self.m_isEndHidden) || offset < -base ||
-      offset > std::numeric_limits<sf_count_t>::max() - base) {
+  if (offset < -base || offset > std::numeric_limits<sf_count_t>::max() - base) {
     return -1;
   }
   self.m_position = base + offset;

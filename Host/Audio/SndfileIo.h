@@ -36,10 +36,6 @@ class SndfileIo {
   /// Throws the exception that InputBytes threw during the last calls into libsndfile, if there was one.
   void RethrowFailure();
 
-  /// Makes all positions relative to the end fail, as in a stream.
-  void HideEnd() { m_isEndHidden = true; }
-  bool IsEndHidden() const { return m_isEndHidden; }
-
  private:
   static sf_count_t Length(void* user);
   static sf_count_t Tell(void* user);
@@ -50,7 +46,6 @@ class SndfileIo {
   sf_count_t m_position = 0;
   std::uint64_t m_longest = InputBytes::kEndless;
   std::exception_ptr m_failure;
-  bool m_isEndHidden = false;
   int m_openError = 0;
   std::string m_openErrorText;
 };

@@ -1,7 +1,7 @@
 #include "Host/Audio/SndfileSource.h"
 
 #include "Host/Audio/ChannelOrder.h"
-#include "Host/Audio/MpegLength.h"
+#include "Host/Audio/OggEnd.h"
 #include "Host/Audio/StatedLength.h"
 #include "Host/Text/Utf8.h"
 
@@ -14,7 +14,6 @@
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
-constexpr std::size_t kMpegFrame = 1152;
 constexpr std::uint64_t kWavGsmBlock = 65;  // bytes, of
 constexpr std::uint64_t kWavGsmFrames = 320;
 
@@ -39,20 +38,12 @@ Representation RepresentationOf(int format) {
     case SF_FORMAT_FLOAT:
     case SF_FORMAT_VORBIS:
     case SF_FORMAT_OPUS:
-    case SF_FORMAT_MPEG_LAYER_I:
-    case SF_FORMAT_MPEG_LAYER_II:
-    case SF_FORMAT_MPEG_LAYER_III:
       return {SampleType::kFloat, 24};
     case SF_FORMAT_DOUBLE:
       return {SampleType::kDouble, 53};
     default:
       return {SampleType::kInt16, 16};
   }
-}
-
-bool IsFlac(InputBytes& bytes) {
-  char magic[4]{};
-  return bytes.ReadAt(0, magic, sizeof magic) == sizeof magic && std::string_view(magic, sizeof magic) == "fLaC";
 }
 
 /// Whether each sample has bytes of its own.
@@ -72,8 +63,6 @@ bool IsUncompressed(const SF_INFO& info) {
       return false;
   }
 }
-
-bool IsMpeg(const SF_INFO& info) { return (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG; }
 
 SoundTags TagsOf(SNDFILE* file) {
   const auto text = [file](int which) {
@@ -108,9 +97,8 @@ SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation trunc
 }
 
 void SndfileSource::AllocateBlock() {
-  // After a truncated MPEG frame libsndfile drops all samples of the same read, so reads are one frame long.
   const std::size_t fittingFrames = kBlockBytes / (SizeOf(m_format.sampleType) * m_format.channels);
-  m_blockFrames = m_io.IsEndHidden() ? kMpegFrame : std::max<std::size_t>(1, fittingFrames);
+  m_blockFrames = std::max<std::size_t>(1, fittingFrames);
   const std::size_t blockBytes = m_blockFrames * m_format.channels * SizeOf(m_format.sampleType);
   m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
 }
@@ -125,6 +113,9 @@ void SndfileSource::FindSamples() {
     CorrectHeader();
   } else if (!m_bytes->IsStream()) {
     m_formatWithoutLength = FormatWithoutLength(*m_bytes);
+    if (LacksOggEnd(*m_bytes)) {
+      NoteMissing("the Ogg stream has no last page");
+    }
     const std::uint64_t stated = StatedFileLength(*m_bytes).value_or(0);
     if (stated > m_bytes->Length()) {
       NoteMissing(PromiseText("bytes", stated, stated - m_bytes->Length()));
@@ -133,10 +124,11 @@ void SndfileSource::FindSamples() {
 }
 
 void SndfileSource::RefuseUnreadableStream() {
-  if (!IsFlac(*m_bytes) && !(m_data && m_data->isStreamable)) {
-    throw Failure(m_bytes->Name() +
-                  ": is not in a format that can be read from a pipe (WAV, W64, AIFF, CAF, AU or FLAC); save it to a "
-                  "file first");
+  if (!m_data || !m_data->isStreamable) {
+    throw Failure(
+        m_bytes->Name() +
+        ": is not in a format that can be read from a pipe (WAV, W64, AIFF, CAF, AU, FLAC or MP3); save it to a "
+        "file first");
   }
   unsigned char sample = 0;
   if (m_data && m_data->size == std::uint64_t{0} && m_bytes->ReadAt(m_data->start, &sample, 1) != 0) {
@@ -175,12 +167,6 @@ void SndfileSource::CorrectHeader() {
 void SndfileSource::Open() {
   SF_INFO info{};
   m_file = m_io.Open(info);
-  if (m_file && IsMpeg(info) && !StatesMpegLength(*m_bytes)) {
-    // libsndfile would guess the length from the end's position and stop there, possibly too early.
-    m_io.HideEnd();
-    m_file.reset();
-    m_file = m_io.Open(info);
-  }
   m_io.RethrowFailure();
   if (!m_file && m_io.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
     throw NotASoundFile(m_bytes->Name() + ": is not a sound file of a known format");
@@ -269,10 +255,7 @@ void SndfileSource::HandleShortRead(bool isLast) {
   if (isMissing && m_bytes->CameShort()) {
     NoteMissing(PromiseText("sample frames", *m_format.frames, *m_format.frames - m_framesRead));
   } else if (isError && m_bytes->CameShort()) {
-    // MPEG streams state no length, and many end in a truncated frame or in bytes that are no frame.
-    if (!m_io.IsEndHidden()) {
-      NoteMissing("it ends within a block of compressed sound, after sample frame " + std::to_string(m_framesRead));
-    }
+    NoteMissing("it ends within a block of compressed sound, after sample frame " + std::to_string(m_framesRead));
   } else if (isError || isMissing) {
     throw Failure(m_bytes->Name() + ": is damaged after sample frame " + std::to_string(m_framesRead) +
                   (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", no more sound can be decoded"));

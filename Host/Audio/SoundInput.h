@@ -26,7 +26,7 @@ class NotASoundFile : public Failure {
 
 /// Opens the file at `path` (any bytes), or standard input for "-"; standard input is untouched otherwise. A regular file
 /// is read as such even on standard input; pipes, FIFOs, sockets and devices are read as a stream. Streams may be WAV,
-/// W64, AIFF, CAF, AU or FLAC; compressed samples other than FLAC's need a header that states their length. Only
+/// W64, AIFF, CAF, AU, FLAC or MP3; compressed samples in the first five need a header that states their length. Only
 /// the header is read yet.
 ///
 /// The samples come in a representation that loses nothing, their channels in the order of WAV and Matroska (front left,
@@ -35,5 +35,5 @@ class NotASoundFile : public Failure {
 ///
 /// Throws NotASoundFile; Failure: no such file, a folder, a stream in a format that needs a file, a regular file that is
 /// shorter than its header says (unless allowed); WrongUse: standard input is a terminal. Read() throws Failure for
-/// damaged data and an end before the stated one (unless allowed).
+/// damaged data and an end before the stated one; what of that is allowed beside truncations, the sources tell.
 std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation);

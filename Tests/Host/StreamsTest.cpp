@@ -140,6 +140,38 @@ TEST_F(HostTest, PipesGiveWhatFilesGiveForEveryFormat) {
   EXPECT_LE(kinds["1 1  1 1"], 5);        // those that libsndfile cannot read itself
 }
 
+/// Damage that leaves a file's length as it was, and sounds that end without a word of their length.
+TEST_F(HostTest, NoticesDamageThatAFormatCanShow) {
+  struct Damage {
+    const char* file;
+    const char* tool;
+    const char* command;  ///< turns $file into damaged
+    const char* says;
+    bool keepsLength;
+  };
+  for (const auto& [file, tool, command, says, keepsLength] : {
+           Damage{"1.flac", "sox -b 16", "metaflac --preserve-modtime --set-md5sum=0123456789abcdef0123456789abcdef",
+                  "do not match the MD5 sum", true},
+           Damage{"2.flac", "sox -b 24", "printf Boo | dd of=2.flac bs=1 seek=9000 conv=notrunc status=none",
+                  "is damaged", true},
+           Damage{"1.ogg", "sox -C 4", "truncate -s -1000", "has no last page", false},
+           Damage{"1.opus", "ffmpeg -c:a libopus", "truncate -s -1000", "has no last page", false},
+           Damage{"2.mp3", "ffmpeg -c:a libmp3lame", "truncate -s -2000", "are missing", false},
+       }) {
+    SCOPED_TRACE(file);
+    const std::string name = file;
+    MakeSound(name, 48000, 2, tool, 5 * kFrames);
+    const std::vector<std::int32_t> wanted = Decode(name);
+    ASSERT_EQ(Run(std::string(command) + (std::strstr(command, file) == nullptr ? ' ' + name : "")).code, 0);
+    ExpectRefused({"rhohost " + name + " out.mkv", 1, {says}});
+    const Outcome allowed = RunHost("rhohost --allow-truncated " + name + " out.mkv");
+    EXPECT_EQ(allowed.code, 0);
+    EXPECT_THAT(allowed.errors, HasSubstr(says));
+    EXPECT_EQ(Decode("out.mkv").size() == wanted.size(), keepsLength);
+    fs::remove(PathOf("out.mkv"));
+  }
+}
+
 TEST_F(HostTest, AnEmptyRecordingIsARecording) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
   const std::string header = Read("in.wav");

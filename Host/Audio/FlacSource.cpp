@@ -1,0 +1,248 @@
+#include "Host/Audio/FlacSource.h"
+
+#include "Host/Audio/ByteNumbers.h"
+#include "Host/Audio/Id3.h"
+#include "Host/Text/Utf8.h"
+
+#include <fmt/format.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kLargestBlock = std::size_t{8} << 20;
+
+/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB.
+bool HasModestComments(InputBytes& bytes) {
+  constexpr std::size_t kMostComments = std::size_t{1} << 20;
+  constexpr unsigned int kCommentType = 4;
+  std::array<unsigned char, 4> block{};
+  std::uint64_t position = AfterId3(bytes) + 4;
+  for (bool isLast = false; !isLast; position += block.size() + ReadNumber(block.data() + 1, 3, true)) {
+    if (bytes.ReadAt(position, block.data(), block.size()) != block.size()) {
+      return false;
+    }
+    isLast = (block[0] & 0x80U) != 0;
+    if ((block[0] & 0x7FU) == kCommentType && ReadNumber(block.data() + 1, 3, true) > kMostComments) {
+      return false;
+    }
+  }
+  return true;
+}
+
+FlacSource& Self(void* client) { return *static_cast<FlacSource*>(client); }
+
+}  // namespace
+
+/// libFLAC's C code must not see exceptions.
+struct FlacSource::Callbacks {
+  static FLAC__StreamDecoderReadStatus Read(const FLAC__StreamDecoder*, FLAC__byte to[], std::size_t* size,
+                                            void* client) {
+    FlacSource& self = Self(client);
+    try {
+      *size = self.m_bytes->ReadAt(self.m_position, to, *size);
+      self.m_position += *size;
+    } catch (...) {
+      self.m_failure = std::current_exception();
+      return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
+    }
+    return *size == 0 ? FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM : FLAC__STREAM_DECODER_READ_STATUS_CONTINUE;
+  }
+
+  static FLAC__StreamDecoderWriteStatus Write(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
+                                              const FLAC__int32* const channels[], void* client) {
+    FlacSource& self = Self(client);
+    try {
+      self.TakeFrame(*frame, channels);
+    } catch (...) {
+      self.m_failure = std::current_exception();
+      return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+    }
+    return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+  }
+
+  static void Metadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* metadata, void* client) {
+    FlacSource& self = Self(client);
+    try {
+      if (metadata->type == FLAC__METADATA_TYPE_STREAMINFO) {
+        self.TakeStreamInfo(metadata->data.stream_info);
+      } else if (metadata->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+        self.TakeComments(metadata->data.vorbis_comment);
+      }
+    } catch (...) {
+      self.m_failure = std::current_exception();
+    }
+  }
+
+  static void Error(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* client) {
+    FlacSource& self = Self(client);
+    if (self.m_damage == nullptr) {
+      switch (status) {
+        case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC:
+          self.m_damage = "bytes that are no frame";
+          break;
+        case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER:
+          self.m_damage = "a frame's header is damaged";
+          break;
+        case FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH:
+          self.m_damage = "a frame's checksum does not match";
+          break;
+        default:
+          self.m_damage = "a frame cannot be decoded";
+      }
+    }
+  }
+};
+
+FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation)
+    : m_bytes(std::move(bytes)), m_truncation(truncation), m_decoder(FLAC__stream_decoder_new()) {
+  if (m_decoder == nullptr) {
+    throw std::bad_alloc();
+  }
+  m_format.name = m_bytes->Name();
+  FLAC__stream_decoder_set_md5_checking(m_decoder.get(), 1);
+  if (HasModestComments(*m_bytes)) {
+    FLAC__stream_decoder_set_metadata_respond(m_decoder.get(), FLAC__METADATA_TYPE_VORBIS_COMMENT);
+  }
+  m_bytes->StopKeeping();
+  if (FLAC__stream_decoder_init_stream(m_decoder.get(), Callbacks::Read, nullptr, nullptr, nullptr, nullptr,
+                                       Callbacks::Write, Callbacks::Metadata, Callbacks::Error,
+                                       this) != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
+    throw std::bad_alloc();
+  }
+  ReadHeader();
+}
+
+bool FlacSource::IsFlac(InputBytes& bytes) {
+  std::array<char, 4> magic{};
+  return bytes.ReadAt(AfterId3(bytes), magic.data(), magic.size()) == magic.size() &&
+         std::string_view(magic.data(), magic.size()) == "fLaC";
+}
+
+void FlacSource::ReadHeader() {
+  FLAC__stream_decoder_process_until_end_of_metadata(m_decoder.get());
+  if (m_failure) {
+    std::rethrow_exception(m_failure);
+  }
+  if (m_format.channels == 0 || m_format.sampleRate == 0) {
+    throw Failure(m_bytes->Name() + ": cannot be read as FLAC: the stream's description is missing or damaged");
+  }
+}
+
+void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
+  m_bits = info.bits_per_sample;
+  m_format.sampleRate = info.sample_rate;
+  m_format.channels = info.channels;
+  m_format.sampleType = m_bits <= 16 ? SampleType::kInt16 : SampleType::kInt32;
+  m_format.significantBits = m_bits <= 16 ? 16 : m_bits <= 20 ? 20 : m_bits <= 24 ? 24 : 32;
+  if (info.total_samples != 0) {
+    m_format.frames = info.total_samples;
+  }
+}
+
+void FlacSource::TakeComments(const FLAC__StreamMetadata_VorbisComment& comments) {
+  const std::array<std::pair<const char*, std::string*>, 6> fields{{{"TITLE=", &m_tags.title},
+                                                                    {"ARTIST=", &m_tags.artist},
+                                                                    {"ALBUM=", &m_tags.album},
+                                                                    {"COMMENT=", &m_tags.comment},
+                                                                    {"DATE=", &m_tags.date},
+                                                                    {"TRACKNUMBER=", &m_tags.trackNumber}}};
+  for (FLAC__uint32 index = 0; index < comments.num_comments; ++index) {
+    const FLAC__StreamMetadata_VorbisComment_Entry& entry = comments.comments[index];
+    const std::string_view text(reinterpret_cast<const char*>(entry.entry), entry.length);
+    for (const auto& [name, value] : fields) {
+      const std::size_t length = std::strlen(name);
+      if (text.size() > length && strncasecmp(text.data(), name, length) == 0 && value->empty()) {
+        *value = ToUtf8(text.substr(length));
+      }
+    }
+  }
+}
+
+void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]) {
+  const FLAC__FrameHeader& header = frame.header;
+  if (header.channels != m_format.channels || header.bits_per_sample != m_bits ||
+      header.sample_rate != m_format.sampleRate) {
+    m_damage = m_damage == nullptr ? "the format changes" : m_damage;
+    return;
+  }
+  // libFLAC puts frames of silence in the place of damaged ones, all in one go.
+  const std::size_t frameSize = SizeOf(m_format.sampleType) * m_format.channels;
+  if ((m_blockFrames + header.blocksize) * frameSize > kLargestBlock) {
+    throw Failure(fmt::format("{}: is damaged after sample frame {}: too much is missing there", m_bytes->Name(),
+                              m_framesDecoded - m_blockFrames));
+  }
+  const bool isShort = m_format.sampleType == SampleType::kInt16;
+  const unsigned int shift = (isShort ? 16 : 32) - m_bits;
+  m_samples.resize((m_blockFrames + header.blocksize) * frameSize / sizeof(std::int32_t) + 1);
+  auto* const bytes = reinterpret_cast<unsigned char*>(m_samples.data());
+  std::size_t index = m_blockFrames * m_format.channels;
+  for (unsigned int position = 0; position < header.blocksize; ++position) {
+    for (unsigned int channel = 0; channel < m_format.channels; ++channel, ++index) {
+      const std::uint32_t sample = static_cast<std::uint32_t>(channels[channel][position]) << shift;
+      if (isShort) {
+        const auto value = static_cast<std::uint16_t>(sample);
+        std::memcpy(bytes + index * sizeof value, &value, sizeof value);
+      } else {
+        m_samples[index] = static_cast<std::int32_t>(sample);
+      }
+    }
+  }
+  m_blockFrames += header.blocksize;
+  m_framesDecoded += header.blocksize;
+}
+
+SampleBlock FlacSource::Read() {
+  m_blockFrames = 0;
+  while (m_blockFrames == 0 && DecodeFrame()) {
+  }
+  if (m_blockFrames == 0) {
+    Finish();
+  }
+  return {m_samples.data(), m_blockFrames};
+}
+
+/// Decodes the next frame, if it is whole; false at the end.
+bool FlacSource::DecodeFrame() {
+  const bool isAlive = FLAC__stream_decoder_process_single(m_decoder.get()) != 0;
+  if (m_failure) {
+    std::rethrow_exception(std::exchange(m_failure, nullptr));
+  }
+  const bool isComplete = m_format.frames && m_framesDecoded >= *m_format.frames;
+  // Bytes after the last sample do not matter, and at the end of a truncated file Finish() tells how much is missing.
+  if (m_damage != nullptr && m_truncation == Truncation::kRefused && !isComplete && !m_bytes->CameShort()) {
+    throw Failure(fmt::format("{}: is damaged after sample frame {}: {}", m_bytes->Name(), m_framesDecoded, m_damage));
+  }
+  return isAlive && FLAC__stream_decoder_get_state(m_decoder.get()) < FLAC__STREAM_DECODER_END_OF_STREAM;
+}
+
+void FlacSource::Finish() {
+  if (std::exchange(m_isFinished, true)) {
+    return;
+  }
+  const bool isMatching = FLAC__stream_decoder_finish(m_decoder.get()) != 0;
+  const std::uint64_t stated = m_format.frames.value_or(m_framesDecoded);
+  if (m_framesDecoded < stated) {
+    RefuseOrNote(fmt::format("is incomplete: the file promises {} sample frames of sound, {} {} missing", stated,
+                             stated - m_framesDecoded, stated - m_framesDecoded == 1 ? "is" : "are"));
+  } else if (!isMatching && m_damage == nullptr) {
+    RefuseOrNote("is damaged: its samples do not match the MD5 sum in its header");
+  } else if (!isMatching) {
+    RefuseOrNote(fmt::format("is damaged: {}; damaged frames are replaced by silence", m_damage));
+  }
+}
+
+void FlacSource::RefuseOrNote(const std::string& complaint) {
+  if (m_truncation == Truncation::kRefused) {
+    throw Failure(m_bytes->Name() + ": " + complaint);
+  }
+  m_notes.push_back("it " + complaint);
+}
+
+std::vector<std::string> FlacSource::Notes() const { return m_notes; }

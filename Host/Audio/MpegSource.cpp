@@ -1,0 +1,161 @@
+#include "Host/Audio/MpegSource.h"
+
+#include "Host/Audio/Id3.h"
+#include "Host/Text/Utf8.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kBlockFrames = 4096;
+
+/// Whether the file states its number of frames, in a Xing or Info header within its first frame. Otherwise libmpg123
+/// guesses its length from its size.
+bool StatesLength(InputBytes& bytes) {
+  constexpr std::size_t kLongestFrame = 1441;
+  std::array<char, kLongestFrame> frame{};
+  const std::size_t size = bytes.ReadAt(AfterId3(bytes), frame.data(), frame.size());
+  const std::string_view text(frame.data(), size);
+  return text.find("Xing") != std::string_view::npos || text.find("Info") != std::string_view::npos;
+}
+
+MpegSource& Self(void* client) { return *static_cast<MpegSource*>(client); }
+
+std::string TextOf(const mpg123_string* text) {
+  return text == nullptr || text->fill < 2 ? std::string() : ToUtf8(std::string_view(text->p, text->fill - 1));
+}
+
+}  // namespace
+
+/// libmpg123's C code must not see exceptions.
+struct MpegSource::Callbacks {
+  static ssize_t Read(void* client, void* to, size_t size) {
+    MpegSource& self = Self(client);
+    try {
+      const std::size_t done = self.m_bytes->ReadAt(self.m_position, to, size);
+      self.m_position += done;
+      return static_cast<ssize_t>(done);
+    } catch (...) {
+      self.m_failure = std::current_exception();
+      return -1;
+    }
+  }
+
+  /// A file is read like a stream, so that both give the same samples where libmpg123 looks for the next frame.
+  static off_t Seek(void*, off_t, int) { return -1; }
+};
+
+MpegSource::MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation)
+    : m_bytes(std::move(bytes)), m_truncation(truncation) {
+  mpg123_init();
+  m_decoder.reset(mpg123_new(nullptr, nullptr));
+  if (m_decoder == nullptr) {
+    throw std::bad_alloc();
+  }
+  Open();
+  ReadTags();
+}
+
+bool MpegSource::IsMpeg(InputBytes& bytes) {
+  std::array<unsigned char, 2> sync{};
+  return bytes.ReadAt(AfterId3(bytes), sync.data(), sync.size()) == sync.size() && sync[0] == 0xFF &&
+         (sync[1] & 0xE0U) == 0xE0;
+}
+
+void MpegSource::Open() {
+  mpg123_handle* const decoder = m_decoder.get();
+  const bool statesLength = StatesLength(*m_bytes);
+  m_bytes->StopKeeping();
+  mpg123_param(decoder, MPG123_ADD_FLAGS, MPG123_QUIET | MPG123_FORCE_FLOAT | MPG123_GAPLESS, 0);
+  mpg123_param(decoder, MPG123_REMOVE_FLAGS, MPG123_AUTO_RESAMPLE, 0);
+  long rate = 0;
+  int channels = 0;
+  int encoding = 0;
+  const bool isOpen = mpg123_replace_reader_handle(decoder, Callbacks::Read, Callbacks::Seek, nullptr) == MPG123_OK &&
+                      mpg123_open_handle(decoder, this) == MPG123_OK &&
+                      mpg123_getformat(decoder, &rate, &channels, &encoding) == MPG123_OK;
+  if (m_failure) {
+    std::rethrow_exception(m_failure);
+  }
+  if (!isOpen || rate <= 0 || channels <= 0 || encoding != MPG123_ENC_FLOAT_32) {
+    throw NotASoundFile(m_bytes->Name() + ": is not a sound file of a known format: no MPEG audio can be decoded");
+  }
+  m_format.name = m_bytes->Name();
+  m_format.sampleRate = static_cast<unsigned int>(rate);
+  m_format.channels = static_cast<unsigned int>(channels);
+  m_format.sampleType = SampleType::kFloat;
+  m_format.significantBits = 24;
+  if (const off_t length = mpg123_length(decoder); statesLength && length > 0) {
+    m_format.frames = static_cast<std::uint64_t>(length);
+  }
+  m_samples.resize(kBlockFrames * m_format.channels);
+}
+
+void MpegSource::ReadTags() {
+  mpg123_id3v1* unused = nullptr;
+  mpg123_id3v2* tag = nullptr;
+  if (mpg123_id3(m_decoder.get(), &unused, &tag) != MPG123_OK || tag == nullptr) {
+    return;
+  }
+  m_tags = {TextOf(tag->title), TextOf(tag->artist), TextOf(tag->album), TextOf(tag->comment), TextOf(tag->year), {}};
+  for (std::size_t index = 0; index < tag->texts; ++index) {
+    if (std::string_view(tag->text[index].id, 4) == "TRCK") {
+      m_tags.trackNumber = TextOf(&tag->text[index].text);
+    }
+  }
+}
+
+/// Whether what libmpg123 decodes next has the sound's format.
+bool MpegSource::HasFormat() const {
+  long rate = 0;
+  int channels = 0;
+  int encoding = 0;
+  return mpg123_getformat(m_decoder.get(), &rate, &channels, &encoding) == MPG123_OK &&
+         rate == static_cast<long>(m_format.sampleRate) && channels == static_cast<int>(m_format.channels) &&
+         encoding == MPG123_ENC_FLOAT_32;
+}
+
+SampleBlock MpegSource::Read() {
+  if (m_isAtEnd) {
+    return {m_samples.data(), 0};
+  }
+  std::size_t size = 0;
+  int result = mpg123_read(m_decoder.get(), m_samples.data(), m_samples.size() * sizeof(float), &size);
+  while (result == MPG123_NEW_FORMAT && size == 0 && HasFormat()) {
+    result = mpg123_read(m_decoder.get(), m_samples.data(), m_samples.size() * sizeof(float), &size);
+  }
+  if (m_failure) {
+    std::rethrow_exception(std::exchange(m_failure, nullptr));
+  }
+  const std::size_t frames = size / sizeof(float) / m_format.channels;
+  m_framesRead += frames;
+  if (result != MPG123_OK) {
+    m_isAtEnd = true;
+    HandleEnd(result);
+  }
+  return {m_samples.data(), frames};
+}
+
+void MpegSource::HandleEnd(int result) {
+  const std::uint64_t stated = m_format.frames.value_or(0);
+  std::string complaint;
+  if (m_framesRead < stated && m_bytes->CameShort()) {
+    complaint = fmt::format("is incomplete: the file promises {} sample frames of sound, {} are missing", stated,
+                            stated - m_framesRead);
+  } else if (result != MPG123_DONE) {
+    complaint = fmt::format("is damaged after sample frame {}: {}", m_framesRead,
+                            result == MPG123_NEW_FORMAT ? "the format changes" : mpg123_strerror(m_decoder.get()));
+  }
+  if (!complaint.empty() && m_truncation == Truncation::kRefused) {
+    throw Failure(m_bytes->Name() + ": " + complaint);
+  }
+  if (!complaint.empty()) {
+    m_notes.push_back("it " + complaint);
+  }
+}

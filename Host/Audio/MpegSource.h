@@ -1,0 +1,53 @@
+#pragma once
+
+/// MPEG audio (MP3), decoded by libmpg123: libsndfile uses the same library, but lets it write to standard error, and
+/// stops at a guessed length where the file states none.
+
+#include "Host/Audio/InputBytes.h"
+#include "Host/Audio/SoundInput.h"
+
+#include <mpg123.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+class MpegSource : public SoundSource {
+ public:
+  /// See OpenSound. Throws NotASoundFile if no frame can be decoded.
+  MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation);
+
+  const SoundFormat& Format() const override { return m_format; }
+  const SoundTags& Tags() const override { return m_tags; }
+  SampleBlock Read() override;
+  std::vector<std::string> Notes() const override { return m_notes; }
+
+  /// Whether the bytes begin as an MPEG audio frame does, with or without an ID3v2 tag in front.
+  static bool IsMpeg(InputBytes& bytes);
+
+ private:
+  struct Callbacks;
+  struct Deleter {
+    void operator()(mpg123_handle* decoder) const { mpg123_delete(decoder); }
+  };
+
+  void Open();
+  void ReadTags();
+  bool HasFormat() const;
+  void HandleEnd(int result);
+
+  std::unique_ptr<InputBytes> m_bytes;
+  Truncation m_truncation;
+  SoundFormat m_format;
+  SoundTags m_tags;
+  std::vector<std::string> m_notes;
+  std::uint64_t m_position = 0;  ///< of the next byte
+  std::exception_ptr m_failure;  ///< what InputBytes threw within libmpg123's code
+  std::vector<float> m_samples;
+  std::uint64_t m_framesRead = 0;
+  bool m_isAtEnd = false;
+  std::unique_ptr<mpg123_handle, Deleter> m_decoder;  ///< last: it uses the others until it is gone
+};
