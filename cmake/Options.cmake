@@ -24,7 +24,7 @@ add_library(rho_options INTERFACE)
 target_include_directories(rho_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(rho_options INTERFACE _FILE_OFFSET_BITS=64)
 target_compile_options(rho_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   -fstack-protector-strong
   # Reports name files as they lie in this tree, wherever it was built.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
