@@ -1,5 +1,6 @@
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 
+#include "RHOAPI/RhoapiModule.h"
 #include "Toolbox/KelUtils/Numbers/SaturatingCast.h"
 
 #include <algorithm>

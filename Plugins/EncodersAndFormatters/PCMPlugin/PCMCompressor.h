@@ -77,13 +77,3 @@ class CPCMCompressor : public CAAudioCompressor {
   unsigned int m_bufferedBytes = 0;
   unsigned long long m_emittedSampleFrames = 0;
 };
-
-/// What `make` returns, or null when it throws anything: where the module's factories meet the host.
-template <class Make>
-auto NullOnFailure(Make make) noexcept -> decltype(make()) {
-  try {
-    return make();
-  } catch (...) {
-    return nullptr;
-  }
-}

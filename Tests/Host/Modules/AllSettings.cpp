@@ -2,6 +2,7 @@
 // optional, inactive, and some without a label or with one that is taken.
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
+#include "RHOAPI/RhoapiModule.h"
 
 #include <array>
 #include <limits>
