@@ -10,6 +10,7 @@ test_packages=(
   mkvtoolnix rsync sound-theme-freedesktop sox xxhash
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
+packaging_packages=(debootstrap dpkg-dev help2man lintian)
 check_packages=(
   abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev python3 valgrind
 )
