@@ -17,9 +17,18 @@ std::string Filtered(const TemporaryFolder& folder, const Replacements& replacem
 
 TEST(SearchAndReplace, GoesLineByLine) {
   const TemporaryFolder folder;
-  EXPECT_EQ(Filtered(folder, {{"k", "K"}}, "k=1\r\n\nk=2"), "K=1\r\nK=2\n");
-  const std::string half(100000, 'b');
-  EXPECT_EQ(Filtered(folder, {{"aa", "b"}}, "c\n" + std::string(200000, 'a')), "c\n" + half + "\n") << "a long line";
+  const std::tuple<Replacements, std::string, std::string> cases[] = {
+      {{{"k", "K"}}, "k=1\r\n\nk=2", "K=1\r\nK=2\n"},
+      {{{"k", ""}}, "\nk\nkk\n\n", "\n\n"},
+      {{{"\nb", "c"}, {"a", "A"}}, "a\nb\na", "A\nb\nA\n"},
+      {{{"a", "\nb\n"}, {"b\n", "c"}, {"c\n", "d"}}, "a\na", "\nc\n\nc\n"},
+      {{{"b", "B"}}, std::string("\0b\na\0b\n\0\nb", 10), "a\nB\n"},
+      {{{"aa", "b"}}, "c\n" + std::string(200000, 'a'), "c\n" + std::string(100000, 'b') + "\n"},
+      {{}, std::string(65536, '\n'), ""},
+      {{}, "", ""}};
+  for (const auto& [replacements, text, expected] : cases) {
+    EXPECT_EQ(Filtered(folder, replacements, text), expected) << text.substr(0, 9);
+  }
 }
 
 TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {

@@ -13,57 +13,94 @@
 #include <cstdio>
 #include <exception>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Replacements = std::map<std::string, std::string>;
 
-// Joins pieces of a file to lines and writes each line, replaced, when it is complete.
+// Whether there is no zero byte and no empty line. Without a branch, so that the compiler uses vectors: a tenth of the
+// time of two searches.
+bool IsTidy(const std::string& lines) {
+  const char* const text = lines.data();
+  unsigned int untidy = text[0] == '\n' || text[0] == '\0' ? 1 : 0;
+  for (std::size_t at = 1; at < lines.size(); ++at) {
+    const bool isEmpty = (text[at] == '\n') & (text[at - 1] == '\n');
+    untidy |= static_cast<unsigned int>(isEmpty | (text[at] == '\0'));
+  }
+  return untidy == 0;
+}
+
+// Ends each line at its first zero byte, and removes empty ones. `lines` end in a line feed.
+void Tidy(std::string& lines) {
+  if (IsTidy(lines)) {
+    return;
+  }
+  std::string tidy;
+  for (std::string_view rest = lines; !rest.empty();) {
+    const std::size_t end = rest.find('\n');
+    const std::string_view line = rest.substr(0, std::min(end, rest.find('\0')));
+    if (!line.empty()) {
+      tidy.append(line).push_back('\n');
+    }
+    rest.remove_prefix(end + 1);
+  }
+  lines = std::move(tidy);
+}
+
+// Joins pieces of a file to lines, and writes the lines of a piece, replaced, when they are complete.
 class LineReplacer {
  public:
   LineReplacer(const Replacements& replacements, const Descriptor& output)
-      : m_replacements(replacements), m_output(output) {}
+      : m_replacements(replacements),
+        m_output(output),
+        m_hasKeyBeyondLine(std::any_of(replacements.begin(), replacements.end(), [](const auto& replacement) {
+          return replacement.first.find('\n') != std::string::npos;
+        })) {}
 
   // False when writing fails.
   bool Take(std::string_view piece) {
-    for (std::size_t end = piece.find('\n'); end != std::string_view::npos; end = piece.find('\n')) {
-      m_line.append(piece.substr(0, end));
-      EndLine();
-      piece.remove_prefix(end + 1);
-    }
-    m_line.append(piece);
-    return Write();
+    const std::size_t end = piece.rfind('\n') + 1;  // 0 when there is none
+    m_lines.append(piece.substr(0, end));
+    const bool isWritten = end == 0 || WriteLines();
+    m_lines.append(piece.substr(end));
+    return isWritten;
   }
 
   // Ends the last line; false when writing fails.
-  bool Finish() {
-    EndLine();
-    return Write();
-  }
+  bool Finish() { return m_lines.empty() || (m_lines.push_back('\n'), WriteLines()); }
 
  private:
-  void EndLine() {
-    m_line.resize(std::min(m_line.find('\0'), m_line.size()));
-    if (!m_line.empty()) {
-      for (const auto& [what, with] : m_replacements) {
-        m_line = KelReplace(m_line, what, with);
-      }
-      m_pending.append(m_line).push_back('\n');
-    }
-    m_line.clear();
+  bool WriteLines() {
+    Tidy(m_lines);
+    const std::string replaced = m_hasKeyBeyondLine ? ReplacedLineByLine() : Replaced(std::move(m_lines));
+    m_lines.clear();
+    return WriteFully(m_output, replaced.data(), replaced.size());
   }
 
-  bool Write() {
-    const bool isWritten = WriteFully(m_output, m_pending.data(), m_pending.size());
-    m_pending.clear();
-    return isWritten;
+  std::string Replaced(std::string text) const {
+    for (const auto& [what, with] : m_replacements) {
+      text = KelReplace(text, what, with);
+    }
+    return text;
+  }
+
+  // Many lines together take two thirds of the time of single ones, but a key with a line feed would find the end of a line.
+  std::string ReplacedLineByLine() const {
+    std::string replaced;
+    for (std::string_view rest = m_lines; !rest.empty();) {
+      const std::size_t end = rest.find('\n');
+      replaced.append(Replaced(std::string(rest.substr(0, end)))).push_back('\n');
+      rest.remove_prefix(end + 1);
+    }
+    return replaced;
   }
 
   const Replacements& m_replacements;
   const Descriptor& m_output;
-  std::string m_line;
-  std::string m_pending;
+  bool m_hasKeyBeyondLine;
+  std::string m_lines;  // complete ones when they are written, else at most the beginning of one
 };
 
 bool Filter(const Replacements& replacements, const Descriptor& input, const Descriptor& output) {
