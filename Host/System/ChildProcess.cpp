@@ -1,7 +1,10 @@
 #include "Host/System/ChildProcess.h"
 
+#include "Host/System/ResultDescriptor.h"
 #include "Host/Text/Errors.h"
 #include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -23,9 +26,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Out of the way of code that closes or writes to the first few descriptors, and below any usual limit.
-constexpr int kResultDescriptor = 60;
 constexpr std::size_t kMostResult = std::size_t{1024} * 1024;
+/// For the child to end what it has started; a process in the middle of a failing disk access may take longer.
+constexpr int kPatienceMilliseconds = 5000;
 constexpr std::size_t kMostPrinted = std::size_t{8} * 1024;
 
 void Require(bool done, const char* action) {
@@ -49,7 +52,7 @@ struct Pipe {
   Descriptor writing;
 };
 
-/// Collects what is there to read, at most `most` bytes of it; false when no more will come.
+/// Appends what can be read now, up to `most` bytes in all; false at the end of the stream.
 bool Collect(const Descriptor& descriptor, std::string& text, std::size_t most) {
   std::array<char, 4096> buffer{};
   for (;;) {
@@ -98,7 +101,7 @@ class SpawnSetup {
     posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     int error = posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     for (const auto& [from, to] :
-         {std::pair(output, STDOUT_FILENO), std::pair(output, STDERR_FILENO), std::pair(result, kResultDescriptor)}) {
+         {std::pair(output, STDOUT_FILENO), std::pair(output, STDERR_FILENO), std::pair(result, ResultDescriptor())}) {
       error = error != 0 ? error : posix_spawn_file_actions_adddup2(&m_actions, from, to);
     }
     errno = error;
@@ -127,7 +130,7 @@ class SpawnSetup {
   posix_spawn_file_actions_t m_actions{};
 };
 
-/// A running child, which does not outlive the object.
+/// A running child with everything that it has started, none of which outlives the object.
 class Child {
  public:
   explicit Child(pid_t process)
@@ -139,10 +142,13 @@ class Child {
   /// Readable once it has ended.
   const Descriptor& Ended() const { return m_descriptor; }
 
-  /// Kills it with its process group and returns its status, as waitpid gives it. The group is killed before the
-  /// leader is waited for: until then nobody else can be called by its number.
+  /// Ends it and everything that it has started, and returns its status as waitpid does. The group is killed before
+  /// the leader is waited for: until then no other process can have its number.
   int End() {
     if (m_process != -1) {
+      kill(m_process, SIGTERM);
+      pollfd ended{m_descriptor.Get(), POLLIN, 0};
+      poll(&ended, 1, kPatienceMilliseconds);
       kill(-m_process, SIGKILL);
       kill(m_process, SIGKILL);
       while (waitpid(m_process, &m_status, 0) == -1 && errno == EINTR) {
@@ -158,7 +164,7 @@ class Child {
   int m_status = 0;
 };
 
-/// Follows the child until it ends, the time is up or a signal has come.
+/// Waits until the child ends, its time is up or a signal arrives.
 class Watch {
  public:
   Watch(const Child& child, const Descriptor& output, const Descriptor& result, const Descriptor& signals)
@@ -229,44 +235,13 @@ std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit
       break;
     case ChildEnd::kCrashed: {
       const char* const name = sigabbrev_np(end.code);
-      const std::string signal = name == nullptr ? "signal " + std::to_string(end.code) : std::string("SIG") + name;
-      return "crashed" + where + " (" + signal + ")";
+      return name == nullptr ? fmt::format("crashed{} (signal {})", where, end.code)
+                             : fmt::format("crashed{} (SIG{})", where, name);
     }
     case ChildEnd::kTimedOut:
-      return "hung" + where + " for more than " + std::to_string(timeLimit.count() / 1000) + " s";
+      return fmt::format("hung{} for more than {} s", where, timeLimit.count() / 1000);
     case ChildEnd::kInterrupted:
       return "was interrupted" + where;
   }
-  return "ended the process" + where + " (exit code " + std::to_string(end.code) + ")";
+  return fmt::format("ended the process{} (exit code {})", where, end.code);
 }
-
-void BecomeChild() {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  fcntl(kResultDescriptor, F_SETFD, FD_CLOEXEC);
-  // A limit of one byte, not of none: that also keeps the kernel from starting a program that takes the core.
-  const rlimit one{1, 1};
-  setrlimit(RLIMIT_CORE, &one);
-}
-
-void WriteResult(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = write(kResultDescriptor, bytes.data(), bytes.size());
-    if (count == -1 && errno != EINTR) {
-      return;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-  }
-}
-
-EndingSignalsHeld::EndingSignalsHeld() {
-  sigemptyset(&m_signals);
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
-    struct sigaction action {};
-    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
-      sigaddset(&m_signals, signal);
-    }
-  }
-  pthread_sigmask(SIG_BLOCK, &m_signals, &m_previous);
-}
-
-EndingSignalsHeld::~EndingSignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }

@@ -1,15 +1,17 @@
 #pragma once
 
-/// This program, started again as a child: for work that may crash, hang or end the process, such as calling into a
-/// module that nobody vouches for. The child leads a process group of its own, so that whatever it starts ends with it.
+/// This program, started again as a child: for work that may crash, hang or end the process, such as calling into an
+/// unknown module. The work runs in a process below the child, which ends everything that the work has started, daemons
+/// in sessions of their own included: when the work ends, when the parent asks for it, and when the parent dies.
 ///
 ///   const ChildEnd end = RunChild({{"--try-module", path}, {}, limit});
 ///   if (end.result != "done\n") {
 ///     throw Failure("the module " + DescribeEnd(end, limit));
 ///   }
 
+#include "Host/System/EndingSignals.h"
+
 #include <chrono>
-#include <csignal>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,49 +22,33 @@ struct ChildTask {
   std::chrono::milliseconds timeLimit{};
 };
 
-/// How a child ended, and what came from it.
+/// How a child ended, and its output.
 struct ChildEnd {
   enum How {
     kExited,       ///< `code` is its exit code
     kCrashed,      ///< `code` is the signal
     kTimedOut,     ///< killed at the time limit
-    kInterrupted,  ///< killed because this process has been asked to end
+    kInterrupted,  ///< killed because this process was asked to end
   };
 
   How how = kExited;
   int code = 0;
-  std::string result;   ///< what it gave to WriteResult
+  std::string result;   ///< the bytes given to WriteResult
   std::string printed;  ///< the beginning of what it wrote to standard output and standard error
 };
 
-/// Runs the child and waits for it. It has no input, the default signal handling and leaves no core file. Afterwards
-/// its process group is dead and no descriptor is left. Throws Failure when it cannot be started. May be called by
-/// several threads at a time.
+/// Runs the child and waits for it. It has no input, default signal handling and leaves no core file. Afterwards no
+/// process that it has started is left, and no descriptor. Throws Failure when it cannot be started. Several threads may
+/// call it at a time.
 ChildEnd RunChild(const ChildTask& task);
 
-/// What a child did to end as it has, in words that follow "it": "crashed on loading (SIGSEGV)", "hung on loading for
-/// more than 10 s", "ended the process on loading (exit code 0)" with " on loading" for `where`.
+/// Describes how a child ended, in words that follow "it"; `where` is inserted: "crashed on loading (SIGSEGV)", "hung on
+/// loading for more than 10 s", "ended the process on loading (exit code 0)" with " on loading".
 std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit, const std::string& where = "");
 
-/// In the child, first of all: it dies with its parent, and never leaves a core file.
+/// In the child, before anything else and before there is a second thread: continues in the process that does the work.
+/// It dies with the parent and leaves no core file.
 void BecomeChild();
 
-/// In the child: hands `bytes` to the parent, by a way that nothing printed can get into.
+/// In the child: hands `bytes` to the parent, apart from everything that is printed.
 void WriteResult(std::string_view bytes);
-
-/// While it lives, the signals that ask this process to end wait; every RunChild on any thread that was started
-/// meanwhile, or is this one, kills its child when one arrives, and returns. They take effect when the object ends.
-class EndingSignalsHeld {
- public:
-  EndingSignalsHeld();
-  EndingSignalsHeld(const EndingSignalsHeld&) = delete;
-  EndingSignalsHeld& operator=(const EndingSignalsHeld&) = delete;
-  ~EndingSignalsHeld();
-
-  /// The signals that it holds: not those that this process ignores.
-  const sigset_t& Signals() const { return m_signals; }
-
- private:
-  sigset_t m_signals{};
-  sigset_t m_previous{};
-};
