@@ -151,6 +151,8 @@ void DeclareEncode(CLI::App& app, Options& options) {
   declare.FileName("-o,--output", "FILE", options.output, "The output, in place of a second file name");
   declare.Flag("-f,--force", options.force, "Replace existing outputs");
   declare.Flag("--verify", options.verify, "Read each output back from the disk and compare it with what was encoded");
+  declare.Flag("--no-sync", options.noSync,
+               "Do not wait for the disk: faster, but a power failure may leave empty files under the outputs' names");
   declare.Group("Format and settings");
   DeclareFormat(declare, options);
   DeclareSettings(declare, options);

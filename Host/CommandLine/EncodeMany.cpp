@@ -7,18 +7,20 @@
 #include "Host/CommandLine/Progress.h"
 #include "Host/CommandLine/SettingCommands.h"
 #include "Host/CommandLine/WorkList.h"
-#include "Host/System/OutputFile.h"
+#include "Host/System/CommitGroup.h"
+#include "Host/System/Folders.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 #include "Host/Transcode/EncodeFile.h"
 
-#include <sys/stat.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <cmath>
+#include <exception>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <new>
 #include <numeric>
 #include <thread>
@@ -32,21 +34,6 @@ struct ItemResult {
   std::string text;    ///< the plan, the notes on what was encoded, or why it failed
   double seconds = 0;  ///< length of the sound
 };
-
-/// Something else of that name is found when a file is to be made in it.
-void MakeFolder(const std::filesystem::path& folder) {
-  if (mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST) {
-    return;
-  }
-  const int error = errno;
-  if (error != ENOENT || !folder.has_parent_path() || folder.parent_path() == folder) {
-    throw SystemFailure(folder.native(), "make the folder", error);
-  }
-  MakeFolder(folder.parent_path());
-  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
-    throw SystemFailure(folder.native(), "make the folder", errno);
-  }
-}
 
 class Batch {
  public:
@@ -70,8 +57,8 @@ class Batch {
   std::size_t OutdatedFiles() const;
 
   void Work();
-  ItemResult Try(const WorkItem& item);
-  ItemResult Encode(const WorkItem& item);
+  void Try(std::size_t index, const std::function<void()>& step);
+  void Encode(std::size_t index);
   std::string SummaryText() const;
 
   const EncodingSetup& m_setup;
@@ -80,6 +67,7 @@ class Batch {
   std::vector<ItemResult> m_results;  ///< one an item
   std::atomic<std::size_t> m_next{0};
   BatchProgress m_progress;
+  CommitGroup m_commits;
   std::array<std::size_t, kNumberOfOutcomes> m_numbers{};
 };
 
@@ -106,60 +94,81 @@ void Batch::Run() {
     // There are no more threads or no memory for them to be had: fewer do the same work.
   }
   Work();
+  helpers.clear();
+  m_commits.Finish();
 }
 
 void Batch::Work() {
   for (std::size_t index = m_next++; index < m_results.size(); index = m_next++) {
-    try {
-      m_results[index] = Try(m_list.items[index]);
-    } catch (const std::bad_alloc&) {
-      m_results[index].outcome = kFailed;  // no memory for words either: Tell finds them
-    }
+    Try(index, [this, index] { Encode(index); });
   }
 }
 
-ItemResult Batch::Try(const WorkItem& item) {
-  std::string why;
+/// The result of a step that throws is what it throws.
+void Batch::Try(std::size_t index, const std::function<void()>& step) {
+  const WorkItem& item = m_list.items[index];
+  ItemResult& result = m_results[index];
+  const auto fail = [&item, &result](const std::string& why) {
+    result = {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
+  };
   try {
-    return IsToSkip(item) ? ItemResult{kSkipped, {}, 0} : Encode(item);
-  } catch (const OutputExists& error) {
-    if (m_options.skipExisting) {
-      return {kSkipped, {}, 0};  // somebody else has just made it
+    try {
+      step();
+    } catch (const OutputExists& error) {
+      if (m_options.skipExisting) {
+        result = {kSkipped, {}, 0};  // somebody else has just made it
+      } else {
+        fail(error.what());
+      }
+    } catch (const NotASoundFile& error) {
+      if (item.isSound) {
+        fail(error.what());
+      } else {
+        result = {kNoSound, {}, 0};
+      }
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& error) {
+      fail(error.what());
+    } catch (...) {
+      fail("the module threw an exception of unknown type");
     }
-    why = error.what();
-  } catch (const NotASoundFile& error) {
-    if (!item.isSound) {
-      return {kNoSound, {}, 0};
-    }
-    why = error.what();
   } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& error) {
-    why = error.what();
-  } catch (...) {
-    why = "the module threw an exception of unknown type";
+    result.text.clear();  // no memory for a text either: Tell has one
+    result.outcome = kFailed;
   }
-  return {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
 }
 
-ItemResult Batch::Encode(const WorkItem& item) {
-  FileProgress progress(m_progress, item.bytes);
+void Batch::Encode(std::size_t index) {
+  const WorkItem& item = m_list.items[index];
+  if (IsToSkip(item)) {
+    m_results[index] = {kSkipped, {}, 0};
+    return;
+  }
+  const auto progress = std::make_shared<FileProgress>(m_progress, item.bytes);
   if (item.outputExists) {
     CheckOutputTarget(item.output, m_options.force);
   }
   FileEncoding encoding(m_setup, item.input, item.output);
   if (m_options.dryRun) {
-    return {kEncoded, PlanText(encoding), 0};
+    m_results[index] = {kEncoded, PlanText(encoding), 0};
+    return;
   }
-  MakeFolder(std::filesystem::path(item.output).parent_path());
+  MakeFolders(std::filesystem::path(item.output).parent_path());
   const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
   const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
     const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
-    progress.Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+    progress->Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+    m_commits.CommitOverdue();
   });
   const std::string notes = NotesText(result);
-  return {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
-          static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
+  m_results[index] = {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
+                      static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
+  m_commits.Add(encoding.TakeFile(), [this, index, progress](const std::exception_ptr& error) {
+    if (error) {
+      Try(index, [&error] { std::rethrow_exception(error); });
+    }
+  });
 }
 
 bool Batch::Tell() {
@@ -224,7 +233,7 @@ bool EncodeMany(const Options& options) {
   CheckSettings(setup);
   const WorkList list = MakeWorkList(SelectFiles(options.selection, options.naming.folder), options.naming);
   if (!options.dryRun && !list.items.empty()) {
-    MakeFolder(options.naming.folder);
+    MakeFolders(options.naming.folder);
   }
   Batch batch(options, setup, list);
   batch.Run();

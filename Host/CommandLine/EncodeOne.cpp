@@ -3,6 +3,7 @@
 #include "Host/CommandLine/EncodingTexts.h"
 #include "Host/CommandLine/Progress.h"
 #include "Host/CommandLine/SettingCommands.h"
+#include "Host/System/FileIdentity.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
@@ -35,6 +36,7 @@ void EncodeOne(const Options& options) {
   const EncodingResult result = encoding.Write([&progress](FileEncoding::Pass pass, std::uint64_t done) {
     progress.Update(done, pass == FileEncoding::Pass::kVerifying ? "verifying: " : "");
   });
+  encoding.TakeFile()->Commit();
   if (!options.quiet) {
     progress.Clear();
     PrintMessage(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));

@@ -3,29 +3,12 @@
 #include "Host/Plugin/Module.h"
 #include "Host/Settings/Info.h"
 #include "Host/Settings/Preset.h"
+#include "Host/System/FileIdentity.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 
-#include <filesystem>
 #include <nlohmann/json.hpp>
-
-namespace {
-
-/// Whether two paths lead to one place, where there may be nothing yet.
-bool IsSamePlace(const std::string& left, const std::string& right) {
-  namespace fs = std::filesystem;
-  const auto placeOf = [](const std::string& path) {
-    std::error_code error;
-    if (!fs::status_known(fs::status(path, error))) {
-      throw SystemFailure(path, "look at it", error.value());
-    }
-    return fs::weakly_canonical(fs::absolute(path, error), error);
-  };
-  return left == right || (!placeOf(left).empty() && placeOf(left) == placeOf(right));
-}
-
-}  // namespace
 
 void CheckPresetTarget(const Options& options) {
   if (options.savePreset.empty()) {

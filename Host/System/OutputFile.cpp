@@ -1,5 +1,7 @@
 #include "Host/System/OutputFile.h"
 
+#include "Host/System/DiskForcing.h"
+#include "Host/System/KeptAttributes.h"
 #include "Host/Text/Errors.h"
 #include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
@@ -8,9 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
-#include <optional>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -23,93 +23,10 @@ namespace {
 // Small enough to stay in the processor's cache between filling and writing.
 constexpr std::size_t kBufferSize = 512 * std::size_t{1024};
 
-struct Target {
-  std::string path;  // with links followed
-  bool isDirect = false;
-  std::optional<mode_t> permissions;  // of the file to be replaced
-};
-
-OutputExists ExistsAlready(const std::string& target) {
-  return OutputExists{target + ": exists already; --force would replace it"};
-}
-
-std::string FollowLinks(const std::string& target) {
-  namespace fs = std::filesystem;
-  constexpr int kMostLinks = 40;
-  fs::path path(target);
-  for (int links = 0; links < kMostLinks; ++links) {
-    std::error_code error;
-    const fs::file_status status = fs::symlink_status(path, error);
-    if (!fs::status_known(status)) {
-      throw SystemFailure(target, "look at it", error.value());
-    }
-    if (!fs::is_symlink(status)) {
-      return path;
-    }
-    const fs::path next = fs::read_symlink(path, error);
-    if (error) {
-      throw SystemFailure(target, "follow the link", error.value());
-    }
-    path = path.parent_path() / next;
-  }
-  throw SystemFailure(target, "follow the link", ELOOP);
-}
-
-void CheckFolder(const std::string& target, const std::string& path) {
-  const std::filesystem::path name(path);
-  if (!name.has_filename()) {
-    throw SystemFailure(target, "create", EISDIR);
-  }
-  const std::string folder = name.has_parent_path() ? name.parent_path().string() : ".";
-  if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-    throw SystemFailure(target, "create a file in " + folder, errno);
-  }
-}
-
-Target Inspect(const std::string& target, bool replaceExisting) {
-  if (target == "-") {
-    if (isatty(STDOUT_FILENO) != 0) {
-      throw Failure("standard output is a terminal: name a file or redirect it");
-    }
-    return {target, true, {}};
-  }
-  if (target.empty()) {
-    throw Failure("the name of the output is empty");
-  }
-  Target result;
-  struct stat status {};
-  if (stat(target.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) {
-      throw SystemFailure(target, "write", EISDIR);
-    }
-    if ((S_ISREG(status.st_mode) || S_ISBLK(status.st_mode)) && !replaceExisting) {
-      throw ExistsAlready(target);
-    }
-    if (!S_ISREG(status.st_mode)) {
-      return {target, true, {}};
-    }
-    result.permissions = status.st_mode & mode_t{0777};
-  } else if (errno != ENOENT) {
-    throw SystemFailure(target, "write", errno);
-  }
-  result.path = FollowLinks(target);
-  CheckFolder(target, result.path);
-  return result;
-}
-
-int OpenDirectly(const std::string& target) {
-  return target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
-                       : RetryInterrupted([&] { return open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); });
-}
-
-void TakePermissions(int descriptor, mode_t permissions, const std::string& target) {
-  struct stat status {};
-  if (fstat(descriptor, &status) == 0 && (status.st_mode & mode_t{0777}) == permissions) {
-    return;
-  }
-  if (fchmod(descriptor, permissions) != 0) {
-    throw SystemFailure(target, "keep its permissions", errno);
-  }
+Descriptor OpenDirectly(const std::string& target) {
+  return Descriptor(target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : RetryInterrupted([&] {
+    return open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  }));
 }
 
 // Repeats `write(bytes, size)`, which returns what write(2) does, until all is written; the errno, or 0.
@@ -132,73 +49,36 @@ int WriteAll(int descriptor, const unsigned char* bytes, std::size_t size, Write
   return 0;
 }
 
-// False where nothing is there.
-bool GetStatus(const std::string& path, int standardDescriptor, struct stat& status) {
-  if ((path == "-" ? fstat(standardDescriptor, &status) : stat(path.c_str(), &status)) == 0) {
-    return true;
-  }
-  if (errno != ENOENT) {
-    const char* const standardName = standardDescriptor == STDIN_FILENO ? "standard input" : "standard output";
-    throw SystemFailure(path == "-" ? standardName : path, "look at it", errno);
-  }
-  return false;
-}
-
 }  // namespace
 
-class OutputFile::Descriptor {
- public:
-  explicit Descriptor(int number) : m_number(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { Close(); }
-
-  int Number() const { return m_number; }
-
-  // The errno, or 0. An interrupted close has closed.
-  int Close() {
-    const int number = std::exchange(m_number, -1);
-    return number == -1 || close(number) == 0 || errno == EINTR ? 0 : errno;
-  }
-
- private:
-  int m_number;
-};
-
-bool IsWrittenDirectly(const std::string& target) {
-  struct stat status {};
-  return target == "-" || (stat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode));
-}
-
-void CheckOutputTarget(const std::string& target, bool replaceExisting) { Inspect(target, replaceExisting); }
-
-bool IsSameFile(const std::string& input, const std::string& target) {
-  struct stat source {};
-  struct stat destination {};
-  return GetStatus(input, STDIN_FILENO, source) && GetStatus(target, STDOUT_FILENO, destination) &&
-         (S_ISREG(source.st_mode) || S_ISFIFO(source.st_mode) || S_ISBLK(source.st_mode)) &&
-         source.st_dev == destination.st_dev && source.st_ino == destination.st_ino;
-}
-
-OutputFile::OutputFile(const std::string& target, bool replaceExisting)
+OutputFile::OutputFile(const std::string& target, bool replaceExisting, Durability durability)
     : m_shownTarget(target == "-" ? "standard output" : target),
       m_replaceExisting(replaceExisting),
+      m_durability(durability),
       m_buffer(std::make_unique_for_overwrite<unsigned char[]>(kBufferSize)) {
-  Target inspected = Inspect(target, replaceExisting);
-  m_target = std::move(inspected.path);
-  int descriptor = -1;
-  if (inspected.isDirect) {
-    descriptor = OpenDirectly(m_target);
-  } else {
-    m_temporary = std::make_unique<TemporaryName>(m_target);
-    descriptor = m_temporary->Create();
+  const OutputTarget inspected = InspectTarget(target, replaceExisting);
+  if (inspected.isWrittenDirectly) {
+    m_file = OpenDirectly(inspected.path);
+    if (!m_file.IsOpen()) {
+      throw SystemFailure(m_shownTarget, "open", errno);
+    }
+    m_isForced = target == "-";  // standard output belongs to whoever has redirected it
+    return;
   }
-  if (descriptor == -1) {
-    throw SystemFailure(m_shownTarget, inspected.isDirect ? "open" : "create", errno);
+  const std::filesystem::path path(inspected.path);
+  m_name = path.filename();
+  const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+  m_folder = Descriptor(RetryInterrupted([&folder] { return open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+  if (!m_folder.IsOpen()) {
+    throw SystemFailure(m_shownTarget, "open the folder " + folder, errno);
   }
-  m_descriptor = std::make_unique<Descriptor>(descriptor);
-  if (inspected.permissions) {
-    TakePermissions(descriptor, *inspected.permissions, m_shownTarget);
+  m_temporary = std::make_unique<TemporaryName>(m_folder.Get(), m_name);
+  m_file = Descriptor(m_temporary->Create(inspected.replacedFile ? 0600 : 0666));
+  if (!m_file.IsOpen()) {
+    throw SystemFailure(m_shownTarget, "create", errno);
+  }
+  if (inspected.replacedFile) {
+    KeepAttributes(path, *inspected.replacedFile, m_file.Get(), m_shownTarget);
   }
 }
 
@@ -207,7 +87,7 @@ OutputFile::~OutputFile() = default;
 void OutputFile::Write(const void* bytes, std::size_t size) {
   const auto* source = static_cast<const unsigned char*>(bytes);
   while (size > kBufferSize - m_buffered) {
-    // Filled to the brim, so that the file grows by whole pages.
+    // Filled completely, so that the file grows by whole pages.
     const std::size_t taken = kBufferSize - m_buffered;
     std::memcpy(m_buffer.get() + m_buffered, source, taken);
     m_buffered = kBufferSize;
@@ -228,7 +108,7 @@ void OutputFile::WriteAt(std::uint64_t position, const void* bytes, std::size_t 
   const auto* source = static_cast<const unsigned char*>(bytes);
   if (position < m_flushed) {
     const auto taken = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_flushed - position));
-    const int descriptor = m_descriptor->Number();
+    const int descriptor = m_file.Get();
     const unsigned char* const begin = source;
     const auto write = [&](const unsigned char* from, std::size_t count) {
       return pwrite(descriptor, from, count, static_cast<off_t>(position) + (from - begin));
@@ -245,8 +125,8 @@ void OutputFile::WriteAt(std::uint64_t position, const void* bytes, std::size_t 
   }
 }
 
-// Disk space is taken in growing steps ahead of the writing: block by block it costs a seventh of the whole time
-// (ext4). Small files go without, and so does a system that once refuses.
+// Disk space is reserved in growing steps ahead of the data: block by block it costs a seventh of the whole time
+// (ext4). Small files do without, and so does a system that once refuses.
 void OutputFile::ReserveSpace() {
   constexpr std::uint64_t kFirstStep = 4 << 20;
   constexpr std::uint64_t kLargestStep = 64 << 20;
@@ -254,14 +134,23 @@ void OutputFile::ReserveSpace() {
     return;
   }
   const std::uint64_t step = std::min(m_flushed, kLargestStep);
-  const bool isReserved = fallocate(m_descriptor->Number(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_flushed),
-                                    static_cast<off_t>(step)) == 0;
+  const bool isReserved =
+      fallocate(m_file.Get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_flushed), static_cast<off_t>(step)) == 0;
   m_reserved = isReserved ? m_flushed + step : std::numeric_limits<std::uint64_t>::max();
+}
+
+// What the disk writes while the encoding goes on need not be waited for in the end.
+void OutputFile::StartWriteOut() {
+  if (IsSeekable() && m_durability == Durability::kForced && m_flushed > m_writtenOut) {
+    sync_file_range(m_file.Get(), static_cast<off_t>(m_writtenOut), static_cast<off_t>(m_flushed - m_writtenOut),
+                    SYNC_FILE_RANGE_WRITE);
+    m_writtenOut = m_flushed;
+  }
 }
 
 void OutputFile::Flush() {
   ReserveSpace();
-  const int descriptor = m_descriptor->Number();
+  const int descriptor = m_file.Get();
   const auto write = [descriptor](const unsigned char* from, std::size_t count) {
     return ::write(descriptor, from, count);
   };
@@ -270,38 +159,45 @@ void OutputFile::Flush() {
   }
   m_flushed += m_buffered;
   m_buffered = 0;
+  constexpr std::uint64_t kWriteOutStep = 8 << 20;
+  if (m_flushed - m_writtenOut >= kWriteOutStep) {
+    StartWriteOut();
+  }
 }
 
-void OutputFile::ReturnUnusedSpace() {
+void OutputFile::Finish() {
+  if (m_buffer == nullptr) {
+    return;
+  }
+  Flush();
   if (m_reserved > m_flushed &&
-      RetryInterrupted([this] { return ftruncate(m_descriptor->Number(), static_cast<off_t>(m_flushed)); }) != 0) {
+      RetryInterrupted([this] { return ftruncate(m_file.Get(), static_cast<off_t>(m_flushed)); }) != 0) {
     throw SystemFailure(m_shownTarget, "return unused disk space", errno);
   }
   m_reserved = m_flushed;
+  m_writtenOut = 0;  // what WriteAt has changed, too
+  StartWriteOut();
+  m_buffer.reset();
 }
 
 void OutputFile::Sync() {
-  Flush();
-  ReturnUnusedSpace();
-  const int descriptor = m_descriptor->Number();
-  if (RetryInterrupted([descriptor] { return fsync(descriptor); }) != 0) {
-    throw SystemFailure(m_shownTarget, "force it onto the disk", errno);
-  }
+  Finish();
+  ForceData();
   struct stat status {};
-  if (fstat(descriptor, &status) != 0) {
-    throw SystemFailure(m_shownTarget, "look at it", errno);
+  if (fstat(m_file.Get(), &status) != 0) {
+    throw SystemFailure(m_shownTarget, "read its status", errno);
   }
   if (static_cast<std::uint64_t>(status.st_size) != m_flushed) {
-    throw Failure(m_shownTarget + ": has not the length of what was written");
+    throw Failure(m_shownTarget + ": its length differs from what was written");
   }
-  posix_fadvise(descriptor, 0, 0, POSIX_FADV_DONTNEED);
-  posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+  posix_fadvise(m_file.Get(), 0, 0, POSIX_FADV_DONTNEED);
+  posix_fadvise(m_file.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
 std::size_t OutputFile::ReadAt(std::uint64_t position, void* bytes, std::size_t size) const {
   std::size_t done = 0;
   while (done < size) {
-    const ssize_t taken = pread(m_descriptor->Number(), static_cast<unsigned char*>(bytes) + done, size - done,
+    const ssize_t taken = pread(m_file.Get(), static_cast<unsigned char*>(bytes) + done, size - done,
                                 static_cast<off_t>(position + done));
     if (taken == 0) {
       break;
@@ -316,20 +212,53 @@ std::size_t OutputFile::ReadAt(std::uint64_t position, void* bytes, std::size_t 
 }
 
 void OutputFile::Commit() {
-  Flush();
-  ReturnUnusedSpace();
-  if (const int error = m_descriptor->Close(); error != 0) {
-    throw SystemFailure(m_shownTarget, "close", error);
+  Finish();
+  if (m_durability == Durability::kForced) {
+    ForceData();
   }
-  if (m_temporary == nullptr) {
+  TakeName();
+  if (m_durability == Durability::kForced) {
+    ForceName();
+  }
+}
+
+void OutputFile::ForceData() {
+  const int error = m_isForced ? 0 : ForceToDisk(m_file.Get());
+  if (error != 0) {
+    throw SystemFailure(m_shownTarget, "force it onto the disk", error);
+  }
+  m_isForced = true;
+}
+
+void OutputFile::TakeName() {
+  if (!IsSeekable()) {
+    if (const int error = m_file.Close(); error != 0) {
+      throw SystemFailure(m_shownTarget, "close", error);
+    }
     return;
   }
-  const int error = m_temporary->MoveTo(m_target, m_replaceExisting);
+  if (!m_isForced) {
+    // Network file systems report errors of earlier writes when any descriptor of the file is closed.
+    if (const int error = Descriptor(fcntl(m_file.Get(), F_DUPFD_CLOEXEC, 0)).Close(); error != 0) {
+      throw SystemFailure(m_shownTarget, "close", error);
+    }
+  }
+  const int error = m_temporary->MoveTo(m_file.Get(), m_name, m_replaceExisting);
   if (error == EEXIST) {
-    throw ExistsAlready(m_shownTarget);
+    throw OutputExists(m_shownTarget);
+  }
+  if (error == ESTALE) {
+    throw Failure(m_shownTarget + ": another program has removed or replaced the temporary file");
   }
   if (error != 0) {
-    throw SystemFailure(m_shownTarget, "put the finished file there", error);
+    throw SystemFailure(m_shownTarget, "rename the temporary file to it", error);
   }
   m_temporary.reset();
+}
+
+void OutputFile::ForceName() {
+  const int error = m_folder.IsOpen() ? ForceNames(m_folder.Get(), m_file.Get()) : 0;
+  if (error != 0) {
+    throw SystemFailure(m_shownTarget, "force its name onto the disk", error);
+  }
 }

@@ -1,53 +1,41 @@
 #pragma once
 
-/// The file being written: complete under its name, or not there at all.
+/// A file that appears under its name when it is complete, or not at all.
 ///
 ///   OutputFile file("song.mkv", false);   // refuses an existing song.mkv
 ///   file.Write(bytes, size);              // ... into a temporary file beside it
 ///   file.Commit();                        // ... which now becomes song.mkv; without this it is removed
 ///
-/// Every failure is thrown as a Failure that names the target and the first errno. After one the object is only good
-/// for destruction. Nothing but Sync forces data onto the disk: what the system has accepted counts as written.
+/// The data is on the disk before the file takes its name, and the name before Commit returns: after a power failure
+/// the target is as it was before or complete, and complete if Commit has returned. With Durability::kLeftToSystem that
+/// holds for the end of the process only, not for that of the machine. CommitGroup does the same for many files.
+///
+/// Every failure is thrown as a Failure that names the target and the first errno. After one, only destroy the object.
 
+#include "Host/System/OutputTarget.h"
 #include "Host/System/TemporaryName.h"
-#include "Host/Text/Errors.h"
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
-/// The Failure of a target that exists and may not be replaced.
-class OutputExists : public Failure {
- public:
-  using Failure::Failure;
-};
-
-/// Throws what making an OutputFile with the same arguments would throw about the target, as far as that can be told
-/// without creating or opening anything: it exists and may not be replaced, is a folder, standard output is a terminal.
-void CheckOutputTarget(const std::string& target, bool replaceExisting);
-
-/// Whether writing to `target` would write to the file that `input` is read from: the same file by name, by symbolic or
-/// hard link, or by redirection ("-" stands for standard input and standard output). False when either does not exist,
-/// and for character devices such as /dev/null. Throws Failure where that cannot be found out.
-bool IsSameFile(const std::string& input, const std::string& target);
-
-/// Whether an OutputFile would write to `target` directly and so could not be read back: standard output, a FIFO, a
-/// device.
-bool IsWrittenDirectly(const std::string& target);
+/// Whether an output is forced onto the disk, or written there whenever the system likes.
+enum class Durability { kForced, kLeftToSystem };
 
 class OutputFile {
  public:
   /// `target` is a path, or "-" for standard output.
-  /// - A regular file, or nothing yet: what is written goes to a temporary file in the target's folder. An existing
-  ///   target is refused unless `replaceExisting`; it then hands its permissions on. A symbolic link is followed: what
-  ///   it points to is created or replaced, the link stays.
-  /// - Standard output and all else that can be written to (a FIFO, /dev/null): written directly and front to back.
-  ///   Block devices count as existing; a terminal is refused as standard output.
-  OutputFile(const std::string& target, bool replaceExisting);
+  /// - A regular file, or nothing yet: the data goes to a temporary file in the target's folder. An existing target is
+  ///   refused unless `replaceExisting`; the new file then keeps what KeepAttributes says. A symbolic link is followed:
+  ///   what it points to is created or replaced, the link stays. The folder may be renamed meanwhile.
+  /// - Standard output and everything else that can be written to (a FIFO, /dev/null): written directly and front to
+  ///   back. Block devices count as existing; a terminal is refused as standard output.
+  OutputFile(const std::string& target, bool replaceExisting, Durability durability = Durability::kForced);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
-  /// Without Commit: the temporary file is removed, the old target is as it was.
+  /// Without Commit: removes the temporary file; the old target is unchanged.
   ~OutputFile();
 
   /// The target as messages name it.
@@ -62,37 +50,47 @@ class OutputFile {
   /// Appends. The bytes are copied into a large buffer or handed to the system; they are not needed afterwards.
   void Write(const void* bytes, std::size_t size);
 
-  /// Overwrites `size` bytes at `position`; all of them must have been written before, and the file be seekable, else
-  /// std::out_of_range is thrown.
+  /// Overwrites `size` bytes at `position`. All of them must have been written before and the file be seekable, else
+  /// throws std::out_of_range.
   void WriteAt(std::uint64_t position, const void* bytes, std::size_t size);
 
-  /// Hands what is buffered to the system: for the reader at the other end of a pipe.
+  /// Hands the buffered bytes to the system: for the reader at the other end of a pipe.
   void Flush();
 
-  /// Forces all that was written onto the disk, and out of the system's memory as far as the system lets go of it: what
-  /// ReadAt then gives comes from the disk. Nothing may be written afterwards.
+  /// Forces the data onto the disk, and drops it from the system's memory as far as the system does that: what ReadAt
+  /// returns then comes from the disk. Write nothing afterwards.
   void Sync();
 
-  /// Reads from `position`, after Sync: the number of bytes, which is less than `size` only at the end of the file.
+  /// Reads at `position`, after Sync. Returns the number of bytes, which is less than `size` only at the end of file.
   std::size_t ReadAt(std::uint64_t position, void* bytes, std::size_t size) const;
 
-  /// Flushes, closes, and gives the file its name. Not even now a target that may not be replaced is: one that has
-  /// appeared meanwhile is a failure. To be called once, as the last thing.
+  /// Completes the file and gives it its name. A target that may not be replaced and has appeared meanwhile is a
+  /// failure. Call it once, as the last thing.
   void Commit();
 
  private:
-  class Descriptor;
+  friend class CommitGroup;
 
   void ReserveSpace();
-  void ReturnUnusedSpace();
+  void StartWriteOut();
+
+  // The steps of Commit.
+  void Finish();     ///< hands all data to the system and starts writing it to the disk
+  void ForceData();  ///< waits until the data is on the disk
+  void TakeName();   ///< the rename
+  void ForceName();  ///< waits until the name is on the disk
 
   std::string m_shownTarget;
-  std::string m_target;  ///< with symbolic links followed
+  std::string m_name;  ///< in the folder
   bool m_replaceExisting;
-  std::unique_ptr<TemporaryName> m_temporary;  ///< null for what is written directly
-  std::unique_ptr<Descriptor> m_descriptor;
+  Durability m_durability;
+  Descriptor m_folder;                         ///< none for what is written directly, as with the next
+  std::unique_ptr<TemporaryName> m_temporary;  ///< before the folder's end
+  Descriptor m_file;
   std::unique_ptr<unsigned char[]> m_buffer;
   std::size_t m_buffered = 0;
   std::uint64_t m_flushed = 0;
-  std::uint64_t m_reserved = 0;  ///< up to where disk space has been asked for, where that makes sense
+  std::uint64_t m_reserved = 0;    ///< end of the disk space that has been reserved, where that makes sense
+  std::uint64_t m_writtenOut = 0;  ///< up to where writing to the disk has been started
+  bool m_isForced = false;         ///< all data is on the disk
 };

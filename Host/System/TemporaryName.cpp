@@ -1,13 +1,16 @@
 #include "Host/System/TemporaryName.h"
 
+#include "Host/System/EndingSignals.h"
+#include "Host/Text/Utf8.h"
 #include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <random>
@@ -17,12 +20,13 @@
 
 namespace {
 
-// What the signal handler reads. A thread that makes a file has its signals blocked meanwhile, so that the handler,
-// which then runs on another thread, can wait for it.
+// What the signal handler reads. A thread blocks its signals while it creates a file: the handler then runs on another
+// thread and can wait for the file.
 enum class SlotState { free, creating, guarded };
 struct Slot {
   std::atomic<SlotState> state{SlotState::free};
-  std::array<char, 4096> path{};
+  int folder = -1;
+  std::array<char, 256> name{};
 };
 static_assert(std::atomic<SlotState>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
@@ -30,7 +34,7 @@ std::array<Slot, 256> slots;
 constexpr std::size_t kNoSlot = slots.size();
 std::atomic<bool> isEnding{false};
 
-// Once another thread has begun to end the process: nothing more happens on this one.
+// Blocks this thread for good once another one has begun to end the process.
 void StayIfEnding() {
   while (isEnding) {
     pause();
@@ -52,8 +56,8 @@ class SignalsBlocked {
   sigset_t m_previous{};
 };
 
-std::size_t ClaimSlot(const std::string& path) {
-  if (path.size() >= slots.front().path.size()) {
+std::size_t ClaimSlot(const std::string& name) {
+  if (name.size() >= slots.front().name.size()) {
     return kNoSlot;
   }
   for (std::size_t index = 0; index < slots.size(); ++index) {
@@ -73,7 +77,7 @@ void RemoveAllFiles() {
       nanosleep(&shortly, nullptr);
     }
     if (slot.state == SlotState::guarded) {
-      unlink(slot.path.data());
+      unlinkat(slot.folder, slot.name.data(), 0);
     }
   }
 }
@@ -95,52 +99,64 @@ std::string RandomDigits() {
   return digits;
 }
 
-std::string NameBeside(std::string_view target) {
+std::string NameFor(std::string_view target) {
   constexpr std::size_t kLongestPart = 200;  // of the 255 bytes that a name may have
-  const std::size_t nameAt = target.rfind('/') + 1;
-  std::string path(target.substr(0, nameAt));
-  path.append(".").append(target.substr(nameAt, kLongestPart));
-  return path.append(".rhohost-").append(RandomDigits()).append(".tmp");
+  return fmt::format(".{}.rhohost-{}.tmp", CutToBytes(target, kLongestPart), RandomDigits());
 }
 
-int MoveWithoutReplacing(const char* from, const char* to) {
-  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
+bool Exists(int folder, const char* name) {
+  struct stat status {};
+  return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
+}
+
+int Rename(int folder, const char* from, const char* to) { return renameat(folder, from, folder, to) == 0 ? 0 : errno; }
+
+// Not all file systems have a rename that does not replace. A hard link does not replace either; the owner of the name
+// `from` removes it.
+int MoveWithoutReplacing(int folder, const char* from, const char* to) {
+  if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) {
     return 0;
   }
-  if (errno != EINVAL && errno != ENOSYS) {
+  if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
     return errno;
   }
-  // Some file systems know no such rename. A hard link does not replace anything either; the owner of the name `from`
-  // removes it.
-  return link(from, to) == 0 ? 0 : errno;
+  if (linkat(folder, from, folder, to, 0) == 0) {
+    return 0;
+  }
+  if (errno != EPERM && errno != ENOSYS && errno != EOPNOTSUPP) {
+    return errno;
+  }
+  return Exists(folder, to) ? EEXIST : Rename(folder, from, to);
 }
 
 }  // namespace
 
-TemporaryName::TemporaryName(std::string_view target) : m_path(NameBeside(target)), m_slot(kNoSlot) {}
+TemporaryName::TemporaryName(int folder, std::string_view target)
+    : m_folder(folder), m_name(NameFor(target)), m_slot(kNoSlot) {}
 
 TemporaryName::~TemporaryName() {
   if (m_isCreated) {
-    unlink(m_path.c_str());
+    unlinkat(m_folder, m_name.c_str(), 0);
   }
   if (m_slot != kNoSlot) {
     slots[m_slot].state = SlotState::free;
   }
 }
 
-int TemporaryName::Create() {
+int TemporaryName::Create(mode_t permissions) {
   int descriptor = -1;
   int error = 0;
   {
     const SignalsBlocked blocked;
-    m_slot = ClaimSlot(m_path);
-    // When the process is ending, the handler may still be reading the path that was here before.
+    m_slot = ClaimSlot(m_name);
+    // When the process is ending, the handler may still be reading the name that was here before.
     if (!isEnding) {
       if (m_slot != kNoSlot) {
-        std::memcpy(slots[m_slot].path.data(), m_path.c_str(), m_path.size() + 1);
+        slots[m_slot].folder = m_folder;
+        std::memcpy(slots[m_slot].name.data(), m_name.c_str(), m_name.size() + 1);
       }
       constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
-      descriptor = RetryInterrupted([this] { return open(m_path.c_str(), kFlags, 0666); });
+      descriptor = RetryInterrupted([&] { return openat(m_folder, m_name.c_str(), kFlags, permissions); });
       error = errno;
     }
     m_isCreated = descriptor != -1;
@@ -154,13 +170,19 @@ int TemporaryName::Create() {
   return descriptor;
 }
 
-int TemporaryName::MoveTo(const std::string& target, bool replaceExisting) {
-  int error = 0;
-  if (!replaceExisting) {
-    error = MoveWithoutReplacing(m_path.c_str(), target.c_str());
-  } else if (std::rename(m_path.c_str(), target.c_str()) != 0) {
-    error = errno;
-  }
+bool TemporaryName::RefersTo(int descriptor) const {
+  struct stat named {};
+  struct stat open {};
+  return fstatat(m_folder, m_name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && fstat(descriptor, &open) == 0 &&
+         named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+}
+
+int TemporaryName::MoveTo(int descriptor, const std::string& name, bool replaceExisting) {
+  // Whoever may write to the folder can have put another file in place of this one.
+  m_isCreated = RefersTo(descriptor);
+  const int error = !m_isCreated      ? ESTALE
+                    : replaceExisting ? Rename(m_folder, m_name.c_str(), name.c_str())
+                                      : MoveWithoutReplacing(m_folder, m_name.c_str(), name.c_str());
   if (error != 0) {
     StayIfEnding();  // the file may just have been removed
   }
@@ -178,10 +200,10 @@ void RemoveTemporaryFilesOnSignals() {
   struct sigaction end {};
   end.sa_handler = RemoveFilesAndEnd;
   sigfillset(&end.sa_mask);
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV}) {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction previous {};
-    // One that is ignored stays so; and sanitizers have handlers for crashes.
-    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_DFL) {
+    // Sanitizers have handlers for crashes.
+    if (EndsProcess(signal) && sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_DFL) {
       sigaction(signal, &end, nullptr);
     }
   }

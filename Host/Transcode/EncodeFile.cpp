@@ -16,6 +16,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
     : m_input(std::move(input)),
       m_output(std::move(output)),
       m_replaceExisting(setup.options.force),
+      m_durability(setup.options.noSync ? Durability::kLeftToSystem : Durability::kForced),
       m_isToBeVerified(setup.options.verify),
       m_compressor(setup.module.CreateCompressor()) {
   if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
@@ -48,7 +49,8 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
 
 EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
   SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
-  OutputFile file(m_output, m_replaceExisting);
+  m_file = std::make_unique<OutputFile>(m_output, m_replaceExisting, m_durability);
+  OutputFile& file = *m_file;
   MatroskaWriter writer(file, {.sampleRate = m_format.sampleRate,
                                .channels = m_format.channels,
                                .bitsPerSample = m_format.bits,
@@ -74,6 +76,5 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
     file.Sync();
     verification.Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
-  file.Commit();
   return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source->Notes()};
 }

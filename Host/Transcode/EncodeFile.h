@@ -12,6 +12,7 @@
 #include "Host/Encode/EncodingFormat.h"
 #include "Host/Encode/RequestedSettings.h"
 #include "Host/Plugin/Module.h"
+#include "Host/System/OutputFile.h"
 
 #include <cstdint>
 #include <functional>
@@ -26,6 +27,7 @@ struct EncodingOptions {
   std::optional<double> testSignalSeconds;  ///< encode a built-in signal of this length instead of the input
   bool force = false;                       ///< replace an existing output
   bool allowTruncated = false;              ///< accept an input that is shorter than its header says
+  bool noSync = false;                      ///< do not force outputs onto the disk before they take their names
   bool verify = false;                      ///< read each output back and compare it with what was encoded
 };
 
@@ -64,6 +66,9 @@ class FileEncoding {
   /// `onProgress` with the sample frames done so far in each pass, once per block. Call it once.
   EncodingResult Write(const OnProgress& onProgress);
 
+  /// After Write: the finished output, which has its name once somebody commits it.
+  std::unique_ptr<OutputFile> TakeFile() { return std::move(m_file); }
+
   const std::string& Input() const { return Sound().name; }
   const std::string& Output() const { return m_output; }
   const SoundFormat& Sound() const { return m_source->Format(); }
@@ -82,10 +87,12 @@ class FileEncoding {
   std::string m_input;
   std::string m_output;
   bool m_replaceExisting;
+  Durability m_durability;
   bool m_isToBeVerified;
   CompressorOwner m_compressor;
   std::unique_ptr<SoundSource> m_source;
   Choices m_choices;
   EncodingFormat m_format;
   std::unique_ptr<Encoder> m_encoder;
+  std::unique_ptr<OutputFile> m_file;
 };

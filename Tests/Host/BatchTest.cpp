@@ -148,7 +148,7 @@ TEST_F(BatchTest, ShowsHowFarItIsAndLeavesOnlyWholeFiles) {
             0);
   const std::string command = "sh -c 'echo \\$\\$ >process; exec rhohost --rate 96000 --jobs 1 --to out long'";
   const pid_t terminal = Start("exec script -qec \"" + command + "\" /dev/null");
-  while (Read("../output").find("files, ") == std::string::npos) {
+  while (Read("../output").find("1 of 2 files, ") == std::string::npos) {
   }
   ASSERT_EQ(kill(std::stoi(Read("process")), SIGTERM), 0);
   const Outcome outcome = Wait(terminal);

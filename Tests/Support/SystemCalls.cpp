@@ -166,6 +166,7 @@ TRANSFER("pwrite", pwrite64, (int file, const void* buffer, size_t size, off64_t
 CALL64(off64_t, -1, lseek, (int file, off64_t offset, int whence), file, file, offset, whence)
 CALL64(int, -1, ftruncate, (int file, off64_t size), file, file, size)
 CALL(int, -1, fsync, (int file), file, file)
+CALL(int, -1, syncfs, (int file), file, file)
 CALL64(int, -1, fallocate, (int file, int mode, off64_t at, off64_t size), file, file, mode, at, size)
 CALL64(int, -1, fstat, (int file, void* status), file, file, status)
 CALLS(int, -1, stat, (const char* path, void* status), path, path, status)
