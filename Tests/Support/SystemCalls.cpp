@@ -45,12 +45,22 @@ struct Plan {
 Plan& g_fault = *new Plan;  // there are calls until the program ends
 bool g_isReporting = false;
 std::string& g_listed = *new std::string;
+bool g_isTracing = false;
 
 std::string Name(const char* path) { return path == nullptr ? "" : path; }
 std::string Name(int file) {
   char path[4096];
   const long size = REAL(readlink)(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
   return {path, static_cast<unsigned long>(size < 0 ? 0 : size)};
+}
+// A path below an open folder.
+struct Below {
+  int folder;
+  const char* path;
+};
+std::string Name(const Below& item) {
+  const bool isWithFolder = item.folder >= 0 && item.path != nullptr && *item.path != '/';
+  return (isWithFolder ? Name(item.folder) + '/' : "") + Name(item.path);
 }
 std::string Name(std::FILE* stream) { return Name(fileno(stream)); }
 std::string Name(DIR* folder) { return Name(dirfd(folder)); }
@@ -61,15 +71,23 @@ void Report(const std::string& text) {
   }
 }
 
+// Whether the fault is for this function, one of those with '|' between them.
+bool IsMeant(const char* function) {
+  return ('|' + g_fault.function + '|').find(std::string("|") + function + '|') != std::string::npos;
+}
+
 template <class File>
 bool Strikes(const char* function, File file) {
-  if (g_fault.left == 0) {
-    return g_fault.isLasting && g_fault.function == function;
+  if (g_isTracing) {
+    Report(std::string(function) + ' ' + Name(file) + '\n');
   }
-  if ((g_fault.function != function && g_fault.function != "*") || --g_fault.left != 0) {
+  if (g_fault.left == 0) {
+    return g_fault.isLasting && IsMeant(function);
+  }
+  if ((g_fault.function != "*" && !IsMeant(function)) || --g_fault.left != 0) {
     return false;
   }
-  g_fault.function = function;
+  g_fault.function = g_fault.function == "*" ? function : g_fault.function;
   Report(g_fault.function + ' ' + Name(file) + '\n');
   return true;
 }
@@ -101,6 +119,7 @@ struct Environment {
     int read = 0;
     const char* const text = std::getenv("FAULT");
     g_isReporting = text != nullptr;
+    g_isTracing = g_isReporting && text == std::string_view("trace");
     if (text == nullptr || std::sscanf(text, "%31[^:]:%d:%n", function, &nth, &read) != 2) {
       return;
     }
@@ -156,7 +175,7 @@ ListedFile::~ListedFile() { g_listed.clear(); }
 #pragma GCC visibility push(default)  // so that the module's calls come here too
 extern "C" {
 CALLS(int, -1, open, (const char* path, int flags, unsigned mode), path, path, flags, mode)
-CALLS(int, -1, openat, (int at, const char* path, int flags, unsigned mode), path, at, path, flags, mode)
+CALLS(int, -1, openat, (int at, const char* path, int flags, unsigned mode), (Below{at, path}), at, path, flags, mode)
 CALL_AS("open", int, -1, __open64_2, (const char* path, int flags), path, path, flags)
 CALL_AS("openat", int, -1, __openat64_2, (int at, const char* path, int flags), path, at, path, flags)
 TRANSFER("read", read, (int file, void* buffer, size_t size), part)
@@ -181,12 +200,15 @@ CALL(int, -1, faccessat, (int at, const char* path, int mode, int flags), path, 
 CALL(int, -1, mkdir, (const char* path, unsigned mode), path, path, mode)
 CALL(ssize_t, -1, readlink, (const char* path, char* buffer, size_t size), path, path, buffer, size)
 CALL(int, -1, link, (const char* from, const char* to), to, from, to)
+CALL(int, -1, linkat, (int at, const char* from, int toAt, const char* to, int flags), (Below{toAt, to}), at, from,
+     toAt, to, flags)
 CALL(int, -1, rename, (const char* from, const char* to), to, from, to)
-CALL(int, -1, renameat2, (int at, const char* from, int toAt, const char* to, unsigned flags), to, at, from, toAt, to,
-     flags)
+CALL(int, -1, renameat, (int at, const char* from, int toAt, const char* to), (Below{toAt, to}), at, from, toAt, to)
+CALL(int, -1, renameat2, (int at, const char* from, int toAt, const char* to, unsigned flags), (Below{toAt, to}), at,
+     from, toAt, to, flags)
 CALL(int, -1, remove, (const char* path), path, path)
 CALL(int, -1, unlink, (const char* path), path, path)
-CALL(int, -1, unlinkat, (int at, const char* path, int flags), path, at, path, flags)
+CALL(int, -1, unlinkat, (int at, const char* path, int flags), (Below{at, path}), at, path, flags)
 CALL(int, -1, fork, (), "")
 CALL_AS("pipe", int, -1, pipe2, (int* ends, int flags), "", ends, flags)
 CALL(DIR*, nullptr, opendir, (const char* path), path, path)

@@ -4,13 +4,14 @@
 #include <string>
 
 /// While it lives, the n-th call (from 1, counted from here on) of a system function by the program or the module is a
-/// fault. One at a time. SystemCalls.cpp lists the functions that can be named; "*" stands for all of them.
+/// fault. One at a time. SystemCalls.cpp lists the functions that can be named, several with "|" between them;
+/// "*" stands for all of them.
 ///
 /// A program of its own gets its fault by preloading the library that the same source makes, and from the variable
 /// FAULT, "FUNCTION:NTH:ERROR", with a "+" behind it for a lasting one. In place of the error there may be a signal, as
 /// a negative number, that the program gets just before the call, or a shell command that is run then. The library
 /// writes to descriptor 9 which function and which file the fault has struck and, when the program ends, how many
-/// descriptors are still open.
+/// descriptors are still open. With FAULT=trace it does no harm, and writes every call with its file.
 class Fault {
  public:
   /// The call fails with this errno and does nothing (but a close closes); with 0, a read or write handles half of what

@@ -52,9 +52,13 @@ bool Load() {
 
 [[maybe_unused]] const bool kIsLoaded = Load();
 
-/// Waits for ever, and so does a child of its own.
+/// Waits for ever, and so does a daemon: a child's child in a session of its own.
 void Hang() {
   if (fork() == 0) {
+    setsid();
+    if (fork() != 0) {
+      _exit(0);
+    }
     AddLine("grandchild");
   }
   for (;;) {
