@@ -37,7 +37,7 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
   EXPECT_TRUE(KelSearchAndReplace(file.c_str(), "one", "1"));
   EXPECT_EQ(folder.Tree(), "a=1 two 1\n ");
   fs::create_symlink("a", folder / "link");
-  fs::create_symlink("link.tmp", folder / "b");
+  fs::create_symlink("b.tmp", folder / "b");
   fs::create_directory(folder / "a.tmp");
   mkfifo((folder / "fifo").c_str(), 0600);
   folder.Write("old", "kept");
@@ -57,10 +57,9 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
   EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), "/dev/full") && fs::exists("/dev/full"));
   EXPECT_EQ(folder.Tree(), before);
   // The file itself is at the temporary path.
-  fs::rename(file, folder / "link.tmp");
-  EXPECT_FALSE(KelSearchAndReplace((folder / "b").c_str(), "1", "2") &&
-               KelSearchAndReplace((folder / "link").c_str(), "1", "2"));
-  EXPECT_EQ(ReadFile(folder / "link.tmp"), "1 two 1\n");
+  fs::rename(file, folder / "b.tmp");
+  EXPECT_FALSE(KelSearchAndReplace((folder / "b").c_str(), "1", "2"));
+  EXPECT_EQ(ReadFile(folder / "b.tmp"), "1 two 1\n");
 }
 
 TEST(SearchAndReplace, GoesNeverThroughWhatLiesAtTheTemporaryPath) {
@@ -86,11 +85,14 @@ TEST(SearchAndReplace, GoesNeverThroughWhatLiesAtTheTemporaryPath) {
   // What comes there later is not taken for the written file, and what cannot get its mode is not left.
   folder.Write("a", "one");
   for (const auto& place : placings) {
-    const Fault swaps("close", 1, [&] {
-      fs::remove(temporary);
-      place();
-    });
-    EXPECT_FALSE(KelSearchAndReplace(file.c_str(), "one", "1"));
+    for (const auto& [call, nth] : {std::pair("open", 2), {"close", 1}}) {
+      const Fault swaps(call, nth, [&] {
+        fs::remove(temporary);
+        place();
+      });
+      EXPECT_FALSE(KelSearchAndReplace(file.c_str(), "one", "1"));
+      EXPECT_EQ(ReadFile(folder / "other"), "kept");
+    }
     fs::remove(temporary);
   }
   const Fault modeless("fchmod", 1, EPERM);
