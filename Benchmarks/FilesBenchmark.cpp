@@ -1,5 +1,5 @@
-// The file functions beside floors made of bare system calls, and beside what other libraries offer. Works in a folder
-// of its own below TMPDIR, which it removes.
+// The file functions compared with bare system calls (floors) and with other libraries. Works in a folder of its own
+// below TMPDIR and removes it.
 
 #include "Benchmarks/Ratios.h"
 #include "Toolbox/KelUtils.h"

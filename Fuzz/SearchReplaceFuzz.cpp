@@ -1,4 +1,4 @@
-// Search and replace in files, with keys and lines across the borders of the pieces that are read.
+// Search and replace in files, with keys and lines that cross the borders of the pieces that are read.
 
 #include "Fuzz/Fuzz.h"
 #include "Toolbox/KelUtils.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The whole toolbox through one include. Each topic has a header and a source of its own behind it.
+/// The whole toolbox through one include. Each topic has its own header and source.
 
 #include "Toolbox/KelUtils/Checksums/Checksums.h"      // IWYU pragma: export
 #include "Toolbox/KelUtils/Files/Copying.h"            // IWYU pragma: export

@@ -57,8 +57,8 @@ off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelPr
   return copied;
 }
 
-// Whether the open `folder` is `ancestor` or lies below it. Climbs by descriptors: the path of a deep folder is too long
-// for the system, and ".." behind a link in it leads elsewhere.
+// Whether the open `folder` is `ancestor` or lies below it. Climbs by descriptors: the path of a deep folder is too
+// long for the system, and ".." behind a link in it leads elsewhere.
 bool LiesWithin(int folder, const std::string& path, const struct stat& ancestor) {
   Descriptor climber(OpenFolderUnlisted(folder, "."));
   struct stat below {};

@@ -4,8 +4,8 @@
 /// reporter stopped the copy or that it is not complete. What was copied before a copy ended early stays, including a
 /// partly written file.
 ///
-/// The reporter may be null. For overall progress, construct it with the number of files (KelCountFiles): each file then
-/// adds its own fraction and one itemFinished(). It is called once per 8192 bytes. What it throws passes on.
+/// The reporter may be null. For overall progress, construct it with the number of files (KelCountFiles): each file
+/// then adds its own fraction and one itemFinished(). It is called once per 8192 bytes. What it throws passes on.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Files/Progress.h"
@@ -13,9 +13,9 @@
 #include <string>
 
 /// Copies the bytes of one file. Empties an existing destination first; a new one gets the default permissions. True
-/// when as many bytes were copied as the source had at first, also when the reporter returned false to the last of them.
-/// False when the reporter returned false before, the source is a folder (and the destination is not opened), became
-/// shorter or longer during the copy, or cannot be read to its end. Throws std::runtime_error:
+/// when as many bytes were copied as the source had at first, also when the reporter returned false to the last of
+/// them. False when the reporter returned false before, the source is a folder (and the destination is not opened),
+/// became shorter or longer during the copy, or cannot be read to its end. Throws std::runtime_error:
 ///   "failed to open "PATH", check read/write privileges." for either file;
 ///   "copy failed, source and destination are the same file: "DESTINATION"", by whatever names and links, without
 ///     changing it;
@@ -24,12 +24,12 @@
 RHOAPI_EXPORT bool KelCopyFile(const std::string& source, const std::string& destination,
                                IKelProgressReporter* reporter);
 
-/// Copies the content of one folder into another, existing one. Files replace files of the same name, folders are merged,
-/// and everything that is not a folder is copied by KelCopyFile, a link as what it points to. False for an empty path,
-/// when the source cannot be listed to its end, and as soon as one copy returns false: a link to a folder in the source
-/// ends the copy there, a dangling link or a pipe throws. Throws what KelCopyFile and TKelOpenFolder throw, and
-/// std::runtime_error "copy failed, the destination lies inside the source: "DESTINATION"" before a copy that would copy
-/// itself.
+/// Copies the content of one folder into another, existing one. Files replace files of the same name, folders are
+/// merged, and everything that is not a folder is copied by KelCopyFile, a link as what it points to. False for an
+/// empty path, when the source cannot be listed to its end, and as soon as one copy returns false: a link to a folder
+/// in the source ends the copy there, a dangling link or a pipe throws. Throws what KelCopyFile and TKelOpenFolder
+/// throw, and std::runtime_error "copy failed, the destination lies inside the source: "DESTINATION"" before a copy
+/// that would copy itself.
 RHOAPI_EXPORT bool KelCopyFolderContents(const std::string& source, const std::string& destination,
                                          IKelProgressReporter* reporter);
 

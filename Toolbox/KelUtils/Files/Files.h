@@ -35,8 +35,8 @@ RHOAPI_EXPORT int kel_remove_dir_UTF8(const char* path);
 RHOAPI_EXPORT int kel_rename_UTF8(const char* oldPath, const char* newPath);
 
 /// Replaces `data` by the whole content of the stream, from its start. The stream keeps the position that it had, also
-/// on failure. False when the stream has no positions, `data` cannot be that long (and is unchanged), or the stream ends
-/// before its size (and zero bytes stand for what is missing). Throws std::bad_alloc.
+/// on failure. False when the stream has no positions, `data` cannot be that long (and is unchanged), or the stream
+/// ends before its size (and zero bytes stand for what is missing). Throws std::bad_alloc.
 RHOAPI_EXPORT bool KelLoadFile(FILE* stream, std::string& data);
 
 /// Writes `data` at the stream's position; false as soon as no more can be written. The stream stays open: data that it

@@ -20,7 +20,7 @@ namespace {
 
 using Folder = TKelOpenFolder::TPrivate;
 
-// Null when there is no such folder: asking first and opening then would open it twice.
+// Null when there is no such folder. A test before opening would open it twice.
 std::unique_ptr<Folder> TryToOpen(const std::string& path) {
   try {
     return std::make_unique<Folder>(path);
@@ -58,7 +58,7 @@ bool KelEnsureDirectoryPathExists(const std::string& path) {
   if (KelPathExists(path)) {
     return true;
   }
-  // The system takes no longer path, and going up through one level by level would only cost time and stack.
+  // The system accepts no longer path, and splitting one level by level would cost time and stack.
   if (path.size() >= PATH_MAX) {
     return false;
   }

@@ -1,9 +1,10 @@
 #pragma once
 
 /// Folders, and walks through folder trees. Entries come in the system's order, without "." and "..". Links are not
-/// folders and no walk follows them, except that a link to a folder counts as that folder on a file system that does not
-/// tell the types of its entries. When reading a listing fails, each walk ends as at the end of the listing. A walk keeps
-/// one folder open per level; when no more can be opened, the next level cannot be listed. Null texts count as empty.
+/// folders and no walk follows them, except that a link to a folder counts as that folder on a file system that does
+/// not tell the types of its entries. When reading a listing fails, each walk ends as at the end of the listing. A walk
+/// keeps one folder open per level; when no more can be opened, the next level cannot be listed. Null texts count as
+/// empty.
 
 #include "RHOAPI/RHOAPIExport.h"
 
@@ -41,8 +42,8 @@ RHOAPI_EXPORT bool KelForEachFile(const std::string& path, IKelSomeFileTask& tas
 RHOAPI_EXPORT unsigned int KelCountFiles(const std::string& path);
 
 /// Appends to `result` the names of the entries of `folder`, except folders, that begin with `prefix` (case-sensitive)
-/// and end with `extension` (without regard to the case of ASCII letters). True when there was one. False when there was
-/// none, `folder` is empty or cannot be listed, or memory runs out; names found until then stay.
+/// and end with `extension` (without regard to the case of ASCII letters). True when there was one. False when there
+/// was none, `folder` is empty or cannot be listed, or memory runs out; names found until then stay.
 ///   the file Clip1.MOV is found with "Clip" and ".mov", not with "clip" and ".mov"
 RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, const std::string& folder,
                                                 const std::string& prefix, const std::string& extension);
@@ -52,6 +53,6 @@ RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, 
 RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, const char* folder,
                                                 const char* extension);
 
-/// Whether a file in a watched folder is no longer being written: false when it was modified less than a minute before or
-/// after now. Otherwise, and when its time is unknown, true; a line with the path then goes to standard output.
+/// Whether a file in a watched folder is no longer being written: false when it was modified less than a minute before
+/// or after now. Otherwise, and when its time is unknown, true; a line with the path then goes to standard output.
 RHOAPI_EXPORT bool KelCheckExclusiveFileAccess(const char* path);

@@ -31,7 +31,8 @@ class RHOAPI_EXPORT TKelOpenFolder {
   /// The simplified, absolute path.
   const std::string& folderPath() const;
 
-  /// Makes the next entry current. False at the end of the listing and when reading fails; the current entry then stays.
+  /// Makes the next entry current. False at the end of the listing and when reading fails; the current entry then
+  /// stays.
   bool parseNextItem();
 
   /// The entry's name, of any length that the file system has.

@@ -20,8 +20,8 @@ namespace {
 
 using Components = std::vector<std::string_view>;
 
-// Appends the components of `text`, which views it. The character behind a separator begins a component even when it
-// is a separator itself.
+// Appends views of the components of `text`. The character after a separator begins a component even when it is a
+// separator itself.
 void Split(std::string_view text, Components& components) {
   const char separator = *kDirSeparator;
   std::size_t begin = text.front() == separator ? 1 : 0;
@@ -32,7 +32,7 @@ void Split(std::string_view text, Components& components) {
   }
 }
 
-// Takes out "." and, each with its predecessor, ".."; false when a ".." has none.
+// Removes each "." and each ".." with the component before it; false when there is none before.
 bool ResolveDots(Components& components) {
   auto kept = components.begin();
   for (const std::string_view component : components) {
@@ -156,7 +156,7 @@ bool KelParseFilePath(const CKelStr<char>& path, CKelStr<char>& folder, CKelStr<
 }
 
 std::string KelGetFileNameWithExtension(const std::string& path) {
-  // Without a separator the position is npos, and one more is 0.
+  // Without a separator the position is npos, and npos + 1 is 0.
   return path.substr(path.find_last_of("/\\") + 1);
 }
 

@@ -3,16 +3,17 @@
 #include <algorithm>
 #include <cmath>
 
-/// Turns the progress of single items into an overall fraction, and reports it only when it has advanced by a step of the
-/// set precision. Derive from it, implement reportProgress(), and pass the object to the copying functions or call it:
+/// Turns the progress of single items into an overall fraction, and reports it only when it has advanced by a step of
+/// the set precision. Derive from it, implement reportProgress(), and pass the object to the copying functions or call
+/// it:
 ///
 ///   MyReporter reporter(2, 0.1);   // two items, a report for every tenth of the whole
 ///   reporter.updateProgress(0.0);  // reports 0.0
 ///   reporter.updateProgress(0.5);  // half of the first item: reports 0.25
 ///   reporter.itemFinished();       // reports 0.5
 ///
-/// Every function that returns bool returns true to go on and false to stop. One job at a time uses an object. The order
-/// of the virtual operations and of the fields is fixed.
+/// Every function that returns bool returns true to go on and false to stop. One job at a time uses an object. The
+/// order of the virtual operations and of the fields is fixed.
 class IKelProgressReporter {
  public:
   IKelProgressReporter(unsigned int numItems, double precision) : m_numItems(numItems), m_precision(Limit(precision)) {}
@@ -20,8 +21,8 @@ class IKelProgressReporter {
   IKelProgressReporter& operator=(const IKelProgressReporter&) = default;
   virtual ~IKelProgressReporter() = default;
 
-  /// Sets the width of one step as a fraction of the whole: 0.01 means at most 101 reports. Anything below 1e-10, or not
-  /// a number, becomes 1e-10.
+  /// Sets the width of one step as a fraction of the whole: 0.01 means at most 101 reports. Anything below 1e-10, or
+  /// not a number, becomes 1e-10.
   virtual void setPrecision(double precision) { m_precision = Limit(precision); }
 
   /// Starts again with `numItems` items; the precision stays.

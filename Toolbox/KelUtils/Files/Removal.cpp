@@ -25,7 +25,7 @@ struct Entry {
   bool mayBeFolder;
 };
 
-// Opens the folder itself, never what a link of that name points to.
+// Does not open what a link of that name points to.
 Descriptor OpenFolderItself(int parent, const char* name) { return OpenFolderForListing(parent, name, false); }
 
 std::vector<Entry> ListEntries(const Descriptor& folder) {
@@ -43,14 +43,14 @@ std::vector<Entry> ListEntries(const Descriptor& folder) {
 
 int ErrorOf(int result) { return result == 0 ? 0 : errno; }
 
-// Removes a folder with all that is in it. The folders that it is in are kept in a list, not on the thread's stack: a
-// tree may be deeper than that.
+// Removes a folder and everything in it. Keeps the folders that it has entered in a list, since a tree may be too deep
+// for the thread's stack.
 class TreeRemoval {
  public:
-  // The folder at `path`, which is opened already.
+  // `folder` is open at `path`.
   TreeRemoval(const std::string& path, Descriptor folder) { Enter(path, std::move(folder)); }
 
-  // 0 or the error's number. What others remove meanwhile is none of our failures.
+  // Returns 0 or errno. An entry that another process has removed is not a failure.
   int Run() {
     for (;;) {
       const std::optional<int> error = TakeStep();
@@ -64,7 +64,7 @@ class TreeRemoval {
 
  private:
   struct Level {
-    std::string name;  // by which the level above knows it
+    std::string name;  // in the level above
     Descriptor folder;
     std::vector<Entry> entries;
     std::size_t next = 0;  // of the entries
@@ -76,7 +76,7 @@ class TreeRemoval {
     m_levels.push_back({name, std::move(folder), std::move(entries)});
   }
 
-  // Tries to remove one item: 0 or the error's number. Nothing when it was not yet time for it.
+  // Tries to remove one item: 0 or errno. Nothing when it has only entered a folder or listed one again.
   std::optional<int> TakeStep() {
     Level& level = m_levels.back();
     return level.next < level.entries.size() ? RemoveOrEnter(level.entries[level.next++]) : RemoveLevel();
@@ -96,7 +96,7 @@ class TreeRemoval {
     return ErrorOf(unlinkat(parent, entry.name.c_str(), 0));
   }
 
-  // What others put into the folder meanwhile is listed again and removed too, as long as a round removes anything.
+  // Lists the folder again for entries that another process has added, as long as each round removes something.
   std::optional<int> RemoveLevel() {
     Level& level = m_levels.back();
     const int parent = m_levels.size() == 1 ? AT_FDCWD : m_levels[m_levels.size() - 2].folder.Get();
@@ -130,7 +130,7 @@ bool kel_remove_dir_recursively_UTF8(const std::string& folder) {
     if (!KelSimplifyPath(folder, path)) {
       return false;
     }
-    // Behind a separator the system would follow a link.
+    // With a trailing separator the system would follow a link.
     path.erase(std::max<std::size_t>(path.find_last_not_of(*kDirSeparator) + 1, 1));
     Descriptor opened = OpenFolderItself(AT_FDCWD, path.c_str());
     if (!opened.IsOpen()) {

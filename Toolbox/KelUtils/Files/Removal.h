@@ -1,6 +1,6 @@
 #pragma once
 
-/// Removal of folder trees and of lists of files. Links are removed, never followed.
+/// Removal of folder trees and lists of files. Removes links and never follows them.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Text/KelStr.h"
@@ -8,18 +8,17 @@
 #include <list>
 #include <string>
 
-/// Removes a folder with all that is in it; a link to a folder is removed as a link, with nothing behind it. What
-/// counts is the simplified path (KelSimplifyPath). True also for an empty path, with nothing done. False when there is
-/// no such folder, or as soon as something cannot be removed; what was removed until then is gone. An entry that
-/// somebody else removes meanwhile is no failure, and one that somebody turns into a link meanwhile is removed as a
-/// link. Keeps one folder open for each level it is in. File systems mounted below are emptied too.
+/// Removes the folder at the simplified path (KelSimplifyPath) and everything in it; a link to a folder is removed as a
+/// link. True also for an empty path, which removes nothing. False when there is no such folder, and as soon as
+/// something cannot be removed; what was removed until then is gone. An entry that another process removes during the
+/// call is not a failure; one that another process replaces by a link is removed as a link. Keeps one folder open per
+/// level. Also empties file systems that are mounted below.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const std::string& folder);
 /// The same; false for a text without a buffer.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const CKelStr<char>& folder);
 /// The same; false for null.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const char* folder);
 
-/// Removes the named files and empty folders in `folder` (with or without a trailing separator; in the working
-/// directory when empty), in the list's order. False at the first that cannot be removed, and the ones behind it are
-/// not tried.
+/// Removes the named files and empty folders in `folder` (with or without a trailing separator; empty stands for the
+/// working directory), in the order of the list. Stops, and returns false, at the first that cannot be removed.
 RHOAPI_EXPORT bool kel_remove_files_UTF8(const std::string& folder, const std::list<std::string>& names);

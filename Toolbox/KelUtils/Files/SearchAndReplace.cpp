@@ -86,7 +86,8 @@ class LineReplacer {
     return text;
   }
 
-  // Many lines together take two thirds of the time of single ones, but a key with a line feed would find the end of a line.
+  // Many lines together take two thirds of the time of single ones, but a key with a line feed would find the end of a
+  // line.
   std::string ReplacedLineByLine() const {
     std::string replaced;
     for (std::string_view rest = m_lines; !rest.empty();) {

@@ -50,7 +50,7 @@ bool KelGetModuleFilename(const void* address, CKelStr<char>& fileName) {
 }
 
 CKelStr<char> KelGetCurrentDllPath() {
-  // Nobody else can define this one, whereas a program may hold the address of an exported function.
+  // A program may define an exported function itself, but not this constant.
   static const char kOwnAddress = 0;
   CKelStr<char> folder;
   CKelStr<char> name;

@@ -1,27 +1,27 @@
 #pragma once
 
-/// Libraries loaded at run time, and the file that the plug-in itself was loaded from.
+/// Libraries loaded at run time, and the file from which the plug-in itself was loaded.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Text/KelStr.h"
 
-/// Loads the library of that file name from three levels above `folder`, or above the plug-in's own folder when that is
-/// null: for a module in Tool.bundle/Contents/MacOS/ that is the folder which holds Tool.bundle. All its symbols are
-/// bound at once. Null when it cannot be loaded.
+/// Loads the library `fileName` from three levels above `folder`; null stands for the plug-in's own folder. For a
+/// module in Tool.bundle/Contents/MacOS/ that is the folder that contains Tool.bundle. Binds all symbols at once. Null
+/// when the library cannot be loaded.
 ///   KelLoadLibrary("libx.so", "/a/Tool.bundle/Contents/MacOS") loads /a/libx.so
 RHOAPI_EXPORT void* KelLoadLibrary(const char* fileName, const char* folder);
 
-/// Lets go of a library and sets the handle to null; false, with the handle kept, when it is none.
+/// Unloads a library and sets the handle to null; false, with the handle unchanged, when it is not a handle.
 RHOAPI_EXPORT bool KelUnloadLibrary(void** handle);
 
-/// Address of a symbol of the library; null when it has none of that name. With a null handle the system searches the
-/// whole program instead.
+/// The address of a symbol of the library; null when there is none. With a null handle the system searches the whole
+/// program.
 RHOAPI_EXPORT void* KelGetSymbolAddr(void* handle, const char* name);
 
-/// The file of the module that `address` lies in, as it was named when it was loaded. False, and `fileName` as it was,
-/// when it lies in none.
+/// The file of the module that contains `address`, by the name under which it was loaded. False, with `fileName`
+/// unchanged, when no module does.
 RHOAPI_EXPORT bool KelGetModuleFilename(const void* address, CKelStr<char>& fileName);
 
-/// The folder of the plug-in's own file, with a trailing separator; the separator alone when it cannot be found. It is
-/// relative, to the working directory of that time, when the plug-in was loaded by a relative path.
+/// The folder of the plug-in's own file, with a trailing separator; only the separator when it is unknown. When the
+/// plug-in was loaded by a relative path, the folder is relative to the working directory of that time.
 RHOAPI_EXPORT CKelStr<char> KelGetCurrentDllPath();

@@ -11,11 +11,11 @@
 /// Starts a program with the given arguments; `application` is searched for in PATH unless it contains a "/". The last
 /// argument is not used.
 ///
-/// Without `wait` the program runs in a session of its own, with SIGPIPE ignored, in `workingFolder` (when empty, in the
-/// caller's), and gets the arguments exactly as given. Its parent is not the caller, which need not wait for it. The call
-/// returns as soon as the program runs (true) or cannot be executed. False when it cannot be executed, its folder cannot
-/// be entered or no process can be created. Also false, although the program may run, when the pipes to the new process
-/// cannot be created. The caller keeps no descriptor and no child process.
+/// Without `wait` the program runs in a session of its own, with SIGPIPE ignored, in `workingFolder` (when empty, in
+/// the caller's), and gets the arguments exactly as given. Its parent is not the caller, which need not wait for it.
+/// The call returns as soon as the program runs (true) or cannot be executed. False when it cannot be executed, its
+/// folder cannot be entered or no process can be created. Also false, although the program may run, when the pipes to
+/// the new process cannot be created. The caller keeps no descriptor and no child process.
 ///
 /// With `wait` a shell runs the program in `workingFolder` ("." when empty), and the call waits for its end; true means
 /// exit status 0. WARNING: the command line is built by putting double quotes around each text and single quotes around
@@ -25,12 +25,12 @@
 RHOAPI_EXPORT bool KelLaunchApplication(const std::string& application, const std::list<std::string>& arguments,
                                         const std::string& workingFolder, bool wait, bool unused);
 
-/// Passes `command` to the shell and waits: the result of system(), which is -1 in a process that ignores SIGCHLD. A text
-/// without a buffer counts as empty. The warning above holds for the command too.
+/// Passes `command` to the shell and waits: the result of system(), which is -1 in a process that ignores SIGCHLD. A
+/// text without a buffer counts as empty. The warning above holds for the command too.
 RHOAPI_EXPORT int KelCreateProcessUtf8(CKelStr<char> command);
 
-/// pipe: 0, with the reading and the writing end in `descriptors`, both closed on exec; -1 with errno on failure. Neither
-/// end blocks when `flags` contain 4 or the system's O_NONBLOCK.
+/// pipe: 0, with the reading and the writing end in `descriptors`, both closed on exec; -1 with errno on failure.
+/// Neither end blocks when `flags` contain 4 or the system's O_NONBLOCK.
 RHOAPI_EXPORT int kel_safe_pipe(int* descriptors, int flags);
 
 /// These four return what the system calls of their names return, and leave errno as they do, but are repeated while a
@@ -38,6 +38,7 @@ RHOAPI_EXPORT int kel_safe_pipe(int* descriptors, int flags);
 RHOAPI_EXPORT long kel_safe_write(int descriptor, const void* buffer, unsigned long size);
 RHOAPI_EXPORT long kel_safe_read(int descriptor, void* buffer, unsigned long size);
 /// Linux closes the descriptor even when interrupted: the repeated call then fails, or closes a descriptor that another
-/// thread has opened in between. Pipes are never interrupted there; for other files in a program with threads use close().
+/// thread has opened in between. Pipes are never interrupted there; for other files in a program with threads use
+/// close().
 RHOAPI_EXPORT int kel_safe_close(int descriptor);
 RHOAPI_EXPORT int kel_safe_waitpid(int process, int* status, int options);

@@ -18,8 +18,8 @@ class FolderListing {
   /// Continues at the folder's position. The descriptor stays the caller's.
   explicit FolderListing(const Descriptor& folder);
 
-  /// The next entry, which stays until the next call and may be changed; null at the end or when reading fails. The name
-  /// may be longer than `dirent` declares.
+  /// The next entry, which stays until the next call and may be changed; null at the end or when reading fails. The
+  /// name may be longer than `dirent` declares.
   dirent* Next();
 
   /// Whether reading has failed.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The errors that more than one topic throws, with their fixed texts. Internal to the toolbox.
+/// Errors with fixed texts that several topics throw.
 
 #include <stdexcept>
 #include <string>

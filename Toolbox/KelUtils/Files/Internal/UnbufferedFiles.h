@@ -22,8 +22,8 @@ Descriptor OpenEmptied(const std::string& path);
 /// Creates a file that only its owner may read and write. No descriptor when anything of that name exists.
 Descriptor CreateNew(const std::string& path);
 
-/// Gives a new file the permissions of `original` (without set-user-ID and the like), and its owner and group if allowed.
-/// A group that differs gets no more than others. False when the permissions cannot be set.
+/// Gives a new file the permissions of `original` (without set-user-ID and the like), and its owner and group if
+/// allowed. A group that differs gets no more than others. False when the permissions cannot be set.
 bool TakePermissions(const Descriptor& file, const struct stat& original);
 
 /// The status of an open item, or of what is at a path (of a link, the link's own); all zero when the system does not

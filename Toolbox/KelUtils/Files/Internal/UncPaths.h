@@ -13,8 +13,8 @@ inline bool IsSmbVolume(const Mount& mount) {
   return std::find(kTypes.begin(), kTypes.end(), mount.type) != kTypes.end();
 }
 
-/// What ConvertMacPathToUnc answers where `mounts` are mounted: the first SMB volume that `path` lies on decides.
-/// Internal to the toolbox.
+/// The result of ConvertMacPathToUnc with this table of mounted file systems: the first SMB volume that contains `path`
+/// decides.
 inline std::string ConvertToUnc(const std::string& path, const std::vector<Mount>& mounts) {
   const auto covers = [&path](const Mount& mount) {
     return IsSmbVolume(mount) && !mount.mountedOn.empty() && path.starts_with(mount.mountedOn + "/");
@@ -24,7 +24,7 @@ inline std::string ConvertToUnc(const std::string& path, const std::vector<Mount
     return path;
   }
   std::string unc = volume->source;
-  // Without an "@" the position is npos, and one more is 0.
+  // Without an "@" the position is npos, and npos + 1 is 0.
   unc.erase(0, unc.find('@') + 1);
   constexpr std::string_view kServiceName = "._smb._tcp.local";
   const auto service = unc.find(kServiceName);

@@ -1,6 +1,6 @@
 #include "Toolbox/KelUtils/Platform/Internal/AssertionReport.h"
 
-// The C library declares its report only where assertions are on.
+// The C library declares its report only when assertions are on.
 #undef NDEBUG
 #include <cassert>
 
