@@ -30,7 +30,7 @@ constexpr std::size_t kLargestInput = std::size_t{1} << 20;
 /// if the sound is refused.
 std::optional<std::string> Encode(const std::string& input, const std::string& output, Truncation truncation) {
   try {
-    const std::unique_ptr<SoundSource> sound = OpenSound(input, truncation);
+    const std::unique_ptr<SoundSource> sound = OpenSound(input, truncation, MetadataUse::kRead);
     const unsigned int bits = sound->Format().significantBits > 16 ? 24 : 16;
     const unsigned int rate = sound->Format().sampleRate == 44100 ? 48000 : sound->Format().sampleRate;
     SampleConverter converter(sound->Format(), rate, bits);
@@ -40,7 +40,7 @@ std::optional<std::string> Encode(const std::string& input, const std::string& o
                                  .bitsPerSample = bits,
                                  .sampleFramesPerPacket = 1470,
                                  .sampleFrames = sound->Format().frames,
-                                 .tags = sound->Tags()});
+                                 .metadata = sound->Metadata()});
     std::string written;
     const std::size_t frameSize = bits / 8 * sound->Format().channels;
     const auto write = [&](SampleConverter::Bytes bytes) {

@@ -3,11 +3,11 @@
 build_packages=(
   cmake g++ make pkg-config
   libcli11-dev libebml-dev libflac-dev libfmt-dev libmatroska-dev libmpg123-dev libpugixml-dev libsndfile1-dev libsoxr-dev
-  libxxhash-dev nlohmann-json3-dev uuid-dev
+  libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ccache ffmpeg flac libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev librapidcheck-dev libxml2-utils
-  mkvtoolnix rsync sound-theme-freedesktop sox xxhash
+  alsa-utils binutils ccache ffmpeg flac lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
+  librapidcheck-dev libxml2-utils mkvtoolnix opus-tools rsync sound-theme-freedesktop sox xxhash
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
 packaging_packages=(debootstrap dpkg-dev help2man lintian)

@@ -1,11 +1,8 @@
 #include "Host/Audio/FlacSource.h"
 
-#include "Host/Audio/ByteNumbers.h"
 #include "Host/Audio/Id3.h"
-#include "Host/Text/Utf8.h"
 
 #include <fmt/format.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <array>
@@ -17,24 +14,6 @@
 namespace {
 
 constexpr std::size_t kLargestBlock = std::size_t{8} << 20;
-
-/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB.
-bool HasModestComments(InputBytes& bytes) {
-  constexpr std::size_t kMostComments = std::size_t{1} << 20;
-  constexpr unsigned int kCommentType = 4;
-  std::array<unsigned char, 4> block{};
-  std::uint64_t position = AfterId3(bytes) + 4;
-  for (bool isLast = false; !isLast; position += block.size() + ReadNumber(block.data() + 1, 3, true)) {
-    if (bytes.ReadAt(position, block.data(), block.size()) != block.size()) {
-      return false;
-    }
-    isLast = (block[0] & 0x80U) != 0;
-    if ((block[0] & 0x7FU) == kCommentType && ReadNumber(block.data() + 1, 3, true) > kMostComments) {
-      return false;
-    }
-  }
-  return true;
-}
 
 FlacSource& Self(void* client) { return *static_cast<FlacSource*>(client); }
 
@@ -72,8 +51,6 @@ struct FlacSource::Callbacks {
     try {
       if (metadata->type == FLAC__METADATA_TYPE_STREAMINFO) {
         self.TakeStreamInfo(metadata->data.stream_info);
-      } else if (metadata->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
-        self.TakeComments(metadata->data.vorbis_comment);
       }
     } catch (...) {
       self.m_failure = std::current_exception();
@@ -100,16 +77,16 @@ struct FlacSource::Callbacks {
   }
 };
 
-FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation)
-    : m_bytes(std::move(bytes)), m_truncation(truncation), m_decoder(FLAC__stream_decoder_new()) {
+FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata)
+    : m_bytes(std::move(bytes)),
+      m_truncation(truncation),
+      m_metadata(std::move(metadata)),
+      m_decoder(FLAC__stream_decoder_new()) {
   if (m_decoder == nullptr) {
     throw std::bad_alloc();
   }
   m_format.name = m_bytes->Name();
   FLAC__stream_decoder_set_md5_checking(m_decoder.get(), 1);
-  if (HasModestComments(*m_bytes)) {
-    FLAC__stream_decoder_set_metadata_respond(m_decoder.get(), FLAC__METADATA_TYPE_VORBIS_COMMENT);
-  }
   m_bytes->StopKeeping();
   if (FLAC__stream_decoder_init_stream(m_decoder.get(), Callbacks::Read, nullptr, nullptr, nullptr, nullptr,
                                        Callbacks::Write, Callbacks::Metadata, Callbacks::Error,
@@ -143,25 +120,6 @@ void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
   m_format.significantBits = m_bits <= 16 ? 16 : m_bits <= 20 ? 20 : m_bits <= 24 ? 24 : 32;
   if (info.total_samples != 0) {
     m_format.frames = info.total_samples;
-  }
-}
-
-void FlacSource::TakeComments(const FLAC__StreamMetadata_VorbisComment& comments) {
-  const std::array<std::pair<const char*, std::string*>, 6> fields{{{"TITLE=", &m_tags.title},
-                                                                    {"ARTIST=", &m_tags.artist},
-                                                                    {"ALBUM=", &m_tags.album},
-                                                                    {"COMMENT=", &m_tags.comment},
-                                                                    {"DATE=", &m_tags.date},
-                                                                    {"TRACKNUMBER=", &m_tags.trackNumber}}};
-  for (FLAC__uint32 index = 0; index < comments.num_comments; ++index) {
-    const FLAC__StreamMetadata_VorbisComment_Entry& entry = comments.comments[index];
-    const std::string_view text(reinterpret_cast<const char*>(entry.entry), entry.length);
-    for (const auto& [name, value] : fields) {
-      const std::size_t length = std::strlen(name);
-      if (text.size() > length && strncasecmp(text.data(), name, length) == 0 && value->empty()) {
-        *value = ToUtf8(text.substr(length));
-      }
-    }
   }
 }
 

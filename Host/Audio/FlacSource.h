@@ -19,10 +19,10 @@ class FlacSource : public SoundSource {
  public:
   /// See OpenSound. The sound is damaged if a frame of it is, or if its samples do not match the MD5 sum. If truncations
   /// are allowed, damaged frames are replaced by silence of their length and Notes() says what is damaged.
-  FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation);
+  FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata);
 
   const SoundFormat& Format() const override { return m_format; }
-  const SoundTags& Tags() const override { return m_tags; }
+  const SoundMetadata& Metadata() const override { return m_metadata; }
   SampleBlock Read() override;
   std::vector<std::string> Notes() const override;
 
@@ -37,7 +37,6 @@ class FlacSource : public SoundSource {
 
   void ReadHeader();
   void TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info);
-  void TakeComments(const FLAC__StreamMetadata_VorbisComment& comments);
   void TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]);
   bool DecodeFrame();
   void Finish();
@@ -46,7 +45,7 @@ class FlacSource : public SoundSource {
   std::unique_ptr<InputBytes> m_bytes;
   Truncation m_truncation;
   SoundFormat m_format;
-  SoundTags m_tags;
+  SoundMetadata m_metadata;
   std::vector<std::string> m_notes;
   std::uint64_t m_position = 0;    ///< of the next byte
   std::exception_ptr m_failure;    ///< what InputBytes threw within libFLAC's code

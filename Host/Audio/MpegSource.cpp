@@ -1,7 +1,6 @@
 #include "Host/Audio/MpegSource.h"
 
 #include "Host/Audio/Id3.h"
-#include "Host/Text/Utf8.h"
 
 #include <fmt/format.h>
 
@@ -27,10 +26,6 @@ bool StatesLength(InputBytes& bytes) {
 
 MpegSource& Self(void* client) { return *static_cast<MpegSource*>(client); }
 
-std::string TextOf(const mpg123_string* text) {
-  return text == nullptr || text->fill < 2 ? std::string() : ToUtf8(std::string_view(text->p, text->fill - 1));
-}
-
 }  // namespace
 
 /// libmpg123's C code must not see exceptions.
@@ -51,15 +46,14 @@ struct MpegSource::Callbacks {
   static off_t Seek(void*, off_t, int) { return -1; }
 };
 
-MpegSource::MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation)
-    : m_bytes(std::move(bytes)), m_truncation(truncation) {
+MpegSource::MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata)
+    : m_bytes(std::move(bytes)), m_truncation(truncation), m_metadata(std::move(metadata)) {
   mpg123_init();
   m_decoder.reset(mpg123_new(nullptr, nullptr));
   if (m_decoder == nullptr) {
     throw std::bad_alloc();
   }
   Open();
-  ReadTags();
 }
 
 bool MpegSource::IsMpeg(InputBytes& bytes) {
@@ -95,20 +89,6 @@ void MpegSource::Open() {
     m_format.frames = static_cast<std::uint64_t>(length);
   }
   m_samples.resize(kBlockFrames * m_format.channels);
-}
-
-void MpegSource::ReadTags() {
-  mpg123_id3v1* unused = nullptr;
-  mpg123_id3v2* tag = nullptr;
-  if (mpg123_id3(m_decoder.get(), &unused, &tag) != MPG123_OK || tag == nullptr) {
-    return;
-  }
-  m_tags = {TextOf(tag->title), TextOf(tag->artist), TextOf(tag->album), TextOf(tag->comment), TextOf(tag->year), {}};
-  for (std::size_t index = 0; index < tag->texts; ++index) {
-    if (std::string_view(tag->text[index].id, 4) == "TRCK") {
-      m_tags.trackNumber = TextOf(&tag->text[index].text);
-    }
-  }
 }
 
 /// Whether what libmpg123 decodes next has the sound's format.

@@ -18,10 +18,10 @@
 class MpegSource : public SoundSource {
  public:
   /// See OpenSound. Throws NotASoundFile if no frame can be decoded.
-  MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation);
+  MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata);
 
   const SoundFormat& Format() const override { return m_format; }
-  const SoundTags& Tags() const override { return m_tags; }
+  const SoundMetadata& Metadata() const override { return m_metadata; }
   SampleBlock Read() override;
   std::vector<std::string> Notes() const override { return m_notes; }
 
@@ -35,14 +35,13 @@ class MpegSource : public SoundSource {
   };
 
   void Open();
-  void ReadTags();
   bool HasFormat() const;
   void HandleEnd(int result);
 
   std::unique_ptr<InputBytes> m_bytes;
   Truncation m_truncation;
   SoundFormat m_format;
-  SoundTags m_tags;
+  SoundMetadata m_metadata;
   std::vector<std::string> m_notes;
   std::uint64_t m_position = 0;  ///< of the next byte
   std::exception_ptr m_failure;  ///< what InputBytes threw within libmpg123's code

@@ -1,9 +1,9 @@
 #include "Host/Audio/SndfileSource.h"
 
 #include "Host/Audio/ChannelOrder.h"
+#include "Host/Audio/Metadata/ReadMetadata.h"
 #include "Host/Audio/OggEnd.h"
 #include "Host/Audio/StatedLength.h"
-#include "Host/Text/Utf8.h"
 
 #include <fmt/format.h>
 
@@ -64,15 +64,6 @@ bool IsUncompressed(const SF_INFO& info) {
   }
 }
 
-SoundTags TagsOf(SNDFILE* file) {
-  const auto text = [file](int which) {
-    const char* value = sf_get_string(file, which);
-    return value == nullptr ? std::string() : ToUtf8(value);
-  };
-  return {text(SF_STR_TITLE),   text(SF_STR_ARTIST), text(SF_STR_ALBUM),
-          text(SF_STR_COMMENT), text(SF_STR_DATE),   text(SF_STR_TRACKNUMBER)};
-}
-
 std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
   return fmt::format("the file promises {} {} of sound, {} {} missing", promised, unit, missing,
                      missing == 1 ? "is" : "are");
@@ -87,11 +78,13 @@ std::string WithoutFullStop(std::string text) {
 
 }  // namespace
 
-SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation)
+SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse)
     : m_bytes(std::move(bytes)), m_truncation(truncation), m_io(*m_bytes) {
   FindSamples();
-  Open();
-  m_tags = TagsOf(m_file.get());
+  const SF_INFO info = Open();
+  if (metadataUse == MetadataUse::kRead) {
+    m_metadata = ReadMetadata(m_file.get(), info, m_io, *m_bytes);
+  }
   m_bytes->StopKeeping();
   AllocateBlock();
 }
@@ -164,7 +157,7 @@ void SndfileSource::CorrectHeader() {
   }
 }
 
-void SndfileSource::Open() {
+SF_INFO SndfileSource::Open() {
   SF_INFO info{};
   m_file = m_io.Open(info);
   m_io.RethrowFailure();
@@ -182,6 +175,7 @@ void SndfileSource::Open() {
     throw Failure(m_bytes->Name() + ": has no channels or no sample rate");
   }
   ReadFormat(info);
+  return info;
 }
 
 void SndfileSource::ReadFormat(const SF_INFO& info) {

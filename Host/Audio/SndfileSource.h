@@ -18,10 +18,10 @@
 class SndfileSource : public SoundSource {
  public:
   /// See OpenSound. `bytes` are at least one.
-  SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation);
+  SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse);
 
   const SoundFormat& Format() const override { return m_format; }
-  const SoundTags& Tags() const override { return m_tags; }
+  const SoundMetadata& Metadata() const override { return m_metadata; }
   SampleBlock Read() override;
   std::vector<std::string> Notes() const override;
 
@@ -29,7 +29,7 @@ class SndfileSource : public SoundSource {
   void FindSamples();
   void RefuseUnreadableStream();
   void CorrectHeader();
-  void Open();
+  SF_INFO Open();
   void ReadFormat(const SF_INFO& info);
   void AllocateBlock();
   sf_count_t ReadSamples(sf_count_t frames);
@@ -43,7 +43,7 @@ class SndfileSource : public SoundSource {
   std::optional<SampleData> m_data;
   SoundFile m_file;
   SoundFormat m_format;
-  SoundTags m_tags;
+  SoundMetadata m_metadata;
   std::string m_missing;  ///< empty as long as nothing is missing
   const char* m_formatWithoutLength = nullptr;
   std::vector<std::size_t> m_order;  ///< empty when the channels lie in order

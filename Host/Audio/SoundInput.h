@@ -18,6 +18,9 @@ enum class Truncation {
   kAllowed,  ///< the sound is read as far as it goes; Notes() says how much is missing
 };
 
+/// Whether a sound's tags, chapters and attachments are wanted. Reading them takes time.
+enum class MetadataUse { kIgnored, kRead };
+
 /// The Failure of a file that is empty or in no known sound format.
 class NotASoundFile : public Failure {
  public:
@@ -36,4 +39,5 @@ class NotASoundFile : public Failure {
 /// Throws NotASoundFile; Failure: no such file, a folder, a stream in a format that needs a file, a regular file that is
 /// shorter than its header says (unless allowed); WrongUse: standard input is a terminal. Read() throws Failure for
 /// damaged data and an end before the stated one; what of that is allowed beside truncations, the sources tell.
-std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation);
+std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation,
+                                       MetadataUse metadataUse = MetadataUse::kIgnored);

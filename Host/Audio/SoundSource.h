@@ -4,7 +4,7 @@
 ///
 ///     for (SampleBlock block = source.Read(); block.frames != 0; block = source.Read()) { ... }
 
-#include "Host/Audio/SoundTags.h"
+#include "Host/Audio/Metadata/SoundMetadata.h"
 #include "Host/Encode/SoundFormat.h"
 
 #include <string>
@@ -21,8 +21,8 @@ class SoundSource {
   /// The format of the samples that Read() returns. It never changes.
   virtual const SoundFormat& Format() const = 0;
 
-  /// Texts that belong to the sound.
-  virtual const SoundTags& Tags() const = 0;
+  /// Tags, chapters and attachments; empty where they were not asked for.
+  virtual const SoundMetadata& Metadata() const = 0;
 
   /// Returns the next sample frames, about 64 KiB of them; no frames at the end of the sound, then and ever after. The
   /// samples are valid until the next call, and the caller may overwrite them.
@@ -31,6 +31,7 @@ class SoundSource {
   virtual SampleBlock Read() = 0;
 
   /// What a user should be told about the samples: what is missing, what was changed. Each note is a clause without a
-  /// full stop, as in "the file promises 44100 sample frames, 100 are missing". Complete once Read() returned no frames.
+  /// full stop, as in "the file promises 44100 sample frames, 100 are missing". Complete once Read() returned no
+  /// frames.
   virtual std::vector<std::string> Notes() const = 0;
 };

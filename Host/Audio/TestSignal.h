@@ -15,7 +15,7 @@ class TestSignal : public SoundSource {
   TestSignal(unsigned int rate, unsigned int channels, double seconds);
 
   const SoundFormat& Format() const override { return m_format; }
-  const SoundTags& Tags() const override { return m_tags; }
+  const SoundMetadata& Metadata() const override { return m_metadata; }
   SampleBlock Read() override;
   std::vector<std::string> Notes() const override { return {}; }
 
@@ -28,7 +28,7 @@ class TestSignal : public SoundSource {
   };
 
   SoundFormat m_format;
-  SoundTags m_tags;             ///< always empty
+  SoundMetadata m_metadata;     ///< always empty
   std::vector<Sweep> m_sweeps;  ///< one a channel
   std::uint64_t m_position = 0;
   std::vector<double> m_samples;

@@ -142,6 +142,7 @@ void DeclareEncode(CLI::App& app, Options& options) {
   app.add_option("FILES", options.selection.inputs)->group("");
   Declaration declare(app);
   declare.Group("Input");
+  declare.Flag("--no-tags", options.noTags, "Leave tags, chapters, pictures and other attachments out");
   declare.Flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
   declare.Value("--test-signal", "SECONDS", "Encode a built-in signal of this length in place of INPUT",
                 [&options](const char* option, const std::string& text) {

@@ -5,6 +5,10 @@
 #include "Host/Text/Messages.h"
 #include "Host/Transcode/EncodeFile.h"
 
+#include <fmt/format.h>
+
+#include <vector>
+
 namespace {
 
 std::string FormatText(const FileEncoding& encoding) {
@@ -24,6 +28,27 @@ std::string ConversionText(const SoundFormat& sound, const EncodingFormat& forma
   return rates + "to " + std::to_string(format.bits) + " bits with dither";
 }
 
+/// What is kept of the tags, chapters and attachments, and on a line of its own what is not.
+std::string MetadataText(const SoundMetadata& metadata) {
+  std::vector<std::string> kept;
+  if (!metadata.title.empty()) {
+    kept.emplace_back("TITLE");
+  }
+  for (const SoundMetadata::Tag& tag : metadata.tags) {
+    kept.push_back(tag.name);
+  }
+  if (!metadata.chapters.empty()) {
+    kept.push_back(CountText(metadata.chapters.size(), "chapter", "chapters"));
+  }
+  for (const SoundMetadata::Attachment& attachment : metadata.attachments) {
+    kept.push_back(fmt::format("{} ({})", attachment.name, CountText(attachment.bytes.size(), "byte", "bytes")));
+  }
+  return fmt::format("\nmetadata: {}{}{}",
+                     kept.empty() ? "none" : WithoutControls(fmt::format("{}", fmt::join(kept, ", "))),
+                     metadata.omitted.empty() ? "" : "\nnot kept: ",
+                     WithoutControls(fmt::format("{}", fmt::join(metadata.omitted, ", "))));
+}
+
 }  // namespace
 
 std::string PlanText(const FileEncoding& encoding) {
@@ -33,8 +58,8 @@ std::string PlanText(const FileEncoding& encoding) {
          " significant bits, " + (sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown") +
          "\nconversion: " + ConversionText(sound, encoding.Format()) + "\nencoding: " + FormatText(encoding) + ", " +
          std::to_string(encoding.Compressor().GetDataRate()) + " bytes per second, " +
-         std::to_string(encoding.SampleFramesPerPacket()) +
-         " sample frames per packet\noutput: " + WithoutControls(encoding.Output()) + ", Matroska" +
+         std::to_string(encoding.SampleFramesPerPacket()) + " sample frames per packet" +
+         MetadataText(encoding.OutputMetadata()) + "\noutput: " + WithoutControls(encoding.Output()) + ", Matroska" +
          (encoding.IsToBeVerified() ? ", to be verified\n" : "\n");
 }
 

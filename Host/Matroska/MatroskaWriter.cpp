@@ -1,12 +1,13 @@
 #include "Host/Matroska/MatroskaWriter.h"
 
+#include "Host/Matroska/MatroskaMetadata.h"
 #include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <limits>
-#include <utility>
 
 #include <ebml/EbmlHead.h>
 #include <ebml/EbmlSubHead.h>
@@ -17,7 +18,6 @@
 #include <matroska/KaxCuesData.h>
 #include <matroska/KaxInfoData.h>
 #include <matroska/KaxSeekHead.h>
-#include <matroska/KaxTag.h>
 #include <matroska/KaxVersion.h>
 
 using namespace libmatroska;
@@ -25,8 +25,7 @@ using namespace libmatroska;
 namespace {
 
 constexpr unsigned int kTrackNumber = 1;
-constexpr unsigned int kTargetIsTrack = 30;    // the level of tags about a piece of music; 50 is the album
-constexpr std::uint64_t kSeekHeadSpace = 120;  // four entries of at most 21 bytes, and heads
+constexpr std::uint64_t kSeekHeadSpace = 160;  // six entries of at most 21 bytes, and heads
 constexpr std::size_t kMostCues = 262'144;
 constexpr std::uint64_t kClusterNanoseconds = 500'000'000;
 
@@ -60,7 +59,7 @@ MatroskaWriter::MatroskaWriter(OutputFile& file, const MatroskaDescription& desc
   }
   WriteInfo(description);
   WriteTrack(description);
-  WriteTags(description.tags);
+  WriteMetadata(description.metadata);
 }
 
 void MatroskaWriter::WritePacket(std::span<const unsigned char> bytes, std::uint64_t time, std::uint64_t sampleFrames) {
@@ -123,8 +122,8 @@ void MatroskaWriter::WriteInfo(const MatroskaDescription& description) {
   }
   SetText<KaxMuxingApp>(m_info, fmt::format("libebml {} + libmatroska {}", EbmlCodeVersion, KaxCodeVersion));
   SetText<KaxWritingApp>(m_info, description.application);
-  if (!description.tags.title.empty()) {
-    SetText<KaxTitle>(m_info, description.tags.title);
+  if (!description.metadata.title.empty()) {
+    SetText<KaxTitle>(m_info, description.metadata.title);
   }
   m_info.Render(m_io);
 }
@@ -145,28 +144,14 @@ void MatroskaWriter::WriteTrack(const MatroskaDescription& description) {
   m_tracks.Render(m_io);
 }
 
-void MatroskaWriter::WriteTags(const SoundTags& tags) {
-  // The title is part of the segment information. The names are those that players show.
-  const std::pair<const char*, const std::string&> texts[] = {{"ARTIST", tags.artist},
-                                                              {"ALBUM", tags.album},
-                                                              {"COMMENT", tags.comment},
-                                                              {"DATE", tags.date},
-                                                              {"PART_NUMBER", tags.trackNumber}};
-  KaxTag* tag = nullptr;
-  for (const auto& [name, text] : texts) {
-    if (text.empty()) {
-      continue;
+void MatroskaWriter::WriteMetadata(const SoundMetadata& metadata) {
+  FillChapters(m_chapters, metadata);
+  FillAttachments(m_attachments, metadata);
+  FillTags(m_tags, metadata);
+  for (EbmlMaster* const element : std::initializer_list<EbmlMaster*>{&m_chapters, &m_attachments, &m_tags}) {
+    if (element->ListSize() != 0) {
+      element->Render(m_io);
     }
-    if (tag == nullptr) {
-      tag = &AddNewChild<KaxTag>(m_tags);
-      Set<KaxTagTargetTypeValue>(GetChild<KaxTagTargets>(*tag), kTargetIsTrack);
-    }
-    auto& simple = AddNewChild<KaxTagSimple>(*tag);
-    SetText<KaxTagName>(simple, name);
-    SetText<KaxTagString>(simple, text);
-  }
-  if (tag != nullptr) {
-    m_tags.Render(m_io);
   }
 }
 
@@ -245,8 +230,10 @@ void MatroskaWriter::WriteSeekHead() {
   KaxSeekHead seekHead;
   seekHead.IndexThis(m_info, m_segment);
   seekHead.IndexThis(m_tracks, m_segment);
-  if (m_tags.ListSize() != 0) {
-    seekHead.IndexThis(m_tags, m_segment);
+  for (const EbmlMaster* const element : std::initializer_list<EbmlMaster*>{&m_chapters, &m_attachments, &m_tags}) {
+    if (element->ListSize() != 0) {
+      seekHead.IndexThis(*element, m_segment);
+    }
   }
   if (!m_cues.empty()) {
     seekHead.IndexThis(m_cuesElement, m_segment);

@@ -10,13 +10,15 @@
 ///
 /// The same description and packets give the same bytes: the file contains no clock time and no random identifier.
 
-#include "Host/Audio/SoundTags.h"
+#include "Host/Audio/Metadata/SoundMetadata.h"
 #include "Host/Matroska/MatroskaClock.h"
 #include "Host/Matroska/MatroskaElements.h"
 #include "Host/Matroska/MatroskaIo.h"
 #include "Host/System/OutputFile.h"
 
 #include <ebml/EbmlVoid.h>
+#include <matroska/KaxAttachments.h>
+#include <matroska/KaxChapters.h>
 #include <matroska/KaxCluster.h>
 #include <matroska/KaxCues.h>
 #include <matroska/KaxInfo.h>
@@ -41,7 +43,7 @@ struct MatroskaDescription {
   /// duration only in that case.
   std::optional<std::uint64_t> sampleFrames;
   std::string application = "rhohost";  ///< the writing program, optionally with its version
-  SoundTags tags;                       ///< empty texts are omitted
+  SoundMetadata metadata;
 };
 
 /// Writes one block per packet, without lacing, in clusters of up to half a second. A packet of the usual length
@@ -82,7 +84,7 @@ class MatroskaWriter {
   void WriteEbmlHead();
   void WriteInfo(const MatroskaDescription& description);
   void WriteTrack(const MatroskaDescription& description);
-  void WriteTags(const SoundTags& tags);
+  void WriteMetadata(const SoundMetadata& metadata);
   void WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames);
   void BeginCluster(std::uint64_t tick);
   void EndCluster();
@@ -102,6 +104,8 @@ class MatroskaWriter {
   libmatroska::KaxInfo m_info;
   libmatroska::KaxTracks m_tracks;
   libmatroska::KaxTrackEntry& m_trackEntry;
+  libmatroska::KaxChapters m_chapters;
+  libmatroska::KaxAttachments m_attachments;
   libmatroska::KaxTags m_tags;
   std::unique_ptr<OpenMaster<libmatroska::KaxCluster>> m_cluster;  ///< the one that packets go into
   OpenMaster<libmatroska::KaxCues> m_cuesElement;

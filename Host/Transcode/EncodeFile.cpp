@@ -18,6 +18,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
       m_replaceExisting(setup.options.force),
       m_durability(setup.options.noSync ? Durability::kLeftToSystem : Durability::kForced),
       m_isToBeVerified(setup.options.verify),
+      m_framesPerSecond(setup.settings.FramesPerSecond()),
       m_compressor(setup.module.CreateCompressor()) {
   if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
     throw WrongUse(fmt::format("--verify: {} cannot be read back", m_output == "-" ? "standard output" : m_output));
@@ -36,7 +37,8 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
     m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
   }
-  m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused);
+  m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
+                       setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead);
   m_format = ChooseFormat(*m_compressor, &Sound(), m_choices, setup.settings.Suggestions());
 }
 
@@ -45,6 +47,17 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
     return SampleConverter::OutputFrames(*sound.frames, sound.sampleRate, m_format.sampleRate);
   }
   return std::nullopt;
+}
+
+SoundMetadata FileEncoding::OutputMetadata() const {
+  SoundMetadata metadata = m_source->Metadata();
+  if (const std::optional<std::uint64_t> inputTime = metadata.timeReference) {
+    // Readers count it in sample frames of the file that it stands in.
+    const std::uint64_t time = SampleConverter::OutputFrames(*inputTime, Sound().sampleRate, m_format.sampleRate);
+    metadata.AddText("TIME_REFERENCE", fmt::format("{}", time));
+    metadata.AddText("TIMECODE", TimeCodeText(time, m_format.sampleRate, m_framesPerSecond));
+  }
+  return metadata;
 }
 
 EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
@@ -57,7 +70,7 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
                                .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
                                .sampleFrames = SampleFrames(),
                                .application = "rhohost " RHOHOST_VERSION,
-                               .tags = m_source->Tags()});
+                               .metadata = OutputMetadata()});
   Verification verification(m_format);
   const auto write = [this, &writer, &verification](const EncodedPacket& packet) {
     writer.WritePacket(packet.bytes, packet.time, packet.sampleFrames);
@@ -76,5 +89,9 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
     file.Sync();
     verification.Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
-  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), m_source->Notes()};
+  std::vector<std::string> notes = m_source->Notes();
+  if (const std::vector<std::string>& omitted = m_source->Metadata().omitted; !omitted.empty()) {
+    notes.push_back(fmt::format("not kept: {}", fmt::join(omitted, ", ")));
+  }
+  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), std::move(notes)};
 }

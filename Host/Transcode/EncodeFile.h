@@ -28,6 +28,7 @@ struct EncodingOptions {
   bool force = false;                       ///< replace an existing output
   bool allowTruncated = false;              ///< accept an input that is shorter than its header says
   bool noSync = false;                      ///< do not force outputs onto the disk before they take their names
+  bool noTags = false;                      ///< leave tags, chapters and attachments out
   bool verify = false;                      ///< read each output back and compare it with what was encoded
 };
 
@@ -78,6 +79,9 @@ class FileEncoding {
   bool IsToBeVerified() const { return m_isToBeVerified; }
   std::uint64_t SampleFramesPerPacket() const { return m_encoder->SampleFramesPerPacket(); }
 
+  /// The tags, chapters and attachments that the output gets, and what it cannot keep.
+  SoundMetadata OutputMetadata() const;
+
   /// The length of the output, where the length of the input is known beforehand.
   std::optional<std::uint64_t> SampleFrames() const;
 
@@ -89,6 +93,7 @@ class FileEncoding {
   bool m_replaceExisting;
   Durability m_durability;
   bool m_isToBeVerified;
+  double m_framesPerSecond;
   CompressorOwner m_compressor;
   std::unique_ptr<SoundSource> m_source;
   Choices m_choices;

@@ -197,20 +197,6 @@ TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
   EXPECT_THAT(found, testing::Pointwise(testing::DoubleNear(2), wanted));
 }
 
-TEST_F(HostTest, KeepsTags) {
-  MakeSound("in.flac", 44100, 1,
-            "ffmpeg -metadata title=T\xC3\xAFtle -metadata artist=Artist -metadata album=Album "
-            "-metadata date=2001-02-03 -metadata track=7");
-  EXPECT_EQ(Run("metaflac --set-tag=COMMENT=Comment in.flac").code, 0);
-  EXPECT_EQ(RunHost("rhohost in.flac out.mkv").code, 0);
-  const std::string tags =
-      Run("ffprobe -v error -show_entries format_tags -of default=nw=1 out.mkv | tr A-Z a-z").output;
-  for (const char* const tag :
-       {":title=t\xC3\xAFtle", ":artist=artist", ":album=album", ":comment=comment", "=2001-02-03", ":track=7"}) {
-    EXPECT_THAT(tags, HasSubstr(tag));
-  }
-}
-
 TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
   constexpr unsigned kRate = 11025;
   constexpr unsigned kPacket = 368;

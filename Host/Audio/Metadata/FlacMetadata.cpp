@@ -1,0 +1,122 @@
+#include "Host/Audio/Metadata/FlacMetadata.h"
+
+#include "Host/Audio/ByteNumbers.h"
+
+#include <FLAC/metadata.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <span>
+
+namespace {
+
+struct ChainDeleter {
+  void operator()(FLAC__Metadata_Chain* chain) const { FLAC__metadata_chain_delete(chain); }
+};
+
+struct IteratorDeleter {
+  void operator()(FLAC__Metadata_Iterator* iterator) const { FLAC__metadata_iterator_delete(iterator); }
+};
+
+MetadataBytes& Bytes(FLAC__IOHandle handle) { return *static_cast<MetadataBytes*>(handle); }
+
+/// libFLAC's input, in the manner of the C library's functions.
+constexpr FLAC__IOCallbacks kCallbacks{
+    .read = [](void* to, std::size_t size, std::size_t count, FLAC__IOHandle handle) -> std::size_t {
+      return size == 0 ? 0 : Bytes(handle).Read(to, size * count) / size;
+    },
+    .write = nullptr,
+    .seek = [](FLAC__IOHandle handle, FLAC__int64 offset, int whence) -> int {
+      MetadataBytes& bytes = Bytes(handle);
+      const std::uint64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? bytes.Position() : bytes.Length();
+      bytes.Seek(base + static_cast<std::uint64_t>(offset));
+      return 0;
+    },
+    .tell = [](FLAC__IOHandle handle) { return static_cast<FLAC__int64>(Bytes(handle).Position()); },
+    .eof = [](FLAC__IOHandle handle) -> int { return Bytes(handle).Position() >= Bytes(handle).Length() ? 1 : 0; },
+    .close = nullptr,
+};
+
+void AddComments(const FLAC__StreamMetadata_VorbisComment& comments, SoundMetadata& metadata) {
+  for (const auto& comment : std::span(comments.comments, comments.num_comments)) {
+    const std::string_view entry(reinterpret_cast<const char*>(comment.entry), comment.length);
+    if (const std::size_t equals = entry.find('='); equals != std::string_view::npos) {
+      metadata.AddText(entry.substr(0, equals), entry.substr(equals + 1));
+    }
+  }
+}
+
+void AddPicture(const FLAC__StreamMetadata_Picture& picture, SoundMetadata& metadata) {
+  metadata.AddPicture(picture.type, picture.mime_type, reinterpret_cast<const char*>(picture.description),
+                      std::string(reinterpret_cast<const char*>(picture.data), picture.data_length));
+}
+
+void AddTracks(const FLAC__StreamMetadata_CueSheet& sheet, unsigned int sampleRate, SoundMetadata& metadata) {
+  constexpr unsigned int kLeadOutOfCd = 170;
+  constexpr unsigned int kLeadOut = 255;
+  for (const auto& track : std::span(sheet.tracks, sheet.num_tracks)) {
+    if (track.number != kLeadOut && !(sheet.is_cd != 0 && track.number == kLeadOutOfCd)) {
+      metadata.AddChapter(track.offset, std::max(1U, sampleRate), fmt::format("Track {}", track.number));
+    }
+  }
+}
+
+/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB.
+bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
+  constexpr std::size_t kMostComments = std::size_t{1} << 20;
+  constexpr unsigned int kCommentType = 4;
+  std::array<unsigned char, 4> block{};
+  bytes.Seek(start + 4);
+  for (bool isLast = false; !isLast;) {
+    if (bytes.Read(block.data(), block.size()) != block.size()) {
+      return false;
+    }
+    const auto size = static_cast<std::size_t>(ReadNumber(block.data() + 1, 3, true));
+    isLast = (block[0] & 0x80U) != 0;
+    if ((block[0] & 0x7FU) == kCommentType && size > kMostComments) {
+      return false;
+    }
+    bytes.Seek(bytes.Position() + size);
+  }
+  bytes.Seek(0);
+  return true;
+}
+
+}  // namespace
+
+void AddFlacMetadata(MetadataBytes& bytes, std::uint64_t start, SoundMetadata& metadata) {
+  const std::unique_ptr<FLAC__Metadata_Chain, ChainDeleter> chain(FLAC__metadata_chain_new());
+  const std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator(FLAC__metadata_iterator_new());
+  if (chain == nullptr || iterator == nullptr || !HasModestComments(bytes, start) ||
+      FLAC__metadata_chain_read_with_callbacks(chain.get(), &bytes, kCallbacks) == 0) {
+    metadata.omitted.emplace_back("FLAC metadata: damaged or too large");
+    return;
+  }
+  FLAC__metadata_iterator_init(iterator.get(), chain.get());
+  unsigned int sampleRate = 0;
+  do {
+    const FLAC__StreamMetadata& block = *FLAC__metadata_iterator_get_block(iterator.get());
+    switch (block.type) {
+      case FLAC__METADATA_TYPE_STREAMINFO:
+        sampleRate = block.data.stream_info.sample_rate;
+        break;
+      case FLAC__METADATA_TYPE_VORBIS_COMMENT:
+        AddComments(block.data.vorbis_comment, metadata);
+        break;
+      case FLAC__METADATA_TYPE_PICTURE:
+        AddPicture(block.data.picture, metadata);
+        break;
+      case FLAC__METADATA_TYPE_CUESHEET:
+        AddTracks(block.data.cue_sheet, sampleRate, metadata);
+        break;
+      case FLAC__METADATA_TYPE_APPLICATION:
+        metadata.omitted.push_back(fmt::format("FLAC application block of {} bytes: not supported", block.length));
+        break;
+      default:  // padding, seek table
+        break;
+    }
+  } while (FLAC__metadata_iterator_next(iterator.get()) != 0);
+}

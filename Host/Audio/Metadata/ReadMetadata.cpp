@@ -1,0 +1,115 @@
+#include "Host/Audio/Metadata/ReadMetadata.h"
+
+#include "Host/Audio/Id3.h"
+#include "Host/Audio/Metadata/FlacMetadata.h"
+#include "Host/Audio/Metadata/SndfileMetadata.h"
+#include "Host/Audio/Metadata/TaglibMetadata.h"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+/// A stream's beginning is kept up to here.
+constexpr std::uint64_t kStreamLimit = 4 << 20;
+
+/// Loads TagReader.so, once for all threads. It stays loaded.
+ReadTagsFunction* LoadTagReader() {
+  static ReadTagsFunction* const function = [] {
+    const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    void* library = nullptr;
+    for (const char* const below : {".", RHO_LIBRARY_FOLDER}) {
+      library = library == nullptr ? dlopen((folder / below / "TagReader.so").c_str(), RTLD_NOW | RTLD_LOCAL) : library;
+    }
+    void* const symbol = library == nullptr ? nullptr : dlsym(library, kReadTags);
+    if (symbol == nullptr) {
+      const char* const why = dlerror();
+      throw std::runtime_error(fmt::format("cannot load the tag reader: {}", why == nullptr ? "no reason given" : why));
+    }
+    return reinterpret_cast<ReadTagsFunction*>(symbol);
+  }();
+  return function;
+}
+
+/// Reads one kind of metadata. Damage that makes a library throw leaves out that kind only.
+template <class Read>
+void Try(SoundMetadata& metadata, std::string_view what, const Read& read) {
+  try {
+    read();
+  } catch (const std::exception& error) {
+    metadata.omitted.push_back(fmt::format("{}: {}", what, error.what()));
+  } catch (...) {
+    metadata.omitted.push_back(fmt::format("{}: damaged", what));
+  }
+}
+
+void ReadTags(TagFormat format, MetadataBytes& bytes, SoundMetadata& metadata) {
+  Try(metadata, "tags", [&] {
+    LoadTagReader()(format, bytes, metadata);
+    if (bytes.IsIncomplete()) {
+      metadata.omitted.emplace_back("a part of the tags: too large, or not readable");
+    }
+  });
+}
+
+void ReadId3v2(const std::string& name, const std::string& tag, SoundMetadata& metadata) {
+  MetadataBytes bytes(name, tag.size(), [&tag](std::uint64_t position, void* to, std::size_t size) {
+    std::memcpy(to, tag.data() + position, size);
+    return size;
+  });
+  ReadTags(TagFormat::kId3v2, bytes, metadata);
+}
+
+/// All bytes of a file; the first `kept` ones of a stream.
+MetadataBytes AllBytes(InputBytes& bytes, std::uint64_t kept) {
+  return {bytes.Name(), bytes.IsStream() ? std::min(kept, kStreamLimit) : bytes.Length(),
+          [&bytes](std::uint64_t position, void* to, std::size_t size) { return bytes.ReadAt(position, to, size); }};
+}
+
+}  // namespace
+
+SoundMetadata ReadFlacMetadata(InputBytes& bytes) {
+  SoundMetadata metadata;
+  Try(metadata, "metadata", [&] {
+    MetadataBytes all = AllBytes(bytes, kStreamLimit);
+    AddFlacMetadata(all, AfterId3(bytes), metadata);
+  });
+  metadata.Complete();
+  return metadata;
+}
+
+SoundMetadata ReadMpegMetadata(InputBytes& bytes) {
+  SoundMetadata metadata;
+  Try(metadata, "metadata", [&] {
+    if (!bytes.IsStream() || AfterId3(bytes) != 0) {
+      MetadataBytes all = AllBytes(bytes, AfterId3(bytes));
+      ReadTags(TagFormat::kMpeg, all, metadata);
+    }
+  });
+  metadata.Complete();
+  return metadata;
+}
+
+SoundMetadata ReadMetadata(SNDFILE* file, const SF_INFO& info, SndfileIo& io, InputBytes& bytes) {
+  SoundMetadata metadata;
+  Try(metadata, "metadata", [&] {
+    if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG && !bytes.IsStream()) {
+      MetadataBytes all = AllBytes(bytes, 0);
+      const bool isOpus = (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS;
+      ReadTags(isOpus ? TagFormat::kOpus : TagFormat::kVorbis, all, metadata);
+    } else {
+      const auto onId3v2 = [&](const std::string& tag) { ReadId3v2(bytes.Name(), tag, metadata); };
+      AddSndfileMetadata(file, info, onId3v2, metadata);
+    }
+    io.RethrowFailure();
+  });
+  metadata.Complete();
+  return metadata;
+}

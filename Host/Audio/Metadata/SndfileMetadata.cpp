@@ -1,0 +1,249 @@
+#include "Host/Audio/Metadata/SndfileMetadata.h"
+
+#include "Host/Audio/ByteNumbers.h"
+#include "Host/Audio/Metadata/MetadataBytes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct Name {
+  std::string_view id;
+  std::string_view name;
+};
+
+/// RIFF INFO, under the names that ffmpeg and TagLib have for its fields.
+constexpr Name kInfoFields[] = {
+    {"IART", "ARTIST"},      {"ICMS", "COMMISSIONED"}, {"ICMT", "COMMENT"},     {"ICNT", "COUNTRY"},
+    {"ICOP", "COPYRIGHT"},   {"ICRD", "DATE"},         {"IENG", "ENGINEER"},    {"IFRM", "TRACKTOTAL"},
+    {"IGNR", "GENRE"},       {"IKEY", "KEYWORDS"},     {"ILNG", "LANGUAGE"},    {"IMED", "MEDIA"},
+    {"IMUS", "COMPOSER"},    {"INAM", "TITLE"},        {"IPRD", "ALBUM"},       {"IPRO", "PRODUCER"},
+    {"IPRT", "TRACKNUMBER"}, {"ISBJ", "SUBJECT"},      {"ISFT", "ENCODER"},     {"ISRC", "SOURCE"},
+    {"ISRF", "SOURCE_FORM"}, {"ITCH", "ENCODED_BY"},   {"ITRK", "TRACKNUMBER"}, {"IWRI", "LYRICIST"},
+};
+
+constexpr Name kAiffTexts[] = {{"NAME", "TITLE"}, {"AUTH", "ARTIST"}, {"(c) ", "COPYRIGHT"}, {"ANNO", "COMMENT"}};
+
+struct Document {
+  std::string_view id;
+  const char* file;
+  const char* mimeType;
+};
+
+constexpr Document kDocuments[] = {
+    {"iXML", "iXML.xml", "text/xml"}, {"axml", "aXML.xml", "text/xml"}, {"_PMX", "XMP.xmp", "application/rdf+xml"}};
+
+/// Chunks that hold samples, their format, padding, or what libsndfile has commands for.
+constexpr std::string_view kKnownChunks[] = {
+    "RIFF", "RIFX", "RF64", "WAVE", "fmt ", "fact", "data", "ds64", "JUNK", "PAD ", "FLLR", "PEAK", "bext", "cue ",
+    "FORM", "COMM", "SSND", "FVER", "MARK", "caff", "desc", "chan", "kuki", "pakt", "free", "info", "peak", "wave"};
+
+template <class Table>
+auto Find(const Table& table, std::string_view id) {
+  const auto* const found =
+      std::find_if(std::begin(table), std::end(table), [&](const auto& row) { return row.id == id; });
+  return found == std::end(table) ? nullptr : found;
+}
+
+/// The texts of a LIST chunk of type INFO. TagLib would keep one of several fields of the same name only.
+void AddInfo(std::string_view fields, SoundMetadata& metadata) {
+  constexpr std::size_t kHead = 8;
+  while (fields.size() >= kHead) {
+    const std::string_view id = fields.substr(0, 4);
+    const std::size_t size =
+        static_cast<std::size_t>(ReadNumber(reinterpret_cast<const unsigned char*>(fields.data()) + 4, 4, false));
+    const Name* const known = Find(kInfoFields, id);
+    metadata.AddText(known == nullptr ? id : known->name, fields.substr(kHead, size));
+    if (size > fields.size() - kHead) {
+      metadata.omitted.emplace_back("end of the RIFF INFO: damaged");
+      return;
+    }
+    fields.remove_prefix(std::min(fields.size(), kHead + size + size % 2));
+  }
+}
+
+class ChunkReader {
+ public:
+  ChunkReader(SNDFILE* file, const OnId3v2& onId3v2, SoundMetadata& metadata)
+      : m_file(file), m_onId3v2(onId3v2), m_metadata(metadata) {}
+
+  void ReadAll() {
+    for (SF_CHUNK_ITERATOR* chunk = sf_get_chunk_iterator(m_file, nullptr); chunk != nullptr;
+         chunk = sf_next_chunk_iterator(chunk)) {
+      Read(chunk);
+    }
+  }
+
+ private:
+  void Read(const SF_CHUNK_ITERATOR* chunk) {
+    SF_CHUNK_INFO info{};
+    char first = 0;
+    info.data = &first;
+    // libsndfile divides by the size, so nothing may be read of an empty chunk. Only reading tells the name.
+    if (sf_get_chunk_size(chunk, &info) != SF_ERR_NO_ERROR || info.datalen == 0) {
+      return;
+    }
+    info.datalen = sizeof first;
+    if (sf_get_chunk_data(chunk, &info) != SF_ERR_NO_ERROR) {
+      return;
+    }
+    const std::string id(info.id, std::min<std::size_t>(4, info.id_size));
+    if (std::find(std::begin(kKnownChunks), std::end(kKnownChunks), id) != std::end(kKnownChunks) ||
+        sf_get_chunk_size(chunk, &info) != SF_ERR_NO_ERROR) {
+      return;
+    }
+    if (!IsKept(id)) {
+      m_metadata.omitted.push_back(fmt::format("chunk \"{}\" of {} bytes: not supported", id, info.datalen));
+      return;
+    }
+    m_left -= std::min<std::uint64_t>(m_left, info.datalen);
+    if (m_left == 0) {
+      m_metadata.omitted.push_back(fmt::format("chunk \"{}\" of {} bytes: too large", id, info.datalen));
+      return;
+    }
+    std::string bytes(info.datalen, '\0');
+    info.data = bytes.data();
+    if (sf_get_chunk_data(chunk, &info) != SF_ERR_NO_ERROR) {
+      m_metadata.omitted.push_back(fmt::format("chunk \"{}\": cannot be read", id));
+      return;
+    }
+    Add(id, std::move(bytes));
+  }
+
+  static bool IsKept(std::string_view id) {
+    return id == "LIST" || id == "id3 " || id == "ID3 " || Find(kAiffTexts, id) != nullptr ||
+           Find(kDocuments, id) != nullptr;
+  }
+
+  void Add(std::string_view id, std::string bytes) {
+    if (id == "LIST" && bytes.starts_with("INFO")) {
+      AddInfo(std::string_view(bytes).substr(4), m_metadata);
+    } else if (id == "id3 " || id == "ID3 ") {
+      m_onId3v2(std::move(bytes));
+    } else if (const Name* const text = Find(kAiffTexts, id)) {
+      m_metadata.AddText(text->name, bytes);
+    } else if (const Document* const document = Find(kDocuments, id)) {
+      bytes.erase(bytes.find_last_not_of('\0') + 1);
+      m_metadata.attachments.push_back({.name = document->file,
+                                        .mimeType = document->mimeType,
+                                        .description = std::string(id),
+                                        .bytes = std::move(bytes)});
+    }
+  }
+
+  SNDFILE* m_file;
+  const OnId3v2& m_onId3v2;
+  SoundMetadata& m_metadata;
+  std::uint64_t m_left = MetadataBytes::kLimit;
+};
+
+/// A field of fixed size, whose text may fill it.
+template <std::size_t kSize>
+std::string_view Field(const char (&field)[kSize]) {
+  return {field, kSize};
+}
+
+/// A SMPTE unique material identifier as ffmpeg writes it; empty when there is none. The basic one has 32 bytes.
+std::string UmidText(std::span<const char> umid) {
+  constexpr std::size_t kBasic = 32;
+  const auto isZero = [](char c) { return c == 0; };
+  if (std::all_of(umid.begin(), umid.end(), isZero)) {
+    return {};
+  }
+  const bool isBasic = std::all_of(umid.begin() + kBasic, umid.end(), isZero);
+  std::string text = "0x";
+  for (const char c : isBasic ? umid.first(kBasic) : umid) {
+    text += fmt::format("{:02X}", static_cast<unsigned char>(c));
+  }
+  return text;
+}
+
+/// Loudness of version 2, in hundredths of a unit; 0x7FFF stands for an unknown one.
+void AddLoudness(const SF_BROADCAST_INFO& info, SoundMetadata& metadata) {
+  constexpr std::int16_t kUnknown = 0x7FFF;
+  const std::pair<const char*, std::int16_t> values[] = {{"LOUDNESS_VALUE", info.loudness_value},
+                                                         {"LOUDNESS_RANGE", info.loudness_range},
+                                                         {"MAX_TRUE_PEAK_LEVEL", info.max_true_peak_level},
+                                                         {"MAX_MOMENTARY_LOUDNESS", info.max_momentary_loudness},
+                                                         {"MAX_SHORT_TERM_LOUDNESS", info.max_shortterm_loudness}};
+  for (const auto& [name, value] : values) {
+    if (value != kUnknown) {
+      metadata.AddText(name, fmt::format("{:.2f}", value / 100.0));
+    }
+  }
+}
+
+void AddBroadcastInfo(SNDFILE* file, SoundMetadata& metadata) {
+  constexpr std::size_t kLongestHistory = 1 << 16;
+  using BroadcastInfo = SF_BROADCAST_INFO_VAR(kLongestHistory);
+  const auto info = std::make_unique<BroadcastInfo>();
+  if (sf_command(file, SFC_GET_BROADCAST_INFO, info.get(), sizeof(BroadcastInfo)) == SF_FALSE) {
+    return;
+  }
+  metadata.AddText("DESCRIPTION", Field(info->description));
+  metadata.AddText("ORIGINATOR", Field(info->originator));
+  metadata.AddText("ORIGINATOR_REFERENCE", Field(info->originator_reference));
+  metadata.AddText("ORIGINATION_DATE", Field(info->origination_date));
+  metadata.AddText("ORIGINATION_TIME", Field(info->origination_time));
+  metadata.AddText("UMID", UmidText(info->umid));
+  metadata.AddText("CODING_HISTORY", Field(info->coding_history).substr(0, info->coding_history_size));
+  metadata.timeReference = std::uint64_t{info->time_reference_high} << 32 | info->time_reference_low;
+  if (info->version >= 2) {
+    SF_BROADCAST_INFO head{};
+    std::memcpy(&head, info.get(), sizeof head);
+    AddLoudness(head, metadata);
+  }
+}
+
+void AddCues(SNDFILE* file, unsigned int sampleRate, SoundMetadata& metadata) {
+  std::uint32_t count = 0;
+  if (sf_command(file, SFC_GET_CUE_COUNT, &count, sizeof count) == SF_FALSE || count == 0) {
+    return;
+  }
+  // libsndfile takes no less than room for a hundred.
+  constexpr std::size_t kFewest = 100;
+  const std::size_t size = sizeof(SF_CUES) + std::max<std::size_t>(count, kFewest) * sizeof(SF_CUE_POINT);
+  std::vector<SF_CUES> room(size / sizeof(SF_CUES) + 1);
+  if (sf_command(file, SFC_GET_CUE, room.data(), static_cast<int>(size)) == SF_FALSE) {
+    metadata.omitted.push_back(fmt::format("{} cue points: cannot be read", count));
+    return;
+  }
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(room.data()) + offsetof(SF_CUES, cue_points);
+  for (std::size_t index = 0; index < std::min(count, room.front().cue_count); ++index) {
+    SF_CUE_POINT point{};
+    std::memcpy(&point, bytes + index * sizeof point, sizeof point);
+    metadata.AddChapter(point.sample_offset, sampleRate, std::string(Field(point.name)));
+  }
+}
+
+void AddStrings(SNDFILE* file, SoundMetadata& metadata) {
+  const std::pair<const char*, int> strings[] = {
+      {"TITLE", SF_STR_TITLE},     {"ARTIST", SF_STR_ARTIST},           {"ALBUM", SF_STR_ALBUM},
+      {"DATE", SF_STR_DATE},       {"TRACKNUMBER", SF_STR_TRACKNUMBER}, {"GENRE", SF_STR_GENRE},
+      {"COMMENT", SF_STR_COMMENT}, {"COPYRIGHT", SF_STR_COPYRIGHT},     {"LICENSE", SF_STR_LICENSE},
+      {"ENCODER", SF_STR_SOFTWARE}};
+  for (const auto& [name, which] : strings) {
+    const char* const text = sf_get_string(file, which);
+    metadata.AddText(name, text == nullptr ? "" : text);
+  }
+}
+
+}  // namespace
+
+void AddSndfileMetadata(SNDFILE* file, const SF_INFO& info, const OnId3v2& onId3v2, SoundMetadata& metadata) {
+  AddBroadcastInfo(file, metadata);
+  AddCues(file, static_cast<unsigned int>(info.samplerate), metadata);
+  const std::size_t before = metadata.tags.size();
+  ChunkReader(file, onId3v2, metadata).ReadAll();
+  if (metadata.title.empty() && metadata.tags.size() == before) {
+    AddStrings(file, metadata);
+  }
+}

@@ -1,0 +1,204 @@
+#include "Host/Audio/Metadata/SoundMetadata.h"
+
+#include "Host/Text/Numbers.h"
+#include "Host/Text/Utf8.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <set>
+#include <utility>
+
+namespace {
+
+struct Renaming {
+  std::string_view from;
+  std::string_view to;
+};
+
+// Names that mkvmerge and ffmpeg change on the way to Matroska. Tags of the album keep names of their own, as ffmpeg
+// has them: readers that show no levels would take an ALBUM's ARTIST for the track's.
+constexpr Renaming kRenamings[] = {
+    {"ALBUMARTIST", "ALBUM_ARTIST"},    {"DATE", "DATE_RECORDED"},      {"DISCNUMBER", "DISC"},
+    {"ENCODED-BY", "ENCODED_BY"},       {"ENCODEDBY", "ENCODED_BY"},    {"ENCODING", "ENCODER"},
+    {"LOCATION", "RECORDING_LOCATION"}, {"ORGANIZATION", "LABEL"},      {"PERFORMER", "LEAD_PERFORMER"},
+    {"REMIXER", "REMIXED_BY"},          {"TRACKNUMBER", "PART_NUMBER"}, {"UNSYNCEDLYRICS", "LYRICS"},
+};
+
+// mkvmerge's names for the kinds of pictures.
+constexpr std::string_view kPictureNames[] = {"other",
+                                              "icon",
+                                              "other icon",
+                                              "cover",
+                                              "cover (back)",
+                                              "leaflet page",
+                                              "media",
+                                              "lead artist - lead performer - soloist",
+                                              "artist - performer",
+                                              "conductor",
+                                              "band - orchestra",
+                                              "composer",
+                                              "lyricist - text writer",
+                                              "recording location",
+                                              "during recording",
+                                              "during performance",
+                                              "movie - video screen capture",
+                                              "a bright colored fish",
+                                              "illustration",
+                                              "band - artist logotype",
+                                              "publisher - Studio logotype"};
+
+struct ImageType {
+  std::string_view signature;  ///< first bytes
+  std::string_view mimeType;
+  std::string_view extension;
+};
+
+constexpr ImageType kImageTypes[] = {
+    {"\xFF\xD8\xFF", "image/jpeg", "jpg"}, {"\x89PNG", "image/png", "png"},
+    {"GIF8", "image/gif", "gif"},          {"BM", "image/bmp", "bmp"},
+    {"RIFF", "image/webp", "webp"},        {"II*", "image/tiff", "tif"},
+    {"MM", "image/tiff", "tif"},
+};
+
+/// Text for a tag: UTF-8, line feeds only, no other control characters, no blanks at the end. Fields of fixed size are
+/// filled up with zero bytes.
+std::string CleanText(std::string_view text) {
+  std::string clean = ToUtf8(text.substr(0, text.find('\0')));
+  std::erase_if(clean, [](char c) { return (c >= 0 && c < ' ' && c != '\n' && c != '\t') || c == '\x7F'; });
+  clean.erase(clean.find_last_not_of(" \n\t") + 1);
+  return clean;
+}
+
+std::string TagName(std::string_view name) {
+  std::string result = CleanText(name);
+  for (char& c : result) {
+    c = c == ' ' ? '_' : c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  }
+  const auto* const renaming = std::find_if(std::begin(kRenamings), std::end(kRenamings),
+                                            [&](const auto& entry) { return entry.from == result; });
+  return renaming == std::end(kRenamings) ? result : std::string(renaming->to);
+}
+
+/// Nanoseconds of "HH:MM:SS.fff"; nothing for any other text.
+std::optional<std::uint64_t> ParseChapterTime(std::string_view text) {
+  if (text.size() < 8 || text[2] != ':' || text[5] != ':') {
+    return std::nullopt;
+  }
+  const auto hours = ParseNumber<unsigned int>(text.substr(0, 2));
+  const auto minutes = ParseNumber<unsigned int>(text.substr(3, 2));
+  const auto seconds = ParseNumber<double>(text.substr(6));
+  if (!hours || !minutes || !seconds || *minutes > 59 || !(*seconds >= 0 && *seconds < 60)) {
+    return std::nullopt;
+  }
+  return (*hours * std::uint64_t{3600} + *minutes * std::uint64_t{60}) * 1'000'000'000 +
+         static_cast<std::uint64_t>(std::llround(*seconds * 1e9));
+}
+
+}  // namespace
+
+void SoundMetadata::AddText(std::string_view name, std::string_view text) {
+  Tag tag{TagName(name), CleanText(text)};
+  if (tag.text.empty() || tag.name.empty() || AddChapterMark(tag.name, tag.text)) {
+    return;
+  }
+  if (tag.name == "TITLE" && (title.empty() || title == tag.text)) {
+    title = tag.text;
+  } else if (std::find(tags.begin(), tags.end(), tag) == tags.end()) {
+    tags.push_back(std::move(tag));
+  }
+}
+
+bool SoundMetadata::AddChapterMark(std::string_view name, std::string_view text) {
+  constexpr std::string_view kPrefix = "CHAPTER";
+  constexpr std::size_t kDigits = 3;
+  const std::string_view digits = name.substr(std::min(kPrefix.size(), name.size()), kDigits);
+  if (!name.starts_with(kPrefix) || !ParseNumber<unsigned int>(digits)) {
+    return false;
+  }
+  const std::string_view field = name.substr(kPrefix.size() + digits.size());
+  if (const auto time = ParseChapterTime(text); field.empty() && time) {
+    m_chapterMarks[std::string(digits)].nanoseconds = *time;
+    return true;
+  }
+  if (field == "NAME") {
+    m_chapterMarks[std::string(digits)].label = text;
+    return true;
+  }
+  return false;
+}
+
+void SoundMetadata::AddPicture(unsigned int kind, const std::string& mimeType, std::string_view description,
+                               std::string bytes) {
+  const std::string_view name = kPictureNames[kind < std::size(kPictureNames) ? kind : 0];
+  if (mimeType == "-->" || bytes.empty()) {
+    omitted.push_back(fmt::format("picture \"{}\": {}", name, bytes.empty() ? "empty" : "only a link"));
+    return;
+  }
+  const auto* const type = std::find_if(std::begin(kImageTypes), std::end(kImageTypes),
+                                        [&](const auto& entry) { return bytes.starts_with(entry.signature); });
+  const bool isKnown = type != std::end(kImageTypes);
+  const std::string stated = CleanText(mimeType);
+  attachments.push_back({.name = fmt::format("{}.{}", name, isKnown ? type->extension : "bin"),
+                         .mimeType = isKnown          ? std::string(type->mimeType)
+                                     : stated.empty() ? "application/octet-stream"
+                                                      : stated,
+                         .description = CleanText(description),
+                         .bytes = std::move(bytes)});
+}
+
+void SoundMetadata::AddChapter(std::uint64_t sampleFrames, unsigned int sampleRate, std::string label) {
+  constexpr std::uint64_t kSecond = 1'000'000'000;
+  chapters.push_back(
+      {sampleFrames / sampleRate * kSecond + (sampleFrames % sampleRate * kSecond + sampleRate / 2) / sampleRate,
+       std::move(label)});
+}
+
+void SoundMetadata::Complete() {
+  for (const auto& [digits, mark] : m_chapterMarks) {
+    if (mark.nanoseconds) {
+      chapters.push_back({*mark.nanoseconds, mark.label});
+    }
+  }
+  m_chapterMarks.clear();
+  for (Chapter& chapter : chapters) {
+    chapter.label = CleanText(chapter.label);
+  }
+  std::stable_sort(chapters.begin(), chapters.end(),
+                   [](const Chapter& a, const Chapter& b) { return a.nanoseconds < b.nanoseconds; });
+  NameCover();
+  std::set<std::string> names;
+  for (Attachment& attachment : attachments) {
+    const std::string name = CleanText(attachment.name);
+    const std::string file = name.substr(name.find_last_of("/\\") + 1);
+    const std::size_t dot = std::min(file.rfind('.'), file.size());
+    attachment.name = file.empty() ? "attachment" : file;
+    for (int number = 2; !names.insert(attachment.name).second; ++number) {
+      attachment.name = fmt::format("{} {}{}", file.substr(0, dot), number, file.substr(dot));
+    }
+  }
+}
+
+/// A picture that the file calls neither front cover nor anything else is the cover where there is no other.
+void SoundMetadata::NameCover() {
+  const auto begins = [](const char* start) {
+    return [start](const Attachment& attachment) { return attachment.name.starts_with(start); };
+  };
+  const auto other = std::find_if(attachments.begin(), attachments.end(), begins("other."));
+  if (other != attachments.end() && std::none_of(attachments.begin(), attachments.end(), begins("cover."))) {
+    other->name.replace(0, std::string_view("other").size(), "cover");
+  }
+}
+
+std::string TimeCodeText(std::uint64_t sampleFrames, unsigned int sampleRate, double framesPerSecond) {
+  const auto framesPerCodeSecond = static_cast<std::uint64_t>(std::ceil(framesPerSecond));
+  const double seconds =
+      static_cast<double>(sampleFrames / sampleRate) + static_cast<double>(sampleFrames % sampleRate) / sampleRate;
+  // A frame that begins a rounding error after the sample frame contains it.
+  const auto frames = static_cast<std::uint64_t>(seconds * framesPerSecond + 1e-6);
+  const std::uint64_t codeSeconds = frames / framesPerCodeSecond;
+  return fmt::format("{:02}:{:02}:{:02}:{:02}", codeSeconds / 3600 % 24, codeSeconds / 60 % 60, codeSeconds % 60,
+                     frames % framesPerCodeSecond);
+}
