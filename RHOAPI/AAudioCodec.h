@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <list>
 
-/// Base of a compressor: keeps the hints and the chosen packet type, and answers the optional operations, so that a
-/// concrete compressor implements only what it has.
+/// Base class of compressors: stores the hints and the chosen packet type and answers the optional operations, so that
+/// a concrete compressor implements only what it offers.
 class CAAudioCompressor : public IAudioCompressor {
  public:
-  /// Asks the object's own QueryPossiblePacketTypes. Throws std::bad_alloc, and then changes nothing.
+  /// Accepts the types of the object's own QueryPossiblePacketTypes. Throws std::bad_alloc and then changes nothing.
   unsigned int SetOutputPacketType(IPacket::TPacketType type) override {
     std::list<IPacket::TPacketType> possible;
     QueryPossiblePacketTypes(possible);
@@ -30,7 +30,7 @@ class CAAudioCompressor : public IAudioCompressor {
     type = kAudioFormat16Bit;
     return kRhoStatusSuccess;
   }
-  /// There is no dialog and there are no extended settings; no argument is touched.
+  /// There is no dialog and there are no extended settings; no argument is read or written.
   unsigned int IsCodecExtendedSettingDialogSupported() override { return 0; }
   RhoStatus DisplayCodecExtendedSettingDialog() override { return kRhoStatusNotSupported; }
   RhoStatus GetExtendedSettings(void** /*data*/, int* /*size*/) override { return kRhoStatusNotSupported; }

@@ -1,10 +1,10 @@
 #pragma once
 
-/// Marks a declaration as part of the module's exported surface. Everything else is hidden (-fvisibility=hidden), and
-/// the version script of the module has the last word on what leaves it.
+/// Marks a declaration as exported by the module. Everything else is hidden (-fvisibility=hidden); the version script
+/// of the module limits the exports further.
 ///
-/// No virtual table and no type information leaves the module: they would be weak symbols, shared between the module
-/// and whatever else is in the process. The virtual functions of public classes are therefore defined inside their
-/// classes, so that every program that derives from one, or copies one, makes its own. Only what is not virtual is
-/// exported.
+/// The module exports no virtual table and no type information: they would be weak symbols, shared between the module
+/// and everything else in the process. The virtual functions of public classes are therefore defined inside their
+/// classes, so that a program that derives from one or copies one compiles its own. Only functions that are not virtual
+/// are exported.
 #define RHOAPI_EXPORT [[gnu::visibility("default")]]

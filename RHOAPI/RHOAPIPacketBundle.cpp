@@ -32,7 +32,7 @@ IPacket* TPacketBundle::take(unsigned long index) {
   if (index != 0) {
     m_packets.erase(taken);
   } else if (++m_first > m_packets.size() / 2) {
-    // Close the gap once it is the larger part: each packet moves at most once for every one that was taken.
+    // Remove the empty places when they are the majority: per packet taken at most one other packet is moved.
     m_packets.erase(m_packets.begin(), m_packets.begin() + static_cast<std::ptrdiff_t>(m_first));
     m_first = 0;
   }

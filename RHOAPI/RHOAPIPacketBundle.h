@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <vector>
 
-/// The module's packet bundle. Packets still inside when the bundle ends are destroyed with it.
+/// The module's packet bundle. It destroys the packets that it still holds when it ends.
 class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
  public:
   /// Track, time and duration 0, time base 1000, no packets; descriptor from the text, or empty where null. Throws
@@ -56,7 +56,7 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   }
 
   /// Replaces the descriptor with the characters of `text` up to its terminating NUL. Null empties it. Throws
-  /// std::bad_alloc, and then changes nothing.
+  /// std::bad_alloc and then changes nothing.
   void setDesc(const char* text);
 
  private:
@@ -67,7 +67,7 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   unsigned long long m_timeBase = 1000;
   unsigned long long m_duration = 0;
   std::vector<unsigned char> m_descriptor;
-  /// Hosts take packets from the front: those before m_first are gone, so that each costs the same however many follow.
+  /// Hosts take packets from the front, in constant time however many follow: the places before m_first are empty.
   std::vector<OwnedPacket> m_packets;
   std::size_t m_first = 0;
 };

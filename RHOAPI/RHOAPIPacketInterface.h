@@ -1,19 +1,19 @@
 #pragma once
 
-/// Encoded media leaves a compressor as packets. Hosts see them only through the two interfaces in this file; the
-/// module implements them with TRHOAPIPacket and TPacketBundle.
+/// Packets, in which encoded media leaves a compressor. Hosts see them only through the two interfaces in this file;
+/// the module implements them with TRHOAPIPacket and TPacketBundle.
 ///
 /// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed.
 ///
-/// Packets live inside the module's heap: whoever holds one ends its life with destroy(), never with delete. Nothing
-/// here is synchronised; one thread uses a packet or a bundle at a time.
+/// Packets are allocated inside the module: their owner frees them with destroy(), never with delete. Nothing here is
+/// synchronised; one thread uses a packet or a bundle at a time.
 
 #include <algorithm>
 
-/// One packet: a payload, bytes that describe it (the descriptor), and its place in time.
+/// One packet: a payload, bytes that describe it (the descriptor), and its time.
 class IPacket {
  public:
-  /// What the payload holds. Hosts know further values; these are the ones the module uses.
+  /// Kinds of payload. Hosts know further values; the module uses these.
   enum TPacketType : unsigned int {
     kPacketTypeNone = 0,        ///< no type chosen
     kPacketTypeLinearPCM = 24,  ///< interleaved linear PCM sample frames
@@ -61,8 +61,8 @@ class IPacketBundle : public IPacket {
   /// Takes the packet at `index` out of the list; those behind it move up by one. The caller owns it. Null, and no
   /// change, when `index` is not below size().
   virtual IPacket* remove(unsigned long index) = 0;
-  /// Adds `packet` at the end and takes ownership of it. Null is ignored. When memory runs out the exception leaves the
-  /// packet with the caller.
+  /// Adds `packet` at the end and takes ownership of it. Null is ignored. Throws std::bad_alloc; the caller then still
+  /// owns the packet.
   virtual void append(IPacket* packet) = 0;
   /// Puts `packet` at `index` and returns the packet that stood there, which the caller now owns. Null, and no change,
   /// when `index` is not below size() or `packet` is null.

@@ -68,10 +68,10 @@ class IAudioCompressor {
   /// set; they stay there until the host takes them. Without input (`in` null) it flushes what is left and ends the
   /// stream: until CompressFrameEnd every further call then returns success and does nothing.
   ///
-  /// kRhoStatusBadArgument before a successful CompressFrameBegin, without `out`, when the sample rate of `out` is 0, and
-  /// for a buffer that has a size but no data. Throws std::bad_alloc when memory for a packet or the bundle runs out: the
-  /// packets in `out` are complete and a flush may be repeated, but how much of a buffer was taken is not known, so that
-  /// the run should be given up.
+  /// kRhoStatusBadArgument before a successful CompressFrameBegin, without `out`, when the sample rate of `out` is 0,
+  /// and for a buffer of at least one sample frame without data. Throws std::bad_alloc when memory for a packet or the
+  /// bundle runs out: the packets in `out` are complete and a flush may be repeated, but how much of a buffer was taken
+  /// is not known, so that the run should be given up.
   virtual RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) = 0;
   /// Ends a run. It does not flush.
   virtual RhoStatus CompressFrameEnd() = 0;
@@ -80,8 +80,8 @@ class IAudioCompressor {
   virtual IAudioCompressor* CreateCopy() = 0;
   /// Deletes the compressor and returns 0.
   virtual RhoStatus Release() = 0;
-  /// Recomputes the settings that depend on others. Hosts call it after changing settings. Throws std::bad_alloc and then
-  /// changes nothing.
+  /// Recomputes the settings that depend on others. Hosts call it after changing settings. Throws std::bad_alloc and
+  /// then changes nothing.
   virtual void ValidateSettings() = 0;
   /// The compressor's own settings, valid as long as the compressor; null where it has no such setting.
   virtual IUnsignedIntSetting* GetDataRateSetting() = 0;    ///< bytes per second of output

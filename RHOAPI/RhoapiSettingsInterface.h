@@ -1,20 +1,20 @@
 #pragma once
 
-/// The settings model as hosts see it. A plug-in describes each of its options as an object behind one of these
-/// interfaces; a host reads the type code, picks the sub-interface that it names, shows label, units and tool tip,
-/// writes the user's choice back and files it in presets under the preset label.
+/// The settings model as hosts see it. A plug-in describes each of its options as an object with one of these
+/// interfaces. A host reads the type code, uses the sub-interface that it names, shows label, units and tool tip, writes
+/// the user's choice back and stores it in presets under the preset label.
 ///
 /// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed; a
 /// sub-interface appends its own operations behind the common ones.
 ///
 /// Rules for all of them:
-/// - Texts go in and come out as NUL-terminated byte strings. A setter copies. A getter's pointer belongs to the setting
-///   and stays valid until that text is set again, its list is replaced or cleared, the setting is assigned to, or the
-///   setting ends. Adding entries to a list invalidates no text. A null text counts as the empty one, unless an
+/// - Texts go in and come out as NUL-terminated byte strings. A setter copies. A getter's pointer belongs to the
+///   setting and stays valid until that text is set again, its list is replaced or cleared, the setting is assigned to,
+///   or the setting ends. Adding entries to a list invalidates no text. A null text counts as the empty one, unless an
 ///   operation says otherwise.
 /// - Flags are unsigned integers, 0 for no and anything else for yes, kept exactly as given.
-/// - No operation reports an error: a setting ignores what it cannot take, and the caller learns so by reading back. Only
-///   running out of memory throws (std::bad_alloc).
+/// - No operation reports an error: a setting ignores what it cannot take, and the caller learns so by reading back.
+///   Only running out of memory throws (std::bad_alloc).
 /// - A setting is used by one thread at a time. Its owner, normally the plug-in object, ends its life.
 
 #include "Toolbox/KelUtils/Media/TimeCodes.h"
@@ -58,7 +58,8 @@ class ISetting {
   virtual void SetIsActive(unsigned int /*active*/) {}
   virtual unsigned int GetIsActive() const { return 1; }
   /// A new setting of the same class and state, owned by the caller, who deletes it. Throws std::bad_alloc. A class
-  /// derived from one of the module's setting classes has to override it: the inherited operation copies the base alone.
+  /// derived from one of the module's setting classes has to override it: the inherited operation copies the base
+  /// alone.
   virtual ISetting* CreateCopy() const = 0;
   /// Whether the setting may be left unspecified (shown with a check box), ...
   virtual void SetIsOptional(unsigned int optional) = 0;

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Raw storage: plain blocks, aligned blocks, resizable blocks behind a handle, and a base class whose instances start
-/// out zeroed. Everything comes from the system allocator and nothing throws: a call that finds no memory, or is asked
-/// for more than can be addressed, answers null (KelSetHandleSize: 1). Every call is as thread-safe as the allocator.
+/// Raw storage: plain blocks, aligned blocks, resizable blocks behind a handle, and a base class whose instances are
+/// zero-filled. All memory comes from the system allocator and nothing throws: when memory runs out or a size cannot be
+/// addressed, the result is null (KelSetHandleSize: 1). Every call is as thread-safe as the allocator.
 ///
 ///   char** text = KelNewHandle(10);
 ///   if (text != nullptr && KelSetHandleSize(text, 100) == 0) { (*text)[99] = 'x'; }  // *text may have moved
@@ -21,9 +21,8 @@ RHOAPI_EXPORT void* KelAllocPtrSet(unsigned long size, unsigned char fill);
 /// Frees a block of KelAllocPtr, KelAllocPtrSet or KelRealloc; null is ignored.
 RHOAPI_EXPORT void KelFreePtr(void* pointer);
 
-/// realloc(), exactly: null allocates, the contents survive up to the smaller size, and after a null result the old
-/// block is still there. Size 0 is the exception: it frees the block and gives null on some systems, glibc's among
-/// them.
+/// realloc(), exactly: null allocates, the contents are kept up to the smaller size, and after a null result the old
+/// block still exists, except for size 0, which frees the block and returns null on some systems, glibc among them.
 RHOAPI_EXPORT void* KelRealloc(void* pointer, unsigned long size);
 
 /// An area of `size` bytes with undefined contents, at an address that `alignment` divides. Null unless the alignment
@@ -40,26 +39,26 @@ RHOAPI_EXPORT void* KelAllocPtrSetAligned(unsigned long size, unsigned char fill
 /// Frees an area of the two calls above; null is ignored.
 RHOAPI_EXPORT void KelFreePtrAligned(void* pointer);
 
-/// A new handle to `size` bytes with undefined contents. Dereferenced once it gives the bytes, or null when it is empty
-/// (`size` 0). A handle keeps its address for life; its bytes move when it grows. Null for sizes beyond 32 bits.
+/// A new handle to `size` bytes with undefined contents. Dereferencing it gives the bytes, or null when it is empty
+/// (`size` 0). The handle itself never moves; its bytes move when it grows. Null for sizes beyond 32 bits.
 RHOAPI_EXPORT char** KelNewHandle(unsigned long size);
 
 /// The size last asked for; 0 for a null handle.
 RHOAPI_EXPORT unsigned long KelGetHandleSize(char** handle);
 
-/// Makes the handle's size `size`. Up to the largest size it has had nothing moves and no memory is given back; beyond,
-/// the bytes are reallocated. 0 on success and for a null handle. 1 when there is not that much memory: the bytes are
-/// then freed and the handle is empty.
+/// Sets the handle's size. Up to the largest size so far nothing moves and no memory is freed; beyond it the bytes are
+/// reallocated. 0 on success and for a null handle. 1 when memory runs out; the bytes are then freed and the handle is
+/// empty.
 RHOAPI_EXPORT int KelSetHandleSize(char** handle, unsigned long size);
 
 /// Frees the bytes and the handle; null is ignored.
 RHOAPI_EXPORT void KelDisposeHandle(char** handle);
 
-/// Base of classes whose instances lie in zeroed storage. A constructor sets what it needs all the same: to the
-/// language, members that it leaves alone have no value, and a compiler may drop the zeros.
+/// Base of classes whose instances are allocated in zero-filled storage. Constructors still have to initialise members:
+/// reading a member that none has set is undefined, and compilers may drop the zeros.
 ///
-/// `new` of such a class gives null when memory runs out, and runs no constructor then; check the result. An instance
-/// has malloc's alignment and no more, whatever the class asks for. Arrays come from the global operator new[].
+/// `new` of such a class returns null when memory runs out, without running a constructor; check the result. An
+/// instance has the alignment of malloc even if the class asks for more. Arrays come from the global operator new[].
 class RHOAPI_EXPORT KelMemory_c {
  public:
   // std::size_t, since the language wants that type: unsigned long where longs are words. noexcept makes the

@@ -55,8 +55,8 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
   Value m_max;
 };
 
-/// Allowable values of the setting's own, in ascending order, duplicates included. Adding n values takes linear time when
-/// they ascend, n log n otherwise: they are put in order when somebody next asks for one.
+/// Allowable values of the setting's own, in ascending order, duplicates included. Adding n values takes linear time
+/// when they ascend, n log n otherwise: they are put in order when somebody next asks for one.
 class TAscendingValues {
  public:
   /// When memory runs out nothing changes.
@@ -171,8 +171,9 @@ class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting,
   TBorrowedValues<int, int> m_allowableValues;
 };
 
-/// A floating-point number; see TBorrowedValues for who owns the allowable values. Two numbers count as equal when their
-/// thousandths are equal, truncated toward zero after adding a twentieth of one: 29.97 equals 29.9704 but not 29.969.
+/// A floating-point number; see TBorrowedValues for who owns the allowable values. Two numbers count as equal when
+/// their thousandths are equal, truncated toward zero after adding a twentieth of one: 29.97 equals 29.9704 but not
+/// 29.969.
 class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubleSetting, kSettingTypeDouble, double> {
  public:
   DoubleSetting();

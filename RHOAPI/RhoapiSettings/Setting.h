@@ -9,11 +9,12 @@
 ///
 ///   class FooSetting : public TSetting<FooSetting, IFooSetting, kSettingTypeFoo>
 ///
-/// and adds its value. A kind has no setter for an attribute that is fixed in it: SetUnits and SetIsValueConstrained are
-/// protected here, and kinds that store these attributes make them public with a using declaration; StoreDialogHint is
-/// for the SetDialogHint of the kinds that have one.
+/// and adds its value. A kind has no setter for an attribute that is fixed in it: SetUnits and SetIsValueConstrained
+/// are protected here, and kinds that store these attributes make them public with a using declaration; StoreDialogHint
+/// is for the SetDialogHint of the kinds that have one.
 ///
-/// CreateCopy makes a `Concrete`: a class derived from a concrete kind overrides it, or its copies are of the base alone.
+/// CreateCopy makes a `Concrete`: a class derived from a concrete kind overrides it, or its copies are of the base
+/// alone.
 template <class Concrete, class Interface, ESettingType kType>
 class TSetting : public Interface {
  public:

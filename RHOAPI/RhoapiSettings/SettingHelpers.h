@@ -4,15 +4,15 @@
 
 class ISetting;
 
-/// What owners and hosts do with any setting, whatever its kind. Every function takes null and then answers false or
-/// does nothing.
+/// Operations on settings of any kind, for owners and hosts. With a null setting every function returns false or does
+/// nothing.
 namespace rhoapi_settings {
 
-/// Whether the setting's check box is ticked. An optional setting's box is its optional-value-specified flag, whatever
-/// its kind; a boolean that is not optional is its own box; any other setting has none, which counts as not ticked.
+/// Whether the setting's check box is ticked. For an optional setting of any kind that is its optional-value-specified
+/// flag; for a boolean that is not optional, its value. Other settings have no check box, which counts as not ticked.
 RHOAPI_EXPORT bool checkboxChecked(ISetting* setting);
 
-/// Unticks that box; nothing when there is none.
+/// Unticks that check box; does nothing when there is none.
 RHOAPI_EXPORT void setUnspecified(ISetting* setting);
 
 RHOAPI_EXPORT void setTooltip(ISetting* setting, const char* text);

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The kinds that hold one value and no list of allowable values. They store what they are given, unchecked. Constructors
-/// take the starting value; the other operations are those of the interface unless a class says more.
+/// The kinds that hold one value and no list of allowable values. They store what they are given, unchecked.
+/// Constructors take the starting value; the other operations are those of the interface unless a class says more.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"

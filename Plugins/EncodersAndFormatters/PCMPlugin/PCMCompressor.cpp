@@ -203,8 +203,8 @@ void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
   out.addPacket(&packet);  // complete, since the bundle may be the host's own
   m_packet.release();
   out.sampleCount += sampleFrames;
-  // Not just the sample count, although time scale and sample rate are equal: the product is rounded to 53 bits, so that
-  // the quotient may be one less. The documented duration is this quotient.
+  // Not just the sample count, although time scale and sample rate are equal: the product is rounded to 53 bits, so
+  // that the quotient may be one less. The documented duration is this quotient.
   out.duration =
       SaturatingCast<unsigned long long>(static_cast<double>(out.timeScale) * out.sampleCount / out.sampleRate);
   m_emittedSampleFrames += sampleFrames;

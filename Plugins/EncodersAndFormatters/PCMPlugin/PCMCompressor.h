@@ -10,17 +10,17 @@ inline constexpr unsigned int kPCMCodecCode = FourCharacterCode("LPCM");
 /// The Linear PCM compressor: cuts a stream of interleaved samples into packets of one video-frame period, their bytes
 /// unchanged, and stamps each with the number of sample frames before it.
 ///
-/// CompressFrameBegin refuses a run that cannot be packed (kRhoStatusBadArgument): no sample rate, a frame-rate hint that
-/// is zero, negative, infinite or not a number, less than one sample frame per packet, no whole byte in a sample frame,
-/// or packets of 2^32 bytes and more.
+/// CompressFrameBegin refuses a run that cannot be packed (kRhoStatusBadArgument): no sample rate, a frame-rate hint
+/// that is zero, negative, infinite or not a number, less than one sample frame per packet, no whole byte in a sample
+/// frame, or packets of 2^32 bytes and more.
 class CPCMCompressor : public CAAudioCompressor {
  public:
   /// Throws std::bad_alloc.
   explicit CPCMCompressor(unsigned int codec);
-  /// The state is copied by assignment alone (see CreateCopy).
+  /// Copies are made by assignment alone (see CreateCopy).
   CPCMCompressor(const CPCMCompressor&) = delete;
-  /// Copies settings, hints and a run in progress. Throws std::bad_alloc and then leaves a mixture of both states, which
-  /// can only be assigned to or released.
+  /// Copies settings, hints and a run in progress. Throws std::bad_alloc and then leaves a mixture of both states,
+  /// which can only be assigned to or released.
   CPCMCompressor& operator=(const CPCMCompressor& other);
   ~CPCMCompressor() override;
 
@@ -31,14 +31,14 @@ class CPCMCompressor : public CAAudioCompressor {
   const char* GetAbbreviatedName() override;
   void GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) override;
 
-  /// Sets the packet size to sample rate ÷ frame-rate hint sample frames, rounded to the nearest whole number, halves up.
-  /// Does not read its argument. Does not reopen a stream that a flush has ended; CompressFrameEnd does.
+  /// Sets the packet size to sample rate ÷ frame-rate hint sample frames, rounded to the nearest whole number, halves
+  /// up. Does not read its argument. Does not reopen a stream that a flush has ended; CompressFrameEnd does.
   RhoStatus CompressFrameBegin(KelAudio_t* format) override;
   /// Reads only the data and the data size of `in`; bytes of a trailing partial sample frame are ignored, and less than
   /// one sample frame adds nothing, even without data. Reads the sample rate of `out`, which becomes the packets' time
-  /// base, and writes its time, time scale, duration and sample count (modulo 2^32), which describe the packets added by
-  /// this call. A packet is complete when it is appended. Once the stream has ended: 0 whatever the arguments, and nothing
-  /// is written.
+  /// base, and writes its time, time scale, duration and sample count (modulo 2^32), which describe the packets added
+  /// by this call. A packet is complete when it is appended. Once the stream has ended: 0 whatever the arguments, and
+  /// nothing is written.
   RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) override;
   /// Reopens an ended stream. Sample frames that were not flushed stay until the next CompressFrameBegin drops them.
   RhoStatus CompressFrameEnd() override;

@@ -6,6 +6,6 @@
 
 extern "C" {
 
-/// The version that hosts are told.
+/// The version that RhoGetAudioCompressorInfo writes.
 RHOAPI_EXPORT extern const unsigned int kPCMCodecVersion;
 }

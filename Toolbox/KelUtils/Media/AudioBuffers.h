@@ -11,8 +11,8 @@
 
 class TRHOAPIPacket;
 
-/// Sample formats. Hosts know what tells formats of equal size apart; the module needs their sizes (BytesPerSample) and
-/// the three values named here.
+/// Sample formats. The module uses their sizes (BytesPerSample) and the three values named here; hosts know how formats
+/// of equal size differ.
 enum EAudioFormatType : unsigned int {
   kAudioFormat16Bit = 2,
   kAudioFormat24Bit = 3,
@@ -69,6 +69,7 @@ RHOAPI_EXPORT unsigned int BytesPerSample(EAudioFormatType format);
 /// format.
 RHOAPI_EXPORT unsigned int CalcFrameSize(const KelAudio_t& audio);
 
-/// Zeroes the data area from behind the held samples to its end, whatever the format: zero bytes are silence in all of
-/// them. Nothing is written when the samples fill the area or more, when there is no format or no data area.
+/// Fills the data area behind the held samples with zero bytes, which are silence in every format; samples of an
+/// unknown format have no size, so that the whole area is filled. Writes nothing when the samples fill the area or
+/// more, when the format is kAudioFormatNone, and when there is no data area.
 RHOAPI_EXPORT void KelPadAudioBufferWithSilence(KelAudio_t& buffer);

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Channel layouts: their names, their channel counts, and the default layout of a count. All answers are constants;
-/// unknown input gives 0 or "undefined", never an error.
+/// Channel layouts: names, channel counts, and the default layout of a channel count. Unknown input gives 0 or
+/// "undefined"; there are no errors.
 
 #include "RHOAPI/RHOAPIExport.h"
 
@@ -32,7 +32,7 @@ RHOAPI_EXPORT unsigned int KelGetNumberChannels(EChannelMode mode);
 RHOAPI_EXPORT const char* KelGetChannelModeName(EChannelMode mode);
 
 /// The layout that 1 to 8 channels have by default (mono, stereo, 2.1, quad, 4.1, 5.1, 6.1, 7.1); undefined for any
-/// other count. Modes that share their count with a default one are not reached.
+/// other count. Other modes with the same counts are never the result.
 ///   KelGetChannelMode(3) == kChannelMode2_1
 RHOAPI_EXPORT EChannelMode KelGetChannelMode(int channels);
 

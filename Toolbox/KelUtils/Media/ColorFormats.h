@@ -1,13 +1,12 @@
 #pragma once
 
-/// The pixel formats of uncompressed video frames, what is known of each, and which of them convert into which. No
-/// pixel is converted here. Every answer comes from one table of the formats (ColorFormatTable.h) and a few rules.
+/// The pixel formats of uncompressed video frames, their properties, and which conversions exist between them. Nothing
+/// is converted here. All answers come from one table of the formats (ColorFormatTable.h) and a few rules.
 
 #include "RHOAPI/RHOAPIExport.h"
 
-/// Names end in A or B where two formats hold the same components in swapped order. Formats that are only numbered are
-/// known to the conversion rules or by their bit resolution, but frames of them are not laid out here. The exception is
-/// 17, one plane of contents unknown here; nor are frames of the 16-bit RGB formats laid out.
+/// Names end in A or B where two formats hold the same components in swapped order. The module does not lay out frames
+/// of the 16-bit RGB formats and of formats that are only numbered, except 17, a single plane of unspecified content.
 enum EColorFormats : unsigned int {
   kColorFormatRGB24A = 0,
   kColorFormatARGB32A = 1,
@@ -44,31 +43,31 @@ enum EColorFormats : unsigned int {
   kColorFormatYUV422Planar10 = 32,
 };
 
-/// Bytes from one pixel to the next in the (first) plane. A format without such a size (7, 8, 12, 14 to 16, 25 to 29
-/// and above 32) is the caller's error: an assertion report that names GetBytesPerPixel ends the process.
+/// Bytes from one pixel to the next in the first plane. A format without such a size (7, 8, 12, 14 to 16, 25 to 29 and
+/// above 32) is a caller error: an assertion report that names GetBytesPerPixel ends the process.
 ///   GetBytesPerPixel(kColorFormatARGB64x10A) == 8
 RHOAPI_EXPORT unsigned int GetBytesPerPixel(EColorFormats format);
 
 /// Bits of one component: 8, 10, 12 or 16; 0 for format 17 and above 32.
 RHOAPI_EXPORT unsigned int KelGetBitResolution(EColorFormats format);
 
-/// Whether the format is one of planar YUV. False above 32, like the answers below, KelAreColorFormatsCompatible apart.
+/// Whether the format is planar YUV. False above 32, as all answers below except that of KelAreColorFormatsCompatible.
 RHOAPI_EXPORT bool KelIsPlanarYuvFormat(EColorFormats format);
 
-/// Whether the format is one of RGB, with or without alpha.
+/// Whether the format is RGB, with or without alpha.
 RHOAPI_EXPORT bool KelIsARGBFormat(EColorFormats format);
 
-/// Whether there is a conversion of pixels in `from` into pixels in `to`. Most formats do not convert into themselves.
-///   KelCanDoColorConversion(kColorFormatARGB64x12A, kColorFormatARGB64x10A), not the other way round
+/// Whether pixels can be converted from `from` to `to`. There is no conversion from most formats to themselves.
+///   KelCanDoColorConversion(kColorFormatARGB64x12A, kColorFormatARGB64x10A) is true, the opposite direction false
 RHOAPI_EXPORT bool KelCanDoColorConversion(EColorFormats from, EColorFormats to);
 
-/// Whether pixels in `from` can be used where `to` is wanted: the formats are equal, even if unknown, or convert.
+/// Whether pixels of `from` can be used for `to`: the formats are equal, even if unknown, or there is a conversion.
 RHOAPI_EXPORT bool KelAreColorFormatsCompatible(EColorFormats from, EColorFormats to);
 
-/// Whether both are RGB formats of one bit resolution, so that going from one to the other moves components only.
+/// Whether both are RGB formats of the same bit resolution, so that they differ in the order of components at most.
 ///   KelAreComponentsSwapped(kColorFormatARGB64x12A, kColorFormatARGB64x12B)
 RHOAPI_EXPORT bool KelAreComponentsSwapped(EColorFormats a, EColorFormats b);
 
-/// Whether both have four components, in opposite order, whatever their bit resolutions.
+/// Whether both have four components in opposite orders, of any bit resolutions.
 ///   KelGetChangeBitResolutionSwapComponentOrder(kColorFormatARGB32A, kColorFormatARGB64x10B)
 RHOAPI_EXPORT bool KelGetChangeBitResolutionSwapComponentOrder(EColorFormats a, EColorFormats b);

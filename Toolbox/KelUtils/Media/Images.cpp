@@ -17,8 +17,8 @@ using enum FrameLayout;
 
 FrameLayout LayoutOf(EColorFormats format) { return DescribeColorFormat(format).layout; }
 
-// The address at the sum of two distances from `base`, null where that is out of reach. Not pointer arithmetic: there
-// may be no buffer yet, and the sizes are whatever the caller says.
+// The address at the sum of two distances from `base`; null when the sum overflows. Not pointer arithmetic, which is
+// undefined outside of a buffer: there may be no buffer yet, and the sizes are whatever the caller passes.
 unsigned char* AddressAt(unsigned char* base, long long distance, long long more = 0) {
   std::ptrdiff_t offset = 0;
   if (__builtin_add_overflow(distance, more, &offset)) {
@@ -39,7 +39,7 @@ std::optional<int> DefaultRowBytes(EColorFormats format, int width) {
   return width >= 0 && std::in_range<int>(rowBytes) ? std::optional(static_cast<int>(rowBytes)) : std::nullopt;
 }
 
-// Places the planes behind plane 0.
+// Sets planes 1 and 2, which follow plane 0.
 void PlaceChroma(KelImage_t& image, int chromaRowBytes, long long chromaHeight) {
   const long long lumaSize = static_cast<long long>(image.height) * image.rowBytes[0];
   image.rowBytes[1] = chromaRowBytes;
@@ -53,7 +53,7 @@ void PlaceAlphaBehindQuarterChroma(KelImage_t& image) {
   image.planes[3] = AddressAt(image.planes[0], lumaSize, lumaSize / 2);
 }
 
-// False for a format that frames are not laid out in; plane 0 is placed all the same.
+// Sets all planes; false for an unsupported format, of which only plane 0 is set.
 bool PlacePlanes(KelImage_t& image, unsigned char* buffer, int rowBytes, bool alpha) {
   const FrameLayout layout = LayoutOf(image.format);
   image.rowBytes[0] = rowBytes;
@@ -93,7 +93,7 @@ void StoreValues(KelImage_t& image, unsigned long long value0, unsigned long lon
   image.extra = extra;
 }
 
-// One plane's rows, with the row bytes that the copy goes by.
+// The rows of one plane and the row bytes that apply to them.
 struct PlaneRows {
   unsigned char* start;
   int rowBytes;
@@ -110,7 +110,7 @@ struct PlaneRows {
   }
 };
 
-// memmove, since nobody keeps a caller from copying within one buffer; it costs no more than memcpy.
+// memmove, since source and target may overlap; it costs no more than memcpy.
 void CopyRows(PlaneRows source, PlaneRows target, int rows, bool mirrored) {
   if (!source.IsAddressable(rows) || !target.IsAddressable(rows)) {
     return;

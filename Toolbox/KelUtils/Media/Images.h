@@ -1,15 +1,14 @@
 #pragma once
 
-/// Records of uncompressed video frames: laying a record over a caller's buffer plane by plane, sizing a frame, copying
-/// and flipping. A record owns nothing, neither the buffer nor the packet that may be attached to it.
+/// Records of uncompressed video frames: describing the planes in a caller's buffer, computing the size of a frame,
+/// copying and flipping. A record owns nothing, neither the buffer nor the packet that may be attached to it.
 ///
 ///   std::vector<unsigned char> frame(CalcFrameSize(kColorFormatYUV420Planar8, 100, 50, 0, true));  // 12500
 ///   KelImage_t image{};
 ///   InitKelImage(image, 0, frame.data(), kColorFormatYUV420Planar8, false, 100, 50, true);
 ///   // row bytes 100, 50, 0, 100; planes at 0, 5000, 6250, 7500
 ///
-/// Where a format is not supported, the caller is at fault: an assertion report that names the operation ends the
-/// process.
+/// An unsupported format is a caller error: an assertion report that names the operation ends the process.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RHOAPIPacketInterface.h"
@@ -18,7 +17,7 @@
 #include <cstddef>
 
 /// One frame. Plain data: made with `KelImage_t image{};` and filled by InitKelImage. The layout is part of the ABI.
-/// The fields without a description belong to the callers, who find in them what they stored.
+/// Fields without a description hold values of the callers, which the module only stores.
 struct KelImage_t {
   EColorFormats format;
   unsigned int formatParam;
@@ -51,17 +50,17 @@ static_assert(offsetof(KelImage_t, scale0) - offsetof(KelImage_t, value0) == 8 &
               offsetof(KelImage_t, tag) - offsetof(KelImage_t, value0) == 36 &&
               offsetof(KelImage_t, packet) - offsetof(KelImage_t, value0) == 40);
 
-/// Lays `image` over `buffer`, which may be null for now (see ReplaceYUVImage): stores the tag, format, order of rows
-/// and size, sets the planes and their row bytes, formatParam 1, value0 0, scale0 1 and no packet. `value1`, `scale1`
-/// and `extra` stay as they are. The frame's planes follow each other without gaps. `alpha` adds an alpha plane to
-/// kColorFormatYUV420Planar8, half the size of Y behind Y (where row bytes or height are odd, that is some bytes behind
-/// the chroma), and is ignored for other formats.
+/// Describes in `image` the frame in `buffer`, which may be null for now (see ReplaceYUVImage): stores the tag, format,
+/// order of rows and size, sets the planes and their row bytes, formatParam 1, value0 0, scale0 1 and no packet.
+/// `value1`, `scale1` and `extra` do not change. The planes follow each other without gaps. `alpha` adds an alpha plane
+/// to kColorFormatYUV420Planar8, one and a half sizes of Y behind the buffer's start (with odd row bytes or an odd
+/// height some bytes behind the chroma), and is ignored for other formats.
 ///
-/// `rowBytes` 0 stands for rows without gaps: bytes per pixel times width (kColorFormatYUV422Packed10: 128 bytes for
-/// each started 48 pixels). Where that is negative or beyond an int, the image gets neither planes nor row bytes, and
-/// nothing is ever copied into or out of it. A plane whose distance from the buffer cannot be addressed is null.
+/// `rowBytes` 0 means rows without gaps: bytes per pixel times width (kColorFormatYUV422Packed10: 128 bytes for each
+/// started 48 pixels). If that is negative or beyond int, the image gets neither planes nor row bytes, and nothing is
+/// copied into or out of it. A plane whose distance from the buffer cannot be addressed is null.
 ///
-/// Formats that frames can have: 0 to 3, 6, 9, 11, 13, 17 to 24, 30 to 32; others are reported.
+/// Supported formats: 0 to 3, 6, 9, 11, 13, 17 to 24, 30 to 32; others are reported.
 RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned char* buffer, unsigned int format,
                                 bool flipped, int rowBytes, int width, int height, bool alpha);
 
@@ -98,10 +97,10 @@ RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned ch
                                 unsigned int formatParam, bool flipped, int rowBytes, int width, int height, bool alpha,
                                 unsigned long long value0, unsigned long long scale0);
 
-/// Bytes in one frame; every step of the sum wraps at 32 bits. `rowBytes` 0 stands for bytes per pixel times width, and
-/// then a format without bytes per pixel is reported by GetBytesPerPixel; with row bytes, what is not known counts as
-/// one plane. Format 17 has no size (0), kColorFormatYUV422Packed10 never looks at the row bytes, and `alpha` counts
-/// for kColorFormatYUV420Planar8 and kColorFormatYUV444Planar8 only.
+/// Bytes in one frame, computed modulo 2^32. `rowBytes` 0 means bytes per pixel times width; GetBytesPerPixel then
+/// reports formats without bytes per pixel. With other row bytes an unknown format counts as one plane. Format 17 has
+/// size 0, the size of kColorFormatYUV422Packed10 does not depend on the row bytes, and `alpha` is ignored except for
+/// kColorFormatYUV420Planar8 and kColorFormatYUV444Planar8.
 ///   CalcFrameSize(kColorFormatYUV420Planar8, 101, 51, 0, false) == 7726
 RHOAPI_EXPORT unsigned int CalcFrameSize(EColorFormats format, unsigned int width, unsigned int height,
                                          unsigned int rowBytes, bool alpha);
@@ -109,23 +108,25 @@ RHOAPI_EXPORT unsigned int CalcFrameSize(EColorFormats format, unsigned int widt
 /// The same with the format, size and plane-0 row bytes of `image`.
 RHOAPI_EXPORT unsigned int CalcFrameSize(KelImage_t const& image, bool alpha);
 
-/// Copies `src` into the buffer of `dst`. Nothing happens where a plane 0 is null (and there are rows). Otherwise
-/// value1 and scale1 are copied, and then, between images of equal format, width and height, the packet and the pixels.
+/// Copies `src` into the buffer of `dst`. Does nothing when there are rows and a plane 0 is null. Otherwise copies
+/// value1 and scale1 and then, if format, width and height are equal, the packet and the pixels.
 ///
-/// The packet: `deep` gives `dst` a clone, which the caller then owns, where `src` has one, and else leaves it alone;
-/// without `deep` both point to the packet of `src`, or to none. What `dst` pointed to before is not destroyed.
+/// The packet: with `deep`, `dst` gets a clone of the packet of `src`, which the caller then owns, and keeps its own
+/// when `src` has none; without `deep`, `dst` gets the packet pointer of `src`. The previous packet of `dst` is not
+/// destroyed.
 ///
-/// The pixels: those of formats 0 to 3, 9, 11, 18 to 23 and 30, and of kColorFormatYUV420Planar8 (its alpha where both
-/// images have it), mirrored where `flipped` differs; none of other formats. Of each row the shorter of the two row
-/// bytes is copied; what lies beyond in `dst` stays. A plane whose height, width or row bytes are negative, or whose
-/// last row cannot be addressed, is left out. Throws what clone() throws, before any pixel is copied.
+/// The pixels: those of formats 0 to 3, 9, 11, 18 to 23 and 30 and of kColorFormatYUV420Planar8 (alpha if both images
+/// have it), vertically mirrored when `flipped` differs; none of other formats. In each row the smaller number of row
+/// bytes is copied; bytes of `dst` beyond it do not change. A plane whose height, width or row bytes are negative, or
+/// whose last row cannot be addressed, is left out. Throws what clone() throws, before any pixel is copied.
 RHOAPI_EXPORT void CopyKelImage(KelImage_t const& src, KelImage_t& dst, bool deep);
 
-/// Copies `src` into `dst` upside down: `dst` takes the opposite row order, then the rows, as CopyKelImage without
-/// `deep`. Images that differ in format, width or height are reported, before anything is changed.
+/// Copies `src` into `dst` with the rows in reverse order: sets `flipped` of `dst` to the opposite of that of `src`,
+/// then does CopyKelImage without `deep`. Images that differ in format, width or height are reported before anything
+/// changes.
 RHOAPI_EXPORT void FlipKelImage(KelImage_t const& src, KelImage_t& dst);
 
-/// Moves the planes of a planar image to `buffer`, and keeps all row bytes. Every plane is taken to have the row bytes
-/// of plane 1; so this is for images whose planes share one row length, as 13 and 24 do, and 6, 31 and 32 as
-/// InitKelImage lays them out do not. Images of other formats than 6, 13, 15, 24, 31 and 32 are left as they are.
+/// Moves the planes of an image of format 6, 13, 15, 24, 31 or 32 to `buffer` and keeps all row bytes; does nothing for
+/// other formats. The sizes of all planes are computed with the row bytes of plane 1. That suits images whose planes
+/// have the same row bytes: formats 13 and 24, but not 6, 31 and 32 as InitKelImage describes them.
 RHOAPI_EXPORT void ReplaceYUVImage(KelImage_t& image, unsigned char* buffer);

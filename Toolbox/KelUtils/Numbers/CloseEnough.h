@@ -1,11 +1,11 @@
 #pragma once
 
-/// Floating-point values compared with a tolerance.
+/// Comparing floating-point values with a tolerance.
 
 #include "RHOAPI/RHOAPIExport.h"
 
-/// Whether a and b are at most `tolerance` apart, computed in the precision of the arguments. False when any of the
-/// three is not a number, and for two equal infinities, whose difference is not a number.
+/// Whether the distance of a and b is at most `tolerance`, computed in the precision of the arguments. False when one
+/// of the three is NaN, and for two equal infinities, whose difference is NaN.
 ///   KelCloseEnough(1.0, 1.5, 0.5) is true
 RHOAPI_EXPORT bool KelCloseEnough(float a, float b, float tolerance);
 RHOAPI_EXPORT bool KelCloseEnough(double a, double b, double tolerance);

@@ -6,11 +6,11 @@
 #include <cerrno>
 #include <system_error>
 
-// For machines without libuuid: the kernel's random numbers as a UUID of version 4.
+// For builds without libuuid: random numbers of the kernel as a UUID of version 4.
 std::string KelGetGUID() {
   std::array<unsigned char, 16> bytes{};
   if (getentropy(bytes.data(), bytes.size()) != 0) {
-    throw std::system_error(errno, std::generic_category(), "no random numbers for an identifier");
+    throw std::system_error(errno, std::generic_category(), "the system provides no random numbers for an identifier");
   }
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4: random
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // the variant that has versions

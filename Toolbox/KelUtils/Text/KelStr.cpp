@@ -15,7 +15,7 @@ struct Free {
 };
 using Buffer = std::unique_ptr<char, Free>;
 
-// Room for `length` characters and their terminator, which is written.
+// A buffer for `length` characters and their terminator, which is already written.
 Buffer Allocate(std::size_t length) {
   if (length >= std::numeric_limits<unsigned int>::max()) {
     throw std::bad_alloc();

@@ -11,9 +11,9 @@
 template <class Character>
 class CKelStr;
 
-/// The text lives in one buffer from malloc, which the object frees. What needs more characters than 32 bits count, or
-/// more memory than there is, throws std::bad_alloc and leaves the object as it was. An argument may lie inside the
-/// object's own buffer.
+/// The text is in one buffer from malloc, which the object frees. An operation whose result has 2^32 - 1 characters or
+/// more, or that runs out of memory, throws std::bad_alloc and changes nothing. Arguments may lie inside the object's
+/// own buffer.
 template <>
 class RHOAPI_EXPORT CKelStr<char> {
  public:
@@ -27,8 +27,8 @@ class RHOAPI_EXPORT CKelStr<char> {
   CKelStr(const CKelStr& other);
   ~CKelStr();
 
-  /// Becomes a copy of `other` with a buffer of its own, even where `other` has none. Nothing happens to an object that
-  /// is assigned to itself.
+  /// Becomes a copy of `other` with a buffer of its own, even where `other` has none. Assignment to itself does
+  /// nothing.
   CKelStr& operator=(const CKelStr& other);
 
   /// Becomes a copy of `text`; null leaves no text and no buffer.
@@ -40,6 +40,6 @@ class RHOAPI_EXPORT CKelStr<char> {
   /// Appends `other`, which may be this object.
   CKelStr& operator+=(const CKelStr& other);
 
-  /// Appends `text`, null like an empty one, and returns a copy of the result.
+  /// Appends `text`, where null counts as empty, and returns a copy of the result.
   CKelStr operator+=(const char* text);
 };

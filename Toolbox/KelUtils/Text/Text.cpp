@@ -13,7 +13,8 @@
 
 namespace {
 
-// Whether `what` stands at `at`, where there is room for it. Short texts are compared faster than memcmp is called.
+// Whether the bytes at `at` begin with `what`; there are at least as many. For short texts a loop is faster than a call
+// of memcmp.
 bool BeginsWith(const char* at, const std::string& what) {
   constexpr std::size_t kShort = 16;
   if (what.size() > kShort) {
@@ -25,8 +26,8 @@ bool BeginsWith(const char* at, const std::string& what) {
 
 // The first place in begin to end where `what`, which is not empty, occurs; `end` when there is none.
 //
-// Looking for the first byte alone is the fastest way to a match, as long as most of what it finds is one. After some
-// disappointments the rest is left to FindBytes, which takes longer to begin but stays linear on whatever text.
+// Searching for the first byte alone is fastest while most of the places found are matches. After several that are not,
+// FindBytes searches the rest: it takes longer to start but is linear for every text.
 const char* FindText(const char* begin, const char* end, const std::string& what) {
   constexpr int kAttempts = 16;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -64,7 +65,7 @@ std::string KelReplace(std::string const& text, std::string const& what, std::st
   if (match == end) {
     return text;
   }
-  // Untouched room costs nothing, but a text that outgrows it by a few bytes has to move.
+  // Spare capacity that is not used costs nothing, while a result that outgrows its capacity is copied.
   std::string replaced;
   replaced.reserve(text.size() + text.size() / 8);
   for (; match != end; match = FindText(rest, end, what)) {

@@ -1,16 +1,16 @@
 #pragma once
 
-/// Small questions and changes to whole texts. A text is a string of bytes: no encoding is known or checked, and zero
-/// bytes inside a std::string are bytes like any other. Where a text is given as a pointer, it ends at its first zero
-/// byte and null counts as empty. Nothing fails but for want of room: std::bad_alloc, or std::length_error for a result
-/// longer than any std::string.
+/// Queries and changes of whole texts. A text is a string of bytes: no encoding is assumed or checked, and zero bytes
+/// inside a std::string are ordinary bytes. A text given as a pointer ends at its first zero byte, and null counts as
+/// empty. Functions throw std::bad_alloc, or std::length_error for a result longer than any std::string, and nothing
+/// else.
 
 #include "RHOAPI/RHOAPIExport.h"
 
 #include <string>
 
-/// `text` with every occurrence of `what` replaced by `with`, found from the left and not overlapping; what was put in
-/// is not searched again. An empty `what` occurs nowhere. One pass, linear in the length of the text and the result.
+/// `text` with every occurrence of `what` replaced by `with`. Occurrences are found from the left and do not overlap;
+/// inserted text is not searched. An empty `what` occurs nowhere. Linear in the length of the text and the result.
 ///   KelReplace("abab", "ab", "b") == "bb", KelReplace("aaa", "a", "aa") == "aaaaaa"
 RHOAPI_EXPORT std::string KelReplace(std::string const& text, std::string const& what, std::string const& with);
 

@@ -7,10 +7,10 @@
 #include <list>
 #include <string>
 
-/// Appends the tokens of `text` to `out`, which is not cleared, and returns their number. A token ends at `separator`. The
-/// text between two `quote` characters is a token of its own, separators included, and so is the text directly before and
-/// behind it. A quote that is not closed ends with the text. Where separator and quote are the same character, it
-/// separates.
+/// Appends the tokens of `text` to `out`, which is not cleared, and returns their number. A token ends at `separator`.
+/// The text between two `quote` characters is a token of its own, separators included, and so is the text directly
+/// before and behind it. A quote that is not closed ends with the text. Where separator and quote are the same
+/// character, it separates.
 ///
 /// Empty tokens are dropped unless `keepEmpty` is set. Then one is kept wherever two separators or quotes meet, and at
 /// either end of a text that begins or ends with one; a separator between quotes does not count. An empty text has no

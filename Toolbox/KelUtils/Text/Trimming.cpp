@@ -32,6 +32,6 @@ std::string KelTrimFromHead(char c, char const* text, unsigned long length) {
 
 std::string KelTrimFromTail(char c, char const* text, unsigned long length) {
   const std::string_view view = GivenText(text, length);
-  // When all of it is c, the position is npos, and one more is 0.
+  // When there is no other character, the position is npos and npos + 1 is 0.
   return std::string(view.substr(0, view.find_last_not_of(c) + 1));
 }

@@ -5,8 +5,8 @@
 #include <immintrin.h>
 
 // Both ways fold: four registers run through the message side by side, so that multiplications overlap, each multiplied
-// by what moves it to where it is added next. Polynomials have their highest power in the highest bit, so that the first
-// byte in memory goes to the top of its block.
+// by what moves it to where it is added next. Polynomials have their highest power in the highest bit, so that the
+// first byte in memory goes to the top of its block.
 
 #define KEL_TARGET_128 [[gnu::target("pclmul,ssse3")]]
 #define KEL_TARGET_512 [[gnu::target("avx512f,avx512bw,vpclmulqdq,pclmul,ssse3")]]

@@ -47,8 +47,8 @@ constexpr CarrylessConstants MakeCarrylessConstants(std::uint16_t polynomial) {
   return constants;
 }
 
-/// A way to compute remainders. It takes messages of at least `minimum` bytes whose size is a multiple of `unit`, at any
-/// alignment.
+/// A way to compute remainders. It takes messages of at least `minimum` bytes whose size is a multiple of `unit`, at
+/// any alignment.
 struct CarrylessMethod {
   /// The remainder after the `size` bytes at `data`, which follow a message of the given remainder.
   std::uint16_t (*update)(const CarrylessConstants& constants, std::uint16_t remainder, const unsigned char* data,

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-/// Calls `take(begin, end)` for each token of `text`, in order, until it returns false. KelTokenize says what a token is;
-/// here `isSeparator(character)` tells what separates them.
+/// Calls `take(begin, end)` for each token of `text`, in order, until it returns false. KelTokenize says what a token
+/// is; here `isSeparator(character)` tells what separates them.
 template <class IsSeparator, class Take>
 void ScanTokens(const std::string& text, IsSeparator isSeparator, char quote, bool keepEmpty, Take take) {
   const char* token = text.data();
