@@ -64,8 +64,8 @@ int Run(const Options& options) {
   return kDone;
 }
 
-/// Out of memory also ends here when it happens where no exception may leave, such as in a destructor of a library.
-[[noreturn]] void EndWhereNothingMayBeThrown() {
+/// The terminate handler. Memory may run out where no exception may leave, such as in a destructor of a library.
+[[noreturn]] void EndAfterUncaughtException() {
   try {
     if (std::current_exception()) {
       std::rethrow_exception(std::current_exception());
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
   RunAsChild(argc, argv);
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
-  std::set_terminate(EndWhereNothingMayBeThrown);
+  std::set_terminate(EndAfterUncaughtException);
   try {
     const std::optional<Options> options = ReadCommandLine(argc, argv);
     return options ? Run(*options) : kDone;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What ends the program, or one piece of its work. The text is for the user: it names the file, what could not be done
-/// and why, without the program's name in front and without a full stop.
+/// Exceptions that end the program or one piece of its work. The text is for the user: it names the file, the action
+/// that failed and the reason, without the program's name and without a full stop.
 
 #include <stdexcept>
 #include <string>
@@ -14,13 +14,13 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The program was asked for something that it cannot do: exit code 2.
+/// The program was used wrongly: exit code 2.
 class WrongUse : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A failed system call on a file, from the errno that it left: "PATH: cannot ACTION: No space left on device".
+/// The Failure of a system call on a file, with its errno: "PATH: cannot ACTION: No space left on device".
 inline Failure SystemFailure(std::string_view path, std::string_view action, int error) {
   std::string text(path);
   text.append(": cannot ").append(action).append(": ").append(std::generic_category().message(error));

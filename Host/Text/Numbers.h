@@ -1,6 +1,6 @@
 #pragma once
 
-/// Numbers as text, in plain notation whatever the locale: what options and settings are written in.
+/// Numbers as text for options and settings, independent of the locale.
 
 #include <array>
 #include <charconv>
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <system_error>
 
-/// The number that `text` is as a whole; nothing when it is none or does not fit.
+/// The number that all of `text` represents; nothing when it is not a number or out of range.
 ///   ParseNumber<unsigned int>("48000") == 48000; nothing for "", " 1", "+1", "-1", "0x10" and "4294967296"
 template <class Number>
 std::optional<Number> ParseNumber(std::string_view text) {
@@ -19,7 +19,7 @@ std::optional<Number> ParseNumber(std::string_view text) {
   return error == std::errc() && read == end ? std::optional(number) : std::nullopt;
 }
 
-/// The shortest text that ParseNumber turns into the same number again.
+/// The shortest text that ParseNumber converts back into the same number.
 ///   NumberText(0.1) == "0.1"
 template <class Number>
 std::string NumberText(Number number) {
