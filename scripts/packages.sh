@@ -7,12 +7,12 @@ build_packages=(
 )
 test_packages=(
   alsa-utils binutils ccache ffmpeg flac lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
-  librapidcheck-dev libxml2-utils mkvtoolnix opus-tools rsync sound-theme-freedesktop sox xxhash
+  librapidcheck-dev libxml2-utils mkvtoolnix opus-tools python3 rsync sound-theme-freedesktop sox xxhash
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
 packaging_packages=(debootstrap dpkg-dev help2man lintian)
 check_packages=(
-  abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev python3 valgrind
+  abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
 )
 
 # Installs those of the named packages that are missing, and says so; silent when there is nothing to do.

@@ -3,7 +3,7 @@
 #include "Host/CommandLine/ArgumentOrder.h"
 #include "Host/CommandLine/HelpTexts.h"
 #include "Host/CommandLine/OptionValues.h"
-#include "Host/Plugin/Module.h"
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 
@@ -116,7 +116,8 @@ class Declaration {
 };
 
 void DeclareSettings(Declaration& declare, Options& options) {
-  declare.FileName("--module", "PATH", options.module, "Encoder module (default: the one beside this program)");
+  declare.FileName("--module", "MODULE", options.module,
+                   "Encoder module: a path with a slash, or a name that \"rhohost list\" shows (default: PCMPlugin)");
   declare.FileName("--preset", "FILE", options.request.preset, "Take the settings from this preset first");
   declare.Text("--set", "NAME=VALUE", options.request.assignments,
                "Set any setting, as \"rhohost info\" shows it; may be repeated");
@@ -194,6 +195,13 @@ void DeclareInfo(CLI::App& app, Options& options) {
   declare.Help();
 }
 
+void DeclareList(CLI::App& app, Options& options) {
+  Declaration declare(app);
+  declare.Flag("--json", options.json, "Show them as JSON, with all settings");
+  declare.Flag("-q,--quiet", options.quiet, "Print nothing besides");
+  declare.Help();
+}
+
 void DeclareValidate(CLI::App& app, ValidateOptions& options) {
   app.add_option("MODULE", options.module)->group("");
   Declaration declare(app);
@@ -240,7 +248,7 @@ CommandOptions OptionsOf(const CLI::App& app) {
 void PrintHelp(const CLI::App& app, const std::string& topic) {
   const CLI::App* const command = FindCommand(app, topic.empty() ? "encode" : topic);
   if (command == nullptr) {
-    throw WrongUse(fmt::format("there is no command \"{}\": encode, info, validate and help are", topic));
+    throw WrongUse(fmt::format("there is no command \"{}\": encode, info, list, validate and help are", topic));
   }
   Print(command->help());
 }
@@ -261,6 +269,8 @@ std::optional<Options> ReadCommandLine(int argc, const char* const* argv) {
   DeclareEncode(*command("encode", kEncodeUsage, kEncodeNotes), options);
   CLI::App* const info = command("info", kInfoUsage, "");
   DeclareInfo(*info, options);
+  CLI::App* const list = command("list", kListUsage, kListNotes);
+  DeclareList(*list, options);
   CLI::App* const validate = command("validate", kValidateUsage, kValidateNotes);
   DeclareValidate(*validate, options.validate);
   CLI::App* const help = command("help", kEncodeUsage, "");
@@ -287,10 +297,12 @@ std::optional<Options> ReadCommandLine(int argc, const char* const* argv) {
     return std::nullopt;
   }
   if (options.module.empty()) {
-    options.module = Module::DefaultPath();
+    options.module = kDefaultModule;
   }
   if (info->parsed()) {
     options.action = Action::kShowInfo;
+  } else if (list->parsed()) {
+    options.action = Action::kListModules;
   } else if (validate->parsed()) {
     options.action = Action::kValidate;
   } else {

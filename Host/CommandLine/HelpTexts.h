@@ -9,6 +9,7 @@ inline constexpr const char* kEncodeUsage =
     "  rhohost [OPTIONS] INPUT OUTPUT          one file; - is a standard stream\n"
     "  rhohost [OPTIONS] --to FOLDER INPUT...  many files, and whole folders\n"
     "  rhohost info [OPTIONS]                  show a module and its settings\n"
+    "  rhohost list [OPTIONS]                  show all modules that are found\n"
     "  rhohost validate [OPTIONS] MODULE       check a module\n"
     "  rhohost help [COMMAND]                  show this help, or a command's\n"
     "\n"
@@ -31,6 +32,19 @@ inline constexpr const char* kInfoUsage =
     "\n"
     "Usage:\n"
     "  rhohost info [OPTIONS]\n";
+
+inline constexpr const char* kListUsage =
+    "Shows all encoder modules that are found, with the reason for those that\n"
+    "cannot be used.\n"
+    "\n"
+    "Usage:\n"
+    "  rhohost list [OPTIONS]\n";
+
+inline constexpr const char* kListNotes =
+    "Modules are looked for in the folders of RHO_PLUGIN_PATH (separated by colons),\n"
+    "then in $XDG_DATA_HOME/rho/plugins (default: ~/.local/share/rho/plugins), then\n"
+    "beside this program and in the system's folder for them. --module takes a name\n"
+    "from this list, or a path with a slash.\n";
 
 inline constexpr const char* kValidateUsage =
     "Checks an encoder module, each check in a process of its own.\n"

@@ -2,7 +2,7 @@
 #include "Host/CommandLine/EncodeMany.h"
 #include "Host/CommandLine/EncodeOne.h"
 #include "Host/CommandLine/SettingCommands.h"
-#include "Host/Plugin/ModuleTrial.h"
+#include "Host/Library/ModuleDescription.h"
 #include "Host/System/TemporaryName.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
@@ -35,9 +35,7 @@ void FillStandardStreams() {
 /// Does not return when this process is a child that the program has started itself.
 void RunAsChild(int argc, const char* const* argv) {
   const std::string_view work = argc > 1 ? argv[1] : "";
-  if (argc == 3 && work == kTrialArgument) {
-    TryModuleInChild(argv[2]);
-  }
+  RunAsModuleHelper(argc, argv);
   if (argc == 5 && work == kCheckArgument) {
     RunCheckInChild(argv[2], argv[3], argv[4]);
   }
@@ -46,6 +44,10 @@ void RunAsChild(int argc, const char* const* argv) {
 int Run(const Options& options) {
   if (options.action == Action::kValidate) {
     return Validate(options.validate);
+  }
+  if (options.action == Action::kListModules) {
+    ShowModules(options);
+    return kDone;
   }
   RefuseDangerousModule(options.module);
   switch (options.action) {
@@ -85,6 +87,7 @@ int Run(const Options& options) {
 
 int main(int argc, char** argv) {
   RunAsChild(argc, argv);
+  UseThisProgramAsModuleHelper();
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
   std::set_terminate(EndAfterUncaughtException);

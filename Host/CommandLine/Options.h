@@ -16,6 +16,7 @@ enum class Action {
   kEncode,
   kEncodeMany,
   kShowInfo,
+  kListModules,
   kMakePreset,  ///< save the settings in a preset, without input and output
   kValidate,
 };
@@ -28,7 +29,7 @@ struct Options : EncodingOptions {
   OutputNaming naming;               ///< the outputs of many; without a folder one file is encoded
   bool skipExisting = false;         ///< of many, skip those whose output exists
   std::optional<unsigned int> jobs;  ///< of many, how many are encoded at a time, 1 to 256
-  std::string module;                ///< the one beside the program unless told otherwise
+  std::string module;                ///< for FindModule
   SettingRequest request;            ///< what the compressor's settings are to be
   std::string savePreset;            ///< file to save the chosen settings in; empty: none
   bool json = false;

@@ -1,5 +1,6 @@
 #include "Host/CommandLine/SettingCommands.h"
 
+#include "Host/Library/ModuleDescription.h"
 #include "Host/Plugin/Module.h"
 #include "Host/Settings/Info.h"
 #include "Host/Settings/Preset.h"
@@ -7,6 +8,9 @@
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <nlohmann/json.hpp>
 
@@ -43,6 +47,17 @@ void SavePreset(const Options& options, const std::string& text) {
   OutputFile file(options.savePreset, options.force);
   file.Write(text.data(), text.size());
   file.Commit();
+}
+
+void ShowModules(const Options& options) {
+  const auto modules = DescribeAllModules();
+  if (options.json) {
+    Print(modules.dump(2) + '\n');
+  } else if (modules.empty()) {
+    Print(fmt::format("no modules in {}\n", fmt::join(ModuleFolders(), ", ")));
+  } else {
+    Print(ModuleListText(modules));
+  }
 }
 
 void ShowInfo(const Options& options) {

@@ -17,6 +17,9 @@ std::string TextToSave(IAudioCompressor& compressor, const Choices& choices);
 /// Writes it to the file that --save-preset names. Throws Failure.
 void SavePreset(const Options& options, const std::string& text);
 
+/// Prints all modules that are found.
+void ShowModules(const Options& options);
+
 /// Prints what the module and its settings are.
 void ShowInfo(const Options& options);
 

@@ -1,10 +1,9 @@
 #include "Host/Plugin/Module.h"
 
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
-
-#include <filesystem>
 
 namespace {
 
@@ -18,7 +17,7 @@ SharedLibrary Load(const std::string& path) {
 
 }  // namespace
 
-Module::Module(const std::string& path) : m_path(path), m_library(Load(path)) {
+Module::Module(const std::string& name) : m_path(FindModule(name)), m_library(Load(m_path)) {
   const auto count = EntryPoint<int (*)()>("RhoGetNumberAudioCompressors");
   const auto info =
       EntryPoint<void (*)(unsigned int index, unsigned int* manufacturer, unsigned int* codec, unsigned int* version)>(
@@ -40,15 +39,6 @@ CompressorOwner Module::CreateCompressor() const {
                               CodesText(codes)));
   }
   return compressor;
-}
-
-std::string Module::DefaultPath() {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) {
-    throw SystemFailure("/proc/self/exe", "find the program's folder", error.value());
-  }
-  return program.parent_path() / RHOHOST_MODULE;
 }
 
 template <class FunctionPointer>

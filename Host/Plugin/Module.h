@@ -2,7 +2,7 @@
 
 /// An encoder module, loaded from a file at run time, its entry points found by name.
 ///
-///     const Module module(Module::DefaultPath());
+///     const Module module("PCMPlugin");
 ///     const CompressorOwner compressor = module.CreateCompressor();
 
 #include "Host/Plugin/CompressorCodes.h"
@@ -16,9 +16,9 @@ using CompressorOwner = std::unique_ptr<IAudioCompressor, CompressorReleaser>;
 
 class Module {
  public:
-  /// Loads the module at `path`, which is not searched for. Throws Failure if it cannot be loaded, lacks an entry point
-  /// (named), or offers any number of compressors other than one.
-  explicit Module(const std::string& path);
+  /// Loads the module that FindModule (ModuleSearch.h) finds for `name`. Throws Failure if there is none, it cannot be
+  /// loaded, lacks an entry point (named), or offers any number of compressors other than one.
+  explicit Module(const std::string& name);
 
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
@@ -30,14 +30,14 @@ class Module {
   /// Failure if the module returns none, or one with other codes.
   CompressorOwner CreateCompressor() const;
 
+  /// The file that is loaded.
+  const std::string& Path() const { return m_path; }
+
   /// The codes that the module announces.
   const CompressorCodes& Codes() const { return m_codes; }
 
   /// The version that the module announces.
   unsigned int Version() const { return m_version; }
-
-  /// Path of the module that is installed with this program: in its bundle beside the executable.
-  static std::string DefaultPath();
 
  private:
   using CreateFunction = IAudioCompressor* (*)(unsigned int manufacturer, unsigned int codec);

@@ -119,8 +119,8 @@ class SpawnSetup {
     arguments.insert(arguments.end(), task.arguments.begin(), task.arguments.end());
     std::vector<std::string> environment = EnvironmentWith(task.environment);
     pid_t process = -1;
-    errno = posix_spawn(&process, "/proc/self/exe", &m_actions, &m_attributes, Pointers(arguments).data(),
-                        Pointers(environment).data());
+    errno = posix_spawn(&process, task.program.empty() ? "/proc/self/exe" : task.program.c_str(), &m_actions,
+                        &m_attributes, Pointers(arguments).data(), Pointers(environment).data());
     Require(errno == 0, "be started");
     return process;
   }

@@ -3,7 +3,7 @@
 /// Encodes one sound into one Matroska file, and verifies it on request. Prints nothing: the objects hold what the
 /// caller may want to report.
 ///
-///     const EncodingSetup setup(options, Module::DefaultPath(), settings);
+///     const EncodingSetup setup(options, "PCMPlugin", settings);
 ///     FileEncoding encoding(setup, "song.wav", "song.mkv");   // everything is checked, nothing written yet
 ///     const EncodingResult result = encoding.Write(onProgress);
 

@@ -3,6 +3,7 @@
 
 #include "Tests/Host/HostTest.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace {
@@ -40,6 +41,36 @@ TEST_F(HostTest, CallsAModuleInTheDocumentedOrder) {
                                   "IsFormatSupported .*CompressFrameBegin", "SetOutputPacketType .*CompressFrameBegin",
                                   "CompressFrameBegin (CompressFrame )+flush CompressFrameEnd Release $"}) {
     EXPECT_THAT(outcome.errors, ContainsRegex(order));
+  }
+}
+
+TEST_F(HostTest, FindsModulesInTheFoldersForThem) {
+  ASSERT_EQ(Run("mkdir -p a b/Empty.bundle b/Good.bundle/Contents/x86_64-linux data/rho/plugins; cd " BAD_MODULES
+                " && cp CrashesOnLoad.so NoEntryPoint.so Healthy.so \"$OLDPWD/a\" && cp Healthy.so \"$OLDPWD/b\" && "
+                "cp NoRate.so \"$OLDPWD/data/rho/plugins\"; cd \"$OLDPWD\"; echo text >a/Text.so; echo >a/Text.txt; "
+                "cp " PCM_MODULE " b/Good.bundle/Contents/x86_64-linux/Good.so; cp a/Healthy.so here.so")
+                .code,
+            0);
+  const std::string found = "export RHO_PLUGIN_PATH=$PWD/a:$PWD/none:$PWD/b XDG_DATA_HOME=$PWD/data; rhohost ";
+  std::vector<std::pair<std::string, std::string>> modules;
+  for (const nlohmann::json& module : nlohmann::json::parse(RunHost(found + "list --json").output)) {
+    const std::string error = module.contains("error") ? module["error"] : module["description"]["name"];
+    modules.emplace_back(module["name"].get<std::string>() + (module["hidden"] == true ? " hidden" : ""), error);
+  }
+  const auto is = [](const char* name, const char* says) { return testing::Pair(name, testing::HasSubstr(says)); };
+  EXPECT_THAT(modules, testing::ElementsAre(is("CrashesOnLoad", "crashed on loading (SIGABRT)"), is("Healthy", "PCM"),
+                                            is("NoEntryPoint", "no entry point"), is("Text", "cannot load the module"),
+                                            is("Empty", "cannot load the module"), is("Good", "PCM"),
+                                            is("Healthy hidden", "PCM"), is("NoRate", "PCM"), is("PCMPlugin", "PCM")));
+  EXPECT_THAT(RunHost(found + "list").output, ContainsRegex("CrashesOnLoad\n +.*a/CrashesOnLoad.so\n +cannot use"));
+  for (const char* const module : {"Good", "Good.bundle", "b/Good.bundle", "./b/Good.bundle/", "NoRate", "NoRate.so"}) {
+    EXPECT_EQ(RunHost(found + "info --quiet --module " + module).code, 0) << module;
+  }
+  EXPECT_EQ(RunHost(found + "validate --only 'load.prints*' b/Good.bundle").code, 0);
+  for (const auto& [module, says] :
+       {std::pair("libm.so.6", "no module \"libm.so.6\" in "), std::pair("here.so", "\"./here.so\" is the one"),
+        std::pair("Good.so", "no module"), std::pair("b/Empty.bundle", "cannot load"), std::pair("''", "")}) {
+    EXPECT_THAT(RunHost(found + "info --module " + module).errors, testing::HasSubstr(says)) << module;
   }
 }
 

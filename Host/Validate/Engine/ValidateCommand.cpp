@@ -1,5 +1,6 @@
 #include "Host/Validate/Engine/ValidateCommand.h"
 
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
@@ -9,6 +10,7 @@
 
 #include <sys/stat.h>
 #include <cerrno>
+#include <filesystem>
 
 namespace {
 
@@ -50,9 +52,24 @@ void WriteFile(const std::string& path, const std::string& text, bool replaceExi
   file.Commit();
 }
 
+/// The library of the module: as a path if there is such a file or bundle, else as FindModule looks it up.
+std::string ModuleToCheck(const std::string& name) {
+  std::error_code error;
+  if (name.empty() || name.find('/') != std::string::npos || std::filesystem::exists(name, error)) {
+    return ModuleFile(name);
+  }
+  try {
+    return FindModule(name);
+  } catch (const Failure&) {
+    return name;  // CheckModuleFile says that there is no such file
+  }
+}
+
 }  // namespace
 
-int Validate(const ValidateOptions& options) {
+int Validate(const ValidateOptions& given) {
+  ValidateOptions options = given;
+  options.module = ModuleToCheck(given.module);
   const std::vector<const Check*> checks = SelectChecks(options.only, options.skip);
   if (options.isList) {
     Print(ListText(checks));

@@ -40,6 +40,8 @@ bool Load() {
     std::abort();
   } else if (kFault == "ExitsOnLoad") {
     std::exit(0);
+  } else if (kFault == "HangsOnLoad") {
+    pause();
   } else if (kFault == "PrintsOnLoad") {
     std::printf("Welcome \xFF\1<&]]>\n");
   } else if (kFault == "Litters") {

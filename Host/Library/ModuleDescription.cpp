@@ -1,0 +1,163 @@
+#include "Host/Library/ModuleDescription.h"
+
+#include "Host/Plugin/Module.h"
+#include "Host/Settings/Info.h"
+#include "Host/System/ChildProcess.h"
+#include "Host/Text/Errors.h"
+#include "Host/Text/Utf8.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+constexpr std::string_view kArgument = "--describe-module-in-child";
+
+// The child writes one line for each step that it begins, and then one of these with a JSON value behind.
+constexpr std::string_view kDescribed = "described ";
+constexpr std::string_view kRefused = "refused ";
+
+bool& IsOwnHelper() {
+  static bool isOwn = false;
+  return isOwn;
+}
+
+std::string HelperProgram() {
+  if (IsOwnHelper()) {
+    return {};
+  }
+  if (const char* const named = secure_getenv("RHO_MODULE_HELPER"); named != nullptr && *named != '\0') {
+    return named;
+  }
+  const fs::path beside = OwnFolder() / "rho-module-helper";
+  const fs::path installed = fs::path(RHO_LIBEXEC) / "rho-module-helper";
+  for (const fs::path& path : {beside, installed}) {
+    if (access(path.c_str(), X_OK) == 0) {
+      return path;
+    }
+  }
+  throw Failure(fmt::format("cannot describe modules: neither {} nor {} exists; RHO_MODULE_HELPER can name the program",
+                            beside.native(), installed.native()));
+}
+
+std::string LastLine(std::string text) {
+  text.resize(text.empty() ? 0 : text.size() - 1);
+  return text.substr(text.rfind('\n') + 1);
+}
+
+struct Answer {
+  bool isRefused = false;
+  Json value;  ///< the description, or the module's error
+};
+
+/// Throws Failure if the child does not come to its end.
+Answer AskChild(const std::string& file, std::chrono::milliseconds timeLimit) {
+  ChildTask task{{std::string(kArgument), file}, {}, timeLimit};
+  task.program = HelperProgram();
+  const ChildEnd end = RunChild(task);
+  const std::string last = LastLine(end.result);
+  for (const std::string_view kind : {kDescribed, kRefused}) {
+    if (last.starts_with(kind)) {
+      return {kind == kRefused, Json::parse(last.substr(kind.size()))};
+    }
+  }
+  throw Failure(fmt::format("cannot use the module: it {}",
+                            DescribeEnd(end, timeLimit, last.empty() ? "" : fmt::format(" on {}", last))));
+}
+
+std::string DescribeStepByStep(const std::string& file) {
+  WriteResult("loading\n");
+  std::optional<Module> module(file);
+  WriteResult("creating a compressor\n");
+  CompressorOwner compressor = module->CreateCompressor();
+  WriteResult("describing its settings\n");
+  std::string description = DescribeCompressor(*compressor, module->Version()).dump();
+  WriteResult("releasing a compressor\n");
+  compressor.reset();
+  WriteResult("unloading\n");
+  module.reset();
+  return description;
+}
+
+[[noreturn]] void DescribeInChild(const std::string& file) {
+  BecomeChild();
+  std::string answer;
+  const auto refuse = [&answer](const char* why) {
+    answer = fmt::format("{}{}\n", kRefused, Json(why).dump(-1, ' ', false, Json::error_handler_t::replace));
+  };
+  try {
+    answer = fmt::format("{}{}\n", kDescribed, DescribeStepByStep(file));
+  } catch (const std::exception& error) {
+    refuse(error.what());
+  } catch (...) {
+    refuse("the module threw an exception of unknown type");
+  }
+  WriteResult(answer);
+  _exit(0);
+}
+
+}  // namespace
+
+Json DescribeModule(const std::string& name, std::chrono::milliseconds timeLimit) {
+  Answer answer = AskChild(FindModule(name), timeLimit);
+  if (answer.isRefused) {
+    throw Failure(answer.value.get<std::string>());
+  }
+  return std::move(answer.value);
+}
+
+void RefuseDangerousModule(const std::string& name) {
+  if (const std::string file = FindModule(name); !IsInstalledModule(file)) {
+    AskChild(file, kDescriptionTimeLimit);
+  }
+}
+
+Json DescribeAllModules(std::chrono::milliseconds timeLimit) {
+  Json modules = Json::array();
+  for (const FoundModule& found : ListModules()) {
+    Json module{{"name", ToUtf8(found.name)}, {"path", ToUtf8(found.path)}, {"hidden", found.isHidden}};
+    try {
+      module["description"] = DescribeModule(found.path, timeLimit);
+    } catch (const Failure& failure) {
+      module["error"] = ToUtf8(failure.what());
+    }
+    modules.push_back(std::move(module));
+  }
+  return modules;
+}
+
+std::string ModuleListText(const Json& modules) {
+  std::string text;
+  for (const Json& module : modules) {
+    const auto textOf = [](const Json& value) { return value.get<std::string>(); };
+    text += textOf(module["name"]);
+    if (module.contains("description")) {
+      const Json& description = module["description"];
+      std::string manufacturer = textOf(description["manufacturer"]);
+      manufacturer.erase(manufacturer.find_last_not_of(' ') + 1);
+      text += fmt::format("  {} ({} {}), version {:#010x}", textOf(description["name"]), manufacturer,
+                          textOf(description["codec"]), description["version"].get<unsigned int>());
+    }
+    text += fmt::format("{}\n    {}\n", module["hidden"].get<bool>() ? "  [hidden by an earlier one]" : "",
+                        textOf(module["path"]));
+    text += module.contains("error") ? fmt::format("    {}\n", textOf(module["error"])) : std::string();
+  }
+  return text;
+}
+
+void UseThisProgramAsModuleHelper() { IsOwnHelper() = true; }
+
+void RunAsModuleHelper(int argc, const char* const* argv) {
+  if (argc == 3 && argv[1] == kArgument) {
+    DescribeInChild(argv[2]);
+  }
+}

@@ -1,0 +1,148 @@
+#include "Host/Plugin/ModuleSearch.h"
+
+#include "Host/Text/Errors.h"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <link.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <set>
+#include <string_view>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kLibrary = ".so";
+constexpr std::string_view kBundle = ".bundle";
+
+/// Empty if the variable is not set, and for programs that run with the rights of another user.
+std::string Environment(const char* name) {
+  const char* const value = secure_getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+/// Only absolute paths count, as the XDG Base Directory Specification demands.
+fs::path UserFolder() {
+  const fs::path data = Environment("XDG_DATA_HOME");
+  const fs::path home = Environment("HOME");
+  const fs::path base = data.is_absolute() ? data : home.is_absolute() ? home / ".local/share" : fs::path();
+  return base.empty() ? base : base / "rho/plugins";
+}
+
+bool IsModuleName(const fs::path& path) { return path.extension() == kLibrary || path.extension() == kBundle; }
+
+/// Whether modules in `folder` may be called so. Beside a program or library there are libraries of other kinds.
+bool Counts(const fs::path& path, const fs::path& folder) {
+  return path.extension() == kBundle || (path.extension() == kLibrary && folder != OwnFolder());
+}
+
+/// The module of that name in the folder; empty if there is none.
+std::string InFolder(const fs::path& folder, const std::string& name) {
+  std::error_code error;
+  const fs::path bare = IsModuleName(name) ? fs::path(name).stem() : fs::path(name);
+  for (const std::string_view suffix : {kBundle, kLibrary}) {
+    fs::path path = folder / bare;
+    path += suffix;
+    if (Counts(path, folder) && fs::exists(path, error) && (bare == name || path.filename() == name)) {
+      return path;
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+fs::path OwnFolder() {
+  Dl_info info{};
+  link_map* map = nullptr;
+  const bool isKnown =
+      dladdr1(reinterpret_cast<void*>(&OwnFolder), &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0;
+  // The program itself has an empty name.
+  const fs::path file = isKnown && map != nullptr && *map->l_name != '\0' ? map->l_name : "/proc/self/exe";
+  std::error_code error;
+  const fs::path resolved = fs::canonical(file, error);
+  if (error) {
+    throw SystemFailure(file.native(), "find its folder", error.value());
+  }
+  return resolved.parent_path();
+}
+
+std::vector<std::string> ModuleFolders() {
+  std::vector<std::string> folders;
+  const auto add = [&folders](const std::string& folder) {
+    if (!folder.empty() && std::find(folders.begin(), folders.end(), folder) == folders.end()) {
+      folders.push_back(folder);
+    }
+  };
+  const std::string list = Environment("RHO_PLUGIN_PATH");
+  for (std::string_view rest = list; !rest.empty();) {
+    const std::size_t colon = std::min(rest.find(':'), rest.size());
+    add(std::string(rest.substr(0, colon)));
+    rest.remove_prefix(std::min(colon + 1, rest.size()));
+  }
+  add(UserFolder());
+  add(OwnFolder());
+  add(RHO_SYSTEM_PLUGINS);
+  return folders;
+}
+
+std::string ModuleFile(const std::string& path) {
+  fs::path bundle = path;
+  bundle = bundle.has_filename() ? bundle : bundle.parent_path();  // without a slash at the end
+  std::error_code error;
+  if (bundle.extension() != kBundle || !fs::is_directory(bundle, error)) {
+    return path;
+  }
+  fs::path library = bundle / "Contents" / RHO_MACHINE / bundle.stem();
+  library += kLibrary;
+  return library;
+}
+
+std::string FindModule(const std::string& name) {
+  if (name.find('/') != std::string::npos) {
+    return ModuleFile(name);
+  }
+  const std::vector<std::string> folders = ModuleFolders();
+  for (const std::string& folder : folders) {
+    if (const std::string path = name.empty() ? name : InFolder(folder, name); !path.empty()) {
+      return ModuleFile(path);
+    }
+  }
+  std::error_code error;
+  const std::string hint = !name.empty() && fs::exists(name, error)
+                               ? fmt::format("; \"./{}\" is the one in the current folder", name)
+                               : std::string();
+  throw Failure(fmt::format("no module \"{}\" in {}{}", name, fmt::join(folders, ", "), hint));
+}
+
+bool IsInstalledModule(const std::string& file) {
+  const fs::path system = RHO_SYSTEM_PLUGINS;
+  return file == ModuleFile(InFolder(OwnFolder(), kDefaultModule)) ||
+         file == ModuleFile(InFolder(system, kDefaultModule));
+}
+
+std::vector<FoundModule> ListModules() {
+  std::vector<FoundModule> modules;
+  std::set<std::string> names;
+  for (const std::string& folder : ModuleFolders()) {
+    std::vector<fs::path> paths;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+      if (Counts(entry->path(), folder)) {
+        paths.push_back(entry->path());
+      }
+    }
+    // A bundle is found before a library of the same name, as in FindModule.
+    std::sort(paths.begin(), paths.end());
+    for (const fs::path& path : paths) {
+      const std::string name = path.stem();
+      modules.push_back({name, path, !names.insert(name).second});
+    }
+  }
+  return modules;
+}
