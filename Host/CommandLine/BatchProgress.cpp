@@ -2,9 +2,8 @@
 
 #include "Host/CommandLine/Progress.h"
 
+#include <fmt/format.h>
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <new>
 
 namespace {
@@ -12,7 +11,7 @@ namespace {
 /// "312 bytes", "1.3 GB"
 std::string ByteText(std::uint64_t bytes) {
   if (bytes < 1000) {
-    return std::to_string(bytes) + " bytes";
+    return fmt::format("{} bytes", bytes);
   }
   auto number = static_cast<double>(bytes);
   const char* unit = "";
@@ -23,47 +22,35 @@ std::string ByteText(std::uint64_t bytes) {
     number /= 1000;
     unit = larger;
   }
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f %s", number, unit);
-  return text.data();
+  return fmt::format("{:.1f} {}", number, unit);
 }
 
 }  // namespace
 
-// One item: the files are of too different sizes to count as equal steps. How often something is shown, the status line
-// decides.
 BatchProgress::BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files)
-    : IKelProgressReporter(1, 1e-6), m_line(isWanted), m_bytes(bytes), m_files(files) {}
+    : m_line(isWanted), m_bytes(bytes), m_files(files) {}
 
 void BatchProgress::Add(std::uint64_t bytes, std::size_t files) {
   const std::lock_guard lock(m_mutex);
   m_bytesDone += bytes;
   m_filesDone += files;
-  if (m_bytes != 0) {
-    updateProgress(static_cast<double>(m_bytesDone) / static_cast<double>(m_bytes));
+  if (!m_line.IsDue()) {
+    return;
+  }
+  try {
+    m_line.Show(Text());
+  } catch (const std::bad_alloc&) {
+    // The work goes on without the line.
   }
 }
 
-bool BatchProgress::reportProgress(double fraction) {
-  if (m_line.IsDue()) {
-    try {
-      m_line.Show(Text(fraction));
-    } catch (const std::bad_alloc&) {
-      // Nobody stops working for want of a line that says how the work goes.
-    }
-  }
-  return true;
-}
-
-std::string BatchProgress::Text(double fraction) const {
-  const std::string left = fraction > 0 ? ", " + RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left" : "";
-  return std::to_string(static_cast<int>(fraction * 100)) + " %, " + ByteText(m_bytesDone) + " of " +
-         ByteText(m_bytes) + ", " + std::to_string(m_filesDone) + " of " + std::to_string(m_files) + " files" + left;
-}
-
-void BatchProgress::Clear() {
-  const std::lock_guard lock(m_mutex);
-  m_line.Clear();
+std::string BatchProgress::Text() const {
+  const double fraction =
+      m_bytes == 0 ? 0 : std::min(1.0, static_cast<double>(m_bytesDone) / static_cast<double>(m_bytes));
+  const std::string left =
+      fraction > 0 ? fmt::format(", {} left", RoughTimeText(Seconds() / fraction * (1 - fraction))) : "";
+  return fmt::format("{} %, {} of {}, {} of {} files{}", static_cast<int>(fraction * 100), ByteText(m_bytesDone),
+                     ByteText(m_bytes), m_filesDone, m_files, left);
 }
 
 double BatchProgress::Seconds() const { return std::chrono::duration<double>(Clock::now() - m_begin).count(); }

@@ -1,37 +1,40 @@
 #pragma once
 
-/// How far the encoding of many files is, in bytes of input, over all threads that work on it: one status line.
+/// The progress of a batch, in bytes of input, over all threads that work on it: one status line, and messages above it.
 ///
 ///     BatchProgress progress(true, bytes, files);
 ///     FileProgress file(progress, fileBytes);   // on any thread
-///     file.Update(0.5);                         // half of it is done; the rest is when `file` goes
+///     file.Update(0.5);                         // half of the file is done; its destructor adds the rest
 
 #include "Host/Text/StatusLine.h"
-#include "Toolbox/KelUtils/Files/Progress.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 
-class BatchProgress : private IKelProgressReporter {
+/// Any thread may call any operation.
+class BatchProgress {
  public:
   BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files);
 
-  /// Adds what has been done since the last call. Any thread may call it.
+  /// Adds what was done since the last call, and updates the line a few times a second.
   void Add(std::uint64_t bytes, std::size_t files);
 
+  /// Prints a message above the line.
+  void PrintAbove(std::string_view message) { m_line.PrintAbove(message); }
+
   /// Clears the line, if there is one.
-  void Clear();
+  void Clear() { m_line.Clear(); }
 
   double Seconds() const;
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool reportProgress(double fraction) override;
-  std::string Text(double fraction) const;
+  std::string Text() const;
 
   std::mutex m_mutex;
   StatusLine m_line;
@@ -42,7 +45,7 @@ class BatchProgress : private IKelProgressReporter {
   Clock::time_point m_begin = Clock::now();
 };
 
-/// One file's part in it; whatever becomes of the file, all of it is done in the end.
+/// The part of one file. When it ends, all of the file counts as done, whatever became of it.
 class FileProgress {
  public:
   FileProgress(BatchProgress& progress, std::uint64_t bytes) : m_progress(progress), m_bytes(bytes) {}
@@ -50,7 +53,7 @@ class FileProgress {
   FileProgress& operator=(const FileProgress&) = delete;
   ~FileProgress() { m_progress.Add(m_bytes - m_bytesDone, 1); }
 
-  /// Says that this part of the file is done, 0 to 1. Less than before counts as no change.
+  /// Sets the part of the file that is done, 0 to 1. Less than before counts as no change.
   void Update(double fraction);
 
  private:

@@ -13,6 +13,7 @@
 #include "Host/Text/Messages.h"
 #include "Host/Transcode/EncodeFile.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -23,6 +24,7 @@
 #include <memory>
 #include <new>
 #include <numeric>
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -30,9 +32,14 @@ namespace {
 enum Outcome { kEncoded, kSkipped, kNoSound, kFailed, kNumberOfOutcomes };
 
 struct ItemResult {
+  ItemResult() = default;
+  explicit ItemResult(Outcome itsOutcome) : outcome(itsOutcome) {}
+
   Outcome outcome = kEncoded;
-  std::string text;    ///< the plan, the notes on what was encoded, or why it failed
+  bool ranOutOfMemory = false;
+  std::string text;    ///< the plan of a dry run
   double seconds = 0;  ///< length of the sound
+  Conversion conversion;
 };
 
 class Batch {
@@ -47,8 +54,8 @@ class Batch {
   /// Encodes all.
   void Run();
 
-  /// Says what it came to; whether all is well.
-  bool Tell();
+  /// Prints the plans or the summary. Returns whether nothing failed.
+  bool PrintResults();
 
  private:
   bool IsToSkip(const WorkItem& item) const { return item.outputExists && m_options.skipExisting; }
@@ -59,6 +66,8 @@ class Batch {
   void Work();
   void Try(std::size_t index, const std::function<void()>& step);
   void Encode(std::size_t index);
+  std::size_t CountEncoded(bool Conversion::*kind) const;
+  std::string FailedText() const;
   std::string SummaryText() const;
 
   const EncodingSetup& m_setup;
@@ -84,6 +93,9 @@ std::size_t Batch::FilesToDo() const {
 }
 
 void Batch::Run() {
+  for (const FailedInput& failure : m_list.failures) {
+    PrintMessage(failure.reason);
+  }
   const std::size_t workers = std::min<std::size_t>(m_options.jobs.value_or(DefaultJobs()), FilesToDo());
   std::vector<std::jthread> helpers;
   try {
@@ -108,15 +120,16 @@ void Batch::Work() {
 void Batch::Try(std::size_t index, const std::function<void()>& step) {
   const WorkItem& item = m_list.items[index];
   ItemResult& result = m_results[index];
-  const auto fail = [&item, &result](const std::string& why) {
-    result = {kFailed, why.starts_with(item.input + ":") ? why : item.input + ": " + why, 0};
+  const auto fail = [&](const std::string& why) {
+    result = ItemResult{kFailed};
+    m_progress.PrintAbove(why.starts_with(item.input + ":") ? why : item.input + ": " + why);
   };
   try {
     try {
       step();
     } catch (const OutputExists& error) {
       if (m_options.skipExisting) {
-        result = {kSkipped, {}, 0};  // somebody else has just made it
+        result = ItemResult{kSkipped};  // another process has just made it
       } else {
         fail(error.what());
       }
@@ -124,7 +137,7 @@ void Batch::Try(std::size_t index, const std::function<void()>& step) {
       if (item.isSound) {
         fail(error.what());
       } else {
-        result = {kNoSound, {}, 0};
+        result = ItemResult{kNoSound};
       }
     } catch (const std::bad_alloc&) {
       throw;
@@ -134,15 +147,16 @@ void Batch::Try(std::size_t index, const std::function<void()>& step) {
       fail("the module threw an exception of unknown type");
     }
   } catch (const std::bad_alloc&) {
-    result.text.clear();  // no memory for a text either: Tell has one
-    result.outcome = kFailed;
+    // There is no memory for a message either, until the other files are done.
+    result = ItemResult{kFailed};
+    result.ranOutOfMemory = true;
   }
 }
 
 void Batch::Encode(std::size_t index) {
   const WorkItem& item = m_list.items[index];
   if (IsToSkip(item)) {
-    m_results[index] = {kSkipped, {}, 0};
+    m_results[index] = ItemResult{kSkipped};
     return;
   }
   const auto progress = std::make_shared<FileProgress>(m_progress, item.bytes);
@@ -151,7 +165,8 @@ void Batch::Encode(std::size_t index) {
   }
   FileEncoding encoding(m_setup, item.input, item.output);
   if (m_options.dryRun) {
-    m_results[index] = {kEncoded, PlanText(encoding), 0};
+    m_results[index].text = PlanText(encoding);
+    m_results[index].conversion = ConversionOf(encoding);
     return;
   }
   MakeFolders(std::filesystem::path(item.output).parent_path());
@@ -161,9 +176,11 @@ void Batch::Encode(std::size_t index) {
     progress->Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
     m_commits.CommitOverdue();
   });
-  const std::string notes = NotesText(result);
-  m_results[index] = {kEncoded, notes.empty() ? notes : item.input + ": " + notes,
-                      static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate};
+  m_results[index].seconds = static_cast<double>(result.sampleFrames) / encoding.Format().sampleRate;
+  m_results[index].conversion = ConversionOf(encoding);
+  if (const std::string notes = NotesText(result); !notes.empty() && !m_options.quiet) {
+    m_progress.PrintAbove(fmt::format("{}: {}", item.input, notes));
+  }
   m_commits.Add(encoding.TakeFile(), [this, index, progress](const std::exception_ptr& error) {
     if (error) {
       Try(index, [&error] { std::rethrow_exception(error); });
@@ -171,20 +188,15 @@ void Batch::Encode(std::size_t index) {
   });
 }
 
-bool Batch::Tell() {
+bool Batch::PrintResults() {
   m_progress.Clear();
-  for (const FailedInput& failure : m_list.failures) {
-    PrintMessage(failure.reason);
-  }
   for (std::size_t index = 0; index < m_results.size(); ++index) {
     const ItemResult& result = m_results[index];
     ++m_numbers[result.outcome];
-    if (result.outcome == kEncoded && m_options.dryRun) {
+    if (result.ranOutOfMemory) {
+      PrintMessage(m_list.items[index].input + ": out of memory");
+    } else if (!result.text.empty()) {
       Print(result.text + "\n");
-    } else if (result.outcome == kFailed) {
-      PrintMessage(result.text.empty() ? m_list.items[index].input + ": out of memory" : result.text);
-    } else if (!result.text.empty() && !m_options.quiet) {
-      PrintMessage(result.text);
     }
   }
   m_numbers[kNoSound] += m_list.otherFiles;
@@ -199,6 +211,29 @@ std::size_t Batch::OutdatedFiles() const {
   return static_cast<std::size_t>(std::count_if(m_list.items.begin(), m_list.items.end(), [this](const auto& item) {
     return IsToSkip(item) && item.outputIsOlder;
   }));
+}
+
+std::size_t Batch::CountEncoded(bool Conversion::*kind) const {
+  return static_cast<std::size_t>(std::count_if(m_results.begin(), m_results.end(), [kind](const auto& result) {
+    return result.outcome == kEncoded && result.conversion.*kind;
+  }));
+}
+
+/// The inputs that failed, the first few by name.
+std::string Batch::FailedText() const {
+  constexpr std::size_t kMostNamed = 10;
+  std::vector<std::string_view> names;
+  for (const FailedInput& failure : m_list.failures) {
+    names.emplace_back(failure.path);
+  }
+  for (std::size_t index = 0; index < m_results.size(); ++index) {
+    if (m_results[index].outcome == kFailed) {
+      names.emplace_back(m_list.items[index].input);
+    }
+  }
+  const std::size_t others = names.size() - std::min(names.size(), kMostNamed);
+  names.resize(names.size() - others);
+  return fmt::format("{}{}", fmt::join(names, ", "), others == 0 ? "" : fmt::format(" and {} more", others));
 }
 
 std::string Batch::SummaryText() const {
@@ -217,11 +252,16 @@ std::string Batch::SummaryText() const {
   add(m_list.excludedFiles, "excluded", "excluded");
   add(m_numbers[kNoSound], "not a sound file", "not sound files");
   add(m_numbers[kFailed], "failed", "failed");
+  add(CountEncoded(&Conversion::isResampled), "resampled", "resampled");
+  add(CountEncoded(&Conversion::isDithered), "dithered to fewer bits", "dithered to fewer bits");
   if (m_numbers[kEncoded] != 0 && !m_options.dryRun) {
     const double seconds = std::accumulate(m_results.begin(), m_results.end(), 0.0,
                                            [](double sum, const auto& result) { return sum + result.seconds; });
     text += "; " + TimeText(static_cast<std::uint64_t>(std::llround(seconds * 1000)), 1000) + " of sound, " +
-            std::to_string(static_cast<unsigned long long>(seconds / m_progress.Seconds())) + " x real time";
+            fmt::format("{} x real time", static_cast<unsigned long long>(seconds / m_progress.Seconds()));
+  }
+  if (m_numbers[kFailed] != 0) {
+    text += "; failed: " + FailedText();
   }
   return text;
 }
@@ -237,5 +277,5 @@ bool EncodeMany(const Options& options) {
   }
   Batch batch(options, setup, list);
   batch.Run();
-  return batch.Tell();
+  return batch.PrintResults();
 }

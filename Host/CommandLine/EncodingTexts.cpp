@@ -13,19 +13,14 @@ namespace {
 
 std::string FormatText(const FileEncoding& encoding) {
   const EncodingFormat& format = encoding.Format();
-  return std::string(encoding.Compressor().GetName()) + ", " + std::to_string(format.sampleRate) + " Hz, " +
-         std::to_string(format.bits) + " bits, " + format.layout;
+  return fmt::format("{}, {} Hz, {} bits, {}", encoding.Compressor().GetName(), format.sampleRate, format.bits,
+                     format.layout);
 }
 
-std::string ConversionText(const SoundFormat& sound, const EncodingFormat& format) {
-  if (SampleConverter::IsExact(sound, format.sampleRate, format.bits)) {
-    return "none, samples stay as they are";
+void Append(std::string& list, const std::string& item) {
+  if (!item.empty()) {
+    list += (list.empty() ? "" : "; ") + item;
   }
-  const std::string rates =
-      sound.sampleRate == format.sampleRate
-          ? ""
-          : "from " + std::to_string(sound.sampleRate) + " to " + std::to_string(format.sampleRate) + " Hz, ";
-  return rates + "to " + std::to_string(format.bits) + " bits with dither";
 }
 
 /// What is kept of the tags, chapters and attachments, and on a line of its own what is not.
@@ -51,25 +46,49 @@ std::string MetadataText(const SoundMetadata& metadata) {
 
 }  // namespace
 
+Conversion ConversionOf(const FileEncoding& encoding) {
+  const SoundFormat& sound = encoding.Sound();
+  const EncodingFormat& format = encoding.Format();
+  return {.isResampled = sound.sampleRate != format.sampleRate,
+          .isDithered = !SampleConverter::IsExact(sound, format.sampleRate, format.bits)};
+}
+
+std::string ConversionText(const FileEncoding& encoding) {
+  const Conversion conversion = ConversionOf(encoding);
+  std::string text;
+  if (conversion.isResampled) {
+    text = fmt::format("resampled from {} to {} Hz", encoding.Sound().sampleRate, encoding.Format().sampleRate);
+  }
+  if (conversion.isDithered) {
+    text += fmt::format("{}dithered to {} bits", text.empty() ? "" : ", ", encoding.Format().bits);
+  }
+  return text;
+}
+
 std::string PlanText(const FileEncoding& encoding) {
   const SoundFormat& sound = encoding.Sound();
-  return "input: " + WithoutControls(encoding.Input()) + ", " + std::to_string(sound.sampleRate) + " Hz, " +
-         CountText(sound.channels, "channel", "channels") + ", " + std::to_string(sound.significantBits) +
-         " significant bits, " + (sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown") +
-         "\nconversion: " + ConversionText(sound, encoding.Format()) + "\nencoding: " + FormatText(encoding) + ", " +
-         std::to_string(encoding.Compressor().GetDataRate()) + " bytes per second, " +
-         std::to_string(encoding.SampleFramesPerPacket()) + " sample frames per packet" +
-         MetadataText(encoding.OutputMetadata()) + "\noutput: " + WithoutControls(encoding.Output()) + ", Matroska" +
-         (encoding.IsToBeVerified() ? ", to be verified\n" : "\n");
+  const std::string conversion = ConversionText(encoding);
+  return fmt::format(
+      "input: {}, {} Hz, {}, {} significant bits, {}\n"
+      "conversion: {}\n"
+      "encoding: {}, {} bytes per second, {} sample frames per packet{}\n"
+      "output: {}, Matroska{}\n",
+      WithoutControls(encoding.Input()), sound.sampleRate, CountText(sound.channels, "channel", "channels"),
+      sound.significantBits, sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown",
+      conversion.empty() ? "none, samples stay as they are" : conversion, FormatText(encoding),
+      encoding.Compressor().GetDataRate(), encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()),
+      WithoutControls(encoding.Output()), encoding.IsToBeVerified() ? ", to be verified" : "");
 }
 
 std::string SummaryText(const FileEncoding& encoding, const EncodingResult& result, double timesRealTime) {
-  const std::string notes = NotesText(result);
-  return (encoding.Output() == "-" ? "standard output" : encoding.Output()) + ": " + FormatText(encoding) + ", " +
-         TimeText(result.sampleFrames, encoding.Format().sampleRate) + " in " +
-         CountText(result.packets, "packet", "packets") + (encoding.IsToBeVerified() ? ", verified, " : ", ") +
-         std::to_string(static_cast<unsigned long long>(timesRealTime)) + " x real time" +
-         (notes.empty() ? "" : "; " + notes);
+  std::string text = fmt::format(
+      "{}: {}, {} in {}{}, {} x real time", encoding.Output() == "-" ? "standard output" : encoding.Output(),
+      FormatText(encoding), TimeText(result.sampleFrames, encoding.Format().sampleRate),
+      CountText(result.packets, "packet", "packets"), encoding.IsToBeVerified() ? ", verified" : "",
+      static_cast<unsigned long long>(timesRealTime));
+  Append(text, ConversionText(encoding));
+  Append(text, NotesText(result));
+  return text;
 }
 
 std::string NotesText(const EncodingResult& result) {
@@ -78,11 +97,11 @@ std::string NotesText(const EncodingResult& result) {
     text = CountText(result.clippedSamples, "sample was", "samples were") + " beyond full scale and clipped";
   }
   for (const std::string& note : result.notes) {
-    text += (text.empty() ? "" : "; ") + note;
+    Append(text, note);
   }
   return text;
 }
 
 std::string CountText(unsigned long long number, const char* singular, const char* plural) {
-  return std::to_string(number) + " " + (number == 1 ? singular : plural);
+  return fmt::format("{} {}", number, number == 1 ? singular : plural);
 }

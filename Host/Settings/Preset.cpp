@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -28,24 +29,37 @@ std::string Abbreviated(const Json& value) {
   return ::Abbreviated(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
-/// The whole file. Neither a pipe nor a device is waited for, and a file that seems endless is not read.
+/// Waits until more of a pipe can be read. A writer that never comes must not hold the program for ever.
+void WaitForPipe(int descriptor, const std::string& path) {
+  constexpr int kSeconds = 10;
+  pollfd pipe{descriptor, POLLIN, 0};
+  if (poll(&pipe, 1, kSeconds * 1000) == 0) {
+    throw Failure(fmt::format("{}: not a preset: a pipe from which nothing came for {} s", path, kSeconds));
+  }
+}
+
+/// The whole file or pipe. Devices are not opened for reading, and no more is read than a preset may have.
 std::string ReadPresetFile(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
   if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
     throw SystemFailure(path, "open the preset", errno);
   }
-  if (!S_ISREG(status.st_mode)) {
-    throw Failure(fmt::format("{}: not a preset: not a regular file", path));
+  const bool isPipe = S_ISFIFO(status.st_mode);
+  if (!S_ISREG(status.st_mode) && !isPipe) {
+    throw Failure(fmt::format("{}: not a preset: neither a regular file nor a pipe", path));
   }
   std::string text(kMostBytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
+    if (isPipe) {
+      WaitForPipe(file.Get(), path);
+    }
     const ssize_t count = read(file.Get(), text.data() + size, text.size() - size);
     if (count == 0) {
       break;
     }
-    if (count < 0 && errno != EINTR) {
+    if (count < 0 && errno != EINTR && errno != EAGAIN) {
       throw SystemFailure(path, "read the preset", errno);
     }
     size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));

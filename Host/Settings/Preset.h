@@ -28,7 +28,7 @@ std::string PresetText(IAudioCompressor& compressor, const Choices& choices);
 /// A preset file in memory, good for any number of compressors and threads.
 class Preset {
  public:
-  /// Reads a regular file of at most 64 KiB. Throws Failure if it cannot be read or is not a preset.
+  /// Reads a regular file or a pipe, at most 64 KiB. Throws Failure if it cannot be read or is not a preset.
   explicit Preset(const std::string& path);
 
   /// The assignments for `compressor`; settings that the preset does not name keep their values. Throws WrongUse if the
