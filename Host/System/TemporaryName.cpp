@@ -170,19 +170,26 @@ int TemporaryName::Create(mode_t permissions) {
   return descriptor;
 }
 
-bool TemporaryName::RefersTo(int descriptor) const {
+int TemporaryName::CheckIdentity(int descriptor) const {
   struct stat named {};
   struct stat open {};
-  return fstatat(m_folder, m_name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && fstat(descriptor, &open) == 0 &&
-         named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+  if (fstatat(m_folder, m_name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) {
+    return errno == ENOENT ? ESTALE : errno;
+  }
+  if (fstat(descriptor, &open) != 0) {
+    return errno;
+  }
+  return named.st_dev == open.st_dev && named.st_ino == open.st_ino ? 0 : ESTALE;
 }
 
 int TemporaryName::MoveTo(int descriptor, const std::string& name, bool replaceExisting) {
   // Whoever may write to the folder can have put another file in place of this one.
-  m_isCreated = RefersTo(descriptor);
-  const int error = !m_isCreated      ? ESTALE
-                    : replaceExisting ? Rename(m_folder, m_name.c_str(), name.c_str())
-                                      : MoveWithoutReplacing(m_folder, m_name.c_str(), name.c_str());
+  int error = CheckIdentity(descriptor);
+  m_isCreated = error != ESTALE;
+  if (error == 0) {
+    error = replaceExisting ? Rename(m_folder, m_name.c_str(), name.c_str())
+                            : MoveWithoutReplacing(m_folder, m_name.c_str(), name.c_str());
+  }
   if (error != 0) {
     StayIfEnding();  // the file may just have been removed
   }

@@ -35,7 +35,8 @@ class TemporaryName {
   int MoveTo(int descriptor, const std::string& name, bool replaceExisting);
 
  private:
-  bool RefersTo(int descriptor) const;
+  /// 0 when the name refers to the file of `descriptor`, ESTALE when it does not, else an errno.
+  int CheckIdentity(int descriptor) const;
 
   int m_folder;
   std::string m_name;

@@ -188,6 +188,8 @@ CALL(int, -1, fsync, (int file), file, file)
 CALL(int, -1, syncfs, (int file), file, file)
 CALL64(int, -1, fallocate, (int file, int mode, off64_t at, off64_t size), file, file, mode, at, size)
 CALL64(int, -1, fstat, (int file, void* status), file, file, status)
+CALL64(int, -1, fstatat, (int at, const char* path, void* status, int flags), (Below{at, path}), at, path, status,
+       flags)
 CALLS(int, -1, stat, (const char* path, void* status), path, path, status)
 CALLS(int, -1, lstat, (const char* path, void* status), path, path, status)
 // Under these names where words have 32 bits and times 64.
