@@ -7,6 +7,7 @@
 #include "Host/Text/Utf8.h"
 #include "RHOAPI/RhoapiAudioCodec.h"
 #include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+#include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -40,7 +41,8 @@ void WaitForPipe(int descriptor, const std::string& path) {
 
 /// The whole file or pipe. Devices are not opened for reading, and no more is read than a preset may have.
 std::string ReadPresetFile(const std::string& path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  const Descriptor file(
+      RetryInterrupted([&path] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
   struct stat status {};
   if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
     throw SystemFailure(path, "open the preset", errno);
