@@ -81,7 +81,7 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --bits 24 --save-preset ./new.mkv in.wav new.mkv", 1, {"new.mkv", "output"}},
       {"rhohost --bits 24 --save-preset old.mkv in.wav new.mkv", 1, {"old.mkv", "exists"}},
       {"rhohost --bits 24 --save-preset - in.wav -", 1, {"output"}},
-      {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "not a regular file"}},
+      {"rhohost --preset folder in.wav new.mkv", 1, {"folder", "neither a regular file nor a pipe"}},
       {"rhohost --dry-run --bits 24 --save-preset old.mkv", 1, {"old.mkv", "exists"}},
       {"rhohost --verify in.wav -", 2, {"--verify", "standard output cannot be read back"}},
       {"rhohost --verify in.wav /dev/null", 2, {"--verify", "/dev/null cannot be read back"}},
