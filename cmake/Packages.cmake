@@ -36,7 +36,7 @@ package(plugin rho-plugin-pcm sound "Linear PCM encoder module for media hosts" 
 package(dev rho-dev libdevel "headers and libraries for audio-encoder modules and their hosts" "uuid-dev"
   "The plug-in interface, the settings model and the toolbox, with a CMake\npackage and a pkg-config file.")
 if(RHO_HOST)
-  package(tools rho-tools sound "encode sound files with audio-encoder modules" "rho-plugin-pcm"
+  package(tools rho-tools sound "encode sound files with audio-encoder modules" "rho-plugin-pcm, libsoxr0"
     "rhohost encodes sound files into Matroska files, describes encoder\nmodules and their settings, and checks modules against what hosts count\non.")
 endif()
 include(CPack)

@@ -2,14 +2,51 @@
 
 #include "Host/Text/Errors.h"
 
+#include <dlfcn.h>
 #include <algorithm>
 #include <mutex>
 #include <string>
+#include <type_traits>
 
 namespace {
 
 constexpr std::size_t kStepFrames = 4096;
 constexpr unsigned int kMostRatio = 64;
+
+/// The functions of libsoxr, under their own names.
+struct Soxr {
+  Soxr() {
+    void* const library = dlopen("libsoxr.so.0", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+      throw Failure(std::string("cannot convert sample rates: ") + dlerror());
+    }
+    const auto find = [library](auto& function, const char* name) {
+      function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
+      if (function == nullptr) {
+        throw Failure(std::string("cannot convert sample rates: libsoxr lacks ") + name);
+      }
+    };
+    find(ioSpec, "soxr_io_spec");
+    find(qualitySpec, "soxr_quality_spec");
+    find(runtimeSpec, "soxr_runtime_spec");
+    find(create, "soxr_create");
+    find(process, "soxr_process");
+    find(destroy, "soxr_delete");
+  }
+
+  decltype(&soxr_io_spec) ioSpec = nullptr;
+  decltype(&soxr_quality_spec) qualitySpec = nullptr;
+  decltype(&soxr_runtime_spec) runtimeSpec = nullptr;
+  decltype(&soxr_create) create = nullptr;
+  decltype(&soxr_process) process = nullptr;
+  decltype(&soxr_delete) destroy = nullptr;
+};
+
+/// Loads libsoxr at the first call; it stays loaded. Throws Failure.
+const Soxr& LoadedSoxr() {
+  static const Soxr soxr;
+  return soxr;
+}
 
 soxr_datatype_t DataType(SampleType type) {
   switch (type) {
@@ -34,21 +71,22 @@ Resampler::Resampler(const SoundFormat& source, unsigned int rate)
   if (source.sampleRate / kMostRatio > rate || rate / kMostRatio > source.sampleRate) {
     throw Failure(task + "the rates are more than " + std::to_string(kMostRatio) + " times apart");
   }
-  const soxr_io_spec_t types = soxr_io_spec(DataType(source.sampleType), SOXR_FLOAT64_I);
-  const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
-  const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
+  const Soxr& soxr = LoadedSoxr();
+  const soxr_io_spec_t types = soxr.ioSpec(DataType(source.sampleType), SOXR_FLOAT64_I);
+  const soxr_quality_spec_t quality = soxr.qualitySpec(SOXR_VHQ, 0);
+  const soxr_runtime_spec_t runtime = soxr.runtimeSpec(1);
   // The first one fills tables that all threads share.
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
   soxr_error_t error = nullptr;
-  m_resampler = soxr_create(source.sampleRate, rate, source.channels, &error, &types, &quality, &runtime);
+  m_resampler = soxr.create(source.sampleRate, rate, source.channels, &error, &types, &quality, &runtime);
   if (m_resampler == nullptr || error != nullptr) {
-    soxr_delete(m_resampler);
+    soxr.destroy(m_resampler);
     throw Failure(task + (error == nullptr ? "out of memory" : error));
   }
 }
 
-Resampler::~Resampler() { soxr_delete(m_resampler); }
+Resampler::~Resampler() { LoadedSoxr().destroy(m_resampler); }
 
 void Resampler::Process(const void* samples, std::size_t frames, const Sink& sink) {
   const auto* bytes = static_cast<const unsigned char*>(samples);
@@ -67,7 +105,7 @@ void Resampler::Finish(const Sink& sink) {
 Resampler::Progress Resampler::Step(const void* samples, std::size_t frames, const Sink& sink) {
   Progress progress{0, 0};
   const soxr_error_t error =
-      soxr_process(m_resampler, samples, frames, &progress.taken, m_room.data(), kStepFrames, &progress.made);
+      LoadedSoxr().process(m_resampler, samples, frames, &progress.taken, m_room.data(), kStepFrames, &progress.made);
   if (error != nullptr) {
     throw Failure(std::string("the change of sample rate failed: ") + error);
   }

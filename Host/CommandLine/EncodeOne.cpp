@@ -22,7 +22,9 @@ void CheckTarget(const Options& options) {
 }  // namespace
 
 void EncodeOne(const Options& options) {
-  const EncodingSetup setup(options, options.module, options.Settings());
+  EncodingOptions encodingOptions = options;
+  encodingOptions.readAhead = true;
+  const EncodingSetup setup(encodingOptions, options.module, options.Settings());
   CheckSettings(setup);
   CheckTarget(options);
   FileEncoding encoding(setup, options.input, options.output);

@@ -14,14 +14,16 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 namespace {
 
 // Small enough to stay in the processor's cache between filling and writing.
-constexpr std::size_t kBufferSize = 512 * std::size_t{1024};
+constexpr std::size_t kBufferSize = 128 * std::size_t{1024};
 
 Descriptor OpenDirectly(const std::string& target) {
   return Descriptor(target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : RetryInterrupted([&] {
@@ -126,7 +128,8 @@ void OutputFile::WriteAt(std::uint64_t position, const void* bytes, std::size_t 
 }
 
 // Disk space is reserved in growing steps ahead of the data: block by block it costs a seventh of the whole time
-// (ext4). Small files do without, and so does a system that once refuses.
+// (ext4). Small files do without, and so does a system that once refuses. In memory (tmpfs) it is the reservation that
+// costs a seventh.
 void OutputFile::ReserveSpace() {
   constexpr std::uint64_t kFirstStep = 4 << 20;
   constexpr std::uint64_t kLargestStep = 64 << 20;
@@ -134,8 +137,10 @@ void OutputFile::ReserveSpace() {
     return;
   }
   const std::uint64_t step = std::min(m_flushed, kLargestStep);
-  const bool isReserved =
-      fallocate(m_file.Get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_flushed), static_cast<off_t>(step)) == 0;
+  struct statfs system {};
+  const bool isInMemory = fstatfs(m_file.Get(), &system) == 0 && system.f_type == TMPFS_MAGIC;
+  const bool isReserved = !isInMemory && fallocate(m_file.Get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_flushed),
+                                                   static_cast<off_t>(step)) == 0;
   m_reserved = isReserved ? m_flushed + step : std::numeric_limits<std::uint64_t>::max();
 }
 

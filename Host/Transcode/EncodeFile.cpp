@@ -1,5 +1,6 @@
 #include "Host/Transcode/EncodeFile.h"
 
+#include "Host/Audio/ReadAhead.h"
 #include "Host/Audio/SampleConverter.h"
 #include "Host/Audio/SoundInput.h"
 #include "Host/Audio/TestSignal.h"
@@ -10,6 +11,7 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <utility>
 
 FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::string output)
@@ -39,6 +41,12 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
                        setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead);
+  // A thread for a short sound would cost more than it earns; a pipe may keep it waiting for ever.
+  constexpr unsigned int kShortestSeconds = 10;
+  if (setup.options.readAhead && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&
+      std::filesystem::is_regular_file(m_input)) {
+    m_source = std::make_unique<ReadAhead>(std::move(m_source));
+  }
   m_format = ChooseFormat(*m_compressor, &Sound(), m_choices, setup.settings.Suggestions());
 }
 

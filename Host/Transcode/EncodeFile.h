@@ -29,6 +29,7 @@ struct EncodingOptions {
   bool allowTruncated = false;              ///< accept an input that is shorter than its header says
   bool noSync = false;                      ///< do not force outputs onto the disk before they take their names
   bool noTags = false;                      ///< leave tags, chapters and attachments out
+  bool readAhead = false;                   ///< decode long sounds on a thread of their own
   bool verify = false;                      ///< read each output back and compare it with what was encoded
 };
 

@@ -5,6 +5,7 @@
 #include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
+#define XXH_INLINE_ALL  // a library less to load
 #include <xxhash.h>
 
 #include <algorithm>

@@ -197,6 +197,22 @@ TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
   EXPECT_THAT(found, testing::Pointwise(testing::DoubleNear(2), wanted));
 }
 
+TEST_F(HostTest, ReadsLongFilesAheadToTheSameResult) {
+  MakeSound("in.flac", 44100, 2, "sox -b 24", 30 * 44100);
+  EXPECT_EQ(RunHost("rhohost in.flac ahead.mkv && rhohost --to . in.flac && cmp in.mkv ahead.mkv").code, 0);
+  // Damage far in has the same message, after the blocks before it.
+  const std::string bytes = Read("in.flac");
+  for (const std::string& damaged :
+       {bytes.substr(0, bytes.size() * 3 / 4), bytes.substr(0, bytes.size() / 2) + bytes}) {
+    Write("bad.flac", damaged);
+    const Outcome ahead = RunHost("rhohost bad.flac bad.mkv");
+    EXPECT_EQ(ahead.code, 1);
+    EXPECT_THAT(RunHost("rhohost --quiet --to other bad.flac").errors, testing::StartsWith(ahead.errors));
+    EXPECT_THAT(RunHost("rhohost --allow-truncated bad.flac bad.mkv").errors, ContainsRegex(" missing| damaged"));
+    fs::remove(PathOf("bad.mkv"));
+  }
+}
+
 TEST_F(HostTest, HoursFitInLittleMemoryAndKeepTheirTimes) {
   constexpr unsigned kRate = 11025;
   constexpr unsigned kPacket = 368;

@@ -1,7 +1,7 @@
 #pragma once
 
 /// The part of reading metadata that TagLib does. It is a shared object of its own, TagReader.so beside the program:
-/// most sounds have no such tags, and loading TagLib takes a fifth of the time that encoding a short one does.
+/// many sounds have no such tags, and loading TagLib takes 0.75 ms, where encoding a short sound takes 3.5 ms in all.
 
 #include "Host/Audio/Metadata/MetadataBytes.h"
 #include "Host/Audio/Metadata/SoundMetadata.h"

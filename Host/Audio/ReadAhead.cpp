@@ -1,0 +1,85 @@
+#include "Host/Audio/ReadAhead.h"
+
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+ReadAhead::ReadAhead(std::unique_ptr<SoundSource> source) : m_source(std::move(source)) {}
+
+ReadAhead::~ReadAhead() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_isStopped = true;
+  }
+  m_changed.notify_all();
+  if (m_thread.joinable()) {
+    m_thread.join();
+  }
+}
+
+SampleBlock ReadAhead::Read() {
+  if (m_isAtEnd) {
+    return {};
+  }
+  if (!m_thread.joinable() && !m_isDirect) {
+    try {
+      m_thread = std::thread([this] { ReadSource(); });
+    } catch (const std::system_error&) {
+      m_isDirect = true;
+    }
+  }
+  if (m_isDirect) {
+    return m_source->Read();
+  }
+  std::unique_lock lock(m_mutex);
+  if (std::exchange(m_isHeld, true) && m_filled - ++m_returned == kFewSlots) {
+    m_changed.notify_one();
+  }
+  m_changed.wait(lock, [this] { return m_filled > m_returned; });
+  const Slot& slot = m_slots[m_returned % m_slots.size()];
+  lock.unlock();
+  m_isAtEnd = slot.frames == 0;
+  if (m_isAtEnd) {
+    m_thread.join();  // the notes are complete
+  }
+  if (slot.failure) {
+    std::rethrow_exception(slot.failure);
+  }
+  return {slot.samples.data(), slot.frames};
+}
+
+void ReadAhead::ReadSource() {
+  for (bool isLast = false; !isLast;) {
+    std::unique_lock lock(m_mutex);
+    // Woken for several slots at a time: a switch of threads costs as much as a block.
+    if (m_filled - m_returned == m_slots.size()) {
+      m_changed.wait(lock, [this] { return m_isStopped || m_filled - m_returned <= kFewSlots; });
+    }
+    if (m_isStopped) {
+      return;
+    }
+    Slot& slot = m_slots[m_filled % m_slots.size()];
+    lock.unlock();
+    Fill(slot);
+    isLast = slot.frames == 0;
+    lock.lock();
+    if (++m_filled - m_returned == 1) {
+      m_changed.notify_one();
+    }
+  }
+}
+
+void ReadAhead::Fill(Slot& slot) {
+  slot.frames = 0;
+  try {
+    const SampleBlock block = m_source->Read();
+    const std::size_t bytes = block.frames * Format().channels * SizeOf(Format().sampleType);
+    slot.samples.resize((bytes + sizeof(std::max_align_t) - 1) / sizeof(std::max_align_t));
+    if (bytes != 0) {
+      std::memcpy(slot.samples.data(), block.samples, bytes);
+    }
+    slot.frames = block.frames;
+  } catch (...) {
+    slot.failure = std::current_exception();
+  }
+}
