@@ -14,7 +14,7 @@ CompressorCodes CodesOf(IAudioCompressor& compressor) {
 
 std::string CodeText(unsigned int code) {
   std::string text;
-  for (const unsigned int shift : {24, 16, 8, 0}) {
+  for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
     text += static_cast<char>(code >> shift & 0xFF);
   }
   const bool isPrintable = std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
