@@ -84,7 +84,7 @@ std::vector<int> ChannelsOf(SNDFILE* file, const SF_INFO& info) {
 
 }  // namespace
 
-std::vector<std::size_t> WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
+ChannelOrder WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
   std::vector<int> places = ChannelsOf(file, info);
   std::transform(places.begin(), places.end(), places.begin(), PlaceOf);
   std::vector<std::size_t> order(places.size());
@@ -94,20 +94,32 @@ std::vector<std::size_t> WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
                          std::adjacent_find(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
                            return places[a] == places[b];
                          }) != order.end();
-  if (isUnclear || std::is_sorted(order.begin(), order.end())) {
-    order.clear();
+  ChannelOrder result;
+  if (isUnclear || places.empty()) {
+    return result;
   }
-  return order;
+  result.speakers = std::accumulate(places.begin(), places.end(), std::uint32_t{0},
+                                    [](std::uint32_t mask, int place) { return mask | 1U << place; });
+  if (!std::is_sorted(order.begin(), order.end())) {
+    result.sources = std::move(order);
+  }
+  return result;
 }
 
-void ReorderChannels(void* samples, std::size_t frames, std::size_t sampleSize, const std::vector<std::size_t>& order) {
-  const std::size_t frameSize = order.size() * sampleSize;
+std::optional<std::uint32_t> DefinedSpeakers(unsigned int channels) {
+  constexpr std::array<std::uint32_t, 8> kMasks{0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x70F, 0x63F};
+  return channels >= 1 && channels <= kMasks.size() ? std::optional(kMasks.at(channels - 1)) : std::nullopt;
+}
+
+void ReorderChannels(void* samples, std::size_t frames, std::size_t sampleSize,
+                     const std::vector<std::size_t>& sources) {
+  const std::size_t frameSize = sources.size() * sampleSize;
   std::vector<unsigned char> source(frameSize);
   auto* frame = static_cast<unsigned char*>(samples);
   for (std::size_t i = 0; i < frames; ++i, frame += frameSize) {
     std::memcpy(source.data(), frame, frameSize);
-    for (std::size_t channel = 0; channel < order.size(); ++channel) {
-      std::memcpy(frame + channel * sampleSize, source.data() + order[channel] * sampleSize, sampleSize);
+    for (std::size_t channel = 0; channel < sources.size(); ++channel) {
+      std::memcpy(frame + channel * sampleSize, source.data() + sources[channel] * sampleSize, sampleSize);
     }
   }
 }

@@ -1,11 +1,14 @@
 #include "Host/Audio/FlacSource.h"
 
+#include "Host/Audio/ByteNumbers.h"
+#include "Host/Audio/ChannelOrder.h"
 #include "Host/Audio/Id3.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -13,7 +16,26 @@
 
 namespace {
 
+constexpr std::uint64_t kLongestSearch = std::uint64_t{64} << 20;
 constexpr std::size_t kLargestBlock = std::size_t{8} << 20;
+
+/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB.
+bool HasModestComments(InputBytes& bytes) {
+  constexpr std::size_t kMostComments = std::size_t{1} << 20;
+  constexpr unsigned int kCommentType = 4;
+  std::array<unsigned char, 4> block{};
+  std::uint64_t position = AfterId3(bytes) + 4;
+  for (bool isLast = false; !isLast; position += block.size() + ReadNumber(block.data() + 1, 3, true)) {
+    if (bytes.ReadAt(position, block.data(), block.size()) != block.size()) {
+      return false;
+    }
+    isLast = (block[0] & 0x80U) != 0;
+    if ((block[0] & 0x7FU) == kCommentType && ReadNumber(block.data() + 1, 3, true) > kMostComments) {
+      return false;
+    }
+  }
+  return true;
+}
 
 FlacSource& Self(void* client) { return *static_cast<FlacSource*>(client); }
 
@@ -24,6 +46,9 @@ struct FlacSource::Callbacks {
   static FLAC__StreamDecoderReadStatus Read(const FLAC__StreamDecoder*, FLAC__byte to[], std::size_t* size,
                                             void* client) {
     FlacSource& self = Self(client);
+    if (self.IsSearchingTooFar()) {
+      return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
+    }
     try {
       *size = self.m_bytes->ReadAt(self.m_position, to, *size);
       self.m_position += *size;
@@ -51,6 +76,8 @@ struct FlacSource::Callbacks {
     try {
       if (metadata->type == FLAC__METADATA_TYPE_STREAMINFO) {
         self.TakeStreamInfo(metadata->data.stream_info);
+      } else if (metadata->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+        self.TakeChannelMask(metadata->data.vorbis_comment);
       }
     } catch (...) {
       self.m_failure = std::current_exception();
@@ -87,6 +114,9 @@ FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation,
   }
   m_format.name = m_bytes->Name();
   FLAC__stream_decoder_set_md5_checking(m_decoder.get(), 1);
+  if (HasModestComments(*m_bytes)) {
+    FLAC__stream_decoder_set_metadata_respond(m_decoder.get(), FLAC__METADATA_TYPE_VORBIS_COMMENT);
+  }
   m_bytes->StopKeeping();
   if (FLAC__stream_decoder_init_stream(m_decoder.get(), Callbacks::Read, nullptr, nullptr, nullptr, nullptr,
                                        Callbacks::Write, Callbacks::Metadata, Callbacks::Error,
@@ -110,6 +140,8 @@ void FlacSource::ReadHeader() {
   if (m_format.channels == 0 || m_format.sampleRate == 0) {
     throw Failure(m_bytes->Name() + ": cannot be read as FLAC: the stream's description is missing or damaged");
   }
+  m_isHeaderRead = true;
+  m_lastFrameEnd = m_position;
 }
 
 void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
@@ -118,8 +150,22 @@ void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
   m_format.channels = info.channels;
   m_format.sampleType = m_bits <= 16 ? SampleType::kInt16 : SampleType::kInt32;
   m_format.significantBits = m_bits <= 16 ? 16 : m_bits <= 20 ? 20 : m_bits <= 24 ? 24 : 32;
+  m_format.speakers = DefinedSpeakers(m_format.channels);
   if (info.total_samples != 0) {
     m_format.frames = info.total_samples;
+  }
+}
+
+void FlacSource::TakeChannelMask(const FLAC__StreamMetadata_VorbisComment& comments) {
+  constexpr std::string_view kMask = "WAVEFORMATEXTENSIBLE_CHANNEL_MASK=0x";
+  for (FLAC__uint32 index = 0; index < comments.num_comments; ++index) {
+    const FLAC__StreamMetadata_VorbisComment_Entry& entry = comments.comments[index];
+    const std::string_view text(reinterpret_cast<const char*>(entry.entry), entry.length);
+    std::uint32_t mask = 0;
+    if (text.starts_with(kMask) &&
+        std::from_chars(text.data() + kMask.size(), text.data() + text.size(), mask, 16).ec == std::errc()) {
+      m_format.speakers = mask;
+    }
   }
 }
 
@@ -154,6 +200,7 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
   }
   m_blockFrames += header.blocksize;
   m_framesDecoded += header.blocksize;
+  m_lastFrameEnd = m_position;
 }
 
 SampleBlock FlacSource::Read() {
@@ -178,6 +225,16 @@ bool FlacSource::DecodeFrame() {
     throw Failure(fmt::format("{}: is damaged after sample frame {}: {}", m_bytes->Name(), m_framesDecoded, m_damage));
   }
   return isAlive && FLAC__stream_decoder_get_state(m_decoder.get()) < FLAC__STREAM_DECODER_END_OF_STREAM;
+}
+
+/// libFLAC reads on for the end of a damaged frame, or for the next one; in a sparse file both may be far away.
+bool FlacSource::IsSearchingTooFar() {
+  const bool isComplete = m_format.frames && m_framesDecoded >= *m_format.frames;
+  const bool isFar = m_isHeaderRead && m_position - m_lastFrameEnd > kLongestSearch;
+  if (isFar && !isComplete && m_damage == nullptr) {
+    m_damage = "a frame does not end";
+  }
+  return isFar || (m_damage != nullptr && m_truncation == Truncation::kRefused && !isComplete);
 }
 
 void FlacSource::Finish() {

@@ -37,8 +37,10 @@ class FlacSource : public SoundSource {
 
   void ReadHeader();
   void TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info);
+  void TakeChannelMask(const FLAC__StreamMetadata_VorbisComment& comments);
   void TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]);
   bool DecodeFrame();
+  bool IsSearchingTooFar();
   void Finish();
   void RefuseOrNote(const std::string& complaint);
 
@@ -47,9 +49,11 @@ class FlacSource : public SoundSource {
   SoundFormat m_format;
   SoundMetadata m_metadata;
   std::vector<std::string> m_notes;
-  std::uint64_t m_position = 0;    ///< of the next byte
-  std::exception_ptr m_failure;    ///< what InputBytes threw within libFLAC's code
-  const char* m_damage = nullptr;  ///< libFLAC's word for the first damage
+  std::uint64_t m_position = 0;      ///< of the next byte
+  std::uint64_t m_lastFrameEnd = 0;  ///< position when the last frame was decoded
+  std::exception_ptr m_failure;      ///< what InputBytes threw within libFLAC's code
+  const char* m_damage = nullptr;    ///< libFLAC's word for the first damage
+  bool m_isHeaderRead = false;
   bool m_isFinished = false;
   std::vector<std::int32_t> m_samples;  ///< decoded frames; 16-bit samples lie closer than the type says
   std::size_t m_blockFrames = 0;        ///< frames in m_samples

@@ -15,7 +15,6 @@ SndfileIo& Self(void* user) { return *static_cast<SndfileIo*>(user); }
 }  // namespace
 
 SoundFile SndfileIo::Open(SF_INFO& info, std::uint64_t longest) {
-  info = {};
   m_position = 0;
   m_longest = longest;
   SF_VIRTUAL_IO io{Length, Seek, Read, nullptr, Tell};

@@ -25,8 +25,8 @@ class SndfileIo {
   SndfileIo(const SndfileIo&) = delete;
   SndfileIo& operator=(const SndfileIo&) = delete;
 
-  /// Opens the bytes from their start for reading; null when libsndfile refuses them. libsndfile sees a file of no more
-  /// than `longest` bytes.
+  /// Opens the bytes from their start for reading; null when libsndfile refuses them. `info` is as for
+  /// sf_open. libsndfile sees a file of no more than `longest` bytes.
   SoundFile Open(SF_INFO& info, std::uint64_t longest = InputBytes::kEndless);
 
   /// Why the last Open failed: libsndfile's error number and its text.

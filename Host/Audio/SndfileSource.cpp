@@ -78,11 +78,14 @@ std::string WithoutFullStop(std::string text) {
 
 }  // namespace
 
-SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse)
-    : m_bytes(std::move(bytes)), m_truncation(truncation), m_io(*m_bytes) {
-  FindSamples();
+SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse,
+                             const std::optional<RawFormat>& raw)
+    : m_bytes(std::move(bytes)), m_truncation(truncation), m_raw(raw), m_io(*m_bytes) {
+  if (!m_raw) {
+    FindSamples();
+  }
   const SF_INFO info = Open();
-  if (metadataUse == MetadataUse::kRead) {
+  if (metadataUse == MetadataUse::kRead && !m_raw) {
     m_metadata = ReadMetadata(m_file.get(), info, m_io, *m_bytes);
   }
   m_bytes->StopKeeping();
@@ -141,8 +144,8 @@ void SndfileSource::RefuseUnreadableStream() {
 void SndfileSource::CorrectHeader() {
   const std::uint64_t available =
       m_bytes->IsStream() ? InputBytes::kEndless / 2 : m_bytes->Length() - std::min(m_bytes->Length(), m_data->start);
-  if (m_data->size && (m_bytes->IsStream() || m_data->isW64)) {
-    // libsndfile takes everything that follows in W64 for samples, and counts on finding the end of a file.
+  if (m_data->size && (m_bytes->IsStream() || m_data->endIsMisread)) {
+    // In a stream, libsndfile's decoders for compressed samples rely on an end too.
     m_bytes->EndAt(m_data->start + *m_data->size);
   }
   if (!m_data->size && m_data->isLittleEndianWav) {
@@ -159,6 +162,11 @@ void SndfileSource::CorrectHeader() {
 
 SF_INFO SndfileSource::Open() {
   SF_INFO info{};
+  if (m_raw) {
+    info.samplerate = static_cast<int>(m_raw->sampleRate);
+    info.channels = static_cast<int>(m_raw->channels);
+    info.format = m_raw->format;
+  }
   m_file = m_io.Open(info);
   m_io.RethrowFailure();
   if (!m_file && m_io.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
@@ -186,7 +194,7 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
   m_format.sampleType = representation.type;
   m_format.significantBits = representation.significantBits;
   // libsndfile's SF_COUNT_MAX means unknown.
-  const bool isOpenStream = m_bytes->IsStream() && m_data && m_data->size.value_or(0) == 0;
+  const bool isOpenStream = m_bytes->IsStream() && (m_raw || (m_data && m_data->size.value_or(0) == 0));
   if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {
     m_format.frames = static_cast<std::uint64_t>(info.frames);
   }
@@ -195,7 +203,9 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
     // libsndfile takes a padding byte for another block.
     m_format.frames = *m_data->size / kWavGsmBlock * kWavGsmFrames;
   }
-  m_order = WavChannelOrder(m_file.get(), info);
+  ChannelOrder order = WavChannelOrder(m_file.get(), info);
+  m_order = std::move(order.sources);
+  m_format.speakers = m_data && m_data->speakers ? m_data->speakers : order.speakers;
 }
 
 sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
@@ -225,6 +235,9 @@ SampleBlock SndfileSource::Read() {
   if (frames < wanted && !isCutStream) {
     HandleShortRead(frames == 0);
   }
+  if (m_raw && frames == 0) {
+    CheckRawEnd();
+  }
   const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
   if (!m_order.empty()) {
     ReorderChannels(m_block.data(), block.frames, SizeOf(m_format.sampleType), m_order);
@@ -236,10 +249,21 @@ SampleBlock SndfileSource::Read() {
 /// compressed samples go on with silence; all of them have a constant bit rate.
 sf_count_t SndfileSource::WithoutPadding(sf_count_t frames) {
   const std::uint64_t found = m_bytes->StreamPosition() - std::min(m_bytes->StreamPosition(), m_data->start);
+  if (found >= *m_data->size) {
+    return frames;
+  }
   NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - found));
   const double share = static_cast<double>(found) / static_cast<double>(*m_data->size);
   const auto most = static_cast<std::uint64_t>(share * static_cast<double>(m_format.frames.value_or(0)));
   return std::min(frames, static_cast<sf_count_t>(most - std::min(most, m_framesRead)));
+}
+
+void SndfileSource::CheckRawEnd() {
+  const std::uint64_t length = m_bytes->IsStream() ? m_bytes->StreamPosition() : m_bytes->Length();
+  if (const std::uint64_t rest = length % m_raw->frameSize; rest != 0) {
+    NoteMissing(fmt::format("its last {} {} no sample frame of {} bytes", rest, rest == 1 ? "byte is" : "bytes are",
+                            m_raw->frameSize));
+  }
 }
 
 /// Handles a read that returned fewer frames than wanted: the end, an early end, or damage.

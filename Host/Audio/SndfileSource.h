@@ -18,7 +18,8 @@
 class SndfileSource : public SoundSource {
  public:
   /// See OpenSound. `bytes` are at least one.
-  SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse);
+  SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse,
+                const std::optional<RawFormat>& raw);
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
@@ -34,11 +35,13 @@ class SndfileSource : public SoundSource {
   void AllocateBlock();
   sf_count_t ReadSamples(sf_count_t frames);
   sf_count_t WithoutPadding(sf_count_t frames);
+  void CheckRawEnd();
   void HandleShortRead(bool isLast);
   void NoteMissing(std::string text);
 
   std::unique_ptr<InputBytes> m_bytes;
   Truncation m_truncation;
+  std::optional<RawFormat> m_raw;
   SndfileIo m_io;
   std::optional<SampleData> m_data;
   SoundFile m_file;

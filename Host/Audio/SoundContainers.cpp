@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::uint64_t kOpen32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t kWavFirstChunk = 12;
+constexpr std::uint64_t kExtensible = 0xFFFE;  // the format tag of WAVEFORMATEXTENSIBLE
 constexpr std::size_t kCafEditCount = 4;
 constexpr std::uint64_t kMostCopied = std::uint64_t{1} << 20;
 constexpr unsigned int kMostChunks = 1024;  // more than any program writes; each costs a read
@@ -138,10 +139,16 @@ void SkipPreamble(SampleData& found, std::uint64_t preamble) {
 }
 
 SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const Head& head) {
+  SampleData found;
   std::uint64_t size64 = 0;
   ChunkWalker chunk(bytes, grammar);
   while (chunk.Next() && !chunk.IsNamed(grammar.dataName)) {
     std::array<unsigned char, 16> body{};
+    std::array<unsigned char, 24> format{};
+    if (chunk.IsNamed("fmt ") && bytes.ReadAt(chunk.Body(), format.data(), format.size()) == format.size() &&
+        chunk.Size() >= format.size() && ReadNumber(format.data(), 2, grammar.isBigEndian) == kExtensible) {
+      found.speakers = static_cast<std::uint32_t>(ReadNumber(format.data() + 20, 4, grammar.isBigEndian));
+    }
     if (chunk.IsNamed("ds64") && bytes.ReadAt(chunk.Body(), body.data(), body.size()) == body.size()) {
       size64 = ReadNumber(body.data() + 8, 8, false);
     }
@@ -149,24 +156,24 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
   if (!chunk.IsNamed(grammar.dataName)) {
     throw Failure(bytes.Name() + ": contains no samples: it has no chunk \"" + std::string(grammar.dataName) + '"');
   }
-  SampleData found;
   found.start = chunk.Body();
   found.size = PromisedSize(chunk, grammar, head, size64, bytes);
   found.isLittleEndianWav = grammar.firstChunk == kWavFirstChunk && grammar.dataName == "data" && !grammar.isBigEndian;
   found.isCaf = grammar.magic == "caff";
-  found.isW64 = grammar.magic == "riff";
+  found.endIsMisread = grammar.magic == "riff";
   found.isStreamable = grammar.dataName != kSvxData;
   if (found.isCaf) {
     SkipPreamble(found, kCafEditCount);
   } else if (grammar.dataName == kAiffData) {
     std::array<unsigned char, 4> offset{};
     bytes.ReadAt(chunk.Body(), offset.data(), offset.size());
+    found.endIsMisread = ReadNumber(offset.data(), offset.size(), true) != 0;
     SkipPreamble(found, 8 + ReadNumber(offset.data(), offset.size(), true));
   }
   if (!bytes.IsStream() && found.size.value_or(0) != 0) {
-    while (chunk.Next()) {
+    while (chunk.Next() && !chunk.IsNamed(grammar.dataName)) {
     }
-    // libsndfile would go on looking for chunks, for hours in a large sparse file.
+    // libsndfile would go on looking for chunks, for hours in a large sparse file, and prefer a second chunk of samples.
     bytes.EndAt(std::max(chunk.Start(), found.start + *found.size));
   }
   return found;
@@ -174,7 +181,7 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
 
 /// Whether RF64 may hold samples of this format, in libsndfile's view: integers, floating point, A-law, mu-law.
 bool IsPlainWavFormat(InputBytes& bytes, std::uint64_t formatAt) {
-  constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, 0xFFFE};
+  constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, kExtensible};
   std::array<unsigned char, 2> tag{};
   bytes.ReadAt(formatAt, tag.data(), tag.size());
   return std::find(kPlain.begin(), kPlain.end(), ReadNumber(tag.data(), tag.size(), false)) != kPlain.end();

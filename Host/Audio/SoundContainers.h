@@ -22,8 +22,9 @@ struct SampleData {
 
   bool isLittleEndianWav = false;  ///< RIFF, RF64 or BW64
   bool isCaf = false;
-  bool isW64 = false;
-  bool isStreamable = true;  ///< the samples can be read front to back
+  bool endIsMisread = false;              ///< libsndfile reads on after the samples: W64, AIFF with an offset
+  std::optional<std::uint32_t> speakers;  ///< channel mask of a WAV or W64 file that has one
+  bool isStreamable = true;               ///< the samples can be read front to back
 };
 
 /// Looks for the samples; none in other formats. Ends the bytes of a file where its chunks end: an empty chunk name, or

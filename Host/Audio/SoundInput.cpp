@@ -8,8 +8,12 @@
 
 #include <utility>
 
-std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation, MetadataUse metadataUse) {
+std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation, MetadataUse metadataUse,
+                                       const std::optional<RawFormat>& raw) {
   auto bytes = std::make_unique<InputBytes>(path);
+  if (raw) {
+    return std::make_unique<SndfileSource>(std::move(bytes), truncation, metadataUse, raw);
+  }
   unsigned char first = 0;
   if (bytes->ReadAt(0, &first, 1) == 0) {
     throw NotASoundFile(bytes->Name() + ": is empty, not a sound file");
@@ -23,5 +27,5 @@ std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation trunc
     SoundMetadata metadata = isToBeRead ? ReadMpegMetadata(*bytes) : SoundMetadata();
     return std::make_unique<MpegSource>(std::move(bytes), truncation, std::move(metadata));
   }
-  return std::make_unique<SndfileSource>(std::move(bytes), truncation, metadataUse);
+  return std::make_unique<SndfileSource>(std::move(bytes), truncation, metadataUse, std::nullopt);
 }

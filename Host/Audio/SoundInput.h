@@ -5,10 +5,12 @@
 ///     const std::unique_ptr<SoundSource> sound = OpenSound(path, Truncation::kRefused);
 ///     for (SampleBlock block = sound->Read(); block.frames != 0; block = sound->Read()) { ... }
 
+#include "Host/Audio/RawFormat.h"
 #include "Host/Audio/SoundSource.h"
 #include "Host/Text/Errors.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 /// What happens to a sound that ends before its header says. Ogg streams have a last page instead of a length; MP3
@@ -36,8 +38,11 @@ class NotASoundFile : public Failure {
 /// front right, center, LFE, back left ...) where the file says which is which, otherwise as they lie in the file. A
 /// sound may have no frames at all. With a truncation allowed, Format().frames is that of the regular file as it is.
 ///
+/// With `raw` the whole input is samples of that format; one that ends within a sample frame is truncated.
+///
 /// Throws NotASoundFile; Failure: no such file, a folder, a stream in a format that needs a file, a regular file that is
 /// shorter than its header says (unless allowed); WrongUse: standard input is a terminal. Read() throws Failure for
 /// damaged data and an end before the stated one; what of that is allowed beside truncations, the sources tell.
 std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation,
-                                       MetadataUse metadataUse = MetadataUse::kIgnored);
+                                       MetadataUse metadataUse = MetadataUse::kIgnored,
+                                       const std::optional<RawFormat>& raw = std::nullopt);

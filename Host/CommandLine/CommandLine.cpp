@@ -145,6 +145,8 @@ void DeclareEncode(CLI::App& app, Options& options) {
   declare.Group("Input");
   declare.Flag("--no-tags", options.noTags, "Leave tags, chapters, pictures and other attachments out");
   declare.Flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
+  declare.Value("--raw", "RATE:FORMAT:CHANNELS", "Read samples without a header, as in 44100:s16le:2",
+                [&options](const char* option, const std::string& text) { options.raw = ReadRawFormat(option, text); });
   declare.Value("--test-signal", "SECONDS", "Encode a built-in signal of this length in place of INPUT",
                 [&options](const char* option, const std::string& text) {
                   options.testSignalSeconds = ReadSeconds(option, text);

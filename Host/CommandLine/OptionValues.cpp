@@ -72,6 +72,14 @@ double ReadSeconds(const char* option, const std::string& text) {
   return *seconds;
 }
 
+RawFormat ReadRawFormat(const char* option, const std::string& text) {
+  const std::optional<RawFormat> format = ParseRawFormat(text);
+  if (!format) {
+    Refuse(option, text, "RATE:FORMAT:CHANNELS, as in 44100:s16le:2; formats are " + RawFormatNames());
+  }
+  return *format;
+}
+
 OnClash ReadOnClash(const char* option, const std::string& text) {
   constexpr std::array<const char*, 4> kWords{"fail", "skip", "number", "keep-extension"};
   const auto found = std::find(kWords.begin(), kWords.end(), text);

@@ -2,6 +2,7 @@
 
 /// The values of options, from text. Each function throws WrongUse that names the option and the text.
 
+#include "Host/Audio/RawFormat.h"
 #include "Host/CommandLine/WorkList.h"
 
 #include <string>
@@ -20,6 +21,9 @@ double ReadFrameRate(const char* option, const std::string& text);
 
 /// The length of a test signal in seconds: up to a week.
 double ReadSeconds(const char* option, const std::string& text);
+
+/// "RATE:FORMAT:CHANNELS", see ParseRawFormat.
+RawFormat ReadRawFormat(const char* option, const std::string& text);
 
 /// "fail", "skip", "number" or "keep-extension".
 OnClash ReadOnClash(const char* option, const std::string& text);

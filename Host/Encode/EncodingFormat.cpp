@@ -1,5 +1,6 @@
 #include "Host/Encode/EncodingFormat.h"
 
+#include "Host/Encode/SpeakerLayout.h"
 #include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
@@ -26,6 +27,26 @@ std::string DefaultLayout(unsigned int channels) {
   return mode == kChannelModeUndefined ? std::string() : KelGetChannelModeName(mode);
 }
 
+/// The layout of a source, and what to put behind its name in a refusal.
+struct SourceLayout {
+  std::string name;
+  std::string explanation;
+  std::string suggestion;
+};
+
+SourceLayout LayoutOfSource(const SoundFormat& source, IEnumSetting& setting, const SuggestionPrefixes& suggestions) {
+  const std::string channels = ChannelsText(source.channels);
+  const std::string byCount = DefaultLayout(source.channels);
+  const SpeakerLayout stated =
+      source.speakers ? LayoutOf(*source.speakers, source.channels) : SpeakerLayout{"", "", true};
+  if (stated.isDefault) {
+    return {byCount.empty() ? channels : byCount, byCount.empty() ? "" : fmt::format(" ({})", channels), ""};
+  }
+  const bool isAllowed = setting.FindIndexOf(byCount.c_str()) >= 0;
+  return {stated.name, fmt::format(" ({})", stated.speakers.empty() ? channels : stated.speakers),
+          isAllowed ? fmt::format(": {}{} if it is that", suggestions.layout, byCount) : std::string()};
+}
+
 /// Gives the three settings the source's values where the user has chosen none.
 void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const Choices& choices,
                   const SuggestionPrefixes& suggestions) {
@@ -42,10 +63,8 @@ void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const
   };
   follow(compressor.GetSampleRateSetting(), source.sampleRate, " Hz", suggestions.sampleRate);
   follow(compressor.GetSampleSizeSetting(), source.significantBits > 16 ? 24U : 16U, " bits", suggestions.bits);
-  const std::string layout = DefaultLayout(source.channels);
-  const std::string channels = ChannelsText(source.channels);
-  follow(compressor.GetChannelModeSetting(), layout.empty() ? channels : layout,
-         layout.empty() ? std::string() : fmt::format(" ({})", channels), "");
+  const SourceLayout layout = LayoutOfSource(source, *compressor.GetChannelModeSetting(), suggestions);
+  follow(compressor.GetChannelModeSetting(), layout.name, layout.explanation + layout.suggestion, "");
   try {
     Assign(compressor, assignments);
   } catch (const WrongUse& refusal) {

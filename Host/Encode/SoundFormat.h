@@ -40,6 +40,10 @@ struct SoundFormat {
   /// integers, 24 for float and what lossy formats decode to, 53 for double.
   unsigned int significantBits = 16;
 
+  /// Which speakers the channels are for: bits of a WAV channel mask, lowest first, or 0 where the file says that they
+  /// are for none. Nothing where the file does not say; then the layout follows from the number of channels.
+  std::optional<std::uint32_t> speakers{};
+
   /// Sample frames in all; unknown for a pipe whose writer could not tell, and for a few compressed streams.
   std::optional<std::uint64_t> frames;
 };

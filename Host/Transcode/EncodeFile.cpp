@@ -40,7 +40,7 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
     return;
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
-                       setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead);
+                       setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead, setup.options.raw);
   // A thread for a short sound would cost more than it earns; a pipe may keep it waiting for ever.
   constexpr unsigned int kShortestSeconds = 10;
   if (setup.options.readAhead && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&

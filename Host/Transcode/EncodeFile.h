@@ -7,6 +7,7 @@
 ///     FileEncoding encoding(setup, "song.wav", "song.mkv");   // everything is checked, nothing written yet
 ///     const EncodingResult result = encoding.Write(onProgress);
 
+#include "Host/Audio/RawFormat.h"
 #include "Host/Audio/SoundSource.h"
 #include "Host/Encode/Encoder.h"
 #include "Host/Encode/EncodingFormat.h"
@@ -25,6 +26,7 @@
 /// How files are encoded, apart from the compressor's settings.
 struct EncodingOptions {
   std::optional<double> testSignalSeconds;  ///< encode a built-in signal of this length instead of the input
+  std::optional<RawFormat> raw;             ///< inputs are samples of this format without a header
   bool force = false;                       ///< replace an existing output
   bool allowTruncated = false;              ///< accept an input that is shorter than its header says
   bool noSync = false;                      ///< do not force outputs onto the disk before they take their names

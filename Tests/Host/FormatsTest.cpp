@@ -4,6 +4,7 @@
 #include "Tests/Host/HostTest.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <ostream>
 
 namespace {
@@ -109,6 +110,63 @@ TEST_P(SoundTest, ComesOutAsOtherReadersDecodeIt) {
   }
   const unsigned rate = sound.outputRate == 0 ? sound.rate : sound.outputRate;
   ExpectJudgesAgree("1.mkv", {rate, sound.channels, sound.bits, sound.framesPerSecond}, frames);
+}
+
+/// WAV channel masks, in files that ffmpeg has made with a mask.
+TEST_F(HostTest, KeepsToTheLayoutThatAFileStates) {
+  struct Mask {
+    unsigned channels;
+    std::string mask;
+    const char* layout;  ///< null where the file is refused
+    const char* says;
+    const char* options = "";
+  };
+  constexpr std::size_t kMaskAt = 40;
+  for (const auto& [channels, mask, layout, says, options] : {
+           Mask{6, "\x3F", "5.1", ""},
+           Mask{6, "\x0F\x06", "5.1", ""},
+           Mask{8, "\x3F\x06", "7.1", ""},
+           Mask{3, "\x07", nullptr, "not 3.0 (FL FR FC)"},
+           Mask{2, std::string("\0\x50", 2), nullptr, "not other (TFL TFR): try --channels Stereo"},
+           Mask{8, "\xFF", nullptr, "not 7.1(wide) (FL FR FC LFE BL BR FLC FRC): try --channels 7.1"},
+           Mask{8, "\xFF", "7.1", "", "--channels 7.1"},
+           Mask{6, "", nullptr, "not discrete (6 channels): try --channels 5.1"},
+           Mask{2, "", "Stereo", ""},
+       }) {
+    SCOPED_TRACE(std::to_string(channels) + " " + says);
+    fs::remove(PathOf("in.wav"));
+    MakeSound("in.wav", 48000, channels, "ffmpeg -c:a pcm_s24le", 99);
+    std::string wav = Read("in.wav");
+    ASSERT_EQ(wav.substr(20, 2), "\xFE\xFF");
+    Write("in.wav", wav.replace(kMaskAt, 4, (mask + std::string(4, '\0')).substr(0, 4)));
+    const std::string command = std::string("rhohost --dry-run ").append(options) + " in.wav out.mkv";
+    if (layout == nullptr) {
+      ExpectRefused({command, 1, {says}});
+    } else {
+      EXPECT_THAT(RunHost(command).output, testing::HasSubstr(std::string(", ").append(layout)));
+    }
+  }
+}
+
+TEST_F(HostTest, ReadsSamplesWithoutAHeader) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  for (const std::string format : {"u8", "s16be", "s24le", "s24be", "f32le", "f64be", "alaw", "mulaw"}) {
+    SCOPED_TRACE(format);
+    const std::string raw = "rhohost --force --bits 24 --raw 48000:" + format + ":2 ";
+    ASSERT_EQ(RunHost("ffmpeg -v error -y -i in.wav -f " + format + " raw && ffmpeg -v error -y -ar 48000 -ac 2 -f " +
+                      format + " -i raw -c:a pcm_s32le raw.wav && " + raw + "raw 1.mkv && cat raw | " + raw +
+                      "- 2.mkv && cmp 1.mkv 2.mkv")
+                  .code,
+              0);
+    const std::vector<std::int32_t> expected = Decode("raw.wav");
+    const std::vector<std::int32_t> actual = Decode("1.mkv");
+    ASSERT_EQ(actual.size(), expected.size());
+    for (std::size_t index = 0; index < actual.size(); ++index) {
+      ASSERT_LE(std::abs(actual[index] / 256 - expected[index] / 256), 2) << index;
+    }
+  }
+  ExpectRefused({"head -c 1001 raw | rhohost --raw 48000:s16le:2 - out.mkv", 1, {"its last 1 byte is no"}});
+  ExpectRefused({"rhohost --raw 48000:s16:2 raw out.mkv", 2, {"\"48000:s16:2\" is not RATE:FORMAT:CHANNELS", "mulaw"}});
 }
 
 INSTANTIATE_TEST_SUITE_P(Sounds, SoundTest, testing::ValuesIn(kSounds));

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <map>
 #include <sstream>
+#include <tuple>
 
 namespace {
 
@@ -169,6 +170,55 @@ TEST_F(HostTest, NoticesDamageThatAFormatCanShow) {
     EXPECT_THAT(allowed.errors, HasSubstr(says));
     EXPECT_EQ(Decode("out.mkv").size() == wanted.size(), keepsLength);
     fs::remove(PathOf("out.mkv"));
+  }
+}
+
+TEST_F(HostTest, LargeOrHostileHeadersTakeNeitherTimeNorMemory) {
+  MakeSound("in.wav", 48000, 2, "sox -b 16");
+  const std::string wav = Read("in.wav");
+  const std::string head = wav.substr(0, wav.find("data"));
+  MakeSound("in.flac", 48000, 2, "sox -b 16");
+  const std::string caf(
+      "caff\0\1\0\0desc\0\0\0\0\0\0\0\x20\x40\xE7\x70\0\0\0\0\0lpcm\0\0\0\0\0\0\0\2\0\0\0\1\0\0\0\1\0\0\0\x10"
+      "data\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF",
+      64);
+  std::string manyChunks = head;
+  for (int chunk = 0; chunk < 100'000; ++chunk) {
+    manyChunks.append("junk\0\0\0\0", 8);
+  }
+  constexpr std::uintmax_t kSparse = std::uintmax_t{100} << 30;
+  for (const auto& [name, bytes, length, command, code] :
+       std::vector<std::tuple<const char*, std::string, std::uintmax_t, const char*, int>>{
+           {"no samples", head, kSparse, "rhohost sound out.mkv", 1},
+           {"zeros follow", wav, kSparse, "rhohost sound out.mkv", 0},
+           {"many chunks", manyChunks + wav.substr(head.size()), 0, "rhohost sound out.mkv", 1},
+           {"FLAC and zeros", Read("in.flac").substr(0, 9000), kSparse, "rhohost sound out.mkv", 1},
+           {"CAF without samples", caf, 0, "cat sound | rhohost - out.mkv", 1},
+       }) {
+    SCOPED_TRACE(name);
+    Write("sound", bytes);
+    if (length != 0) {
+      fs::resize_file(PathOf("sound"), length);
+    }
+    const Outcome outcome = RunHost(std::string("timeout 9 ").append(command));
+    EXPECT_EQ(outcome.code, code);
+    EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
+    fs::remove(PathOf("out.mkv"));
+  }
+}
+
+TEST_F(HostTest, LongSoundsOfEveryDecoderTakeLittleMemory) {
+  for (const auto& [file, tool] : std::vector<std::pair<const char*, const char*>>{{"1.flac", "sox -b 16"},
+                                                                                   {"1.mp3", "ffmpeg -c:a libmp3lame"},
+                                                                                   {"1.ogg", "sox -C 4"},
+                                                                                   {"1.w64", "ffmpeg -c:a adpcm_ms"}}) {
+    SCOPED_TRACE(file);
+    MakeSound(file, 48000, 2, tool, 20 * 48000);
+    const std::string input = file;
+    const std::string pipe = input == "1.ogg" ? "" : " && cat " + input + " | rhohost --force - out.mkv";
+    const Outcome outcome = RunHost("rhohost --force " + input + " out.mkv" + pipe);
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
   }
 }
 
