@@ -39,7 +39,7 @@ std::string HelperProgram() {
     return named;
   }
   const fs::path beside = OwnFolder() / "rho-module-helper";
-  const fs::path installed = fs::path(RHO_LIBEXEC) / "rho-module-helper";
+  const fs::path installed = InstalledFolder(RHO_LIBEXECDIR "/rho") / "rho-module-helper";
   for (const fs::path& path : {beside, installed}) {
     if (access(path.c_str(), X_OK) == 0) {
       return path;

@@ -26,6 +26,8 @@
  * Texts are UTF-8 with a zero byte at the end. Those that are returned through a char** are released with rho_free.
  */
 
+/* NOLINTBEGIN(modernize-*): C as well as C++ */
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -161,6 +163,8 @@ RHO_PUBLIC rho_result rho_encode(rho_encoder* encoder, const void* bytes, size_t
 
 /* Encodes what is left, hands over the last packets and ends the run. To be called once. */
 RHO_PUBLIC rho_result rho_finish(rho_encoder* encoder, rho_packet_function function, void* context);
+
+/* NOLINTEND(modernize-*) */
 
 #ifdef __cplusplus
 }

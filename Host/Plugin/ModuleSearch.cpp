@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::string_view kLibrary = ".so";
 constexpr std::string_view kBundle = ".bundle";
+constexpr const char* kSystemFolder = RHO_LIBDIR "/rho/plugins";
 
 /// Empty if the variable is not set, and for programs that run with the rights of another user.
 std::string Environment(const char* name) {
@@ -72,6 +73,16 @@ fs::path OwnFolder() {
   return resolved.parent_path();
 }
 
+fs::path InstalledFolder(const std::string& folder) {
+  const std::string own = OwnFolder();
+  for (const std::string_view below : {"/" RHO_BINDIR, "/" RHO_LIBDIR}) {
+    if (own.ends_with(below)) {
+      return fs::path(own.substr(0, own.size() - below.size())) / folder;
+    }
+  }
+  return fs::path(RHO_PREFIX) / folder;
+}
+
 std::vector<std::string> ModuleFolders() {
   std::vector<std::string> folders;
   const auto add = [&folders](const std::string& folder) {
@@ -87,7 +98,7 @@ std::vector<std::string> ModuleFolders() {
   }
   add(UserFolder());
   add(OwnFolder());
-  add(RHO_SYSTEM_PLUGINS);
+  add(InstalledFolder(kSystemFolder));
   return folders;
 }
 
@@ -121,9 +132,8 @@ std::string FindModule(const std::string& name) {
 }
 
 bool IsInstalledModule(const std::string& file) {
-  const fs::path system = RHO_SYSTEM_PLUGINS;
   return file == ModuleFile(InFolder(OwnFolder(), kDefaultModule)) ||
-         file == ModuleFile(InFolder(system, kDefaultModule));
+         file == ModuleFile(InFolder(InstalledFolder(kSystemFolder), kDefaultModule));
 }
 
 std::vector<FoundModule> ListModules() {

@@ -43,3 +43,8 @@ std::vector<FoundModule> ListModules();
 
 /// The folder of the program or the shared library that this function is part of.
 std::filesystem::path OwnFolder();
+
+/// `folder` below the prefix of the installation, which may have been moved: OwnFolder without "bin" or "lib", or the
+/// prefix that the build was configured for.
+///   "libexec/rho" -> "/usr/libexec/rho"
+std::filesystem::path InstalledFolder(const std::string& folder);

@@ -73,6 +73,7 @@ Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::strin
   ISetting* const setting = equals == std::string_view::npos ? nullptr : FindSetting(settings, name);
   if (setting == nullptr) {
     std::vector<std::string_view> names;
+    names.reserve(settings.size());
     for (const NamedSetting& named : settings) {
       names.push_back(named.name);
     }
