@@ -27,12 +27,23 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
-/// Only absolute paths count, as the XDG Base Directory Specification demands.
+/// Only absolute paths count, as for all XDG base directories.
 fs::path UserFolder() {
   const fs::path data = Environment("XDG_DATA_HOME");
   const fs::path home = Environment("HOME");
   const fs::path base = data.is_absolute() ? data : home.is_absolute() ? home / ".local/share" : fs::path();
   return base.empty() ? base : base / "rho/plugins";
+}
+
+/// What is there; nothing where it must not be looked at: a folder of somebody else may come before the one that has the
+/// module. Throws Failure for errors of the system.
+fs::file_type TypeOf(const fs::path& path) {
+  std::error_code error;
+  const fs::file_type type = fs::status(path, error).type();
+  if (type == fs::file_type::none && error != std::errc::permission_denied) {
+    throw SystemFailure(path.native(), "look at it", error.value());
+  }
+  return type == fs::file_type::none ? fs::file_type::not_found : type;
 }
 
 bool IsModuleName(const fs::path& path) { return path.extension() == kLibrary || path.extension() == kBundle; }
@@ -44,12 +55,11 @@ bool Counts(const fs::path& path, const fs::path& folder) {
 
 /// The module of that name in the folder; empty if there is none.
 std::string InFolder(const fs::path& folder, const std::string& name) {
-  std::error_code error;
   const fs::path bare = IsModuleName(name) ? fs::path(name).stem() : fs::path(name);
   for (const std::string_view suffix : {kBundle, kLibrary}) {
     fs::path path = folder / bare;
     path += suffix;
-    if (Counts(path, folder) && fs::exists(path, error) && (bare == name || path.filename() == name)) {
+    if (Counts(path, folder) && (bare == name || path.filename() == name) && TypeOf(path) != fs::file_type::not_found) {
       return path;
     }
   }
@@ -105,8 +115,7 @@ std::vector<std::string> ModuleFolders() {
 std::string ModuleFile(const std::string& path) {
   fs::path bundle = path;
   bundle = bundle.has_filename() ? bundle : bundle.parent_path();  // without a slash at the end
-  std::error_code error;
-  if (bundle.extension() != kBundle || !fs::is_directory(bundle, error)) {
+  if (bundle.extension() != kBundle || TypeOf(bundle) != fs::file_type::directory) {
     return path;
   }
   fs::path library = bundle / "Contents" / RHO_MACHINE / bundle.stem();

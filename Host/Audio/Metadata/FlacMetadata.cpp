@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <span>
@@ -26,7 +27,10 @@ MetadataBytes& Bytes(FLAC__IOHandle handle) { return *static_cast<MetadataBytes*
 /// libFLAC's input, in the manner of the C library's functions.
 constexpr FLAC__IOCallbacks kCallbacks{
     .read = [](void* to, std::size_t size, std::size_t count, FLAC__IOHandle handle) -> std::size_t {
-      return size == 0 ? 0 : Bytes(handle).Read(to, size * count) / size;
+      const std::size_t done = size == 0 ? 0 : Bytes(handle).Read(to, size * count) / size;
+      // libFLAC takes any errno for a failed read, also that of an interrupted call which was repeated.
+      errno = 0;
+      return done;
     },
     .write = nullptr,
     .seek = [](FLAC__IOHandle handle, FLAC__int64 offset, int whence) -> int {
@@ -92,6 +96,7 @@ void AddFlacMetadata(MetadataBytes& bytes, std::uint64_t start, SoundMetadata& m
   const std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator(FLAC__metadata_iterator_new());
   if (chain == nullptr || iterator == nullptr || !HasModestComments(bytes, start) ||
       FLAC__metadata_chain_read_with_callbacks(chain.get(), &bytes, kCallbacks) == 0) {
+    bytes.RethrowFailure();
     metadata.omitted.emplace_back("FLAC metadata: damaged or too large");
     return;
   }

@@ -1,11 +1,12 @@
 #pragma once
 
-/// Bytes of a file for libraries that read metadata. No exception leaves it, since the libraries could not handle one,
+/// Bytes of a file for libraries that read metadata. No exception leaves Read, since the libraries could not handle one,
 /// and a limit keeps damaged files from being read at length: beyond it, the file ends.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <string>
 #include <utility>
@@ -40,13 +41,20 @@ class MetadataBytes {
       m_total += done;
       return done;
     } catch (...) {
-      m_hasFailed = true;
+      m_failure = std::current_exception();
       return 0;
     }
   }
 
-  /// True after a read that failed or met the limit: what was made of the bytes is not all that there is.
-  bool IsIncomplete() const { return m_hasFailed || m_isOverLimit; }
+  /// True after a read that met the limit: the bytes that were read are not all that there is.
+  bool IsOverLimit() const { return m_isOverLimit; }
+
+  /// Throws what the last failed read threw, if there was one: unlike damage, it is not the metadata's alone.
+  void RethrowFailure() const {
+    if (m_failure) {
+      std::rethrow_exception(m_failure);
+    }
+  }
 
  private:
   std::string m_name;
@@ -55,5 +63,5 @@ class MetadataBytes {
   std::uint64_t m_position = 0;
   std::uint64_t m_total = 0;
   bool m_isOverLimit = false;
-  bool m_hasFailed = false;
+  std::exception_ptr m_failure;
 };

@@ -4,6 +4,7 @@
 #include "Host/Audio/Metadata/FlacMetadata.h"
 #include "Host/Audio/Metadata/SndfileMetadata.h"
 #include "Host/Audio/Metadata/TaglibMetadata.h"
+#include "Host/Text/Errors.h"
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -38,11 +39,14 @@ ReadTagsFunction* LoadTagReader() {
   return function;
 }
 
-/// Reads one kind of metadata. Damage that makes a library throw leaves out that kind only.
+/// Reads one kind of metadata. Damage that makes a library throw leaves out that kind only; a Failure says that the file
+/// itself cannot be read.
 template <class Read>
 void Try(SoundMetadata& metadata, std::string_view what, const Read& read) {
   try {
     read();
+  } catch (const Failure&) {
+    throw;
   } catch (const std::exception& error) {
     metadata.omitted.push_back(fmt::format("{}: {}", what, error.what()));
   } catch (...) {
@@ -53,8 +57,9 @@ void Try(SoundMetadata& metadata, std::string_view what, const Read& read) {
 void ReadTags(TagFormat format, MetadataBytes& bytes, SoundMetadata& metadata) {
   Try(metadata, "tags", [&] {
     LoadTagReader()(format, bytes, metadata);
-    if (bytes.IsIncomplete()) {
-      metadata.omitted.emplace_back("a part of the tags: too large, or not readable");
+    bytes.RethrowFailure();
+    if (bytes.IsOverLimit()) {
+      metadata.omitted.emplace_back("a part of the tags: too large");
     }
   });
 }
