@@ -118,7 +118,7 @@ bool LaunchDetached(const std::string& application, const std::list<std::string>
 bool GetsStatusOfChildren() {
   struct sigaction action {};
   sigaction(SIGCHLD, nullptr, &action);
-  const unsigned int flags = static_cast<unsigned int>(action.sa_flags);
+  const auto flags = static_cast<unsigned int>(action.sa_flags);
   return action.sa_handler != SIG_IGN && (flags & static_cast<unsigned int>(SA_NOCLDWAIT)) == 0;
 }
 
