@@ -81,7 +81,8 @@ bool KelForEachFile(const std::string& path, IKelSomeFileTask& task) {
   std::string itemPath = folder->m_folderPath + kDirSeparator;
   const std::size_t nameAt = itemPath.size();
   return VisitEntries(*folder, [&] {
-    itemPath.replace(nameAt, std::string::npos, folder->m_name);
+    itemPath.resize(nameAt);
+    itemPath += folder->m_name;
     return folder->itemIsFolder() ? KelForEachFile(itemPath, task) : task.processFile(itemPath);
   });
 }
