@@ -3,7 +3,6 @@
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/Mappings.h"
-#include "Host/Validate/Support/ProcessState.h"
 
 #include <link.h>
 #include <sys/mman.h>
@@ -34,23 +33,6 @@ void HasEntryPoints(const std::string& module) {
     }
   }
   Expect(missing.empty(), "three entry points", "no " + missing);
-}
-
-void PrintsNothing(const std::string& module) {
-  const PrintedText printed;
-  SharedLibrary library(module);
-  Expect(printed.Text().empty(), "nothing printed by loading", printed.Text());
-  library.Unload();
-  Expect(printed.Text().empty(), "nothing printed by unloading", printed.Text());
-}
-
-template <ProcessState (*Read)()>
-void Leaves(const std::string& module) {
-  const ProcessState before = Read();
-  SharedLibrary library(module);
-  ExpectUnchanged(before, Read(), "loading");
-  library.Unload();
-  ExpectUnchanged(before, Read(), "unloading");
 }
 
 /// The file that the library is mapped from. Copied, because the mappings are gone when the library is.
@@ -202,15 +184,6 @@ std::span<const Check> LoadingChecks() {
   static constexpr auto kChecks = std::to_array<Check>({
       {kLoads, "A host cannot use a module that does not load or lacks what it needs.", BindsAtOnce},
       {kHasEntryPoints, "A host finds what the module offers by the names of three functions.", HasEntryPoints, kLoads},
-      {"load.prints-nothing", "What a module prints ends up in output that programs read from the host.", PrintsNothing,
-       kLoads},
-      {"load.starts-no-threads", "A thread that outlives unloading runs code that is gone.", Leaves<Threads>, kLoads},
-      {"load.leaves-no-descriptors", "Descriptors left open run out in a host that loads many modules.",
-       Leaves<Descriptors>, kLoads},
-      {"load.leaves-signals-alone", "How signals are handled is the host's decision.", Leaves<Signals>, kLoads},
-      {"load.leaves-surroundings-alone",
-       "Locale, environment, folder and number handling are the host's: a change alters what it computes and writes.",
-       Leaves<Surroundings>, kLoads},
       {"load.unloads", "A module that stays in memory cannot be replaced while the host runs.", Unloads, kLoads},
       {"load.ten-times", "Hosts load a module whenever they need it, and unload it after.", LoadsTenTimes,
        kHasCompressors},

@@ -85,6 +85,7 @@ inline constexpr const char* kHasSettings = "settings.texts";
 
 /// The checks in the order in which they run, by topic; one source each.
 std::span<const Check> LoadingChecks();            ///< "load.": the file, loading and unloading
+std::span<const Check> ProcessChecks();            ///< "process.": what a module does to the process
 std::span<const Check> InformationChecks();        ///< "info.": entry points, codes, creation, slots
 std::span<const Check> SettingOfferChecks();       ///< "settings.": names, defaults, ranges, lists
 std::span<const Check> SettingChangeChecks();      ///< "settings.": which values are taken, flags, presets

@@ -28,9 +28,10 @@ void RefuseUnmatched(const char* option, const std::vector<std::string>& pattern
 
 std::vector<const Check*> AllChecks() {
   std::vector<const Check*> checks;
-  for (const auto& group : {LoadingChecks(), InformationChecks(), SettingOfferChecks(), SettingChangeChecks(),
-                            SettingDependenceChecks(), SettingCopyChecks(), StreamPacketChecks(), StreamMemoryChecks(),
-                            StreamRunChecks(), StreamHintChecks(), LifeChecks(), AllocationChecks()}) {
+  for (const auto& group :
+       {LoadingChecks(), ProcessChecks(), InformationChecks(), SettingOfferChecks(), SettingChangeChecks(),
+        SettingDependenceChecks(), SettingCopyChecks(), StreamPacketChecks(), StreamMemoryChecks(), StreamRunChecks(),
+        StreamHintChecks(), LifeChecks(), AllocationChecks()}) {
     for (const Check& check : group) {
       checks.push_back(&check);
     }

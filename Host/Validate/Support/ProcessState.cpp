@@ -6,34 +6,49 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <exception>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <limits>
+#include <locale>
+#include <new>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
+#include <sched.h>
+#include <stdio_ext.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string FileModeMask() {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("Umask:")) {
-      return line.substr(line.find_last_of(" \t") + 1);
-    }
-  }
-  return "unknown";
+std::string ReadAll(const char* path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string HandlerText(const struct sigaction& action) {
   const auto address = reinterpret_cast<std::uintptr_t>(action.sa_handler);
   return action.sa_handler == SIG_DFL   ? "the default"
          : action.sa_handler == SIG_IGN ? "ignored"
-                                        : fmt::format("a handler at {:#x}", address);
+                                        : fmt::format("a handler at {:#x}, flags {:#x}", address, action.sa_flags);
+}
+
+template <class Pointer>
+std::string AddressText(Pointer pointer) {
+  return fmt::format("{:#x}", reinterpret_cast<std::uintptr_t>(pointer));
 }
 
 bool AreSmallestNumbersZero() {
@@ -42,52 +57,171 @@ bool AreSmallestNumbersZero() {
   return small == 0;
 }
 
+bool AreSmallestOperandsZero() {
+  volatile double small = std::numeric_limits<double>::denorm_min();
+  return small * 2 == 0;
+}
+
+bool HasAllLongDoubleBits() {
+  volatile long double one = 1;
+  volatile long double sum = one + std::numeric_limits<long double>::epsilon();
+  return sum != one;
+}
+
+void AddStream(ProcessState& state, const char* name, const std::ios& stream) {
+  state[name] = fmt::format(
+      "flags {:#x}, precision {}, width {}, fill {:#x}, state {}, exceptions {}, buffer {}, tie {}, "
+      "locale {}",
+      static_cast<unsigned int>(stream.flags()), stream.precision(), stream.width(), static_cast<int>(stream.fill()),
+      static_cast<int>(stream.rdstate()), static_cast<int>(stream.exceptions()), AddressText(stream.rdbuf()),
+      AddressText(stream.tie()), stream.getloc().name());
+}
+
+void AddFile(ProcessState& state, const char* name, FILE* file) {
+  state[name] = fmt::format("descriptor {}, {} buffered{}{}", fileno(file), __flbf(file) != 0 ? "line" : "block",
+                            ferror(file) != 0 ? ", error" : "", fwide(file, 0) > 0 ? ", wide" : "");
+}
+
+/// The next number of each of the C library's generators, which then start again.
+void AddGenerators(ProcessState& state) {
+  static const bool isSeeded = (std::srand(1), srand48(1), true);
+  static char text[] = "a,b";
+  static const char* const first = strtok(text, ",");
+  const char* const token = isSeeded && first != nullptr ? strtok(nullptr, ",") : nullptr;
+  state["next number of rand"] = fmt::to_string(std::rand());
+  state["next number of drand48"] = fmt::to_string(drand48());
+  state["next token of strtok"] = token == nullptr ? "none" : token;
+  std::srand(1);
+  srand48(1);
+  text[1] = ',';
+  strtok(text, ",");
+}
+
 }  // namespace
 
 ProcessState Threads() {
   ProcessState state;
   for (const auto& thread : fs::directory_iterator("/proc/self/task")) {
     state["thread " + thread.path().filename().string()] = "running";
+    std::string children = ReadAll((thread.path() / "children").c_str());
+    state["child processes of thread " + thread.path().filename().string()] = children.empty() ? "none" : children;
   }
+  // Children that ended and were waited for have used resources, too.
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  state["child processes that ran"] = usage.ru_maxrss == 0 ? "none" : "some";
   return state;
 }
 
 ProcessState Descriptors() {
   ProcessState state;
-  // Bounded by what a process usually may have; reading /proc/self/fd would open one itself.
-  for (int descriptor = 0; descriptor < 1024; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) != -1) {
+  std::vector<int> open;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    open.push_back(std::stoi(entry.path().filename()));
+  }
+  for (const int descriptor : open) {
+    // The iterator's own is closed by now.
+    if (const int flags = fcntl(descriptor, F_GETFD); flags != -1) {
       std::error_code error;
-      state[fmt::format("descriptor {}", descriptor)] =
-          fs::read_symlink(fmt::format("/proc/self/fd/{}", descriptor), error);
+      state[fmt::format("descriptor {}", descriptor)] = fmt::format(
+          "{}, flags {:#x} {:#x}", fs::read_symlink(fmt::format("/proc/self/fd/{}", descriptor), error).string(), flags,
+          fcntl(descriptor, F_GETFL));
     }
   }
+  const off_t input = lseek(STDIN_FILENO, 0, SEEK_CUR);
+  state["position in standard input"] = input == -1 ? "none" : fmt::to_string(input);
+  AddFile(state, "stdin", stdin);
+  AddFile(state, "stdout", stdout);
+  AddFile(state, "stderr", stderr);
   return state;
 }
 
 ProcessState Signals() {
   ProcessState state;
   sigset_t blocked;
+  sigset_t pending;
   pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  sigpending(&pending);
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action {};
     if (sigaction(signal, nullptr, &action) == 0) {
       state[fmt::format("signal {}", signal)] =
-          HandlerText(action) + (sigismember(&blocked, signal) == 1 ? ", blocked" : "");
+          fmt::format("{}{}{}", HandlerText(action), sigismember(&blocked, signal) == 1 ? ", blocked" : "",
+                      sigismember(&pending, signal) == 1 ? ", pending" : "");
     }
   }
+  stack_t stack{};
+  sigaltstack(nullptr, &stack);
+  state["stack for signals"] = (stack.ss_flags & SS_DISABLE) != 0 ? "none" : AddressText(stack.ss_sp);
+  for (const auto& [timer, name] : {std::pair(ITIMER_REAL, "alarm timer"), std::pair(ITIMER_VIRTUAL, "virtual timer"),
+                                    std::pair(ITIMER_PROF, "profiling timer")}) {
+    itimerval value{};
+    getitimer(timer, &value);
+    state[name] = value.it_value.tv_sec != 0 || value.it_value.tv_usec != 0 ? "set" : "not set";
+  }
+  const std::string timers = ReadAll("/proc/self/timers");
+  state["POSIX timers"] = timers.empty() ? "none" : timers;
   return state;
 }
 
 ProcessState Surroundings() {
   ProcessState state{{"locale", std::setlocale(LC_ALL, nullptr)},
+                     {"locale of the thread", AddressText(uselocale(nullptr))},
+                     {"C++ locale", std::locale().name()},
                      {"working folder", fs::current_path()},
-                     {"file mode mask", FileModeMask()},
-                     {"rounding of numbers", std::to_string(std::fegetround())},
-                     {"smallest numbers", AreSmallestNumbersZero() ? "count as zero" : "as they are"}};
-  for (char** entry = environ; *entry != nullptr; ++entry) {
+                     {"root folder", fs::read_symlink("/proc/self/root")},
+                     {"rounding of numbers", fmt::to_string(std::fegetround())},
+                     {"trapped floating-point exceptions", fmt::to_string(fegetexcept())},
+                     {"subnormal results", AreSmallestNumbersZero() ? "flushed to zero" : "as they are"},
+                     {"subnormal operands", AreSmallestOperandsZero() ? "taken as zero" : "as they are"},
+                     {"precision of long double", HasAllLongDoubleBits() ? "full" : "reduced"},
+                     {"terminate handler", AddressText(std::get_terminate())},
+                     {"new handler", AddressText(std::get_new_handler())},
+                     {"time zone", fmt::format("{} {} {}", tzname[0], tzname[1], timezone)},
+                     {"optind", fmt::format("{}, opterr {}", optind, opterr)}};
+  AddStream(state, "std::cin", std::cin);
+  AddStream(state, "std::cout", std::cout);
+  AddStream(state, "std::cerr", std::cerr);
+  AddStream(state, "std::clog", std::clog);
+  AddGenerators(state);
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     const std::string text(*entry);
     state["environment variable " + text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
+  }
+  return state;
+}
+
+ProcessState Privileges() {
+  ProcessState state;
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    const std::string name = line.substr(0, line.find(':'));
+    for (const char* const kept : {"Name", "Umask", "Uid", "Gid", "Groups", "CapInh", "CapPrm", "CapEff", "CapBnd",
+                                   "CapAmb", "NoNewPrivs", "Seccomp", "Cpus_allowed", "Mems_allowed", "VmLck"}) {
+      if (name == kept) {
+        state[std::string(kept) == "Umask" ? "file mode mask" : name] = line.substr(line.find_last_of(" \t") + 1);
+      }
+    }
+  }
+  for (int limit = 0; limit < static_cast<int>(RLIM_NLIMITS); ++limit) {
+    rlimit value{};
+    getrlimit(static_cast<__rlimit_resource>(limit), &value);
+    state[fmt::format("resource limit {}", limit)] = fmt::format("{} of {}", value.rlim_cur, value.rlim_max);
+  }
+  sched_param parameter{};
+  sched_getparam(0, &parameter);
+  state["scheduling"] = fmt::format("policy {}, priority {}, nice {}", sched_getscheduler(0), parameter.sched_priority,
+                                    getpriority(PRIO_PROCESS, 0));
+  state["process group and session"] = fmt::format("{}, {}", getpgrp(), getsid(0));
+  int reaper = 0;
+  int deathSignal = 0;
+  prctl(PR_GET_CHILD_SUBREAPER, &reaper);
+  prctl(PR_GET_PDEATHSIG, &deathSignal);
+  state["process attributes"] = fmt::format(
+      "dumpable {}, keeps capabilities {}, timer slack {}, subreaper {}, signal on the death of the parent {}",
+      prctl(PR_GET_DUMPABLE), prctl(PR_GET_KEEPCAPS), prctl(PR_GET_TIMERSLACK), reaper, deathSignal);
+  for (const char* const file : {"oom_score_adj", "coredump_filter", "personality"}) {
+    state[file] = ReadAll(fmt::format("/proc/self/{}", file).c_str());
   }
   return state;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a library could change in a process without anyone having asked for it.
+/// State of the process that belongs to the host and that a library can change.
 
 #include <map>
 #include <string>
@@ -8,17 +8,18 @@
 /// Each thing by its name: "umask" is "0022".
 using ProcessState = std::map<std::string, std::string>;
 
-ProcessState Threads();      ///< those that run now, by number
-ProcessState Descriptors();  ///< the open ones, and what they lead to
-ProcessState Signals();      ///< what happens on each signal, and which are blocked
-/// Locale, environment, working folder, file mode mask, and how numbers are computed: rounding, and whether the
-/// smallest ones count as zero, which code that was compiled to be fast at any price sets for the whole process.
+ProcessState Threads();      ///< the threads that run now, child processes, whether there have been any
+ProcessState Descriptors();  ///< the open ones, what they lead to, flags, the position in standard input, stdio
+ProcessState Signals();      ///< handlers, blocked and pending signals, timers
+/// Locale, environment, folders, how numbers are computed (rounding, flush to zero, exceptions), handlers of the C++
+/// runtime, standard streams, and the C library's hidden state (rand, strtok, getopt).
 ProcessState Surroundings();
+ProcessState Privileges();  ///< identity, file mode mask, limits, scheduling, attributes of the process
 
 /// Fails the check unless both are the same; says what changed `when`, as in "loading".
 void ExpectUnchanged(const ProcessState& before, const ProcessState& after, const std::string& when);
 
-/// Takes what is printed while it lives, by this program or past it, instead of standard output and standard error.
+/// While it lives, collects what is written to standard output and standard error, by whatever way.
 class PrintedText {
  public:
   PrintedText();

@@ -1,0 +1,129 @@
+#include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CheckedModule.h"
+#include "Host/Validate/Support/Phases.h"
+#include "Host/Validate/Support/ProcessState.h"
+#include "Host/Validate/Support/StreamRun.h"
+#include "Host/Validate/Support/SystemCalls.h"
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+namespace {
+
+void PrintsNothing(const std::string& path) {
+  const PrintedText printed;
+  ForEachPhase(path, [&printed](const char* phase) {
+    const std::string text = printed.Text();
+    ExpectThat(text.empty(), text, "nothing printed by {}", phase);
+  });
+}
+
+/// Gives this process a standard input with something in it.
+void FillInput() {
+  const int file = memfd_create("input", MFD_CLOEXEC);
+  const std::string text(100, '\n');
+  static_cast<void>(!write(file, text.data(), text.size()));
+  lseek(file, 0, SEEK_SET);
+  dup2(file, STDIN_FILENO);
+  close(file);
+}
+
+template <ProcessState (*Read)()>
+void Leaves(const std::string& path) {
+  FillInput();
+  ProcessState before = Read();
+  ForEachPhase(path, [&before](const char* phase) {
+    ProcessState after = Read();
+    ExpectUnchanged(before, after, phase);
+    before = std::move(after);
+  });
+}
+
+void MakesNoSystemCalls(const std::string& path) {
+  WatchSystemCalls();
+  ForEachPhase(path, [](const char* phase) {
+    std::fflush(nullptr);
+    const std::string call = WatchedSystemCall();
+    ExpectThat(call.empty(), call, "no system call by {} that changes files or the process", phase);
+  });
+}
+
+/// How a child process ends that calls `end`, and what it prints meanwhile.
+template <class End>
+void ExpectQuietEnd(const End& end, const std::string& how, int code) {
+  const PrintedText printed;
+  const pid_t child = fork();
+  if (child == 0) {
+    end();
+    _exit(99);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  const std::string actual =
+      WIFEXITED(status) ? fmt::format("exit code {}", WEXITSTATUS(status)) : fmt::format("signal {}", WTERMSIG(status));
+  ExpectThat(WIFEXITED(status) && WEXITSTATUS(status) == code, actual, "exit code {} from {}", code, how);
+  ExpectThat(printed.Text().empty(), printed.Text(), "nothing printed by {}", how);
+}
+
+void LetsTheProcessEnd(const std::string& path) {
+  const auto expectQuietEnds = [](const char* when) {
+    ExpectQuietEnd([] { std::exit(42); }, fmt::format("exit after {}", when), 42);
+    ExpectQuietEnd([] { std::quick_exit(43); }, fmt::format("quick_exit after {}", when), 43);
+    ExpectQuietEnd([] { _exit(44); }, fmt::format("a fork after {}", when), 44);
+  };
+  {
+    const CheckedModule module(path);
+    const StreamSetup setup = DefaultSetup(module);
+    const CompressorOwner compressor = setup.NewCompressor(module);
+    Encode(*compressor, setup, SomeInput(setup), {1000});
+    const CompressorOwner copy(compressor->CreateCopy());
+    expectQuietEnds("a run, with the module loaded");
+  }
+  expectQuietEnds("unloading the module");
+}
+
+void WorksOnOtherThreads(const std::string& path) {
+  std::exception_ptr error;
+  std::thread([&path, &error] {
+    try {
+      ForEachPhase(path, [](const char* /*phase*/) {});
+    } catch (...) {
+      error = std::current_exception();
+    }
+  }).join();
+  if (error != nullptr) {
+    std::rethrow_exception(error);
+  }
+}
+
+}  // namespace
+
+std::span<const Check> ProcessChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"process.prints-nothing", "What a module prints ends up in output that programs read from the host.",
+       PrintsNothing, kLoads},
+      {"process.threads", "A thread that outlives unloading runs code that is gone; children are the host's to start.",
+       Leaves<Threads>, kLoads},
+      {"process.descriptors", "Descriptors left open run out; standard input and output are the host's.",
+       Leaves<Descriptors>, kLoads},
+      {"process.signals", "How signals are handled, and which timers send them, is the host's decision.",
+       Leaves<Signals>, kLoads},
+      {"process.surroundings",
+       "Locale, environment, folder and number handling are the host's: a change alters what it computes and writes.",
+       Leaves<Surroundings>, kLoads},
+      {"process.privileges", "Limits, priorities and file modes apply to everything else that the host does.",
+       Leaves<Privileges>, kLoads},
+      {"process.system-calls", "Files, connections and processes that nobody asked for are faults, or worse.",
+       MakesNoSystemCalls, kLoads},
+      {"process.exit", "A host that exits, or forks, must not run into code of a module, loaded or not.",
+       LetsTheProcessEnd, kHasSettings},
+      {"process.other-threads", "Hosts load and encode on a thread that ends when the work is done.",
+       WorksOnOtherThreads, kLoads},
+  });
+  return kChecks;
+}

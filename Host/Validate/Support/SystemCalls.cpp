@@ -1,0 +1,158 @@
+#include "Host/Validate/Support/SystemCalls.h"
+
+#include "Host/Validate/Engine/Check.h"
+
+#include <fcntl.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <ucontext.h>
+#include <unistd.h>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+#if defined(__x86_64__)
+
+/// A system call that is watched: always, or when the argument `argument` has one of the bits `mask` or equals `value`.
+struct Watched {
+  enum When { kAlways, kBits, kNotBits, kNotZero, kEquals };
+
+  int number;
+  const char* name;
+  When when = kAlways;
+  unsigned int argument = 0;
+  unsigned int value = 0;
+};
+
+constexpr unsigned int kWriting = O_WRONLY | O_RDWR | O_CREAT | O_TRUNC;
+
+#define ALWAYS(name) \
+  Watched { SYS_##name, #name }
+
+// clang-format off
+constexpr std::array kWatched{
+    Watched{SYS_open, "open", Watched::kBits, 1, kWriting}, Watched{SYS_openat, "openat", Watched::kBits, 2, kWriting},
+    Watched{SYS_clone, "clone", Watched::kNotBits, 0, CLONE_THREAD}, Watched{SYS_read, "read", Watched::kEquals, 0, 0},
+    Watched{SYS_rt_sigaction, "rt_sigaction", Watched::kNotZero, 1}, Watched{SYS_prlimit64, "prlimit64", Watched::kNotZero, 2},
+    Watched{SYS_sigaltstack, "sigaltstack", Watched::kNotZero, 0},
+    ALWAYS(creat), ALWAYS(mkdir), ALWAYS(mkdirat), ALWAYS(rmdir), ALWAYS(unlink), ALWAYS(unlinkat), ALWAYS(rename),
+    ALWAYS(renameat), ALWAYS(renameat2), ALWAYS(link), ALWAYS(linkat), ALWAYS(symlink), ALWAYS(symlinkat), ALWAYS(mknod),
+    ALWAYS(mknodat), ALWAYS(truncate), ALWAYS(chmod), ALWAYS(fchmod), ALWAYS(fchmodat), ALWAYS(chown), ALWAYS(fchown),
+    ALWAYS(lchown), ALWAYS(fchownat), ALWAYS(utimensat), ALWAYS(setxattr), ALWAYS(socket), ALWAYS(socketpair),
+    ALWAYS(fork), ALWAYS(vfork), ALWAYS(execve), ALWAYS(execveat), ALWAYS(kill), ALWAYS(tkill), ALWAYS(ptrace),
+    ALWAYS(setrlimit), ALWAYS(umask), ALWAYS(chdir), ALWAYS(fchdir), ALWAYS(chroot), ALWAYS(setpriority),
+    ALWAYS(sched_setaffinity), ALWAYS(sched_setscheduler), ALWAYS(sched_setparam), ALWAYS(sched_setattr),
+    ALWAYS(setitimer), ALWAYS(alarm), ALWAYS(timer_create), ALWAYS(timerfd_create), ALWAYS(prctl), ALWAYS(personality),
+    ALWAYS(setpgid), ALWAYS(setsid), ALWAYS(setuid), ALWAYS(setgid), ALWAYS(setreuid), ALWAYS(setregid),
+    ALWAYS(setresuid), ALWAYS(setresgid), ALWAYS(setgroups), ALWAYS(capset), ALWAYS(nanosleep), ALWAYS(clock_nanosleep),
+    ALWAYS(pause), ALWAYS(mlock), ALWAYS(mlock2), ALWAYS(mlockall), ALWAYS(shmget), ALWAYS(semget), ALWAYS(msgget),
+    ALWAYS(mq_open), ALWAYS(mount), ALWAYS(sethostname), ALWAYS(ioprio_set), ALWAYS(unshare)};
+// clang-format on
+#undef ALWAYS
+
+// Set by the signal handler.
+volatile int g_number = -1;
+std::array<char, 256> g_path{};
+
+void Note(int /*signal*/, siginfo_t* info, void* context) {
+  greg_t* const registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+  if (g_number == -1) {
+    const auto path = info->si_syscall == SYS_openat ? registers[REG_RSI]
+                      : info->si_syscall == SYS_open ? registers[REG_RDI]
+                                                     : 0;
+    g_path[0] = '\0';
+    if (path != 0) {
+      std::strncpy(g_path.data(), reinterpret_cast<const char*>(path), g_path.size() - 1);
+    }
+    g_number = info->si_syscall;
+  }
+  registers[REG_RAX] = -EPERM;
+}
+
+void AddWatched(std::vector<sock_filter>& filter, const Watched& watched) {
+  const auto argument = static_cast<unsigned int>(offsetof(seccomp_data, args) + sizeof(__u64) * watched.argument);
+  const auto number = static_cast<unsigned int>(watched.number);
+  const sock_filter trap = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP);
+  const sock_filter allow = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
+  const sock_filter load = BPF_STMT(BPF_LD | BPF_W | BPF_ABS, argument);
+  std::vector<sock_filter> body;
+  switch (watched.when) {
+    case Watched::kAlways:
+      body = {trap};
+      break;
+    case Watched::kBits:
+      body = {load, BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, watched.value, 0, 1), trap, allow};
+      break;
+    case Watched::kNotBits:
+      body = {load, BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, watched.value, 1, 0), trap, allow};
+      break;
+    case Watched::kNotZero:  // a pointer, whose lower half is not zero either
+      body = {load, BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 1, 0), trap, allow};
+      break;
+    case Watched::kEquals:
+      body = {load, BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, watched.value, 0, 1), trap, allow};
+      break;
+  }
+  filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, static_cast<unsigned char>(body.size())));
+  filter.insert(filter.end(), body.begin(), body.end());
+}
+
+#endif
+
+}  // namespace
+
+#if defined(__x86_64__)
+
+void WatchSystemCalls() {
+  struct sigaction action {};
+  action.sa_sigaction = Note;
+  action.sa_flags = SA_SIGINFO | SA_NODEFER;
+  sigaction(SIGSYS, &action, nullptr);
+  std::vector<sock_filter> filter{
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AUDIT_ARCH_X86_64, 1, 0),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      // Its flags lie in memory, out of a filter's reach; the C library then takes clone.
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+  };
+  for (const Watched& watched : kWatched) {
+    AddWatched(filter, watched);
+  }
+  filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    throw CheckSkipped{"the kernel does not let this process filter system calls"};
+  }
+}
+
+std::string WatchedSystemCall() {
+  if (g_number == -1) {
+    return {};
+  }
+  const auto watched =
+      std::find_if(kWatched.begin(), kWatched.end(), [](const Watched& entry) { return entry.number == g_number; });
+  const char* const name = watched == kWatched.end() ? "another system call" : watched->name;
+  std::string text = g_path[0] == '\0' ? fmt::format("{}()", name) : fmt::format("{}(\"{}\")", name, g_path.data());
+  g_number = -1;
+  return text;
+}
+
+#else
+
+void WatchSystemCalls() { throw CheckSkipped{"system calls are watched on x86-64 only"}; }
+
+std::string WatchedSystemCall() { return {}; }
+
+#endif
