@@ -214,7 +214,10 @@ void DeclareValidate(CLI::App& app, ValidateOptions& options) {
   declare.Value(
       "--junit", "FILE", "Also write the results to this file in the JUnit form",
       [&options](const char* option, const std::string& text) { options.junit = ReadFileName(option, text); });
+  declare.Value("--html", "FILE", "Also write the results to this file as a page to read",
+                [&options](const char* option, const std::string& text) { options.html = ReadFileName(option, text); });
   declare.Flag("-f,--force", options.force, "Replace an existing FILE");
+  declare.Flag("--valgrind", options.valgrind, "Run the checks under valgrind; allow more time with --timeout");
   options.jobs = DefaultJobs();
   declare.Jobs(options.jobs, "Run this many checks at a time (default: one per processor)");
   declare.Value("--timeout", "SECONDS", "Time limit of each check (default: 30)",

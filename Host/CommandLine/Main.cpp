@@ -39,6 +39,9 @@ void RunAsChild(int argc, const char* const* argv) {
   if (argc == 5 && work == kCheckArgument) {
     RunCheckInChild(argv[2], argv[3], argv[4]);
   }
+  if (argc == 5 && work == kValgrindArgument) {
+    StartValgrindInChild(argv[2], argv[3], argv[4]);
+  }
 }
 
 int Run(const Options& options) {

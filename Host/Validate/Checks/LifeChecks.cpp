@@ -134,7 +134,7 @@ void TakesCallsInAnyOrder(const CheckedModule& module) {
   }
 }
 
-constexpr std::array<const char*, 2> kMemoryContents{"GLIBC_TUNABLES=glibc.malloc.perturb=85",
+constexpr std::array<const char*, 3> kMemoryContents{"", "GLIBC_TUNABLES=glibc.malloc.perturb=85",
                                                      "GLIBC_TUNABLES=glibc.malloc.perturb=170"};
 
 }  // namespace

@@ -184,7 +184,9 @@ void CheckFlagsOf(ISetting& setting, const std::string& name) {
                Shortened(given));
     ExpectThat(toolTipText == given + " 2", Shortened(Quoted(toolTipText)), "tool tip of {} as set: {} 2", name,
                Shortened(given));
-    for (const char* const none : {"", static_cast<const char*>(nullptr)}) {
+    for (const char* const none : {static_cast<const char*>(nullptr), ""}) {
+      setting.SetOptionalText("before");
+      setting.SetToolTipText("before");
       setting.SetOptionalText(none);
       setting.SetToolTipText(none);
       for (const char* const text : {setting.GetOptionalText(), setting.GetToolTipText()}) {

@@ -138,8 +138,9 @@ void ForEachApplicable(IAudioCompressor& compressor, const char* reason) {
 }
 
 void HasTexts(IAudioCompressor& compressor) {
-  for (const auto& [what, text, use] : ShownTextsOf(compressor)) {
+  for (const auto& [what, text, copy, use] : ShownTextsOf(compressor)) {
     Expect(text != nullptr, what, "null");
+    ExpectThat(text == copy, Shortened(text), "{} unchanged while others are read: {}", what, Shortened(copy));
     ExpectThat(use == ShownText::Use::kValue || IsUtf8(text), Quoted(text), "{} in UTF-8", what);
     ExpectThat(use != ShownText::Use::kName || *text != '\0', "\"\"", "{} that is not empty", what);
   }

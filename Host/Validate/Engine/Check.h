@@ -93,7 +93,12 @@ std::span<const Check> SettingDependenceChecks();  ///< "settings.": what settin
 std::span<const Check> SettingCopyChecks();        ///< "settings.": copies
 std::span<const Check> StreamPacketChecks();       ///< "stream.": the packets of a run
 std::span<const Check> StreamMemoryChecks();       ///< "stream.": who owns the input and the packets
+std::span<const Check> PacketChecks();             ///< "packets.": packets and bundles as objects
 std::span<const Check> StreamRunChecks();          ///< "stream.": runs one after the other and side by side
 std::span<const Check> StreamHintChecks();         ///< "stream.": hints and refusals
+std::span<const Check> PcmSettingChecks();         ///< "pcm.": names, settings and answers of Linear PCM
+std::span<const Check> PcmStreamChecks();          ///< "pcm.": runs of Linear PCM
+std::span<const Check> ThreadChecks();             ///< "threads.": other threads, several at a time
 std::span<const Check> LifeChecks();               ///< "life.": calls in any order, many objects, copies
 std::span<const Check> AllocationChecks();         ///< "life.": memory that runs out
+std::span<const Check> CostChecks();               ///< "life.": leaks, and the cost of a run against its length

@@ -3,11 +3,14 @@
 #include "Host/System/ChildProcess.h"
 #include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Utf8.h"
+#include "Host/Validate/Engine/Seed.h"
 #include "Host/Validate/Engine/Selection.h"
 #include "Host/Validate/Engine/StepNote.h"
 
+#include <fnmatch.h>
 #include <sys/random.h>
 #include <unistd.h>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -100,14 +103,30 @@ std::string AllocatorPath() {
   return std::filesystem::exists(path) ? path.string() : std::string();
 }
 
+constexpr int kValgrindFoundErrors = 97;
+
+/// Not those that watch the process or count allocations, which are valgrind's there, and not the longest.
+bool CanRunUnderValgrind(const Check& check) {
+  static constexpr std::array kExcluded{"process.*",     "threads.small-stack", "stream.input",
+                                        "stream.minute", "pcm.long-run",        "pcm.sizes",
+                                        "pcm.content",   "life.thousand-*",     "life.even-cost"};
+  return !check.needsAllocator && std::none_of(kExcluded.begin(), kExcluded.end(), [&check](const char* pattern) {
+    return fnmatch(pattern, check.name, 0) == 0;
+  });
+}
+
 Answer RunInChild(const Check& check, const std::string& environment, const std::string& module,
-                  std::chrono::milliseconds timeLimit) {
+                  const CheckSetup& setup) {
   const StepNote step;
-  ChildTask task{{kCheckArgument, check.name, module, step.Path()}, {}, timeLimit};
+  ChildTask task{{kCheckArgument, check.name, module, step.Path()}, {}, setup.timeLimit};
+  // One seed for all children, so that a check that runs in several of them does the same in each.
+  task.environment.push_back(fmt::format("RHOHOST_SEED={}", Seed()));
   if (!environment.empty()) {
     task.environment.push_back(environment);
   }
-  if (const std::string allocator = AllocatorPath(); !allocator.empty()) {
+  if (setup.underValgrind) {
+    task.arguments.front() = kValgrindArgument;
+  } else if (const std::string allocator = AllocatorPath(); !allocator.empty()) {
     task.environment.push_back("LD_PRELOAD=" + allocator);
   }
   const ChildEnd end = RunChild(task);
@@ -117,17 +136,20 @@ Answer RunInChild(const Check& check, const std::string& environment, const std:
     const std::string where = step.Text().empty() ? "" : " in or after " + step.Text();
     const char* const without = end.how == ChildEnd::kExited ? ", without a result" : "";
     answer->result =
-        Failed("the check to complete", fmt::format("it {}{}", DescribeEnd(end, timeLimit, where), without));
+        Failed("the check to complete", fmt::format("it {}{}", DescribeEnd(end, setup.timeLimit, where), without));
+  }
+  if (setup.underValgrind && end.how == ChildEnd::kExited && end.code == kValgrindFoundErrors) {
+    answer->result = Failed("no memory errors", "valgrind reports some; what it printed says which");
   }
   answer->result.printed = end.printed;
   answer->result.isInterrupted = end.how == ChildEnd::kInterrupted;
   return *answer;
 }
 
-CheckResult RunInEnvironments(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit) {
+CheckResult RunInEnvironments(const Check& check, const std::string& module, const CheckSetup& setup) {
   std::optional<Answer> first;
   for (const char* const environment : check.environments) {
-    Answer answer = RunInChild(check, environment, module, timeLimit);
+    Answer answer = RunInChild(check, environment, module, setup);
     const std::string where = *environment == '\0' ? "" : fmt::format(" (with {})", environment);
     if (answer.result.verdict != Verdict::kPassed) {
       answer.result.actual += answer.result.verdict == Verdict::kFailed ? where : "";
@@ -156,16 +178,19 @@ const char* VerdictText(Verdict verdict) {
 
 void MustAgree(std::string_view what) { Agreement().append(what); }
 
-CheckResult RunCheck(const Check& check, const std::string& module, std::chrono::milliseconds timeLimit) {
+CheckResult RunCheck(const Check& check, const std::string& module, const CheckSetup& setup) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   CheckResult result;
-  if (check.needsAllocator && AllocatorPath().empty()) {
+  if (setup.underValgrind && !CanRunUnderValgrind(check)) {
+    result.verdict = Verdict::kSkipped;
+    result.reason = "it cannot run under valgrind";
+  } else if (check.needsAllocator && AllocatorPath().empty()) {
     result.verdict = Verdict::kSkipped;
     result.reason = "this installation has no FailingAllocations.so; builds with sanitizers have none";
   } else {
-    result = check.environments.empty() ? RunInChild(check, "", module, timeLimit).result
-                                        : RunInEnvironments(check, module, timeLimit);
+    result = check.environments.empty() ? RunInChild(check, "", module, setup).result
+                                        : RunInEnvironments(check, module, setup);
   }
   result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
   return result;
@@ -188,4 +213,13 @@ void RunCheckInChild(const std::string& name, const std::string& module, const s
   }
   // Without running any more code of the module: what it does when a process exits is the subject of a check.
   _exit(0);
+}
+
+void StartValgrindInChild(const std::string& name, const std::string& module, const std::string& stepNote) {
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+  const std::string exitCode = fmt::format("--error-exitcode={}", kValgrindFoundErrors);
+  execlp("valgrind", "valgrind", "--quiet", "--exit-on-first-error=yes", exitCode.c_str(), program.c_str(),
+         kCheckArgument, name.c_str(), module.c_str(), stepNote.c_str(), nullptr);
+  std::perror("valgrind");
+  _exit(127);
 }

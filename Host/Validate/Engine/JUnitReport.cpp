@@ -1,29 +1,11 @@
-#include "Host/Text/Utf8.h"
 #include "Host/Validate/Engine/Report.h"
+#include "Host/Validate/Engine/XmlText.h"
 
 #include <map>
 #include <pugixml.hpp>
 #include <sstream>
-#include <string_view>
 
 namespace {
-
-/// The text as XML can hold it: UTF-8, with a question mark for each control character and U+FFFD for U+FFFE and U+FFFF.
-std::string ForXml(const std::string& text) {
-  std::string result = ToUtf8(text);
-  for (char& character : result) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte < 0x20 && byte != '\n' && byte != '\t') {
-      character = '?';
-    }
-  }
-  for (const std::string_view unusable : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
-    for (std::size_t at = result.find(unusable); at != std::string::npos; at = result.find(unusable, at)) {
-      result[at + 2] = '\xBD';
-    }
-  }
-  return result;
-}
 
 std::string SecondsText(double seconds) { return fmt::format("{:.3f}", seconds); }
 
@@ -52,13 +34,13 @@ void AddCase(pugi::xml_node suite, const std::string& group, const CheckOutcome&
   Set(testCase, "time", SecondsText(result.seconds));
   if (result.verdict == Verdict::kFailed) {
     pugi::xml_node failure = testCase.append_child("failure");
-    Set(failure, "message", ForXml(fmt::format("expected {}, actual {}", result.expected, result.actual)));
+    Set(failure, "message", XmlText(fmt::format("expected {}, actual {}", result.expected, result.actual)));
     failure.text().set(outcome.check->why);
   } else if (result.verdict == Verdict::kSkipped) {
-    Set(testCase.append_child("skipped"), "message", ForXml(result.reason));
+    Set(testCase.append_child("skipped"), "message", XmlText(result.reason));
   }
   if (!result.printed.empty()) {
-    testCase.append_child("system-out").text().set(ForXml(result.printed).c_str());
+    testCase.append_child("system-out").text().set(XmlText(result.printed).c_str());
   }
 }
 
@@ -75,7 +57,7 @@ std::string JUnitReport(const std::string& module, const std::vector<CheckOutcom
   Set(declaration, "version", "1.0");
   Set(declaration, "encoding", "UTF-8");
   pugi::xml_node suites = document.append_child("testsuites");
-  Set(suites, "name", ForXml(module));
+  Set(suites, "name", XmlText(module));
   SetNumbers(suites, outcomes);
   for (const auto& [group, ofGroup] : groups) {
     pugi::xml_node suite = suites.append_child("testsuite");

@@ -27,3 +27,6 @@ std::string JsonReport(const std::string& module, const std::vector<CheckOutcome
 /// Everything as the XML that continuous-integration services read test results from, the JUnit form: a suite for each
 /// group. Valid whatever bytes the texts hold.
 std::string JUnitReport(const std::string& module, const std::vector<CheckOutcome>& outcomes);
+
+/// Everything as one HTML page for people, which needs nothing beside it.
+std::string HtmlReport(const std::string& module, const std::vector<CheckOutcome>& outcomes);

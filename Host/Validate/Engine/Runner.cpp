@@ -41,7 +41,7 @@ class Run {
       CheckResult result;
       std::exception_ptr error;
       try {
-        result = RunCheck(*m_outcomes[index].check, m_module, m_options.timeLimit);
+        result = RunCheck(*m_outcomes[index].check, m_module, m_options.setup);
       } catch (...) {
         error = std::current_exception();
       }
@@ -128,7 +128,7 @@ Results RunPrerequisites(std::vector<const Check*>& checks, const std::string& m
   Results results;
   for (const Check* const check : AllChecks()) {
     if (needed.contains(check->name) && FailedNeed(*check, results) == nullptr) {
-      CheckResult& result = results[check->name] = RunCheck(*check, module, options.timeLimit);
+      CheckResult& result = results[check->name] = RunCheck(*check, module, options.setup);
       if (result.isInterrupted) {
         checks.clear();
         return {};

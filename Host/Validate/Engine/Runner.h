@@ -13,8 +13,8 @@ struct CheckOutcome {
 };
 
 struct RunnerOptions {
-  unsigned int jobs = 1;                  ///< how many run at a time
-  std::chrono::milliseconds timeLimit{};  ///< of each
+  unsigned int jobs = 1;  ///< how many run at a time
+  CheckSetup setup;
 };
 
 /// Runs the checks on the module and returns their results, in their order; `onOutcome` gets each as soon as those

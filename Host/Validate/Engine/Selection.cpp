@@ -30,8 +30,9 @@ std::vector<const Check*> AllChecks() {
   std::vector<const Check*> checks;
   for (const auto& group :
        {LoadingChecks(), ProcessChecks(), InformationChecks(), SettingOfferChecks(), SettingChangeChecks(),
-        SettingDependenceChecks(), SettingCopyChecks(), StreamPacketChecks(), StreamMemoryChecks(), StreamRunChecks(),
-        StreamHintChecks(), LifeChecks(), AllocationChecks()}) {
+        SettingDependenceChecks(), SettingCopyChecks(), PacketChecks(), StreamPacketChecks(), StreamMemoryChecks(),
+        StreamRunChecks(), StreamHintChecks(), PcmSettingChecks(), PcmStreamChecks(), ThreadChecks(), LifeChecks(),
+        AllocationChecks(), CostChecks()}) {
     for (const Check& check : group) {
       checks.push_back(&check);
     }

@@ -77,10 +77,15 @@ int Validate(const ValidateOptions& given) {
   }
   Seed();  // a seed that is not a number is refused before any check runs
   CheckModuleFile(options.module);
-  if (options.junit) {
-    CheckReportFile(*options.junit, options);
+  for (const auto& report : {options.junit, options.html}) {
+    if (report) {
+      CheckReportFile(*report, options);
+    }
   }
-  const RunnerOptions runner{options.jobs, options.timeout};
+  if (options.junit && options.junit == options.html) {
+    throw WrongUse(*options.junit + ": both reports cannot be written to one file");
+  }
+  const RunnerOptions runner{options.jobs, {options.timeout, options.valgrind}};
   const auto outcomes = RunChecks(checks, options.module, runner, [&options](const CheckOutcome& outcome) {
     if (!options.json && (!options.quiet || CountOutcomes({outcome}).failed != 0)) {
       Print(OutcomeText(outcome));
@@ -94,6 +99,9 @@ int Validate(const ValidateOptions& given) {
   }
   if (options.junit) {
     WriteFile(*options.junit, JUnitReport(options.module, outcomes), options.force);
+  }
+  if (options.html) {
+    WriteFile(*options.html, HtmlReport(options.module, outcomes), options.force);
   }
   return counts.failed == 0 && counts.passed != 0 ? 0 : 1;
 }

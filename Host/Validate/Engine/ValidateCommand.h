@@ -12,6 +12,8 @@ struct ValidateOptions {
   std::vector<std::string> only;     ///< patterns of check names; all checks when empty
   std::vector<std::string> skip;     ///< patterns of check names
   std::optional<std::string> junit;  ///< a file for the report in the JUnit form
+  std::optional<std::string> html;   ///< a file for the report as a page
+  bool valgrind = false;             ///< run the checks under valgrind
   unsigned int jobs = 1;             ///< checks that run at a time
   std::chrono::seconds timeout{30};  ///< time limit of each check
   bool isList = false;               ///< list the checks, run none

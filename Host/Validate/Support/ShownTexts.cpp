@@ -83,7 +83,7 @@ class Gatherer {
   }
 
   void Add(const std::string& attribute, const char* text, ShownText::Use use = ShownText::Use::kExtra) {
-    m_texts.push_back({attribute + " of " + Named(), text, use});
+    m_texts.push_back({fmt::format("{} of {}", attribute, Named()), text, text == nullptr ? "" : text, use});
   }
 
   std::vector<ShownText> Take() { return std::move(m_texts); }

@@ -16,6 +16,7 @@ struct ShownText {
   };
   std::string what;  ///< "label of \"All/Mode\"", for reports
   const char* text = nullptr;
+  std::string copy;  ///< of the text, made at once
   Use use = Use::kExtra;
 };
 

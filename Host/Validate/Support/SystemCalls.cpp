@@ -49,7 +49,7 @@ constexpr std::array kWatched{
     ALWAYS(renameat), ALWAYS(renameat2), ALWAYS(link), ALWAYS(linkat), ALWAYS(symlink), ALWAYS(symlinkat), ALWAYS(mknod),
     ALWAYS(mknodat), ALWAYS(truncate), ALWAYS(chmod), ALWAYS(fchmod), ALWAYS(fchmodat), ALWAYS(chown), ALWAYS(fchown),
     ALWAYS(lchown), ALWAYS(fchownat), ALWAYS(utimensat), ALWAYS(setxattr), ALWAYS(socket), ALWAYS(socketpair),
-    ALWAYS(fork), ALWAYS(vfork), ALWAYS(execve), ALWAYS(execveat), ALWAYS(kill), ALWAYS(tkill), ALWAYS(ptrace),
+    ALWAYS(fork), ALWAYS(vfork), ALWAYS(execve), ALWAYS(execveat), ALWAYS(kill), ALWAYS(tkill), ALWAYS(tgkill), ALWAYS(ptrace),
     ALWAYS(setrlimit), ALWAYS(umask), ALWAYS(chdir), ALWAYS(fchdir), ALWAYS(chroot), ALWAYS(setpriority),
     ALWAYS(sched_setaffinity), ALWAYS(sched_setscheduler), ALWAYS(sched_setparam), ALWAYS(sched_setattr),
     ALWAYS(setitimer), ALWAYS(alarm), ALWAYS(timer_create), ALWAYS(timerfd_create), ALWAYS(prctl), ALWAYS(personality),

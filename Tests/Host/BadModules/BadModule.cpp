@@ -3,17 +3,27 @@
 
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMCompressor.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
+#include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <cfenv>
+#include <clocale>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <new>
 #include <string_view>
+#include <thread>
 
 namespace {
 
@@ -26,10 +36,45 @@ std::string_view FaultOfThisFile() {
 }
 
 const std::string_view kFault = FaultOfThisFile();
+volatile int g_ended;
 
-void Note(const char* call) {
+/// What a fault does to the process, and in which call.
+struct ProcessFault {
+  std::string_view name;
+  std::string_view call;
+  void (*act)();
+};
+
+template <std::size_t kSize>
+void UseStack() {
+  volatile char bytes[kSize];
+  bytes[0] = 0;
+  bytes[kSize - 1] = bytes[0];
+  g_ended = bytes[kSize - 1];
+}
+
+constexpr std::array kProcessFaults{
+    ProcessFault{"PrintsAtFlush", "flush", [] { std::puts("done"); }},
+    ProcessFault{"ReadsInput", "CompressFrameBegin", [] { std::getchar(); }},
+    ProcessFault{"SetsLocale", "ValidateSettings", [] { std::setlocale(LC_NUMERIC, "C.UTF-8"); }},
+    ProcessFault{"UsesRand", "CompressFrame", [] { std::rand(); }},
+    ProcessFault{"FlushesToZero", "CompressFrame", [] { std::fesetround(FE_UPWARD); }},
+    ProcessFault{"SetsTimer", "CompressFrameEnd", [] { alarm(1000); }},
+    ProcessFault{"ChangesMask", "Release", [] { umask(077); }},
+    ProcessFault{"StartsThread", "CompressFrame", [] { std::thread([] { pause(); }).detach(); }},
+    ProcessFault{"StartsProcess", "flush", [] { g_ended = fork() == 0 ? (_exit(0), 0) : wait(nullptr); }},
+    ProcessFault{"MakesFile", "CompressFrameBegin", [] { std::ofstream("/dev/null"); }},
+    ProcessFault{"ExitsOtherwise", "CompressFrameBegin", [] { on_exit([](int, void*) { _exit(9); }, nullptr); }},
+    ProcessFault{"NeedsStack", "CompressFrame", UseStack<200'000>}};
+
+void Note(std::string_view call) {
   if (kFault == "Healthy") {
-    std::fprintf(stderr, "%s ", call);
+    std::fprintf(stderr, "%s ", call.data());
+  }
+  for (const ProcessFault& fault : kProcessFaults) {
+    if (fault.name == kFault && fault.call == call) {
+      fault.act();
+    }
   }
 }
 
@@ -44,6 +89,11 @@ bool Load() {
     pause();
   } else if (kFault == "PrintsOnLoad") {
     std::printf("Welcome \xFF\1<&]]>\n");
+  } else if (kFault == "ClaimsToPass") {
+    for (int descriptor = 3; descriptor < 256; ++descriptor) {
+      g_ended = static_cast<int>(write(descriptor, "{\"verdict\":\"passed\"}\n", 21));
+    }
+    _exit(0);
   } else if (kFault == "Litters") {
     open("/dev/null", O_RDONLY);
     std::signal(SIGUSR1, SIG_IGN);
@@ -84,6 +134,7 @@ std::array<unsigned int, 3> g_listed{1, 2, 2};
 unsigned int g_shared = 2;
 const std::size_t kLabelStart = kFault == "SettingNotUtf8" ? 4 : kFault == "SettingEmpty" ? 5 : 0;
 const void* g_current;
+std::atomic<int> g_inside{0};
 
 /// A setting of 1 or 2, for the faults that settings have.
 class Extra : public UnsignedIntSetting {
@@ -98,11 +149,42 @@ class Extra : public UnsignedIntSetting {
   unsigned int GetValue() const override {
     return kFault == "SettingSharesValue" ? g_shared : UnsignedIntSetting::GetValue();
   }
+  unsigned int GetAllowableValue(unsigned int index) const override {
+    return kFault == "SettingReadsBeyond" && index > 1 ? 7 : UnsignedIntSetting::GetAllowableValue(index);
+  }
+  void SetIsOptional(unsigned int optional) override {
+    UnsignedIntSetting::SetIsOptional(kFault == "SettingSquashesFlags" && optional != 0 ? 1 : optional);
+  }
   void SetValue(unsigned int value) override {
     g_shared = value;
     SetIsValueConstrained(kFault == "SettingTakesAll" ? 0 : 1);
     UnsignedIntSetting::SetValue(kFault == "SettingTakesNone" ? 0 : value);
     SetIsValueConstrained(1);
+  }
+};
+
+/// Channel layouts that are found by their exact text alone.
+class ExactLayouts : public StringEnumSetting {
+ public:
+  ExactLayouts() : StringEnumSetting("Channels", "Channels") {
+    AddValue("Mono", 1);
+    AddValue("Stereo", 2);
+  }
+  void SetValue(const char* text) override {
+    SetSelected(static_cast<unsigned int>(StringEnumSetting::FindIndexOf(text)));
+  }
+};
+
+/// A bundle with the faults of bundles.
+class Bundle : public TPacketBundle {
+ public:
+  Bundle() : TPacketBundle(static_cast<const char*>(nullptr)) {}
+  IPacket* remove(unsigned long index) override {
+    return TPacketBundle::remove(kFault == "BundleRemovesLast" && index != 0 ? size() - 1 : index);
+  }
+  IPacket* clone() const override {
+    return kFault == "BundleClonesNothing" ? new TPacketBundle(static_cast<const char*>(nullptr))
+                                           : TPacketBundle::clone();
   }
 };
 
@@ -124,6 +206,17 @@ class Compressor : public CPCMCompressor {
     CPCMCompressor::GetAudioCompressorInfo(manufacturer, codec);
     codec += kFault == "OtherCodec" ? 1 : 0;
   }
+  const char* GetName() override { return kFault == "OtherName" ? "Linear" : CPCMCompressor::GetName(); }
+  int GetCodecDelay() override { return kFault == "Delays" ? 1 : 0; }
+  unsigned int PlaceholderDoesNotCompress() const override { return kFault == "IsPlaceholder" ? 1 : 0; }
+  unsigned int GetDataRate() override { return CPCMCompressor::GetDataRate() * (kFault == "TellsBits" ? 8 : 1); }
+  IEnumSetting* GetChannelModeSetting() override {
+    return kFault == "ExactLayouts" ? &m_exact : CPCMCompressor::GetChannelModeSetting();
+  }
+  IUnsignedIntSetting* GetSampleSizeSetting() override {
+    return kFault == "NewSettings" ? new UnsignedIntSetting("Sample Size", "SampleSize", 16, 16, 24, 0, nullptr)
+                                   : CPCMCompressor::GetSampleSizeSetting();
+  }
   IAudioCompressor* CreateCopy() override {
     const bool isPlain = kFault == "CopiesNothing";
     return kFault == "NoCopy" ? nullptr : isPlain ? new Compressor(kPCMCodecCode) : CPCMCompressor::CreateCopy();
@@ -133,8 +226,18 @@ class Compressor : public CPCMCompressor {
   void ValidateSettings() override {
     Note("ValidateSettings");
     CPCMCompressor::ValidateSettings();
-    if (kFault == "NoRespect") {
+    m_wasLow = m_wasLow || m_extra.GetValue() == 1;
+    if (kFault == "LeaksAt24Bits" && CPCMCompressor::GetSampleSizeSetting()->GetValue() == 24) {
+      g_block = std::malloc(1);
+    } else if (kFault == "NoRespect") {
       CPCMCompressor::GetSampleRateSetting()->SetValue(8000);
+    } else if (kFault == "SettingSpoilsAnother" && m_extra.GetValue() == 1) {
+      CPCMCompressor::GetChannelModeSetting()->SetSelected(4);
+      CPCMCompressor::GetDataRateSetting()->SetValue(7);
+    } else if (kFault == "SettingRemembers" && m_wasLow) {
+      m_extra.UnsignedIntSetting::SetToolTipText("was 1");
+    } else if (kFault == "StaleDataRate" && m_hasBegun) {
+      CPCMCompressor::GetDataRateSetting()->SetValue(176400);
     } else if (kFault == "ResetsHint") {
       CPCMCompressor::SetFrameRateHint(30);
     }
@@ -144,7 +247,7 @@ class Compressor : public CPCMCompressor {
   }
   unsigned int IsFormatSupported(unsigned int fileFormat) override {
     Note("IsFormatSupported");
-    return kFault == "NoMatroska" ? 0 : CPCMCompressor::IsFormatSupported(fileFormat);
+    return kFault == "NoMatroska" ? 0 : kFault == "AllFormats" ? 1 : CPCMCompressor::IsFormatSupported(fileFormat);
   }
   void SetFileFormatHint(unsigned int fileFormat) override {
     Note(fileFormat == FourCharacterCode(" MKV") ? "SetFileFormatHint" : "wrong hint");
@@ -156,6 +259,14 @@ class Compressor : public CPCMCompressor {
   RhoStatus CompressFrameBegin(KelAudio_t* format) override {
     Note("CompressFrameBegin");
     g_current = this;
+    m_emitted = 0;
+    m_thread = std::this_thread::get_id();
+    if (kFault == "ReopensStream") {
+      CPCMCompressor::CompressFrameEnd();
+    } else if (kFault == "RoundsDown") {
+      const double rate = CPCMCompressor::GetSampleRate();
+      CPCMCompressor::SetFrameRateHint(rate / std::max(1.0, std::floor(rate / m_frameRateHint)));
+    }
     if (kFault == "BeginsOnce" && m_hasBegun) {
       return kRhoStatusSuccess;
     }
@@ -176,6 +287,20 @@ class Compressor : public CPCMCompressor {
     } else if (kFault == "NeedsBegin" && !m_hasBegun) {
       std::abort();
     }
+    if (kFault == "SmallBlocks" && in != nullptr && in->dataSize > (1U << 24U)) {
+      return kRhoStatusBadArgument;
+    }
+    if (kFault == "ReadsSampleCount" && in != nullptr) {
+      in->dataSize = in->sampleCount * CPCMCompressor::GetSampleSizeSetting()->GetValue() / 8 *
+                     KelGetNumberChannels(CPCMCompressor::GetChannelMode());
+    }
+    if (kFault == "OtherStatus" && out == nullptr) {
+      return kRhoStatusNotSupported;
+    }
+    const bool isShared = g_inside++ != 0;
+    if (out != nullptr && kFault.starts_with("Bundle") && static_cast<KelEncAudio_t*>(out)->packets == nullptr) {
+      static_cast<KelEncAudio_t*>(out)->packets = new Bundle();
+    }
     const bool fails = in == nullptr ? kFault == "NoFlush" : kFault == "NoFrame";
     if (in != nullptr && in->dataSize != 0 && in->data != nullptr) {
       SpoilInput(*in, in->data);
@@ -185,7 +310,16 @@ class Compressor : public CPCMCompressor {
     if (out != nullptr && static_cast<KelEncAudio_t*>(out)->packets != nullptr) {
       m_bundle = static_cast<KelEncAudio_t*>(out)->packets;
       SpoilOutput(in == nullptr);
+      m_emitted += out->sampleCount;
+      Spend();
+      if (kFault == "SharesScratch") {
+        sched_yield();
+      }
+      if (m_bundle->size() != 0) {
+        Change(static_cast<TRHOAPIPacket&>(*m_bundle->get(m_bundle->size() - 1)), isShared);
+      }
     }
+    --g_inside;
     return status;
   }
   RhoStatus CompressFrameEnd() override {
@@ -209,7 +343,9 @@ class Compressor : public CPCMCompressor {
     g_block = kFault == "Hoards" ? std::malloc(100) : nullptr;
   }
   void SpoilOutput(bool isFlush) {
-    for (unsigned long index = 0; index < m_bundle->size(); ++index) {
+    // No other fault module is to look at all packets each time.
+    const bool spoilsAll = kFault == "TimesJump" || kFault == "SharesState" || kFault == "ChangesBytes";
+    for (unsigned long index = 0; spoilsAll && index < m_bundle->size(); ++index) {
       auto& packet = static_cast<TRHOAPIPacket&>(*m_bundle->get(index));
       packet.m_time |= kFault == "TimesJump" || (kFault == "SharesState" && g_current != this) ? 1U : 0U;
       const_cast<unsigned char&>(*packet.getData()) |= static_cast<unsigned char>(kFault == "ChangesBytes");
@@ -221,7 +357,41 @@ class Compressor : public CPCMCompressor {
     }
   }
 
+  /// Faults that take time or memory.
+  void Spend() {
+    if (kFault == "SlowsDown") {
+      for (unsigned long long i = 0; i < m_emitted / 8; ++i) {
+        g_ended = 0;
+      }
+    } else if (kFault == "AllocatesPerSample") {
+      for (unsigned long long i = 0; i < 20 * m_emitted / CPCMCompressor::GetSampleRate(); ++i) {
+        g_block = std::malloc(1);
+        std::free(g_block);
+      }
+    } else if (kFault == "Overruns") {
+      g_block = std::malloc(40);
+      static_cast<volatile char*>(g_block)[40] = 0;
+      std::free(g_block);
+    }
+  }
+  /// Faults of single packets.
+  void Change(TRHOAPIPacket& packet, bool isShared) const {
+    auto* const bytes = const_cast<unsigned char*>(packet.getData());
+    const bool isSilent =
+        std::all_of(bytes, bytes + packet.getDataSize(), [](unsigned char byte) { return byte == 0; });
+    if ((kFault == "ChangesSilence" && isSilent) || (kFault == "SharesScratch" && isShared) ||
+        (kFault == "NeedsItsThread" && m_thread != std::this_thread::get_id())) {
+      bytes[0] ^= 1U;
+    } else if (kFault == "FloatTimes") {
+      packet.m_time = static_cast<unsigned long long>(static_cast<float>(packet.m_time));
+    }
+  }
+
   bool m_hasBegun = false;
+  bool m_wasLow = false;
+  unsigned long long m_emitted = 0;
+  std::thread::id m_thread;
+  ExactLayouts m_exact;
   Extra m_extra;
   IPacketBundle* m_bundle = nullptr;
 };

@@ -1,0 +1,206 @@
+#include "Host/Settings/SettingText.h"
+#include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/EntryMatch.h"
+#include "Host/Validate/Support/LinearPcm.h"
+#include "Host/Validate/Support/ShownTexts.h"
+
+#include <array>
+#include <list>
+#include <string_view>
+
+namespace {
+
+constexpr unsigned int kMatroska = FourCharacterCode(" MKV");
+
+void ExpectText(std::string_view expected, const char* actual, const char* what) {
+  ExpectThat(actual != nullptr && actual == expected, Quoted(actual), "{} \"{}\"", what, expected);
+}
+
+void IsWhatItSays(const CheckedModule& module) {
+  const CompressorOwner compressor = module.CreateCompressor();
+  const CompressorInfo announced = module.Infos().front();
+  ExpectThat(announced.codec == FourCharacterCode("LPCM"), InfoText(announced), "the codec code LPCM");
+  ExpectText("Linear PCM", compressor->GetName(), "the name");
+  ExpectText("LPCM", compressor->GetAbbreviatedName(), "the abbreviated name");
+  ExpectEqual(1, module.Count(), "number of compressors");
+  for (const unsigned int index : {1U, 7U, ~0U}) {
+    CompressorInfo info;
+    module.GetInfo(index, &info.manufacturer, &info.codec, &info.version);
+    ExpectThat(info == announced, InfoText(info), "{} for index {} too", InfoText(announced), index);
+  }
+  if (const auto* const version = static_cast<unsigned int*>(module.GetLibrary().Find("kPCMCodecVersion"))) {
+    ExpectEqual(*version, announced.version, "announced version, as in kPCMCodecVersion");
+  }
+}
+
+void HasNoOptionalOperations(const CheckedModule& module) {
+  const CompressorOwner compressor = module.CreateCompressor();
+  void* data = nullptr;
+  int size = 0;
+  ExpectEqual(0U, compressor->IsCodecExtendedSettingDialogSupported(), "IsCodecExtendedSettingDialogSupported");
+  ExpectEqual(kRhoStatusNotSupported, compressor->DisplayCodecExtendedSettingDialog(),
+              "DisplayCodecExtendedSettingDialog");
+  ExpectEqual(kRhoStatusNotSupported, compressor->GetExtendedSettings(&data, &size), "GetExtendedSettings");
+  ExpectEqual(kRhoStatusNotSupported, compressor->SetExtendedSettings(&size, 4), "SetExtendedSettings");
+  ExpectEqual(kRhoStatusNotSupported, compressor->GetExtendedSettings(nullptr, nullptr),
+              "GetExtendedSettings(null, null)");
+  ExpectEqual(0, compressor->GetCodecDelay(), "GetCodecDelay");
+  ExpectEqual(0U, compressor->PlaceholderDoesNotCompress(), "PlaceholderDoesNotCompress");
+  Expect(compressor->GetNonStandardSettings() == nullptr, "null from GetNonStandardSettings", "a setting");
+  for (const unsigned int index : {0U, 1U, kMatroska, ~0U}) {
+    ExpectThat(compressor->GetSubOutputFormatSetting(index) == nullptr, "a setting",
+               "null from GetSubOutputFormatSetting({})", index);
+  }
+}
+
+void SupportsMatroskaOnly(const CheckedModule& module) {
+  const CompressorOwner compressor = module.CreateCompressor();
+  ExpectEqual(1U, compressor->IsFormatSupported(kMatroska), "IsFormatSupported(' MKV')");
+  std::vector<unsigned int> others{0, ~0U, ~kMatroska, __builtin_bswap32(kMatroska), kMatroska ^ 0x20202020U};
+  for (const char* const text :
+       {"UNDF", "MKV ", " mkv", "MKVA", "WEBM", "MPG4", "MOV ", "WAVE", "QTFF", " MP4", " AVI"}) {
+    others.push_back(static_cast<unsigned int>(text[0]) << 24U | static_cast<unsigned int>(text[1]) << 16U |
+                     static_cast<unsigned int>(text[2]) << 8U | static_cast<unsigned int>(text[3]));
+  }
+  for (unsigned int bit = 0; bit < 32; ++bit) {
+    others.push_back(kMatroska ^ (1U << bit));
+  }
+  for (const unsigned int code : others) {
+    ExpectEqual(0U, compressor->IsFormatSupported(code), "IsFormatSupported({:08X})", code);
+  }
+  std::list<IPacket::TPacketType> types;
+  compressor->QueryPossiblePacketTypes(types);
+  Expect(types == std::list{IPacket::kPacketTypeLinearPCM}, "packet type 24 and no other", "others");
+  ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, unsigned{compressor->GetOutputPacketType()},
+              "output packet type of a new compressor");
+}
+
+struct NumberTable {
+  const char* label;
+  const char* presetLabel;
+  unsigned int value;
+  unsigned int min;
+  unsigned int max;
+  std::span<const unsigned int> allowed;
+};
+
+void ExpectAttributes(const ISetting& setting, const char* label, const char* presetLabel, unsigned int hint,
+                      unsigned int isConstrained) {
+  ExpectText(label, setting.GetLabel(), "the label");
+  ExpectText(presetLabel, setting.GetPresetLabel(), "the preset label");
+  for (const auto& [what, text] :
+       {std::pair("units", setting.GetUnits()), std::pair("tool tip", setting.GetToolTipText()),
+        std::pair("optional text", setting.GetOptionalText())}) {
+    ExpectThat(text != nullptr && *text == '\0', Quoted(text), "no {} of \"{}\"", what, label);
+  }
+  ExpectEqual(hint, setting.GetDialogHint(), "dialog hint of \"{}\"", label);
+  ExpectEqual(isConstrained, setting.GetIsValueConstrained(), "GetIsValueConstrained of \"{}\"", label);
+  ExpectEqual(1U, setting.GetIsActive(), "GetIsActive of \"{}\"", label);
+  ExpectEqual(0U, setting.GetIsOptional(), "GetIsOptional of \"{}\"", label);
+  ExpectEqual(0U, setting.GetIsOptionalValueSpecified(), "GetIsOptionalValueSpecified of \"{}\"", label);
+}
+
+void ExpectNumbers(const IUnsignedIntSetting* setting, const NumberTable& table) {
+  ExpectThat(setting != nullptr, "null", "the setting \"{}\"", table.label);
+  ExpectAttributes(*setting, table.label, table.presetLabel, 1, 0);
+  ExpectText("", setting->GetLowLabel(), "the low label");
+  ExpectText("", setting->GetHighLabel(), "the high label");
+  ExpectEqual(table.value, setting->GetValue(), "value of \"{}\"", table.label);
+  ExpectEqual(table.min, setting->GetMinValue(), "minimum of \"{}\"", table.label);
+  ExpectEqual(table.max, setting->GetMaxValue(), "maximum of \"{}\"", table.label);
+  ExpectEqual(table.allowed.size(), setting->GetNumberOfAllowableValues(), "number of values of \"{}\"", table.label);
+  for (unsigned int index = 0; index < table.allowed.size(); ++index) {
+    ExpectEqual(table.allowed[index], setting->GetAllowableValue(index), "value {} of \"{}\"", index, table.label);
+  }
+}
+
+void OffersItsSettings(const CheckedModule& module) {
+  static constexpr std::array kDefaultDataRate{176400U};
+  const CompressorOwner compressor = module.CreateCompressor();
+  ExpectNumbers(compressor->GetDataRateSetting(), {"Data Rate", "DataRate", 176400, 0, 0, kDefaultDataRate});
+  ExpectNumbers(compressor->GetSampleSizeSetting(), {"Sample Size", "SampleSize", 16, 16, 24, kPcmSizes});
+  ExpectNumbers(compressor->GetSampleRateSetting(), {"Sample Rate", "SampleRate", 44100, 8000, 96000, kPcmRates});
+  IEnumSetting* const channels = compressor->GetChannelModeSetting();
+  Expect(channels != nullptr, "the setting \"Channels\"", "null");
+  ExpectAttributes(*channels, "Channels", "Channels", 5, 1);
+  ExpectText("Stereo", channels->GetValue(), "channels");
+  ExpectEqual(kPcmLayouts.size(), channels->GetNumberOfAllowableValues(), "number of channel layouts");
+  for (unsigned int index = 0; index < kPcmLayouts.size(); ++index) {
+    ExpectText(kPcmLayouts[index].name, channels->GetAllowableValue(index), "the channel layout");
+  }
+  const std::vector<std::string> entries = EntriesOf(*channels);
+  for (const std::string& text : TextsToMatch(entries)) {
+    const std::size_t match = MatchOf(entries, text);
+    for (unsigned int start = 0; start < entries.size(); ++start) {
+      channels->SetSelected(start);
+      channels->SetValue(text.c_str());
+      const std::size_t expected = match < entries.size() ? match : start;
+      ExpectThat(channels->GetValue() == entries[expected], channels->GetValue(), "channels {} after SetValue({})",
+                 entries[expected], Quoted(text.c_str()));
+    }
+  }
+}
+
+/// Brings the compressor to these values, and expects what follows from them.
+void ExpectConsequences(IAudioCompressor& compressor, unsigned int size, unsigned int rate, const PcmLayout& layout) {
+  const std::string with = fmt::format("{} bits, {} Hz, {}", size, rate, layout.name);
+  compressor.GetSampleSizeSetting()->SetValue(size);
+  compressor.GetSampleRateSetting()->SetValue(rate);
+  compressor.GetChannelModeSetting()->SetValue(layout.name);
+  compressor.ValidateSettings();
+  ExpectEqual(size, compressor.GetSampleSize(), "sample size with {}", with);
+  ExpectEqual(rate, compressor.GetSampleRate(), "sample rate with {}", with);
+  ExpectEqual(layout.channels, compressor.GetChannelModeSetting()->GetSelected(), "GetSelected of channels with {}",
+              with);
+  ExpectEqual(unsigned{KelGetChannelMode(layout.name)}, unsigned{compressor.GetChannelMode()}, "GetChannelMode with {}",
+              with);
+  const unsigned int dataRate = size / 8 * layout.channels * rate;
+  const IUnsignedIntSetting& setting = *compressor.GetDataRateSetting();
+  ExpectEqual(dataRate, compressor.GetDataRate(), "data rate with {}", with);
+  ExpectEqual(dataRate, setting.GetValue(), "value of the data rate setting with {}", with);
+  ExpectEqual(1U, setting.GetNumberOfAllowableValues(), "number of data rates to choose from with {}", with);
+  ExpectEqual(dataRate, setting.GetAllowableValue(0), "data rate to choose with {}", with);
+  EAudioFormatType type{};
+  compressor.GetAudioFormatType(type);
+  ExpectEqual(unsigned{size == 24 ? kAudioFormat24Bit : kAudioFormat16Bit}, unsigned{type},
+              "GetAudioFormatType with {}", with);
+  ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, unsigned{compressor.GetOutputPacketType()},
+              "output packet type with {}", with);
+}
+
+void DerivesTheDataRate(const CheckedModule& module) {
+  const CompressorOwner compressor = module.CreateCompressor();
+  for (const PcmLayout& layout : kPcmLayouts) {
+    for (const unsigned int size : {16U, 24U, 8U, 20U, 31U, 7U, 0U}) {
+      for (const unsigned int rate : kPcmRates) {
+        ExpectConsequences(*compressor, size, rate, layout);
+      }
+      for (const unsigned int rate : {0U, 1U, 12345U, 192000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+        ExpectConsequences(*compressor, size, rate, layout);
+      }
+      const CompressorOwner copy(compressor->CreateCopy());
+      Expect(copy != nullptr, "a copy from CreateCopy", "null");
+      ExpectEqual(compressor->GetDataRate(), copy->GetDataRate(), "data rate of a copy");
+      ExpectConsequences(*copy, 16, 48000, layout);
+    }
+  }
+}
+
+}  // namespace
+
+std::span<const Check> PcmSettingChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"pcm.identity", "Projects and presets find Linear PCM by its codes, people by its names.",
+       OnLinearPcm<IsWhatItSays>, kHasSettings},
+      {"pcm.optional-operations", "A host shows buttons and makes room for delays that a compressor announces.",
+       OnLinearPcm<HasNoOptionalOperations>, kHasSettings},
+      {"pcm.formats", "A host offers Linear PCM in Matroska files; in others its packets mean something else.",
+       OnLinearPcm<SupportsMatroskaOnly>, kHasSettings},
+      {"pcm.settings", "Presets and scripts name settings and values as they were when they were written.",
+       OnLinearPcm<OffersItsSettings>, kHasSettings},
+      {"pcm.data-rate", "A host reserves room and bandwidth by the data rate that it is told.",
+       OnLinearPcm<DerivesTheDataRate>, kHasSettings},
+  });
+  return kChecks;
+}

@@ -1,0 +1,157 @@
+#include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/SettingState.h"
+#include "Host/Validate/Support/StreamRun.h"
+
+#include <pthread.h>
+#include <array>
+#include <atomic>
+#include <exception>
+#include <functional>
+#include <thread>
+
+namespace {
+
+/// Runs `work` on a thread with a stack of that size; 0 is the usual one. What it throws comes out here.
+class Worker {
+ public:
+  explicit Worker(std::function<void()> work, std::size_t stackSize = 0) : m_work(std::move(work)) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (stackSize != 0) {
+      pthread_attr_setstacksize(&attributes, stackSize);
+    }
+    const int error = pthread_create(&m_thread, &attributes, Run, this);
+    pthread_attr_destroy(&attributes);
+    if (error != 0) {
+      throw CheckSkipped{"no thread can be started"};
+    }
+  }
+  Worker(const Worker&) = delete;
+  Worker& operator=(const Worker&) = delete;
+  ~Worker() { Join(); }
+
+  void Finish() {
+    Join();
+    if (m_error != nullptr) {
+      std::rethrow_exception(m_error);
+    }
+  }
+
+ private:
+  static void* Run(void* worker) {
+    auto& self = *static_cast<Worker*>(worker);
+    try {
+      self.m_work();
+    } catch (...) {
+      self.m_error = std::current_exception();
+    }
+    return nullptr;
+  }
+  void Join() {
+    if (!m_isJoined) {
+      pthread_join(m_thread, nullptr);
+      m_isJoined = true;
+    }
+  }
+
+  std::function<void()> m_work;
+  pthread_t m_thread{};
+  bool m_isJoined = false;
+  std::exception_ptr m_error;
+};
+
+/// Each phase of a compressor's life on a thread of its own, which then ends.
+void MovesBetweenThreads(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
+  CompressorOwner compressor;
+  std::unique_ptr<StreamRun> run;
+  std::vector<PacketRecord> packets;
+  const std::size_t half = setup.WholeBytes(input.size() / 2);
+  const std::vector<std::function<void()>> phases{
+      [&] { compressor = module.CreateCompressor(); },
+      [&] { setup.ApplyTo(*compressor); },
+      [&] { run = std::make_unique<StreamRun>(*compressor, setup); },
+      [&] { packets = run->Give(Bytes(input).first(half)).packets; },
+      [&] { Append(packets, run->Give(Bytes(input).subspan(half)).packets); },
+      [&] { Append(packets, run->Flush().packets); },
+      [&] { run->End(); },
+      [&] { run.reset(); },
+      [&] { compressor.reset(); }};
+  for (const auto& phase : phases) {
+    Worker(phase).Finish();
+  }
+  ExpectSamePackets(expected, packets, "of a run whose calls come from several threads");
+}
+
+void WorksOnASmallStack(const CheckedModule& module) {
+  constexpr std::size_t kStackSize = std::size_t{96} * 1024;
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
+  OutputRecord out(setup.format.sampleRate);
+  Worker worker(
+      [&] {
+        const CompressorOwner compressor = module.CreateCompressor();
+        RunInto(*compressor, setup, input, out);
+        CompressorOwner(compressor->CreateCopy()).reset();
+      },
+      kStackSize);
+  worker.Finish();
+  ExpectSamePackets(expected, RecordsOf(out.packets), "of a run on a thread with a stack of 96 KiB");
+}
+
+/// Several threads encode at the same time, each with a compressor of its own.
+void WorksSideBySide(const CheckedModule& module) {
+  constexpr int kRuns = 60;
+  std::vector<StreamSetup> setups;
+  ForEachSetup(module, [&setups](const StreamSetup& setup) {
+    if (setups.size() < 4) {
+      setups.push_back(setup);
+    }
+  });
+  std::atomic<int> waiting{static_cast<int>(setups.size())};
+  std::vector<std::unique_ptr<Worker>> workers;
+  std::vector<std::vector<unsigned char>> inputs;
+  std::vector<std::vector<PacketRecord>> expected;
+  for (const StreamSetup& setup : setups) {
+    inputs.push_back(SomeInput(setup));
+    inputs.back().front() ^= static_cast<unsigned char>(inputs.size());
+    expected.push_back(EncodeAtOnce(module, setup, inputs.back()));
+  }
+  for (std::size_t index = 0; index < setups.size(); ++index) {
+    workers.push_back(std::make_unique<Worker>([&, index] {
+      --waiting;
+      while (waiting > 0) {
+        std::this_thread::yield();
+      }
+      const CompressorOwner compressor = setups[index].NewCompressor(module);
+      for (int run = 0; run < kRuns; ++run) {
+        ExpectSamePackets(
+            expected[index], Encode(*compressor, setups[index], inputs[index], {500, 4000}),
+            fmt::format("beside {} other threads as alone, with {}", setups.size() - 1, setups[index].name));
+        const std::vector<SettingState> states = StatesOf(SettingsOf(*compressor));
+        ExpectSameStates(states, StatesOf(SettingsOf(*setups[index].NewCompressor(module))),
+                         "setting up a compressor on another thread");
+      }
+    }));
+  }
+  for (const auto& worker : workers) {
+    worker->Finish();
+  }
+}
+
+}  // namespace
+
+std::span<const Check> ThreadChecks() {
+  static constexpr auto kChecks = std::to_array<Check>({
+      {"threads.moves", "Hosts create a compressor on one thread and encode on another.", OnModule<MovesBetweenThreads>,
+       kHasSettings},
+      {"threads.small-stack", "Threads for sound have small stacks.", OnModule<WorksOnASmallStack>, kHasSettings},
+      {"threads.side-by-side", "Hosts encode several files at the same time, on several processors.",
+       OnModule<WorksSideBySide>, kHasSettings},
+  });
+  return kChecks;
+}
