@@ -410,7 +410,8 @@ void PacksAnySize(const CheckedModule& module) {
 /// Times go on beyond 2^32 sample frames, and beyond what a float holds. Every packet's time and some of its bytes are
 /// looked at.
 void CountsBeyond32Bits(const CheckedModule& module) {
-  constexpr unsigned int kSampleFrames = 1U << 15U;  // blocks that stay in a processor's cache
+  // Blocks that stay in a processor's cache, and times that a float does not hold exactly.
+  constexpr unsigned int kSampleFrames = 32767;
   const StreamSetup setup = PcmSetup(8000, 16, "Mono", 8000.0 / kSampleFrames);
   const std::vector<unsigned char> input = SomeInput(setup, kSampleFrames);
   const CompressorOwner compressor = setup.NewCompressor(module);

@@ -8,11 +8,13 @@
 #include <atomic>
 #include <exception>
 #include <functional>
+#include <latch>
 #include <thread>
 
 namespace {
 
-/// Runs `work` on a thread with a stack of that size; 0 is the usual one. What it throws comes out here.
+/// Runs `work` on a thread with a stack of that size; 0 is the usual one. What it throws comes out of Finish. The thread
+/// does not end before Finish is called.
 class Worker {
  public:
   explicit Worker(std::function<void()> work, std::size_t stackSize = 0) : m_work(std::move(work)) {
@@ -31,11 +33,17 @@ class Worker {
   Worker& operator=(const Worker&) = delete;
   ~Worker() { Join(); }
 
-  void Finish() {
-    Join();
+  /// Waits for the end of the work, not of the thread.
+  void Await() {
+    m_isDone.wait();
     if (m_error != nullptr) {
       std::rethrow_exception(m_error);
     }
+  }
+
+  void Finish() {
+    Join();
+    Await();
   }
 
  private:
@@ -46,22 +54,27 @@ class Worker {
     } catch (...) {
       self.m_error = std::current_exception();
     }
+    self.m_isDone.count_down();
+    self.m_mayEnd.wait();
     return nullptr;
   }
   void Join() {
     if (!m_isJoined) {
+      m_mayEnd.count_down();
       pthread_join(m_thread, nullptr);
       m_isJoined = true;
     }
   }
 
   std::function<void()> m_work;
+  std::latch m_isDone{1};
+  std::latch m_mayEnd{1};
   pthread_t m_thread{};
   bool m_isJoined = false;
   std::exception_ptr m_error;
 };
 
-/// Each phase of a compressor's life on a thread of its own, which then ends.
+/// Each phase of a compressor's life on a thread of its own.
 void MovesBetweenThreads(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -80,8 +93,11 @@ void MovesBetweenThreads(const CheckedModule& module) {
       [&] { run->End(); },
       [&] { run.reset(); },
       [&] { compressor.reset(); }};
+  // No thread ends before the last phase is over: the next one would get its identity.
+  std::vector<std::unique_ptr<Worker>> workers;
   for (const auto& phase : phases) {
-    Worker(phase).Finish();
+    workers.push_back(std::make_unique<Worker>(phase));
+    workers.back()->Await();
   }
   ExpectSamePackets(expected, packets, "of a run whose calls come from several threads");
 }

@@ -30,9 +30,11 @@ std::vector<SettingState> StatesOf(const std::vector<NamedSetting>& settings) {
 }
 
 void ExpectSameState(const SettingState& expected, const SettingState& actual, const std::string& action) {
-  for (const auto& [key, value] : expected.items()) {
+  SettingState all = expected;
+  all.update(actual);
+  for (const auto& [key, ignored] : all.items()) {
     // As text, where NaN equals NaN.
-    const std::string text = value.dump();
+    const std::string text = expected.value(key, SettingState()).dump();
     const std::string other = actual.value(key, SettingState()).dump();
     ExpectThat(text == other, Shortened(other), "{} of \"{}\" {} after {}", key, expected["name"].get<std::string>(),
                Shortened(text), action);

@@ -236,7 +236,7 @@ class Compressor : public CPCMCompressor {
       CPCMCompressor::GetDataRateSetting()->SetValue(7);
     } else if (kFault == "SettingRemembers" && m_wasLow) {
       m_extra.UnsignedIntSetting::SetToolTipText("was 1");
-    } else if (kFault == "StaleDataRate" && m_hasBegun) {
+    } else if (kFault == "StaleDataRate") {
       CPCMCompressor::GetDataRateSetting()->SetValue(176400);
     } else if (kFault == "ResetsHint") {
       CPCMCompressor::SetFrameRateHint(30);
