@@ -13,14 +13,14 @@ constexpr double kDefaultFramesPerSecond = 30.0;
 
 template <class Value>
 void AddRequested(std::vector<Assignment>& assignments, ISetting* setting, const char* name,
-                  const std::optional<Value>& value, std::string unit, const char* suggestion) {
+                  const std::optional<Value>& value, const char* unit, const char* suggestion) {
   if (!value) {
     return;
   }
   if (setting == nullptr) {
     throw Failure(fmt::format("the compressor has no setting for the {}", name));
   }
-  assignments.push_back({.setting = setting, .value = *value, .unit = std::move(unit), .suggestion = suggestion});
+  assignments.push_back({.setting = setting, .value = *value, .unit = unit, .suggestion = suggestion});
 }
 
 }  // namespace

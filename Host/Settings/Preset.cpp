@@ -117,7 +117,7 @@ Preset::Preset(const std::string& path) : m_path(path), m_content(std::make_shar
   if (const auto rate = m_content->find(kFramesPerSecond); rate != m_content->end()) {
     if (!rate->is_number() || rate->get<double>() < 1) {
       throw Failure(
-          fmt::format("{}: \"{}\": allowed are numbers from 1, not {}", path, kFramesPerSecond, Abbreviated(*rate)));
+          fmt::format(R"({}: "{}": allowed are numbers from 1, not {})", path, kFramesPerSecond, Abbreviated(*rate)));
     }
     m_framesPerSecond = rate->get<double>();
   }
