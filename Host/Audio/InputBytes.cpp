@@ -51,6 +51,11 @@ InputBytes::InputBytes(const std::string& path)
 }
 
 std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wanted) {
+  // A decoder may ask for no bytes, and name no place for them.
+  if (wanted == 0) {
+    m_cameShort = false;
+    return 0;
+  }
   auto* bytes = static_cast<unsigned char*>(to);
   const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, m_length - std::min(m_length, position)));
   if (m_isStream && m_keeping && position < kMostKept) {

@@ -71,14 +71,15 @@ Type& Given(Type* pointer, const char* what) {
 
 std::string GivenText(const char* text, const char* what) { return &Given(text, what); }
 
-/// A copy that rho_free releases.
-char* CopyForCaller(const std::string& text) {
+/// Stores a copy that rho_free releases.
+void StoreCopy(char** result, const std::string& text) {
+  char*& returned = Given(result, "the result");
   auto* const copy = static_cast<char*>(std::malloc(text.size() + 1));
   if (copy == nullptr) {
     throw std::bad_alloc();
   }
   std::memcpy(copy, text.c_str(), text.size() + 1);
-  return copy;
+  returned = copy;
 }
 
 std::string Dump(const nlohmann::ordered_json& json) {
@@ -197,20 +198,17 @@ const char* rho_version(void) { return RHOHOST_VERSION; }
 void rho_free(char* text) { std::free(text); }
 
 rho_result rho_find_module(const char* name, char** path) {
-  return Guard([&] { Given(path, "the result") = CopyForCaller(FindModule(GivenText(name, "the module's name"))); });
+  return Guard([&] { StoreCopy(path, FindModule(GivenText(name, "the module's name"))); });
 }
 
 rho_result rho_list_modules(unsigned int timeout_milliseconds, char** json) {
-  return Guard([&] {
-    Given(json, "the result") =
-        CopyForCaller(Dump(DescribeAllModules(std::chrono::milliseconds(timeout_milliseconds))));
-  });
+  return Guard([&] { StoreCopy(json, Dump(DescribeAllModules(std::chrono::milliseconds(timeout_milliseconds)))); });
 }
 
 rho_result rho_describe_module(const char* name, unsigned int timeout_milliseconds, char** json) {
   return Guard([&] {
-    Given(json, "the result") = CopyForCaller(
-        Dump(DescribeModule(GivenText(name, "the module's name"), std::chrono::milliseconds(timeout_milliseconds))));
+    StoreCopy(json, Dump(DescribeModule(GivenText(name, "the module's name"),
+                                        std::chrono::milliseconds(timeout_milliseconds))));
   });
 }
 
@@ -237,7 +235,7 @@ void rho_compressor_destroy(rho_compressor* compressor) { delete compressor; }
 rho_result rho_describe(rho_compressor* compressor, char** json) {
   return Guard([&] {
     const CompressorState& state = StateOf(compressor);
-    Given(json, "the result") = CopyForCaller(Dump(DescribeCompressor(*state.compressor, state.module->Version())));
+    StoreCopy(json, Dump(DescribeCompressor(*state.compressor, state.module->Version())));
   });
 }
 
@@ -285,11 +283,11 @@ rho_result rho_set_json(rho_compressor* compressor, const char* name, const char
 }
 
 rho_result rho_get_text(rho_compressor* compressor, const char* name, char** text) {
-  return Guard([&] { Given(text, "the result") = CopyForCaller(ToUtf8(ValueText(Find(StateOf(compressor), name)))); });
+  return Guard([&] { StoreCopy(text, ToUtf8(ValueText(Find(StateOf(compressor), name)))); });
 }
 
 rho_result rho_get_json(rho_compressor* compressor, const char* name, char** json) {
-  return Guard([&] { Given(json, "the result") = CopyForCaller(Dump(ValueJson(Find(StateOf(compressor), name)))); });
+  return Guard([&] { StoreCopy(json, Dump(ValueJson(Find(StateOf(compressor), name)))); });
 }
 
 rho_result rho_get_integer(rho_compressor* compressor, const char* name, int64_t* value) {
@@ -345,7 +343,7 @@ rho_result rho_preset(rho_compressor* compressor, char** json) {
     if (text.empty()) {
       throw WrongUse("nothing was chosen that a preset could hold");
     }
-    *json = CopyForCaller(text);
+    StoreCopy(json, text);
   });
 }
 

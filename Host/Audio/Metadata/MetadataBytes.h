@@ -35,6 +35,10 @@ class MetadataBytes {
     const std::uint64_t left = std::min(kLimit - m_total, m_length - std::min(m_position, m_length));
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, left));
     m_isOverLimit = m_isOverLimit || (wanted < size && kLimit - m_total == left);
+    // A library may ask for no bytes, and name no place for them.
+    if (wanted == 0) {
+      return 0;
+    }
     try {
       const std::size_t done = m_readAt(m_position, to, wanted);
       m_position += done;
