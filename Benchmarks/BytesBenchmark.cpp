@@ -143,8 +143,8 @@ void RegisterPlanarCopy(const std::string& name, bool mirrored, int width, int h
     return copyPlanes(
         [=](const unsigned char* from, int fromStride, unsigned char* to, int toStride, int bytes, int rows) {
           for (int row = 0; row < rows; ++row) {
-            std::memcpy(to + (mirrored ? rows - 1 - row : row) * toStride, from + row * fromStride,
-                        static_cast<std::size_t>(bytes));
+            std::memcpy(to + std::ptrdiff_t{mirrored ? rows - 1 - row : row} * toStride,
+                        from + std::ptrdiff_t{row} * fromStride, static_cast<std::size_t>(bytes));
           }
         });
   });

@@ -42,7 +42,7 @@ std::optional<std::string> Encode(const std::string& input, const std::string& o
                                  .sampleFrames = sound->Format().frames,
                                  .metadata = sound->Metadata()});
     std::string written;
-    const std::size_t frameSize = bits / 8 * sound->Format().channels;
+    const std::size_t frameSize = std::size_t{bits} / 8 * sound->Format().channels;
     const auto write = [&](SampleConverter::Bytes bytes) {
       writer.WritePacket(bytes, written.size() / frameSize, bytes.size() / frameSize);
       written.append(bytes.begin(), bytes.end());

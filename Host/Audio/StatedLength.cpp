@@ -147,7 +147,7 @@ struct Format {
   Length (*length)(InputBytes& bytes, const Head& head);
 };
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 constexpr std::array<Format, 10> kFormats{{
     {"2BIT", AvrLength},

@@ -22,7 +22,7 @@ void CheckTarget(const Options& options) {
 }  // namespace
 
 void EncodeOne(const Options& options) {
-  EncodingOptions encodingOptions = options;
+  EncodingOptions encodingOptions = static_cast<const EncodingOptions&>(options);
   encodingOptions.readAhead = true;
   const EncodingSetup setup(encodingOptions, options.module, options.Settings());
   CheckSettings(setup);

@@ -52,9 +52,9 @@ class FileFilter {
  private:
   struct Rule {
     Glob glob;
-    bool isAnchored;
-    bool forFoldersOnly;
-    bool isExclusion;
+    bool isAnchored = false;
+    bool forFoldersOnly = false;
+    bool isExclusion = false;
   };
 
   void AddRule(std::string_view pattern, bool isExclusion);

@@ -82,7 +82,7 @@ RawFormat ReadRawFormat(const char* option, const std::string& text) {
 
 OnClash ReadOnClash(const char* option, const std::string& text) {
   constexpr std::array<const char*, 4> kWords{"fail", "skip", "number", "keep-extension"};
-  const auto found = std::find(kWords.begin(), kWords.end(), text);
+  const auto* const found = std::find(kWords.begin(), kWords.end(), text);
   if (found == kWords.end()) {
     Refuse(option, text, "fail, skip, number or keep-extension");
   }
@@ -90,7 +90,7 @@ OnClash ReadOnClash(const char* option, const std::string& text) {
 }
 
 std::string ReadSuffix(const char* option, const std::string& text) {
-  const std::string suffix = text.starts_with('.') ? text : "." + text;
+  std::string suffix = text.starts_with('.') ? text : "." + text;
   if (suffix != ".mkv" && suffix != ".mka") {
     Refuse(option, text, "one of the suffixes of Matroska files: .mkv or .mka");
   }

@@ -123,7 +123,7 @@ TEST_F(HostTest, KeepsToTheLayoutThatAFileStates) {
   };
   constexpr std::size_t kMaskAt = 40;
   for (const auto& [channels, mask, layout, says, options] : {
-           Mask{6, "\x3F", "5.1", ""},
+           Mask{6, "?", "5.1", ""},
            Mask{6, "\x0F\x06", "5.1", ""},
            Mask{8, "\x3F\x06", "7.1", ""},
            Mask{3, "\x07", nullptr, "not 3.0 (FL FR FC)"},

@@ -17,7 +17,7 @@ using nlohmann::json;
 using testing::HasSubstr;
 
 std::string Take(char* text) {
-  const std::string taken = text;
+  std::string taken = text;
   rho_free(text);
   return taken;
 }

@@ -184,7 +184,7 @@ TEST_F(SettingsTest, FilesChosenValuesAndGetsThemBack) {
 }
 
 TEST_F(SettingsTest, RefusesPresetsWithoutBounds) {
-  constexpr long kMostKiB = 1024 * (IS_SANITIZED ? 512 : 64);
+  constexpr long kMostKiB = 1024L * (IS_SANITIZED ? 512 : 64);
   std::string keys;
   for (int key = 0; key < 60000; ++key) {
     keys.append(R"("key)").append(std::to_string(key)).append("\":1,");

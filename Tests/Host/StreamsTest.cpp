@@ -213,9 +213,10 @@ TEST_F(HostTest, LongSoundsOfEveryDecoderTakeLittleMemory) {
                                                                                    {"1.ogg", "sox -C 4"},
                                                                                    {"1.w64", "ffmpeg -c:a adpcm_ms"}}) {
     SCOPED_TRACE(file);
-    MakeSound(file, 48000, 2, tool, 20 * 48000);
+    MakeSound(file, 48000, 2, tool, std::size_t{20} * 48000);
     const std::string input = file;
-    const std::string pipe = input == "1.ogg" ? "" : " && cat " + input + " | rhohost --force - out.mkv";
+    const std::string pipe =
+        input == "1.ogg" ? "" : std::string(" && cat ").append(input).append(" | rhohost --force - out.mkv");
     const Outcome outcome = RunHost("rhohost --force " + input + " out.mkv" + pipe);
     EXPECT_EQ(outcome.code, 0);
     EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
@@ -248,7 +249,7 @@ TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
 }
 
 TEST_F(HostTest, ReadsLongFilesAheadToTheSameResult) {
-  MakeSound("in.flac", 44100, 2, "sox -b 24", 30 * 44100);
+  MakeSound("in.flac", 44100, 2, "sox -b 24", std::size_t{30} * 44100);
   EXPECT_EQ(RunHost("rhohost in.flac ahead.mkv && rhohost --to . in.flac && cmp in.mkv ahead.mkv").code, 0);
   // Damage far in has the same message, after the blocks before it.
   const std::string bytes = Read("in.flac");

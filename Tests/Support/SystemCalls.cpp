@@ -8,6 +8,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -232,7 +233,7 @@ ssize_t getdents64(int folder, void* buffer, size_t size) {
   entry[offsetof(dirent64, d_type)] = DT_REG;
   entry[offsetof(dirent64, d_reclen)] = static_cast<char>(added % 256);
   entry[offsetof(dirent64, d_reclen) + 1] = static_cast<char>(added / 256);
-  std::memcpy(entry + nameAt, g_listed.data(), g_listed.size());
+  std::copy(g_listed.begin(), g_listed.end(), entry + nameAt);  // the rest is zero already
   return held + static_cast<ssize_t>(added);
 }
 int close(int file) { return Fails("close", file) ? REAL(close)(file) - 1 : REAL(close)(file); }

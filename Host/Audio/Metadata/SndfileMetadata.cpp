@@ -58,7 +58,7 @@ void AddInfo(std::string_view fields, SoundMetadata& metadata) {
   constexpr std::size_t kHead = 8;
   while (fields.size() >= kHead) {
     const std::string_view id = fields.substr(0, 4);
-    const std::size_t size =
+    const auto size =
         static_cast<std::size_t>(ReadNumber(reinterpret_cast<const unsigned char*>(fields.data()) + 4, 4, false));
     const Name* const known = Find(kInfoFields, id);
     metadata.AddText(known == nullptr ? id : known->name, fields.substr(kHead, size));

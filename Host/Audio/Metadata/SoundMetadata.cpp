@@ -194,8 +194,9 @@ void SoundMetadata::NameCover() {
 
 std::string TimeCodeText(std::uint64_t sampleFrames, unsigned int sampleRate, double framesPerSecond) {
   const auto framesPerCodeSecond = static_cast<std::uint64_t>(std::ceil(framesPerSecond));
+  const std::uint64_t wholeSeconds = sampleFrames / sampleRate;
   const double seconds =
-      static_cast<double>(sampleFrames / sampleRate) + static_cast<double>(sampleFrames % sampleRate) / sampleRate;
+      static_cast<double>(wholeSeconds) + static_cast<double>(sampleFrames % sampleRate) / sampleRate;
   // A frame that begins a rounding error after the sample frame contains it.
   const auto frames = static_cast<std::uint64_t>(seconds * framesPerSecond + 1e-6);
   const std::uint64_t codeSeconds = frames / framesPerCodeSecond;

@@ -36,7 +36,7 @@ class Stream final : public IOStream {
   ByteVector readBlock(unsigned long length) override {
     // A damaged tag asks for more than there is.
     const std::uint64_t left = m_bytes.Length() - std::min(m_bytes.Position(), m_bytes.Length());
-    const std::uint64_t size = std::min<std::uint64_t>({length, left, MetadataBytes::kLimit});
+    const auto size = std::min<std::uint64_t>({length, left, MetadataBytes::kLimit});
     ByteVector block(static_cast<unsigned int>(size), '\0');
     block.resize(static_cast<unsigned int>(m_bytes.Read(block.data(), static_cast<std::size_t>(size))));
     return block;

@@ -16,11 +16,6 @@ void ExpectSuccess(RhoStatus status, const std::string& call, const StreamSetup&
   ExpectThat(status == kRhoStatusSuccess, StatusText(status), "status 00000000 from {} with {}", call, setup.name);
 }
 
-void ExpectUnchanged(const KelAudio_t& before, const KelAudio_t& after, const char* call) {
-  ExpectThat(std::memcmp(&before, &after, sizeof before) == 0, "another value in one of its fields",
-             "{} to leave the input record as it is", call);
-}
-
 std::vector<unsigned char> Copied(const unsigned char* bytes, unsigned long size, const char* what) {
   constexpr unsigned long kMost = std::numeric_limits<int>::max();
   ExpectThat(size <= kMost, fmt::format("{} bytes", size), "{} of less than 2 GiB", what);
@@ -30,6 +25,13 @@ std::vector<unsigned char> Copied(const unsigned char* bytes, unsigned long size
 }
 
 }  // namespace
+
+void ExpectInputKept(const KelAudio_t& before, const KelAudio_t& after, const char* call) {
+  // Reserved fields and padding count too.
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(&before);
+  ExpectThat(std::equal(bytes, bytes + sizeof before, reinterpret_cast<const unsigned char*>(&after)),
+             "another value in one of its fields", "{} to leave the input record as it is", call);
+}
 
 PacketRecord RecordOf(const IPacket* packet) {
   Expect(packet != nullptr, "a packet at each index of the bundle", "null");
@@ -48,7 +50,7 @@ StreamRun::StreamRun(IAudioCompressor& compressor, const StreamSetup& setup)
   KelAudio_t description = setup.InputRecord();
   const KelAudio_t before = description;
   ExpectSuccess(compressor.CompressFrameBegin(&description), "CompressFrameBegin", setup);
-  ExpectUnchanged(before, description, "CompressFrameBegin");
+  ExpectInputKept(before, description, "CompressFrameBegin");
 }
 
 StreamRun::StreamRun(IAudioCompressor& copy, const StreamRun& original)
@@ -62,7 +64,7 @@ StreamCall StreamRun::Give(Bytes bytes) {
   input.time = m_given;
   const KelAudio_t before = input;
   StreamCall call = Call(&input);
-  ExpectUnchanged(before, input, "CompressFrame");
+  ExpectInputKept(before, input, "CompressFrame");
   m_given += input.sampleCount;
   return call;
 }

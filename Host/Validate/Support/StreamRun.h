@@ -27,6 +27,9 @@ struct PacketRecord {
   bool operator==(const PacketRecord&) const = default;
 };
 
+/// Fails the check unless `call` has left the input record as it was, reserved fields and padding included.
+void ExpectInputKept(const KelAudio_t& before, const KelAudio_t& after, const char* call);
+
 /// A copy of the packet's contents. Fails the check for a packet that cannot be read: null, or with a size but no
 /// bytes.
 PacketRecord RecordOf(const IPacket* packet);
