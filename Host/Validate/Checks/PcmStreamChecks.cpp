@@ -360,7 +360,6 @@ void PassesEveryContent(const CheckedModule& module) {
     for (std::size_t at = 0; at < ramp.size(); ++at) {
       ramp[at] = static_cast<unsigned char>(at % 2 == 0 ? at / 2 : at / 512);
     }
-    ramp.resize(setup.WholeBytes(ramp.size()));
     contents.push_back(std::move(ramp));
     std::vector<unsigned char> extremes(size);
     for (std::size_t at = 0; at < size; ++at) {

@@ -65,10 +65,55 @@ void LeavesOthersValid(const CheckedModule& module) {
   }
 }
 
+std::vector<std::string> ValuesOf(const std::vector<NamedSetting>& settings) {
+  std::vector<std::string> values;
+  for (const NamedSetting& named : settings) {
+    values.push_back(ValueText(*named.setting));
+  }
+  return values;
+}
+
+/// Gives the settings their values back, as far as they take them.
+void Restore(IAudioCompressor& compressor, const std::vector<NamedSetting>& settings,
+             const std::vector<std::string>& values) {
+  for (std::size_t place = 0; place < settings.size(); ++place) {
+    try {
+      SetValueText(*settings[place].setting, values[place]);
+    } catch (const WrongUse&) {
+      // Not allowed before the others are validated: then it follows them.
+    }
+  }
+  compressor.ValidateSettings();
+}
+
+/// Each value of each setting, chosen and taken back, leaves the state as it was.
+void ForgetsEachChoice(const CheckedModule& module) {
+  const CompressorOwner compressor = module.CreateCompressor();
+  compressor->ValidateSettings();
+  const std::vector<NamedSetting> settings = ValueSettingsOf(*compressor);
+  const std::vector<SettingState> states = StatesOf(settings);
+  const std::vector<std::string> values = ValuesOf(settings);
+  for (const NamedSetting& named : settings) {
+    for (const std::string& value : ValuesToTry(*named.setting)) {
+      try {
+        SetValueText(*named.setting, value);
+      } catch (const WrongUse&) {
+        continue;
+      }
+      compressor->ValidateSettings();
+      Restore(*compressor, settings, values);
+      if (ValuesOf(settings) == values) {
+        ExpectSameStates(states, StatesOf(settings), fmt::format("{}={} and back", named.name, Shortened(value)));
+      }
+    }
+  }
+}
+
 /// Settings depend on one another by what they are, not by what they were: the same values give a used compressor the
 /// same state as a new one.
 void ForgetsEarlierChoices(const CheckedModule& module) {
   constexpr unsigned int kRandomOnes = 100;
+  ForgetsEachChoice(module);
   const CompressorOwner used = module.CreateCompressor();
   for (const Combination& combination : CombinationsOf(*used, kRandomOnes)) {
     const CompressorOwner fresh = module.CreateCompressor();

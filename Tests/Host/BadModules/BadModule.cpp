@@ -47,7 +47,7 @@ struct ProcessFault {
 
 template <std::size_t kSize>
 void UseStack() {
-  volatile char bytes[kSize];
+  volatile unsigned char bytes[kSize];
   bytes[0] = 0;
   bytes[kSize - 1] = bytes[0];
   g_ended = bytes[kSize - 1];
@@ -364,7 +364,7 @@ class Compressor : public CPCMCompressor {
         g_ended = 0;
       }
     } else if (kFault == "AllocatesPerSample") {
-      for (unsigned long long i = 0; i < 20 * m_emitted / CPCMCompressor::GetSampleRate(); ++i) {
+      for (unsigned long long i = 0; i < 20 * m_emitted / std::max(1U, CPCMCompressor::GetSampleRate()); ++i) {
         g_block = std::malloc(1);
         std::free(g_block);
       }
