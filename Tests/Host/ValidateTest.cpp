@@ -58,14 +58,15 @@ const std::vector<ModuleCase> kModules {
       {"Delays", "pcm.optional-operations"}, {"IsPlaceholder", "info.optional-operations"},
       {"TellsBits", "info.getters"}, {"NewSettings", "info.setting-objects", "info.*"},
       {"AllFormats", "info.file-formats pcm.formats"}, {"StaleDataRate", "pcm.data-rate"},
-      {"LeaksAt24Bits", "life.leaks", "life.*"}, {"SlowsDown", "life.even-cost"},
-      {"AllocatesPerSample", "life.allocations", "life.*"}, {"Overruns", "packets.bundle", "packets.*"},
-      {"SmallBlocks", "pcm.sizes"}, {"ReadsSampleCount", "pcm.records", "pcm.*"},
-      {"OtherStatus", "pcm.refusals", "pcm.*"}, {"ReopensStream", "pcm.end-of-stream"},
-      {"RoundsDown", "pcm.rounding", "pcm.*"}, {"ChangesSilence", "pcm.content"}, {"FloatTimes", "pcm.long-run"},
-      {"ResetsHint", "stream.hints"}, {"AnyPackets", "stream.refusals"},
+      {"Overruns", "packets.bundle", "packets.*"}, {"SmallBlocks", "pcm.sizes"},
+      {"ReadsSampleCount", "pcm.records", "pcm.*"}, {"OtherStatus", "pcm.refusals", "pcm.*"},
+      {"ReopensStream", "pcm.end-of-stream"}, {"RoundsDown", "pcm.rounding", "pcm.*"},
+      {"ChangesSilence", "pcm.content"}, {"FloatTimes", "pcm.long-run"}, {"ResetsHint", "stream.hints"},
+      {"AnyPackets", "stream.refusals"},
 #if !IS_SANITIZED
       {"Uninitialised", "life.initialised", "life.*"}, {"NeedsMemory", "life.no-memory-to-run"},
+      {"LeaksAt24Bits", "life.leaks", "life.*"}, {"SlowsDown", "life.even-cost"},
+      {"AllocatesPerSample", "life.allocations", "life.*"},
 #endif
 };
 

@@ -21,7 +21,10 @@ class Worker {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     if (stackSize != 0) {
+      // A large array may reach beyond a guard of one page, into memory of somebody else.
+      constexpr std::size_t kGuardSize = std::size_t{16} << 20;
       pthread_attr_setstacksize(&attributes, stackSize);
+      pthread_attr_setguardsize(&attributes, kGuardSize);
     }
     const int error = pthread_create(&m_thread, &attributes, Run, this);
     pthread_attr_destroy(&attributes);
