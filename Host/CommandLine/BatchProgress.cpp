@@ -3,6 +3,7 @@
 #include "Host/CommandLine/Progress.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <new>
 
@@ -27,30 +28,35 @@ std::string ByteText(std::uint64_t bytes) {
 
 }  // namespace
 
-BatchProgress::BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files)
-    : m_line(isWanted), m_bytes(bytes), m_files(files) {}
+// One item: the files differ too much in size to count as equal steps. The status line decides how often it changes.
+BatchProgress::BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files, JsonEvents& events)
+    : IKelProgressReporter(1, 1e-6), m_line(isWanted), m_events(events), m_bytes(bytes), m_files(files) {}
 
 void BatchProgress::Add(std::uint64_t bytes, std::size_t files) {
   const std::lock_guard lock(m_mutex);
   m_bytesDone += bytes;
   m_filesDone += files;
-  if (!m_line.IsDue()) {
-    return;
-  }
-  try {
-    m_line.Show(Text());
-  } catch (const std::bad_alloc&) {
-    // The work goes on without the line.
+  if (m_bytes != 0) {
+    updateProgress(static_cast<double>(m_bytesDone) / static_cast<double>(m_bytes));
   }
 }
 
-std::string BatchProgress::Text() const {
-  const double fraction =
-      m_bytes == 0 ? 0 : std::min(1.0, static_cast<double>(m_bytesDone) / static_cast<double>(m_bytes));
-  const std::string left =
-      fraction > 0 ? fmt::format(", {} left", RoughTimeText(Seconds() / fraction * (1 - fraction))) : "";
-  return fmt::format("{} %, {} of {}, {} of {} files{}", static_cast<int>(fraction * 100), ByteText(m_bytesDone),
-                     ByteText(m_bytes), m_filesDone, m_files, left);
+bool BatchProgress::reportProgress(double fraction) {
+  m_events.Progress(fraction, Seconds());
+  if (m_line.IsDue()) {
+    try {
+      m_line.Show(Text(fraction));
+    } catch (const std::bad_alloc&) {
+      // The work goes on without the line.
+    }
+  }
+  return true;
+}
+
+std::string BatchProgress::Text(double fraction) const {
+  const std::string left = fraction > 0 ? RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left" : "";
+  return fmt::format("{} %, {} of {}, {} of {} files{}{}", static_cast<int>(fraction * 100), ByteText(m_bytesDone),
+                     ByteText(m_bytes), m_filesDone, m_files, left.empty() ? "" : ", ", left);
 }
 
 double BatchProgress::Seconds() const { return std::chrono::duration<double>(Clock::now() - m_begin).count(); }

@@ -1,30 +1,31 @@
 #pragma once
 
-/// The progress of a batch, in bytes of input, over all threads that work on it: one status line, and messages above it.
+/// The progress of encoding many files, in bytes of input, over all threads that work on it: one status line.
 ///
-///     BatchProgress progress(true, bytes, files);
+///     BatchProgress progress(true, bytes, files, events);
 ///     FileProgress file(progress, fileBytes);   // on any thread
-///     file.Update(0.5);                         // half of the file is done; its destructor adds the rest
+///     file.Update(0.5);                         // half of it is done; the rest is when `file` goes
 
+#include "Host/CommandLine/JsonEvents.h"
 #include "Host/Text/StatusLine.h"
+#include "Toolbox/KelUtils/Files/Progress.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
-#include <string_view>
 
-/// Any thread may call any operation.
-class BatchProgress {
+class BatchProgress : private IKelProgressReporter {
  public:
-  BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files);
+  /// `events` are told as well, and must outlive the object.
+  BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files, JsonEvents& events);
 
-  /// Adds what was done since the last call, and updates the line a few times a second.
+  /// Adds what has been done since the last call. Any thread may call it.
   void Add(std::uint64_t bytes, std::size_t files);
 
-  /// Prints a message above the line.
-  void PrintAbove(std::string_view message) { m_line.PrintAbove(message); }
+  /// Prints a message above the line, if there is one.
+  void PrintAbove(const std::string& message) { m_line.PrintAbove(message); }
 
   /// Clears the line, if there is one.
   void Clear() { m_line.Clear(); }
@@ -34,10 +35,12 @@ class BatchProgress {
  private:
   using Clock = std::chrono::steady_clock;
 
-  std::string Text() const;
+  bool reportProgress(double fraction) override;
+  std::string Text(double fraction) const;
 
   std::mutex m_mutex;
   StatusLine m_line;
+  JsonEvents& m_events;
   std::uint64_t m_bytes;
   std::uint64_t m_bytesDone = 0;
   std::size_t m_files;
@@ -45,7 +48,7 @@ class BatchProgress {
   Clock::time_point m_begin = Clock::now();
 };
 
-/// The part of one file. When it ends, all of the file counts as done, whatever became of it.
+/// One file's part of the work, all of which is done when the object is destroyed, whatever happened to the file.
 class FileProgress {
  public:
   FileProgress(BatchProgress& progress, std::uint64_t bytes) : m_progress(progress), m_bytes(bytes) {}
@@ -53,7 +56,7 @@ class FileProgress {
   FileProgress& operator=(const FileProgress&) = delete;
   ~FileProgress() { m_progress.Add(m_bytes - m_bytesDone, 1); }
 
-  /// Sets the part of the file that is done, 0 to 1. Less than before counts as no change.
+  /// This part of the file is done, 0 to 1. Less than before counts as no change.
   void Update(double fraction);
 
  private:

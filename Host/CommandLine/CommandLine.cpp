@@ -125,9 +125,14 @@ void DeclareSettings(Declaration& declare, Options& options) {
 
 void DeclareFormat(Declaration& declare, Options& options) {
   RequestedFormat& format = options.request.format;
-  declare.Value(
-      "-r,--rate", "HZ", "Sample frames per second; others are converted (default: the input's)",
-      [&format](const char* option, const std::string& text) { format.sampleRate = ReadWholeNumber(option, text); });
+  declare.Value("-r,--rate", "HZ",
+                "Sample frames per second, or \"nearest\" for the nearest rate that the module allows; others are "
+                "converted (default: the input's)",
+                [&](const char* option, const std::string& text) {
+                  options.request.nearestRate = text == "nearest";
+                  format.sampleRate =
+                      options.request.nearestRate ? std::nullopt : std::optional(ReadWholeNumber(option, text));
+                });
   declare.Value(
       "-b,--bits", "BITS", "Bits per sample (default: 24 for inputs of more than 16, else 16)",
       [&format](const char* option, const std::string& text) { format.bits = ReadWholeNumber(option, text); });
@@ -154,6 +159,7 @@ void DeclareEncode(CLI::App& app, Options& options) {
   declare.Group("Output");
   declare.FileName("-o,--output", "FILE", options.output, "The output, in place of a second file name");
   declare.Flag("-f,--force", options.force, "Replace existing outputs");
+  declare.Flag("--no-preserve-times", options.newTimes, "Do not give outputs the modification times of their inputs");
   declare.Flag("--verify", options.verify, "Read each output back from the disk and compare it with what was encoded");
   declare.Flag("--no-sync", options.noSync,
                "Do not wait for the disk: faster, but a power failure may leave empty files under the outputs' names");
@@ -182,7 +188,14 @@ void DeclareEncode(CLI::App& app, Options& options) {
   declare.Jobs(options.jobs, "Encode this many files at a time (default: one per processor)");
   declare.Flag("--skip-existing", options.skipExisting,
                "Skip inputs whose output exists; count outputs that are older");
+  declare.Flag("-u,--update", options.update,
+               "Skip inputs whose output exists and is not older; replace older outputs");
+  declare.Flag("--list-inputs", options.listInputs,
+               "Print the names of the files that would be encoded, for --files-from");
+  declare.FileName("--list-failed", "LIST", options.failedList,
+                   "Write the names of the files that failed to LIST, for --files-from");
   declare.Group("Messages");
+  declare.Flag("--json", options.json, "Print plan, progress, failures and summary as JSON lines");
   declare.Flag("-n,--dry-run", options.dryRun, "Show what would be done, and write nothing");
   declare.Flag("-q,--quiet", options.quiet, "Print only what went wrong");
   declare.Help();

@@ -1,6 +1,6 @@
 #include "Host/CommandLine/EncodeOne.h"
 
-#include "Host/CommandLine/EncodingTexts.h"
+#include "Host/CommandLine/JsonEvents.h"
 #include "Host/CommandLine/Progress.h"
 #include "Host/CommandLine/SettingCommands.h"
 #include "Host/System/FileIdentity.h"
@@ -19,9 +19,7 @@ void CheckTarget(const Options& options) {
   CheckPresetTarget(options);
 }
 
-}  // namespace
-
-void EncodeOne(const Options& options) {
+void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
   EncodingOptions encodingOptions = static_cast<const EncodingOptions&>(options);
   encodingOptions.readAhead = true;
   const EncodingSetup setup(encodingOptions, options.module, options.Settings());
@@ -30,20 +28,53 @@ void EncodeOne(const Options& options) {
   FileEncoding encoding(setup, options.input, options.output);
   const std::string preset =
       options.savePreset.empty() ? std::string() : TextToSave(encoding.Compressor(), encoding.Chosen());
+  events.Plan(encoding, options.input);
   if (options.dryRun) {
-    Print(PlanText(encoding));
+    if (!options.json) {
+      Print(PlanText(encoding));
+    }
     return;
   }
   Progress progress(!options.quiet, encoding.SampleFrames(), encoding.Format().sampleRate);
-  const EncodingResult result = encoding.Write([&progress](FileEncoding::Pass pass, std::uint64_t done) {
+  const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
     progress.Update(done, pass == FileEncoding::Pass::kVerifying ? "verifying: " : "");
+    if (const auto whole = encoding.SampleFrames(); whole && *whole != 0) {
+      const double passes = encoding.IsToBeVerified() ? 2 : 1;
+      const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
+      events.Progress(before + static_cast<double>(done) / static_cast<double>(*whole) / passes, progress.Seconds());
+    }
   });
   encoding.TakeFile()->Commit();
+  const EncodedFile file = DescribeEncoded(encoding, result, progress.Seconds());
+  events.Encoded(file);
+  counts.Add(file);
+  progress.Clear();
   if (!options.quiet) {
-    progress.Clear();
-    PrintMessage(SummaryText(encoding, result, progress.TimesRealTime(result.sampleFrames)));
+    PrintMessage(SummaryText(file));
   }
   if (!options.savePreset.empty()) {
     SavePreset(options, preset);
   }
+}
+
+}  // namespace
+
+void EncodeOne(const Options& options) {
+  JsonEvents events(!options.json ? nullptr : options.output == "-" ? stderr : stdout);
+  BatchCounts counts;
+  const auto begin = std::chrono::steady_clock::now();
+  const auto seconds = [begin] {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  };
+  events.Start(1, 0, options.dryRun);
+  try {
+    Encode(options, events, counts);
+  } catch (const std::exception& error) {
+    ++counts.failed;
+    events.Failed(options.input, options.input, error.what());
+    events.Summary(counts, false, seconds());
+    throw;
+  }
+  events.Summary(counts, false, seconds());
+  events.Check();
 }

@@ -11,16 +11,19 @@
 
 namespace {
 
-std::string FormatText(const FileEncoding& encoding) {
-  const EncodingFormat& format = encoding.Format();
-  return fmt::format("{}, {} Hz, {} bits, {}", encoding.Compressor().GetName(), format.sampleRate, format.bits,
-                     format.layout);
+std::string FormatText(const std::string& compressor, const EncodingFormat& format) {
+  return fmt::format("{}, {} Hz, {} bits, {}", compressor, format.sampleRate, format.bits, format.layout);
 }
 
-void Append(std::string& list, const std::string& item) {
-  if (!item.empty()) {
-    list += (list.empty() ? "" : "; ") + item;
+std::string ConversionText(const Conversion& conversion, const EncodingFormat& format) {
+  std::string text;
+  if (conversion.resampledFrom) {
+    text = fmt::format("resampled from {} to {} Hz", *conversion.resampledFrom, format.sampleRate);
   }
+  if (conversion.ditheredFrom) {
+    text += fmt::format("{}dithered to {} bits", text.empty() ? "" : ", ", format.bits);
+  }
+  return text;
 }
 
 /// What is kept of the tags, chapters and attachments, and on a line of its own what is not.
@@ -49,25 +52,34 @@ std::string MetadataText(const SoundMetadata& metadata) {
 Conversion ConversionOf(const FileEncoding& encoding) {
   const SoundFormat& sound = encoding.Sound();
   const EncodingFormat& format = encoding.Format();
-  return {.isResampled = sound.sampleRate != format.sampleRate,
-          .isDithered = !SampleConverter::IsExact(sound, format.sampleRate, format.bits)};
+  Conversion conversion;
+  if (!SampleConverter::IsExact(sound, format.sampleRate, format.bits)) {
+    conversion.ditheredFrom = sound.significantBits;
+  }
+  if (sound.sampleRate != format.sampleRate) {
+    conversion.resampledFrom = sound.sampleRate;
+  }
+  return conversion;
 }
 
-std::string ConversionText(const FileEncoding& encoding) {
-  const Conversion conversion = ConversionOf(encoding);
-  std::string text;
-  if (conversion.isResampled) {
-    text = fmt::format("resampled from {} to {} Hz", encoding.Sound().sampleRate, encoding.Format().sampleRate);
-  }
-  if (conversion.isDithered) {
-    text += fmt::format("{}dithered to {} bits", text.empty() ? "" : ", ", encoding.Format().bits);
-  }
-  return text;
+EncodedFile DescribeEncoded(const FileEncoding& encoding, const EncodingResult& result, double seconds) {
+  return {.input = encoding.Input(),
+          .output = encoding.Output(),
+          .compressor = encoding.Compressor().GetName(),
+          .format = encoding.Format(),
+          .conversion = ConversionOf(encoding),
+          .sampleFrames = result.sampleFrames,
+          .packets = result.packets,
+          .clippedSamples = result.clippedSamples,
+          .notes = result.notes,
+          .isVerified = encoding.IsToBeVerified(),
+          .audioHash = result.audioHash,
+          .seconds = seconds};
 }
 
 std::string PlanText(const FileEncoding& encoding) {
   const SoundFormat& sound = encoding.Sound();
-  const std::string conversion = ConversionText(encoding);
+  const std::string conversion = ConversionText(ConversionOf(encoding), encoding.Format());
   return fmt::format(
       "input: {}, {} Hz, {}, {} significant bits, {}\n"
       "conversion: {}\n"
@@ -75,29 +87,29 @@ std::string PlanText(const FileEncoding& encoding) {
       "output: {}, Matroska{}\n",
       WithoutControls(encoding.Input()), sound.sampleRate, CountText(sound.channels, "channel", "channels"),
       sound.significantBits, sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown",
-      conversion.empty() ? "none, samples stay as they are" : conversion, FormatText(encoding),
-      encoding.Compressor().GetDataRate(), encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()),
-      WithoutControls(encoding.Output()), encoding.IsToBeVerified() ? ", to be verified" : "");
+      conversion.empty() ? "none, samples stay as they are" : conversion,
+      FormatText(encoding.Compressor().GetName(), encoding.Format()), encoding.Compressor().GetDataRate(),
+      encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()), WithoutControls(encoding.Output()),
+      encoding.IsToBeVerified() ? ", to be verified" : "");
 }
 
-std::string SummaryText(const FileEncoding& encoding, const EncodingResult& result, double timesRealTime) {
-  std::string text = fmt::format(
-      "{}: {}, {} in {}{}, {} x real time", encoding.Output() == "-" ? "standard output" : encoding.Output(),
-      FormatText(encoding), TimeText(result.sampleFrames, encoding.Format().sampleRate),
-      CountText(result.packets, "packet", "packets"), encoding.IsToBeVerified() ? ", verified" : "",
-      static_cast<unsigned long long>(timesRealTime));
-  Append(text, ConversionText(encoding));
-  Append(text, NotesText(result));
-  return text;
+std::string SummaryText(const EncodedFile& file) {
+  const std::string conversion = ConversionText(file.conversion, file.format);
+  const std::string notes = NotesText(file);
+  return fmt::format("{}: {}, {} in {}, {}{:.0f} x real time{}{}", file.output == "-" ? "standard output" : file.output,
+                     FormatText(file.compressor, file.format), TimeText(file.sampleFrames, file.format.sampleRate),
+                     CountText(file.packets, "packet", "packets"), file.isVerified ? "verified, " : "",
+                     file.seconds > 0 ? file.SoundSeconds() / file.seconds : 0,
+                     conversion.empty() ? "" : "; " + conversion, notes.empty() ? "" : "; " + notes);
 }
 
-std::string NotesText(const EncodingResult& result) {
+std::string NotesText(const EncodedFile& file) {
   std::string text;
-  if (result.clippedSamples != 0) {
-    text = CountText(result.clippedSamples, "sample was", "samples were") + " beyond full scale and clipped";
+  if (file.clippedSamples != 0) {
+    text = CountText(file.clippedSamples, "sample was", "samples were") + " beyond full scale and clipped";
   }
-  for (const std::string& note : result.notes) {
-    Append(text, note);
+  for (const std::string& note : file.notes) {
+    text += (text.empty() ? "" : "; ") + note;
   }
   return text;
 }

@@ -2,29 +2,52 @@
 
 /// Texts about the encoding of one file.
 
+#include "Host/Encode/EncodingFormat.h"
+
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 class FileEncoding;
 struct EncodingResult;
 
-/// What happens to the samples on their way into the encoder.
+/// What happens to the samples; nothing when they stay as they are.
 struct Conversion {
-  bool isResampled = false;
-  bool isDithered = false;  ///< bits are lost, after a change of rate too
+  std::optional<unsigned int> resampledFrom;  ///< the input's sample rate
+  std::optional<unsigned int> ditheredFrom;   ///< the significant bits of the input, or of what it was resampled to
 };
+
+/// A file that has been encoded.
+struct EncodedFile {
+  std::string input;
+  std::string output;
+  std::string compressor;  ///< name
+  EncodingFormat format;
+  Conversion conversion;
+  std::uint64_t sampleFrames = 0;
+  std::uint64_t packets = 0;
+  std::uint64_t clippedSamples = 0;
+  std::vector<std::string> notes;  ///< SoundSource::Notes
+  bool isVerified = false;
+  std::optional<std::uint64_t> audioHash;  ///< EncodingResult::audioHash
+  double seconds = 0;                      ///< that the encoding took
+
+  double SoundSeconds() const { return static_cast<double>(sampleFrames) / format.sampleRate; }
+};
+
 Conversion ConversionOf(const FileEncoding& encoding);
 
-/// "resampled from 44100 to 48000 Hz, dithered to 16 bits"; empty when the samples stay as they are.
-std::string ConversionText(const FileEncoding& encoding);
+EncodedFile DescribeEncoded(const FileEncoding& encoding, const EncodingResult& result, double seconds);
 
-/// A line each for input, conversion, encoding, metadata and output, as they would be.
+/// Four lines: input, conversion, encoding and output, as they would be.
 std::string PlanText(const FileEncoding& encoding);
 
-/// One line without a line feed: output, format, length, whether it is verified, speed, conversions, and NotesText.
-std::string SummaryText(const FileEncoding& encoding, const EncodingResult& result, double timesRealTime);
+/// One line without a line feed: output, format, length, speed, conversions and what NotesText says.
+std::string SummaryText(const EncodedFile& file);
 
-/// What the result lacks or has lost, as in "3 samples were beyond full scale and clipped"; empty when it is complete.
-std::string NotesText(const EncodingResult& result);
+/// What was lost or missing, as in "3 samples were beyond full scale and clipped"; empty when it is nothing.
+std::string NotesText(const EncodedFile& file);
 
 /// CountText(1, "file", "files") == "1 file", CountText(3, "file", "files") == "3 files"
 std::string CountText(unsigned long long number, const char* singular, const char* plural);

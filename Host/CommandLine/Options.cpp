@@ -25,6 +25,12 @@ void Need(const char* needed, bool isPresent, const char* option) {
 void CompleteMany(Options& options) {
   options.action = Action::kEncodeMany;
   Exclude(options.skipExisting, "--skip-existing", options.force, "--force");
+  Exclude(options.update, "--update", options.force, "--force");
+  Exclude(options.update, "--update", options.skipExisting, "--skip-existing");
+  options.force = options.force || options.update;
+  if (HasForeignExtension(options.failedList)) {
+    throw WrongUse(options.failedList + ": the list of failed files must not be called like a sound");
+  }
   Exclude(true, "--to", !options.savePreset.empty(), "--save-preset");
   Exclude(true, "--to", options.testSignalSeconds.has_value(), "--test-signal");
   Exclude(true, "--to", !options.output.empty(), "--output");
@@ -39,6 +45,9 @@ void CompleteMany(Options& options) {
 
 void CompleteOne(Options& options) {
   Need("--to", options.skipExisting, "--skip-existing");
+  Need("--to", options.update, "--update");
+  Need("--to", options.listInputs, "--list-inputs");
+  Need("--to", !options.failedList.empty(), "--list-failed");
   Need("--to", options.jobs.has_value(), "--jobs");
   Need("--to", !options.selection.fileLists.empty(), "--files-from");
   Need("--to", !options.selection.filter.IsEmpty(), "--include and --exclude");
@@ -72,6 +81,7 @@ void CompleteOne(Options& options) {
 }  // namespace
 
 void CompleteEncodeOptions(Options& options) {
+  options.hashAudio = options.json;
   const std::vector<std::string>& inputs = options.selection.inputs;
   if (std::find(inputs.begin(), inputs.end(), "") != inputs.end()) {
     throw WrongUse("a file name is empty");

@@ -28,6 +28,9 @@ struct Options : EncodingOptions {
   SelectionOptions selection;        ///< the inputs of many
   OutputNaming naming;               ///< the outputs of many; without a folder one file is encoded
   bool skipExisting = false;         ///< of many, skip those whose output exists
+  bool update = false;               ///< of many, skip those whose output exists and is not older; replace the others
+  bool listInputs = false;           ///< of many, print the list names of those that would be encoded
+  std::string failedList;            ///< of many, file to list the failed ones in; empty: none
   std::optional<unsigned int> jobs;  ///< of many, how many are encoded at a time, 1 to 256
   std::string module;                ///< for FindModule
   SettingRequest request;            ///< what the compressor's settings are to be

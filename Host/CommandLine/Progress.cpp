@@ -1,8 +1,8 @@
 #include "Host/CommandLine/Progress.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
-#include <cmath>
 
 std::string TimeText(std::uint64_t sampleFrames, unsigned int sampleRate) {
   const std::uint64_t milliseconds =
@@ -28,19 +28,17 @@ void Progress::Update(std::uint64_t sampleFrames, const char* pass) {
     return;
   }
   const double speed = TimesRealTime(sampleFrames, m_passBegin);
-  std::string left;
-  if (m_sampleFrames && speed > 0) {
-    const auto frames = static_cast<double>(*m_sampleFrames - std::min(sampleFrames, *m_sampleFrames));
-    left = fmt::format(", {} left", RoughTimeText(frames / m_sampleRate / speed));
-  }
   const std::string done =
       m_sampleFrames && *m_sampleFrames != 0
           ? fmt::format("{} %", std::min<std::uint64_t>(100, sampleFrames / (*m_sampleFrames / 100 + 1)))
           : TimeText(sampleFrames, m_sampleRate);
-  m_line.Show(fmt::format("{}{}, {:.0f} x real time{}", m_pass, done, std::floor(speed), left));
+  std::string line = fmt::format("{}{}, {:.0f} x real time", m_pass, done, speed);
+  if (m_sampleFrames && speed > 0) {
+    const auto left = static_cast<double>(*m_sampleFrames - std::min(sampleFrames, *m_sampleFrames));
+    line += ", " + RoughTimeText(left / m_sampleRate / speed) + " left";
+  }
+  m_line.Show(line);
 }
-
-double Progress::TimesRealTime(std::uint64_t sampleFrames) const { return TimesRealTime(sampleFrames, m_begin); }
 
 double Progress::TimesRealTime(std::uint64_t sampleFrames, Clock::time_point begin) const {
   const double elapsed = std::chrono::duration<double>(Clock::now() - begin).count();

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The progress of one encoding on the terminal, and times as text.
+/// What people see of an encoding: one line on the terminal while it goes on, and texts for what it came to.
 
 #include "Host/Text/StatusLine.h"
 
@@ -15,21 +15,21 @@ std::string TimeText(std::uint64_t sampleFrames, unsigned int sampleRate);
 /// A time without fractions, for estimates: RoughTimeText(42.3) == "0:42".
 std::string RoughTimeText(double seconds);
 
-/// The status line of one sound: the part that is done, speed, time left.
+/// The status line of one sound: part done, speed, time left.
 class Progress {
  public:
   /// `sampleFrames` is the length of the whole, unknown for some inputs.
   Progress(bool isWanted, std::optional<std::uint64_t> sampleFrames, unsigned int sampleRate);
 
-  /// Shows the number of sample frames that are done, a few times a second however often it is called. `pass` goes in
-  /// front; when it changes, the sound begins anew.
+  /// Shows that so many sample frames are done, a few times a second however often it is called. `pass` goes in front;
+  /// where it changes, the sound begins anew.
   void Update(std::uint64_t sampleFrames, const char* pass = "");
 
   /// Clears the line, if there is one.
   void Clear() { m_line.Clear(); }
 
-  /// The length of `sampleFrames` divided by the time that all passes together have taken.
-  double TimesRealTime(std::uint64_t sampleFrames) const;
+  /// Seconds since the beginning, in all passes together.
+  double Seconds() const { return std::chrono::duration<double>(Clock::now() - m_begin).count(); }
 
  private:
   using Clock = std::chrono::steady_clock;

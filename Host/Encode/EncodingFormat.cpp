@@ -47,13 +47,28 @@ SourceLayout LayoutOfSource(const SoundFormat& source, IEnumSetting& setting, co
           isAllowed ? fmt::format(": {}{} if it is that", suggestions.layout, byCount) : std::string()};
 }
 
+/// The allowed value nearest to `value`, the larger of two; `value` when none is allowed.
+unsigned int NearestAllowed(IUnsignedIntSetting& setting, unsigned int value) {
+  const auto distance = [value](unsigned int allowed) { return allowed > value ? allowed - value : value - allowed; };
+  unsigned int nearest = value;
+  for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
+    const unsigned int allowed = setting.GetAllowableValue(index);
+    if (index == 0 || distance(allowed) < distance(nearest) ||
+        (distance(allowed) == distance(nearest) && allowed > nearest)) {
+      nearest = allowed;
+    }
+  }
+  return nearest;
+}
+
 /// Gives the three settings the source's values where the user has chosen none.
 void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const Choices& choices,
                   const SuggestionPrefixes& suggestions) {
   const std::string name = source.name + ": ";
   std::vector<Assignment> assignments;
   const auto follow = [&](ISetting* setting, SettingValue value, std::string unit, const char* suggestion) {
-    if (!choices.Contains(setting)) {
+    const bool isNearestRate = choices.nearestRate && setting == compressor.GetSampleRateSetting();
+    if (!choices.Contains(setting) || isNearestRate) {
       assignments.push_back({.setting = setting,
                              .value = std::move(value),
                              .source = name,
@@ -61,7 +76,9 @@ void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const
                              .suggestion = suggestion});
     }
   };
-  follow(compressor.GetSampleRateSetting(), source.sampleRate, " Hz", suggestions.sampleRate);
+  IUnsignedIntSetting& rate = *compressor.GetSampleRateSetting();
+  follow(&rate, choices.nearestRate ? NearestAllowed(rate, source.sampleRate) : source.sampleRate, " Hz",
+         suggestions.sampleRate);
   follow(compressor.GetSampleSizeSetting(), source.significantBits > 16 ? 24U : 16U, " bits", suggestions.bits);
   const SourceLayout layout = LayoutOfSource(source, *compressor.GetChannelModeSetting(), suggestions);
   follow(compressor.GetChannelModeSetting(), layout.name, layout.explanation + layout.suggestion, "");

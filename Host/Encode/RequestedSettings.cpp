@@ -55,6 +55,7 @@ Choices RequestedSettings::ApplyTo(IAudioCompressor& compressor) const {
   AddRequested(assignments, compressor.GetSampleSizeSetting(), "sample size", bits, " bits", suggestions.bits);
   AddRequested(assignments, compressor.GetChannelModeSetting(), "channel layout", layout, "", "");
   apply(assignments);
+  choices.nearestRate = m_request.nearestRate;
   return choices;
 }
 

@@ -19,6 +19,7 @@ struct SettingRequest {
   std::string preset;                     ///< path of a preset; empty for none
   std::vector<std::string> assignments;   ///< "SampleRate=48000"
   RequestedFormat format;                 ///< outranks the assignments, which outrank the preset
+  bool nearestRate = false;               ///< outranks all but `format`: the allowed rate nearest to the source's
   std::optional<double> framesPerSecond;  ///< outranks the preset; at least 1
   SuggestionPrefixes suggestions;         ///< for messages
 };

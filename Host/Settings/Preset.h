@@ -17,6 +17,7 @@ class IAudioCompressor;
 struct Choices {
   std::vector<const ISetting*> settings{};  ///< of one compressor
   std::optional<double> framesPerSecond{};  ///< the frame-rate hint, which no setting holds
+  bool nearestRate = false;                 ///< the sample rate follows from the source's: the nearest that is allowed
 
   bool Contains(const ISetting* setting) const;
 };

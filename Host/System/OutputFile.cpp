@@ -180,6 +180,10 @@ void OutputFile::Finish() {
     throw SystemFailure(m_shownTarget, "return unused disk space", errno);
   }
   m_reserved = m_flushed;
+  if (m_modificationTime && IsSeekable()) {
+    const timespec times[2] = {{0, UTIME_OMIT}, *m_modificationTime};
+    futimens(m_file.Get(), times);
+  }
   m_writtenOut = 0;  // what WriteAt has changed, too
   StartWriteOut();
   m_buffer.reset();

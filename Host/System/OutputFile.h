@@ -18,7 +18,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// Whether an output is forced onto the disk, or written there whenever the system likes.
@@ -64,6 +66,10 @@ class OutputFile {
   /// Reads at `position`, after Sync. Returns the number of bytes, which is less than `size` only at the end of file.
   std::size_t ReadAt(std::uint64_t position, void* bytes, std::size_t size) const;
 
+  /// The time of the last change that the file will have when it takes its name; by default that of the last write.
+  /// Ignored for what is written directly, and where the file system refuses it.
+  void SetModificationTime(const timespec& time) { m_modificationTime = time; }
+
   /// Completes the file and gives it its name. A target that may not be replaced and has appeared meanwhile is a
   /// failure. Call it once, as the last thing.
   void Commit();
@@ -87,6 +93,7 @@ class OutputFile {
   Descriptor m_folder;                         ///< none for what is written directly, as with the next
   std::unique_ptr<TemporaryName> m_temporary;  ///< before the folder's end
   Descriptor m_file;
+  std::optional<timespec> m_modificationTime;
   std::unique_ptr<unsigned char[]> m_buffer;
   std::size_t m_buffered = 0;
   std::uint64_t m_flushed = 0;

@@ -56,7 +56,7 @@ void PrintMessage(std::string_view text) {
 }
 
 void Print(const std::string& text) {
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
     throw SystemFailure("standard output", "write", errno);
   }
 }

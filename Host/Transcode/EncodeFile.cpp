@@ -7,9 +7,11 @@
 #include "Host/Matroska/MatroskaWriter.h"
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
+#include "Host/Transcode/AudioHash.h"
 #include "Host/Transcode/Verification.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <utility>
@@ -21,6 +23,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
       m_durability(setup.options.noSync ? Durability::kLeftToSystem : Durability::kForced),
       m_isToBeVerified(setup.options.verify),
       m_framesPerSecond(setup.settings.FramesPerSecond()),
+      m_isToBeHashed(setup.options.hashAudio),
       m_compressor(setup.module.CreateCompressor()) {
   if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
     throw WrongUse(fmt::format("--verify: {} cannot be read back", m_output == "-" ? "standard output" : m_output));
@@ -38,6 +41,10 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
     m_format = ChooseFormat(*m_compressor, nullptr);
     m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
+  }
+  struct stat status {};
+  if (!setup.options.newTimes && m_input != "-" && stat(m_input.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+    m_modificationTime = status.st_mtim;
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
                        setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead, setup.options.raw);
@@ -80,10 +87,14 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
                                .application = "rhohost " RHOHOST_VERSION,
                                .metadata = OutputMetadata()});
   Verification verification(m_format);
-  const auto write = [this, &writer, &verification](const EncodedPacket& packet) {
+  AudioHash hash;
+  const auto write = [this, &writer, &verification, &hash](const EncodedPacket& packet) {
     writer.WritePacket(packet.bytes, packet.time, packet.sampleFrames);
     if (m_isToBeVerified) {
       verification.Add(packet);
+    }
+    if (m_isToBeHashed) {
+      hash.Add(packet.bytes);
     }
   };
   for (SampleBlock block = m_source->Read(); block.frames != 0; block = m_source->Read()) {
@@ -101,5 +112,9 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
   if (const std::vector<std::string>& omitted = m_source->Metadata().omitted; !omitted.empty()) {
     notes.push_back(fmt::format("not kept: {}", fmt::join(omitted, ", ")));
   }
-  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), std::move(notes)};
+  if (m_modificationTime) {
+    file.SetModificationTime(*m_modificationTime);
+  }
+  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), std::move(notes),
+          m_isToBeHashed ? std::optional(hash.Value()) : std::nullopt};
 }

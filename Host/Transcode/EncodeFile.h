@@ -16,6 +16,7 @@
 #include "Host/System/OutputFile.h"
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -33,6 +34,8 @@ struct EncodingOptions {
   bool noTags = false;                      ///< leave tags, chapters and attachments out
   bool readAhead = false;                   ///< decode long sounds on a thread of their own
   bool verify = false;                      ///< read each output back and compare it with what was encoded
+  bool newTimes = false;                    ///< do not give outputs the modification times of their inputs
+  bool hashAudio = false;                   ///< compute EncodingResult::audioHash
 };
 
 /// What all encodings of one run share; any number of threads may use it. `options` must outlive it.
@@ -51,7 +54,8 @@ struct EncodingResult {
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
   std::uint64_t clippedSamples = 0;
-  std::vector<std::string> notes;  ///< SoundSource::Notes
+  std::vector<std::string> notes;          ///< SoundSource::Notes
+  std::optional<std::uint64_t> audioHash;  ///< XXH3 (64 bits) of the bytes of all packets
 };
 
 class FileEncoding {
@@ -97,6 +101,8 @@ class FileEncoding {
   Durability m_durability;
   bool m_isToBeVerified;
   double m_framesPerSecond;
+  bool m_isToBeHashed;
+  std::optional<timespec> m_modificationTime;  ///< for the output
   CompressorOwner m_compressor;
   std::unique_ptr<SoundSource> m_source;
   Choices m_choices;

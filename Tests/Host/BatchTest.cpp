@@ -3,6 +3,10 @@
 #include "Tests/Host/HostTest.h"
 
 #include <csignal>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 
 namespace {
 
@@ -40,15 +44,15 @@ TEST_F(BatchTest, KeepsTheTreeAndNamesWhatFailed) {
   const Outcome outcome = RunHost("umask 026; rhohost --verify --to new/out --jobs 1 in one.wav none.wav");
   EXPECT_EQ(outcome.code, 1);
   EXPECT_EQ(outcome.output, "");
-  EXPECT_THAT(
-      outcome.errors,
-      ContainsRegex("^rhohost: none.wav: .*No such file.*\nrhohost: in/fifo.wav: is not a file\n"
-                    "rhohost: in/\\[x,y\\]/d.wav: .*37800 Hz.*\n"
-                    "rhohost: in/cut.wav: is incomplete.*\nrhohost: in/dangling.wav: .*No such file.*\n"
-                    "rhohost: in/empty.wav: is empty.*\nrhohost: in/texts/t.wav: is not a sound file.*\n"
-                    "rhohost: new/out: 5 files encoded and verified, 3 not sound files, 7 failed; "
-                    "0:00:0[0-9.]+ of sound, [0-9]+ x real time; failed: none.wav, in/fifo.wav, in/.x,y./d.wav, "
-                    "in/cut.wav, in/dangling.wav, in/empty.wav, in/texts/t.wav\n$"));
+  for (const char* const failure :
+       {"none.wav: .*No such file.*", "in/fifo.wav: is not a file", "in/.x,y./d.wav: .*37800 Hz.*",
+        "in/cut.wav: is incomplete.*", "in/dangling.wav: .*No such file.*", "in/empty.wav: is empty.*",
+        "in/texts/t.wav: is not a sound file.*"}) {
+    const std::string message = failure;
+    EXPECT_THAT(outcome.errors, ContainsRegex("rhohost: " + message + "\n(.*\n)*rhohost: failed: " + message + "\n"));
+  }
+  EXPECT_THAT(outcome.errors, ContainsRegex("\nrhohost: new/out: 5 files encoded and verified, 3 not sound files, "
+                                            "7 failed; 0:00:0[0-9.]+ of sound, [0-9]+ x real time\n$"));
   EXPECT_EQ(Files("new/out"), std::string(kOutputs) + "./one.mkv ");
   EXPECT_EQ(Run("stat -c %a new new/out/live new/out/a.mkv").output, "751\n751\n640\n");
   EXPECT_EQ(Decode("new/out/live/deep/.c.mkv"), Decode("in/live/deep/.c"));
@@ -57,16 +61,13 @@ TEST_F(BatchTest, KeepsTheTreeAndNamesWhatFailed) {
 
 TEST_F(BatchTest, GivesWhatOneFileAtATimeGives) {
   ASSERT_EQ(
-      Run("mkdir many && cp one.wav many && for i in 1 2 3 4; do cp -r in many/$i; echo text >many/$i/a.txt; done; "
-          "mkfifo preset")
+      Run("mkdir many && cp one.wav many && for i in 1 2 3 4; do cp -r in many/$i; echo text >many/$i/a.txt; done")
           .code,
       0);
   Write("saved", R"({"manufacturer": "ZAV ", "codec": "LPCM", "settings": {"SampleSize": 24}})");
-  // A pipe can be read only once.
-  const Outcome many =
-      RunHost("cat saved >preset & rhohost --to out --preset preset --set SampleRate=44100 --fps 25 --jobs 16 many");
+  const Outcome many = RunHost("rhohost --to out --preset saved --set SampleRate=44100 --fps 25 --jobs 16 many");
   EXPECT_THAT(many.errors,
-              HasSubstr("out: 21 files encoded, 4 not sound files, 16 resampled, 16 dithered to fewer bits;"));
+              ContainsRegex("out: 21 files encoded, 16 of them resampled, 16 of them dithered, 4 not sound files;"));
   const Outcome single = Run(
       R"(cd many; find . -type f ! -name '*.txt' -o -type l | while read -r file; do
            rhohost --quiet --force --preset ../saved --rate 44100 --fps 25 "$file" ../single.mkv &&
@@ -141,6 +142,103 @@ TEST_F(BatchTest, GoesOnWhereItWas) {
   EXPECT_EQ(Listing(), before);
   EXPECT_EQ(RunHost(command + " --force --quiet").errors, "");
   EXPECT_EQ(Decode("in/out/a.mkv"), Decode("in/a.wav"));
+}
+
+TEST_F(BatchTest, ReplacesOlderOutputsAndKeepsTimes) {
+  ASSERT_EQ(Run("rm -r 'in/[x,y]'; touch -d '2001-02-03 04:05:06.789' in/a.wav").code, 0);
+  ASSERT_EQ(RunHost("rhohost --to out --update in").code, 0);
+  EXPECT_EQ(Run("stat -c %y in/a.wav").output, Run("stat -c %y out/a.mkv").output);
+  const std::string before = Listing();
+  EXPECT_THAT(RunHost("rhohost --to out --update in").errors, HasSubstr("0 files encoded, 4 existing ones skipped\n"));
+  EXPECT_EQ(Listing(), before);
+  EXPECT_EQ(Run("touch -d 2001-02-04 in/a.wav; rhohost --to out --update --list-inputs in").output, "in/./a.wav\n");
+  EXPECT_THAT(RunHost("rhohost --to out --update --no-preserve-times in").errors,
+              HasSubstr("1 file encoded, 3 existing"));
+  EXPECT_EQ(Run("find out/a.mkv -newer in/live/b.b.flac").output, "out/a.mkv\n");
+}
+
+TEST_F(BatchTest, TakesTheNearestRateThatIsAllowed) {
+  MakeSound("in/fast.wav", 192000, 2, "sox -b 16", 99);
+  EXPECT_THAT(RunHost("rhohost --to out --rate nearest in").errors, HasSubstr("6 files encoded, 2 of them resampled"));
+  for (const auto& [file, rate] :
+       {std::pair{"[x,y]/d", 32000U}, {"fast", 96000U}, {"a", 48000U}, {"live/link", 44100U}}) {
+    EXPECT_THAT(ProbeFile(std::string("out/") + file + ".mkv", rate).others, HasSubstr(std::to_string(rate))) << file;
+  }
+}
+
+TEST_F(BatchTest, ListsFailedFilesForTheNextRun) {
+  AddOthers();
+  for (const auto& [option, list] : {std::pair{"", "failed"}, {"--null ", "failed.0"}}) {
+    const std::string batch =
+        std::string("rhohost --quiet --skip-existing --to out ") + option + "--list-failed " + list;
+    EXPECT_EQ(RunHost(batch + " in one.wav").code, 1);
+    Run("cp in/cut.wav damaged.wav; cp in/a.wav in/cut.wav");
+    EXPECT_EQ(RunHost(batch + " --rate 48000 --files-from " + list).code, 1);
+    EXPECT_EQ(Files("out"),
+              "./[x,y]/d.mkv ./a.mkv ./cut.mkv ./live/b.b.mkv ./live/deep/.c.mkv ./live/link.mkv ./one.mkv ");
+    EXPECT_EQ(Run(std::string("tr '\\0' '\\n' <") + list).output,
+              "in/./fifo.wav\nin/./dangling.wav\nin/./empty.wav\nin/./texts/t.wav\n");
+    Run("cp damaged.wav in/cut.wav; rm -r out");
+  }
+}
+
+TEST_F(BatchTest, SaysWhatAnInterruptedRunHasDone) {
+  Run("mkdir long; cp one.wav long/a.wav; echo text >long/b.wav; sox -n -r 44100 -c 2 -b 16 long/c.wav synth 1800 sine "
+      "9; "
+      "cp long/c.wav long/d.wav");
+  const pid_t process =
+      Start("echo $$ >process; exec rhohost --rate 96000 --jobs 1 --to out --json --list-failed failed long");
+  while (Read("../output").find("b.wav: is not") == std::string::npos) {
+  }
+  ASSERT_EQ(kill(std::stoi(Read("process")), SIGTERM), 0);
+  const Outcome outcome = Wait(process);
+  EXPECT_EQ(outcome.code, 128 + SIGTERM);
+  EXPECT_THAT(outcome.errors, ContainsRegex("out: interrupted: 1 file encoded, .*1 failed, 2 not reached; "));
+  EXPECT_THAT(outcome.output, ContainsRegex("\"event\":\"summary\",\"encoded\":1,.*\"failed\":1,\"notReached\":2,"
+                                            "\"interrupted\":true"));
+  EXPECT_EQ(Read("failed"), "long/./b.wav\n");
+  EXPECT_EQ(Run("ls -A out").output, "a.mkv\n");
+}
+
+TEST_F(BatchTest, PrintsJsonLinesOfOneShape) {
+  const std::map<std::string, std::set<std::string>> keys{
+      {"start", {"version", "program", "files", "bytes", "dryRun"}},
+      {"plan", {"input", "listName", "output", "format", "framesPerPacket", "frames", "conversion", "verify"}},
+      {"progress", {"fraction", "seconds"}},
+      {"skipped", {"input", "output"}},
+      {"failed", {"input", "listName", "message"}},
+      {"encoded",
+       {"input", "output", "format", "frames", "packets", "conversion", "clippedSamples", "notes", "verified",
+        "audioXxh3", "soundSeconds", "seconds"}},
+      {"summary",
+       {"encoded", "resampled", "dithered", "clipped", "skipped", "outdated", "clashing", "repeated", "excluded",
+        "others", "failed", "notReached", "interrupted", "soundSeconds", "seconds"}}};
+  const std::string document = ReadFile(SOURCE_FOLDER "/docs/json.md");
+  std::set<std::string> seen;
+  const std::string batch = "rhohost --json --quiet --skip-existing --to out";
+  for (const std::string& command : std::vector<std::string>{
+           "rhohost --json --dry-run --quiet one.wav - 2>&1", "rhohost --json --quiet one.wav one.mkv", batch + " in",
+           batch + " in \"$(printf 'none\\377')\" 2>/dev/null", batch + " --dry-run in"}) {
+    std::istringstream lines(Run(command).output);
+    for (std::string line; std::getline(lines, line);) {
+      const auto event = nlohmann::json::parse(line);
+      std::set<std::string> found;
+      for (const auto& [key, value] : event.items()) {
+        found.insert(key);
+        EXPECT_THAT(document, HasSubstr("`" + key + "`"));
+      }
+      found.erase("event");
+      EXPECT_EQ(found, keys.at(event["event"])) << line;
+      seen.insert(event["event"]);
+      if (event["event"] == "encoded") {
+        const std::string output = event["output"];
+        const std::string bits = std::to_string(event["format"]["bits"].get<int>());
+        EXPECT_THAT(Run("ffmpeg -v error -i '" + output + "' -f s" + bits + "le - | xxhsum -H3").output,
+                    HasSubstr(event["audioXxh3"].get<std::string>()));
+      }
+    }
+  }
+  EXPECT_EQ(seen.size(), keys.size());
 }
 
 TEST_F(BatchTest, ShowsHowFarItIsAndLeavesOnlyWholeFiles) {

@@ -1,0 +1,163 @@
+#include "Host/CommandLine/JsonEvents.h"
+
+#include "Host/Text/Errors.h"
+#include "Host/Text/Hexadecimal.h"
+#include "Host/Text/Utf8.h"
+#include "Host/Transcode/EncodeFile.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int kVersion = 1;
+
+/// A name or text of any bytes, as presets have it.
+Json TextJson(const std::string& text) {
+  const std::span bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  return IsUtf8(text) ? Json(text) : Json{{"hex", HexText(bytes)}};
+}
+
+template <class Value>
+Json OrNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
+
+Json FormatJson(const EncodingFormat& format) {
+  return {{"sampleRate", format.sampleRate},
+          {"bits", format.bits},
+          {"channels", format.channels},
+          {"layout", format.layout}};
+}
+
+Json ConversionJson(const Conversion& conversion) {
+  return {{"resampledFrom", OrNull(conversion.resampledFrom)}, {"ditheredFrom", OrNull(conversion.ditheredFrom)}};
+}
+
+}  // namespace
+
+template <class AnyJson>
+void JsonEvents::Print(const AnyJson& event) {
+  if (m_stream == nullptr) {
+    return;
+  }
+  const std::string line = event.dump() + '\n';
+  const std::lock_guard lock(m_mutex);
+  if (m_error == 0 &&
+      (std::fwrite(line.data(), 1, line.size(), m_stream) != line.size() || std::fflush(m_stream) != 0)) {
+    m_error = errno;
+  }
+}
+
+void BatchCounts::Add(const EncodedFile& file) {
+  ++encoded;
+  resampled += file.conversion.resampledFrom ? 1 : 0;
+  dithered += file.conversion.ditheredFrom ? 1 : 0;
+  clipped += file.clippedSamples != 0 ? 1 : 0;
+  soundSeconds += file.SoundSeconds();
+}
+
+void JsonEvents::Start(std::size_t files, std::uint64_t bytes, bool isDryRun) {
+  Print(Json{{"event", "start"},
+             {"version", kVersion},
+             {"program", "rhohost " RHOHOST_VERSION},
+             {"files", files},
+             {"bytes", bytes},
+             {"dryRun", isDryRun}});
+}
+
+void JsonEvents::Plan(const FileEncoding& encoding, const std::string& listName) {
+  if (m_stream == nullptr) {
+    return;
+  }
+  const SoundFormat& sound = encoding.Sound();
+  Json input{{"name", TextJson(sound.name)},
+             {"sampleRate", sound.sampleRate},
+             {"channels", sound.channels},
+             {"significantBits", sound.significantBits},
+             {"frames", OrNull(sound.frames)}};
+  Print(Json{{"event", "plan"},
+             {"input", std::move(input)},
+             {"listName", TextJson(listName)},
+             {"output", TextJson(encoding.Output())},
+             {"format", FormatJson(encoding.Format())},
+             {"framesPerPacket", encoding.SampleFramesPerPacket()},
+             {"frames", OrNull(encoding.SampleFrames())},
+             {"conversion", ConversionJson(ConversionOf(encoding))},
+             {"verify", encoding.IsToBeVerified()}});
+}
+
+void JsonEvents::Progress(double fraction, double seconds) {
+  {
+    const std::lock_guard lock(m_mutex);
+    const auto now = std::chrono::steady_clock::now();
+    if (m_stream == nullptr || now < m_nextProgress) {
+      return;
+    }
+    m_nextProgress = now + std::chrono::milliseconds(200);
+  }
+  Print(Json{{"event", "progress"}, {"fraction", fraction}, {"seconds", seconds}});
+}
+
+void JsonEvents::Encoded(const EncodedFile& file) {
+  if (m_stream == nullptr) {
+    return;
+  }
+  Json notes = Json::array();
+  for (const std::string& note : file.notes) {
+    notes.push_back(TextJson(note));
+  }
+  Print(Json{{"event", "encoded"},
+             {"input", TextJson(file.input)},
+             {"output", TextJson(file.output)},
+             {"format", FormatJson(file.format)},
+             {"frames", file.sampleFrames},
+             {"packets", file.packets},
+             {"conversion", ConversionJson(file.conversion)},
+             {"clippedSamples", file.clippedSamples},
+             {"notes", std::move(notes)},
+             {"verified", file.isVerified},
+             {"audioXxh3", file.audioHash ? Json(fmt::format("{:016x}", *file.audioHash)) : Json(nullptr)},
+             {"soundSeconds", file.SoundSeconds()},
+             {"seconds", file.seconds}});
+}
+
+void JsonEvents::Skipped(const std::string& input, const std::string& output) {
+  Print(Json{{"event", "skipped"}, {"input", TextJson(input)}, {"output", TextJson(output)}});
+}
+
+void JsonEvents::Failed(const std::string& input, const std::string& listName, const std::string& message) {
+  Print(Json{{"event", "failed"},
+             {"input", TextJson(input)},
+             {"listName", TextJson(listName)},
+             {"message", TextJson(message)}});
+}
+
+void JsonEvents::Summary(const BatchCounts& counts, bool isInterrupted, double seconds) {
+  Print(Json{{"event", "summary"},
+             {"encoded", counts.encoded},
+             {"resampled", counts.resampled},
+             {"dithered", counts.dithered},
+             {"clipped", counts.clipped},
+             {"skipped", counts.skipped},
+             {"outdated", counts.outdated},
+             {"clashing", counts.clashing},
+             {"repeated", counts.repeated},
+             {"excluded", counts.excluded},
+             {"others", counts.others},
+             {"failed", counts.failed},
+             {"notReached", counts.notReached},
+             {"interrupted", isInterrupted},
+             {"soundSeconds", counts.soundSeconds},
+             {"seconds", seconds}});
+}
+
+void JsonEvents::Check() {
+  if (m_error != 0) {
+    throw SystemFailure(m_stream == stdout ? "standard output" : "standard error", "write", m_error);
+  }
+}

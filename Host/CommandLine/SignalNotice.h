@@ -1,0 +1,25 @@
+#pragma once
+
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <thread>
+
+/// While it lives, SIGHUP, SIGINT and SIGTERM first call a function, on a thread of their own, and then take effect as
+/// they would have. Signals that the process ignores stay ignored. Threads that are started later must not unblock them.
+/// Where no thread can be had, nothing is called.
+class SignalNotice {
+ public:
+  explicit SignalNotice(std::function<void()> onSignal);
+  SignalNotice(const SignalNotice&) = delete;
+  SignalNotice& operator=(const SignalNotice&) = delete;
+  ~SignalNotice();
+
+ private:
+  void Wait(const std::function<void()>& onSignal) const;
+
+  sigset_t m_signals{};
+  sigset_t m_previous{};
+  std::atomic<bool> m_isOver{false};
+  std::thread m_thread;
+};
