@@ -1,7 +1,6 @@
 #include "Host/Transcode/AudioHash.h"
 
-// The state is part of the header only with this.
-#define XXH_STATIC_LINKING_ONLY
+#define XXH_INLINE_ALL  // a library less to load
 #include <xxhash.h>
 
 struct AudioHash::State {
