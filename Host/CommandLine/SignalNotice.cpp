@@ -4,6 +4,13 @@
 #include <system_error>
 #include <utility>
 
+namespace {
+
+/// Ends the wait. Blocked before the thread starts, so that it is never lost.
+constexpr int kEndOfWait = SIGURG;
+
+}  // namespace
+
 SignalNotice::SignalNotice(std::function<void()> onSignal) {
   sigemptyset(&m_signals);
   for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
@@ -13,7 +20,9 @@ SignalNotice::SignalNotice(std::function<void()> onSignal) {
       sigaddset(&m_signals, signal);
     }
   }
-  pthread_sigmask(SIG_BLOCK, &m_signals, &m_previous);
+  sigset_t blocked = m_signals;
+  sigaddset(&blocked, kEndOfWait);
+  pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
   try {
     m_thread = std::thread([this, onSignal = std::move(onSignal)] { Wait(onSignal); });
   } catch (const std::exception&) {
@@ -24,7 +33,7 @@ SignalNotice::SignalNotice(std::function<void()> onSignal) {
 SignalNotice::~SignalNotice() {
   if (m_thread.joinable()) {
     m_isOver = true;
-    pthread_kill(m_thread.native_handle(), SIGTERM);
+    pthread_kill(m_thread.native_handle(), kEndOfWait);
     m_thread.join();
     pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
   }
@@ -32,12 +41,11 @@ SignalNotice::~SignalNotice() {
 
 void SignalNotice::Wait(const std::function<void()>& onSignal) const {
   sigset_t signals = m_signals;
-  sigaddset(&signals, SIGTERM);  // the destructor's way to end the wait, even if ignored otherwise
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  sigaddset(&signals, kEndOfWait);
   int signal = 0;
   do {
     sigwait(&signals, &signal);
-  } while (!m_isOver && sigismember(&m_signals, signal) == 0);
+  } while (!m_isOver && signal == kEndOfWait);
   if (!m_isOver) {
     onSignal();
     pthread_sigmask(SIG_UNBLOCK, &m_signals, nullptr);
