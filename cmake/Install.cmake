@@ -1,4 +1,5 @@
-# What is installed, and in which Debian package each part of it ends up: the components "tools", "plugin" and "dev".
+# What is installed, and in which Debian package each part of it is: the components "tools", "plugin", "library" and "dev".
+# Nothing that is installed knows the prefix: the whole may be moved, or installed elsewhere with "cmake --install --prefix".
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -35,24 +36,44 @@ install(EXPORT RhoTargets NAMESPACE Rho:: DESTINATION ${cmake_dir} COMPONENT dev
 configure_package_config_file(cmake/package/RhoConfig.cmake.in ${CMAKE_BINARY_DIR}/package/RhoConfig.cmake
   INSTALL_DESTINATION ${cmake_dir} PATH_VARS plugin_dir)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/package/RhoConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-configure_file(cmake/package/rho.pc.in ${CMAKE_BINARY_DIR}/package/rho.pc @ONLY)
+# pkg-config finds the prefix from the folder of its file.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE pc_to_prefix)
+if(RHO_LIBUUID)
+  set(pc_uuid "-luuid ")
+endif()
+set(pc_files)
+foreach(name rho rho-host)
+  configure_file(cmake/package/${name}.pc.in ${CMAKE_BINARY_DIR}/package/${name}.pc @ONLY)
+  list(APPEND pc_files ${CMAKE_BINARY_DIR}/package/${name}.pc)
+endforeach()
 install(FILES
   ${CMAKE_BINARY_DIR}/package/RhoConfig.cmake
   ${CMAKE_BINARY_DIR}/package/RhoConfigVersion.cmake
   cmake/package/RhoModule.cmake
   cmake/package/module.exports
   DESTINATION ${cmake_dir} COMPONENT dev)
-install(FILES ${CMAKE_BINARY_DIR}/package/rho.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+if(NOT RHO_HOST)
+  list(FILTER pc_files EXCLUDE REGEX rho-host)
+endif()
+install(FILES ${pc_files} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
 if(NOT RHO_HOST)
   return()
 endif()
+install(TARGETS rho EXPORT RhoTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev)
+install(TARGETS rho-module-helper RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/rho COMPONENT library)
+install(FILES Host/Library/rho.h Host/Library/rho.hpp DESTINATION ${header_dir} COMPONENT dev)
+
 install(TARGETS rhohost RUNTIME COMPONENT tools)
 install(TARGETS TagReader LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/rho COMPONENT tools)
 if(TARGET FailingAllocations)
   install(TARGETS FailingAllocations LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/rho COMPONENT tools)
 endif()
+# The completions find it from the folder of rhohost.
 install(PROGRAMS cmake/package/completions/settings.sh DESTINATION ${CMAKE_INSTALL_DATADIR}/rho COMPONENT tools)
+file(RELATIVE_PATH bin_to_data /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_DATADIR}/rho)
 foreach(completion
     "rhohost.bash|bash-completion/completions|rhohost" "_rhohost|zsh/vendor-completions|_rhohost"
     "rhohost.fish|fish/vendor_completions.d|rhohost.fish")
@@ -75,6 +96,7 @@ if(HELP2MAN)
       "rhohost-validate|rhohost validate|check an audio-encoder module")
     string(REPLACE "|" ";" page ${page})
     list(GET page 0 name)
+    string(TOUPPER ${name} title)
     list(GET page 1 command)
     list(GET page 2 summary)
     set(output ${CMAKE_BINARY_DIR}/package/${name}.1.gz)
@@ -82,7 +104,9 @@ if(HELP2MAN)
     add_custom_command(OUTPUT ${output} DEPENDS rhohost VERBATIM
       COMMAND ${HELP2MAN} --no-info --name ${summary} --version-string ${PROJECT_VERSION}
         --output ${CMAKE_BINARY_DIR}/package/${name}.1 ${command}
-      COMMAND sed -i "s/^rhohost \\([a-z]*\\) \\\\- /rhohost-\\1 \\\\- /" ${CMAKE_BINARY_DIR}/package/${name}.1
+      # help2man takes the first word for the page's name.
+      COMMAND sed -i -e "s/^rhohost \\([a-z]*\\) \\\\- /rhohost-\\1 \\\\- /"
+        -e "s/^.TH RHOHOST \\(.*\\)\"rhohost [a-z]* /.TH ${title} \\1\"rhohost /" ${CMAKE_BINARY_DIR}/package/${name}.1
       COMMAND gzip --best --no-name --force ${CMAKE_BINARY_DIR}/package/${name}.1)
     list(APPEND pages ${output})
   endforeach()

@@ -33,10 +33,20 @@ execute_process(COMMAND gzip --best --no-name --keep --force ${CMAKE_BINARY_DIR}
 
 package(plugin rho-plugin-pcm sound "Linear PCM encoder module for media hosts" ""
   "A module that media-encoding hosts load to offer Linear PCM. It cuts\ndecoded audio into packets of one video-frame period and leaves the\nsamples as they are.")
-package(dev rho-dev libdevel "headers and libraries for audio-encoder modules and their hosts" "uuid-dev"
-  "The plug-in interface, the settings model and the toolbox, with a CMake\npackage and a pkg-config file.")
+set(dev_depends uuid-dev)
 if(RHO_HOST)
+  # Which package programs depend on that link the library, and the trigger by which the loader learns of it.
+  file(WRITE ${CMAKE_BINARY_DIR}/package/shlibs
+    "librho ${PROJECT_VERSION_MAJOR} librho${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})\n")
+  file(WRITE ${CMAKE_BINARY_DIR}/package/triggers "activate-noawait ldconfig\n")
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_BINARY_DIR}/package/shlibs ${CMAKE_BINARY_DIR}/package/triggers)
+  string(PREPEND dev_depends "librho${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), ")
+  package(library librho${PROJECT_VERSION_MAJOR} libs "library for hosts of audio-encoder modules" ""
+    "Finds encoder modules, describes them in a process of their own,\nchanges their settings and encodes with them.")
   package(tools rho-tools sound "encode sound files with audio-encoder modules" "rho-plugin-pcm, libsoxr0"
     "rhohost encodes sound files into Matroska files, describes encoder\nmodules and their settings, and checks modules against what hosts count\non.")
 endif()
+package(dev rho-dev libdevel "headers and libraries for audio-encoder modules and their hosts" "${dev_depends}"
+  "The plug-in interface, the settings model, the toolbox and the library for\nhosts, with a CMake package and pkg-config files.")
 include(CPack)

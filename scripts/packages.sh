@@ -6,11 +6,12 @@ build_packages=(
   libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ccache ffmpeg flac lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
+  alsa-utils binutils ccache ffmpeg fish flac help2man lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
   librapidcheck-dev libxml2-utils mkvtoolnix opus-tools python3 rsync sound-theme-freedesktop sox xxhash
+  zsh
 )
 benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
-packaging_packages=(debootstrap dpkg-dev help2man lintian)
+packaging_packages=(debootstrap dpkg-dev fish help2man lintian zsh)
 check_packages=(
   abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
 )

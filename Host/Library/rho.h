@@ -1,7 +1,11 @@
 #ifndef RHO_H
 #define RHO_H
 
-/* Encoder modules for programs in any language: find them, describe them, change their settings, encode.
+/** @file
+ * Encoder modules for programs in any language: find them, describe them, change their settings, encode. C++ programs
+ * have owners and exceptions for the same in rho.hpp.
+ *
+ *   #include <rho.h>
  *
  *   rho_module* module = NULL;
  *   rho_compressor* compressor = NULL;
@@ -17,8 +21,8 @@
  *   rho_module_unload(module);
  *
  * Every function that can fail returns a rho_result and sets rho_error_text. A result is written through its pointer on
- * success only. A null pointer for a handle, text or result is RHO_WRONG_USE, unless it says otherwise. No C++
- * exception leaves the library.
+ * success only. A null pointer for a handle, text or result is RHO_WRONG_USE, unless its function says otherwise. No
+ * C++ exception leaves the library.
  *
  * Handles may be destroyed in any order: a compressor keeps its module loaded, an encoder keeps its compressor. One
  * thread at a time uses the handles that belong to one compressor; different compressors may be used at once.
@@ -31,6 +35,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** Marks the functions that the library exports. */
 #if defined(__GNUC__)
 #define RHO_PUBLIC __attribute__((visibility("default")))
 #else
@@ -41,128 +46,159 @@
 extern "C" {
 #endif
 
+/** How a function ended. */
 typedef enum rho_result {
-  RHO_OK = 0,
-  RHO_FAILED = 1,       /* the module, the system or a file did not do what was asked */
-  RHO_WRONG_USE = 2,    /* an argument that cannot be, a setting that does not exist, a value that is not allowed */
-  RHO_OUT_OF_MEMORY = 3 /* nothing has changed */
+  RHO_OK = 0,           /**< success */
+  RHO_FAILED = 1,       /**< an error of the module, the system or a file */
+  RHO_WRONG_USE = 2,    /**< an invalid argument, an unknown setting or a value that is not allowed */
+  RHO_OUT_OF_MEMORY = 3 /**< there is not enough memory */
 } rho_result;
 
+/** A loaded module. */
 typedef struct rho_module rho_module;
+/** A compressor of a module, with its settings. */
 typedef struct rho_compressor rho_compressor;
+/** One run of a compressor, from the first sample to the last packet. */
 typedef struct rho_encoder rho_encoder;
 
-/* Why the last function of this thread that failed did so; empty before the first one. Valid until the next one fails;
- * texts of more than 1,000 bytes are cut. */
+/** The error of the last function of this thread that failed; empty before the first failure. Valid until the next
+ * failure in this thread. Texts of more than 1,000 bytes are truncated. */
 RHO_PUBLIC const char* rho_error_text(void);
 
-/* "1.0" */
+/** The version of the library: "1.0.0". The caller does not free it. */
 RHO_PUBLIC const char* rho_version(void);
 
-/* Releases a text. Null is allowed. */
+/** Frees a text that a function returned through a char**. Null is allowed. */
 RHO_PUBLIC void rho_free(char* text);
 
-/* ---- Modules ----
+/** @name Modules
  * `name` is the path of a library or a bundle if it has a slash. Without one it is looked up in the folders of
  * RHO_PLUGIN_PATH, in the user's ($XDG_DATA_HOME/rho/plugins or ~/.local/share/rho/plugins), beside this library
  * (bundles alone) and in the system's. */
+/** @{ */
 
-/* The path of the library to load. */
+/** Finds a module and returns the path of the library to load. Loads nothing. */
 RHO_PUBLIC rho_result rho_find_module(const char* name, char** path);
 
-/* All modules: a JSON array of objects with "name", "path", "hidden" (by another one of the same name in an earlier
- * folder), and either "description" or "error". Each is loaded in a child process, as in rho_describe_module. */
+/** Lists all modules: a JSON array of objects with "name", "path", "hidden" (by another one of the same name in an
+ * earlier folder), and either "description" or "error". Each is loaded in a child process and has the time limit, as in
+ * rho_describe_module. */
 RHO_PUBLIC rho_result rho_list_modules(unsigned int timeout_milliseconds, char** json);
 
-/* A module and all its settings as JSON; docs/info.md lists the keys. The module is loaded in a child process: one that
- * crashes, hangs for longer than the time limit or ends its process is RHO_FAILED and does not hurt the caller. The
- * child is the program rho-module-helper, which RHO_MODULE_HELPER can name. */
+/** Describes a module and all its settings as JSON; docs/info.md lists the keys. The module is loaded in a child
+ * process: one that crashes, ends its process or takes longer than the time limit is RHO_FAILED and does not hurt the
+ * caller. The child is the program rho-module-helper; the environment variable RHO_MODULE_HELPER can name another. */
 RHO_PUBLIC rho_result rho_describe_module(const char* name, unsigned int timeout_milliseconds, char** json);
 
-/* Loads a module into this process. */
+/** Loads a module into this process, where it can crash it. */
 RHO_PUBLIC rho_result rho_module_load(const char* name, rho_module** module);
 
-/* Unloads the module once its compressors are destroyed. Null is allowed. */
+/** Unloads the module once its compressors are destroyed. Null is allowed. */
 RHO_PUBLIC void rho_module_unload(rho_module* module);
 
-/* ---- Compressors and their settings ----
+/** @} */
+
+/** @name Compressors and their settings
  * A setting is named by its preset label, behind those of the containers around it: "SampleRate", "Video/Bit Rate".
  * While an encoder uses the compressor, its settings can only be read. */
+/** @{ */
 
+/** Creates a compressor with the default values of its settings. */
 RHO_PUBLIC rho_result rho_compressor_create(rho_module* module, rho_compressor** compressor);
 
-/* Null is allowed. */
+/** Frees the compressor once its encoder is destroyed. Null is allowed. */
 RHO_PUBLIC void rho_compressor_destroy(rho_compressor* compressor);
 
-/* The compressor and all its settings as JSON, as in rho_describe_module. */
+/** Describes the compressor and all its settings as JSON, as in rho_describe_module. */
 RHO_PUBLIC rho_result rho_describe(rho_compressor* compressor, char** json);
 
-/* Changes a setting: "NAME=VALUE". An empty value makes an optional setting unspecified. Other settings follow. */
+/** Changes a setting: "NAME=VALUE". An empty value makes an optional setting unspecified. Settings that depend on it
+ * follow: a data rate changes with the sample rate. */
 RHO_PUBLIC rho_result rho_set(rho_compressor* compressor, const char* assignment);
 
-/* Changes `count` settings at once, whose values may depend on each other in any order. */
+/** Changes `count` settings at once, whose values may depend on each other in any order. If one of them is refused,
+ * others may have their new values already. */
 RHO_PUBLIC rho_result rho_set_all(rho_compressor* compressor, const char* const* assignments, size_t count);
 
-/* Changes a setting to a number, or to what a JSON value stands for. */
+/** Changes a setting to a whole number. For bool, int, unsigned and, if it is exact, double settings. */
 RHO_PUBLIC rho_result rho_set_integer(rho_compressor* compressor, const char* name, int64_t value);
+
+/** Changes a double setting. */
 RHO_PUBLIC rho_result rho_set_double(rho_compressor* compressor, const char* name, double value);
+
+/** Changes a setting of any kind to the value that JSON has for it in presets (docs/presets.md): a text for an enum,
+ * an array for an unsigned array, null for an optional setting that becomes unspecified. */
 RHO_PUBLIC rho_result rho_set_json(rho_compressor* compressor, const char* name, const char* json);
 
-/* The value of a setting. rho_get_integer is for bool, int and unsigned settings; rho_get_double also for double. */
+/** The value of a setting as text, which rho_set takes. */
 RHO_PUBLIC rho_result rho_get_text(rho_compressor* compressor, const char* name, char** text);
+
+/** The value of a setting as JSON, which rho_set_json takes. */
 RHO_PUBLIC rho_result rho_get_json(rho_compressor* compressor, const char* name, char** json);
+
+/** The value of a bool, int or unsigned setting. */
 RHO_PUBLIC rho_result rho_get_integer(rho_compressor* compressor, const char* name, int64_t* value);
+
+/** The value of a double, bool, int or unsigned setting. */
 RHO_PUBLIC rho_result rho_get_double(rho_compressor* compressor, const char* name, double* value);
 
-/* Packets per second, 30 at first. At least 1. */
+/** Sets the packets per second; at least 1. A new compressor has 30. */
 RHO_PUBLIC rho_result rho_set_frame_rate(rho_compressor* compressor, double frames_per_second);
 
-/* Applies a preset file, its frame rate included. */
+/** Applies a preset file (docs/presets.md), its frame rate included. If a value is refused, others may have changed. */
 RHO_PUBLIC rho_result rho_load_preset(rho_compressor* compressor, const char* path);
 
-/* The text of a preset file with all that the functions above have set. RHO_WRONG_USE if that is nothing. */
+/** The text of a preset file with the values of all settings that the functions above have set. RHO_WRONG_USE if
+ * there are none. */
 RHO_PUBLIC rho_result rho_preset(rho_compressor* compressor, char** json);
 
-/* ---- Encoding ---- */
+/** @} */
 
-/* How the samples are to be handed over: interleaved, in the machine's byte order, 24 bits in three bytes. */
+/** @name Encoding */
+/** @{ */
+
+/** The samples that an encoder takes: interleaved, in the machine's byte order, 24 bits in three bytes. */
 typedef struct rho_format {
-  unsigned int sample_rate; /* sample frames per second */
-  unsigned int bits;        /* per sample */
-  unsigned int channels;
-  unsigned int bytes_per_sample_frame;
-  uint64_t sample_frames_per_packet; /* the last packet may hold fewer */
-  unsigned int packet_type;          /* 24: linear PCM */
+  unsigned int sample_rate;            /**< sample frames per second */
+  unsigned int bits;                   /**< per sample */
+  unsigned int channels;               /**< samples of a sample frame */
+  unsigned int bytes_per_sample_frame; /**< bytes of one sample of each channel */
+  uint64_t sample_frames_per_packet;   /**< the last packet may hold fewer */
+  unsigned int packet_type;            /**< 24: linear PCM */
 } rho_format;
 
+/** A packet of a compressor's output. */
 typedef struct rho_packet {
-  const unsigned char* bytes; /* valid during the call */
-  size_t size;
-  uint64_t time;          /* sample frames before it */
-  uint64_t sample_frames; /* sample frames that it holds; 0 if the module does not tell */
+  const unsigned char* bytes; /**< valid during the call of the packet function */
+  size_t size;                /**< number of bytes */
+  uint64_t time;              /**< sample frames before it */
+  uint64_t sample_frames;     /**< sample frames that it holds; 0 if the module does not tell */
 } rho_packet;
 
-/* Receives each packet; `context` is what the caller has handed over. Anything other than 0 ends the call with
- * RHO_FAILED, and the encoder is then of no more use. */
+/** Receives each packet; `context` is the caller's. A return value other than 0 ends the call with RHO_FAILED, and the
+ * encoder can then only be destroyed. The function must neither destroy the encoder nor leave by an exception or
+ * longjmp. */
 typedef int (*rho_packet_function)(void* context, const rho_packet* packet);
 
-/* Begins a run with the compressor's settings as they are. `file_format` is the format of the file that the packets go
- * to, as a code of up to four characters: "MKV"; null for none. A compressor serves one encoder at a time. */
+/** Begins a run with the present values of the compressor's settings. `file_format` is the format of the file that the
+ * packets go to, as a code of up to four characters: "MKV"; null for none. A compressor has one encoder at a time. */
 RHO_PUBLIC rho_result rho_encoder_create(rho_compressor* compressor, const char* file_format, rho_encoder** encoder);
 
-/* Ends the run, finished or not. Null is allowed. */
+/** Ends the run, finished or not. Null is allowed. */
 RHO_PUBLIC void rho_encoder_destroy(rho_encoder* encoder);
 
+/** The format of the samples that the encoder takes. */
 RHO_PUBLIC rho_result rho_encoder_format(const rho_encoder* encoder, rho_format* format);
 
-/* Encodes `size` bytes, which are whole sample frames, and hands over the packets that are complete. The order of the
- * calls into the module and each of its answers are checked. `bytes` may be null if `size` is 0. After a failure the
- * encoder can only be destroyed. */
+/** Encodes `size` bytes, which are whole sample frames, and passes the packets that are complete to `function`. Checks
+ * each answer of the module. `bytes` may be null if `size` is 0. After a failure the encoder can only be destroyed. */
 RHO_PUBLIC rho_result rho_encode(rho_encoder* encoder, const void* bytes, size_t size, rho_packet_function function,
                                  void* context);
 
-/* Encodes what is left, hands over the last packets and ends the run. To be called once. */
+/** Encodes what is left, passes the last packets to `function` and ends the run. To be called once. */
 RHO_PUBLIC rho_result rho_finish(rho_encoder* encoder, rho_packet_function function, void* context);
+
+/** @} */
 
 /* NOLINTEND(modernize-*) */
 

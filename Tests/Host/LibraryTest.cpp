@@ -1,6 +1,7 @@
-/// The C interface of the library for hosts: right use gives packets, wrong use and broken modules give an error text.
+/// The library for hosts, in C and C++: right use gives packets, wrong use and broken modules give an error text.
 
 #include "Host/Library/rho.h"
+#include "Host/Library/rho.hpp"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -163,6 +164,52 @@ TEST_F(LibraryTest, WrongUseIsAnErrorText) {
   rho_module_unload(nullptr);
   rho_encoder_destroy(nullptr);
   rho_free(nullptr);
+}
+
+TEST_F(LibraryTest, CppClassesThrowErrorsAndPassOnThoseOfTheSink) {
+  rho::Compressor compressor = rho::Module(ALL_SETTINGS).CreateCompressor();
+  compressor.Set("SampleRate", std::uint64_t{96000});
+  compressor.Set("Rate", 23.976F);
+  compressor.Set("Mode", "careful, slow");
+  compressor.SetJson("Gains", "[4,5,6]");
+  EXPECT_EQ(compressor.GetInteger("SampleRate"), 96000);
+  EXPECT_EQ(compressor.GetDouble("Rate"), 23.976F);
+  EXPECT_EQ(compressor.GetText("Mode") + compressor.GetJson("Gains"), "Careful, slow[4,5,6]");
+  EXPECT_EQ(json::parse(compressor.PresetText())["settings"].size(), 4);
+  const std::string zero("a\0b", 3);
+  for (const auto& [use, says] : std::vector<std::pair<std::function<void()>, const char*>>{
+           {[&] { compressor.Set("SampleRate", std::numeric_limits<std::uint64_t>::max()); }, "beyond"},
+           {[&] { compressor.Set("SampleRate", -1); }, "not -1"},
+           {[&] {
+              compressor.SetAll({"SampleRate=48000", "Mode=" + zero});
+            },
+            "zero byte"},
+           {[&] { compressor.GetText(zero); }, "zero byte"},
+           {[&] { compressor.SetFrameRate(0); }, "frame rate"},
+           {[&] { rho::Encoder(compressor, "TOO LONG"); }, "at most four characters"}}) {
+    EXPECT_THROW(use(), rho::WrongUse);
+    EXPECT_THAT(MessageOf(use), HasSubstr(says));
+  }
+  EXPECT_EQ(compressor.GetInteger("SampleRate"), 96000) << "nothing of a refused list is set";
+  EXPECT_THROW(rho::DescribeModule(BAD_MODULES "/CrashesOnLoad.so"), rho::Error);
+
+  rho::Compressor pcm = rho::Module(PCM_MODULE).CreateCompressor();
+  const std::string samples(std::size_t{44100} * 4, 'x');
+  std::string taken;
+  const auto append = [&taken](const rho::Packet& packet) {
+    taken.append(reinterpret_cast<const char*>(packet.bytes), packet.size);
+  };
+  {
+    rho::Encoder stopped(pcm);
+    EXPECT_THROW(stopped.Encode(samples.data(), samples.size(), [](const rho::Packet&) { throw 7; }), int);
+    EXPECT_THROW(stopped.Finish(append), rho::WrongUse);
+  }
+  rho::Encoder encoder(pcm, "MKV");
+  EXPECT_THROW(pcm.Set("SampleRate", 48000), rho::WrongUse);
+  encoder.Encode(samples.data(), samples.size(), append);
+  encoder.Finish(append);
+  EXPECT_EQ(taken, samples);
+  EXPECT_EQ(encoder.Format().sample_frames_per_packet, 1470);
 }
 
 TEST_F(LibraryTest, BrokenModulesDoNotHurtTheHost) {
