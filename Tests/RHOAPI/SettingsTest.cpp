@@ -87,6 +87,8 @@ TEST(SettingHelpers, TreatTheCheckBoxesOfAllKindsAlike) {
       rhoapi_settings::setUnspecified(nullptr);
     }
     EXPECT_EQ(ReadSlots(setting, 9, "u..u.u.s.s"), " 0 1 0 text tip");
+    rhoapi_settings::setActive(setting, true);
+    EXPECT_EQ(setting->GetIsActive(), 1U);
     setting->SetIsOptional(optional);
     setting->SetIsOptionalValueSpecified(specified);
     EXPECT_EQ(rhoapi_settings::checkboxChecked(setting), optional != 0 ? specified != 0 : setting == &boolean);

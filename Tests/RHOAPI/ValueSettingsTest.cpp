@@ -34,6 +34,7 @@ TEST(ValueSettings, CutLongPathsAndForgetTheLongerOnes) {
     CallSlot(&file, 20, std::string(length, 'y').c_str());
     EXPECT_EQ(CopyOf(file)->GetValue(), std::string(length, 'y'));
   }
+  EXPECT_EQ(std::string(file.GetValue(), 256), std::string(256, '\0')) << "nothing of it is left";
   CallSlot(&file, 22, 5U);
   EXPECT_TRUE(file.GetDialogHint() == 5 && FileSetting(9).GetDialogHint() == 9);
 }
@@ -87,7 +88,7 @@ TEST(ValueSettings, HoldBytesOfTheirOwn) {
   bytes[0] = 9;
   CallSlot(&setting, 21, setting.GetData() + 1, 2U);
   EXPECT_TRUE(setting.GetDataSize() == 2 && setting.GetData()[0] == 0 && setting.GetData()[1] == 2);
-  CallSlot(&setting, 21, static_cast<const unsigned char*>(nullptr), 0U);
+  CallSlot(&setting, 21, static_cast<const unsigned char*>(nullptr), 5U);
   EXPECT_EQ(ReadSlots(&setting, 19, "u") + ReadSlots(copy.get(), 19, "u"), " 0 3");
   EXPECT_EQ(CallSlot<const unsigned char*>(copy.get(), 20)[0], 1);
 }

@@ -230,10 +230,12 @@ ssize_t getdents64(int folder, void* buffer, size_t size) {
   const size_t added = (nameAt + g_listed.size() + 8) / 8 * 8;
   char* const entry = static_cast<char*>(buffer) + held;
   std::memset(entry, 0, added);
-  entry[offsetof(dirent64, d_type)] = DT_REG;
   entry[offsetof(dirent64, d_reclen)] = static_cast<char>(added % 256);
   entry[offsetof(dirent64, d_reclen) + 1] = static_cast<char>(added / 256);
   std::copy(g_listed.begin(), g_listed.end(), entry + nameAt);  // the rest is zero already
+  for (char* at = static_cast<char*>(buffer); at != entry; at += reinterpret_cast<dirent64*>(at)->d_reclen) {
+    reinterpret_cast<dirent64*>(at)->d_type = DT_UNKNOWN;
+  }
   return held + static_cast<ssize_t>(added);
 }
 int close(int file) { return Fails("close", file) ? REAL(close)(file) - 1 : REAL(close)(file); }

@@ -29,7 +29,8 @@ class Fault {
   const char* Function() const;
 };
 
-/// While it lives, every folder also lists a file of this name, which may be longer than the file system allows.
+/// While it exists, every folder also lists a file of this name, which may be longer than the file system allows, and
+/// lists no types of entries.
 class ListedFile {
  public:
   explicit ListedFile(std::string name);

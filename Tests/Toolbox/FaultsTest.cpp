@@ -5,6 +5,7 @@
 #include "Tests/Support/TemporaryFolder.h"
 #include "Toolbox/KelUtils.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 #include <algorithm>
@@ -111,6 +112,27 @@ TEST(Faults, AreAnsweredAsDocumentedAndLeaveNothingOpen) {
           EXPECT_TRUE(sample.Tree() == tree);
         }
       }
+    }
+  }
+}
+
+// Descriptors that a program started now would get.
+std::size_t CountInheritable() {
+  const auto isInheritable = [](const auto& entry) {
+    return fcntl(std::stoi(entry.path().filename().string()), F_GETFD) == 0;
+  };
+  return static_cast<std::size_t>(std::count_if(fs::directory_iterator("/proc/self/fd"), {}, isInheritable));
+}
+
+TEST(Descriptors, AreNeverInherited) {
+  for (const Operation& operation : kOperations) {
+    bool occurred = true;
+    for (int nth = 1; occurred; ++nth) {
+      const Sample sample;
+      const std::size_t before = CountInheritable();
+      const Fault looks("*", nth, [&] { EXPECT_EQ(CountInheritable(), before) << operation.name; });
+      Answer(operation);
+      occurred = looks.Occurred();
     }
   }
 }

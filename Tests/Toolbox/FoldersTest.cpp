@@ -83,6 +83,20 @@ TEST(OpenFolder, ListsNamesOfAnyLengthAndEndsWhereItCannotRead) {
   const Fault fault("getdents64", 2, EIO);
   EXPECT_TRUE(KelForEachFile(tree / "b/c", some) && fault.Occurred());
   EXPECT_EQ(some.m_files, all.m_files) << "until then";
+  const Fault interrupted("getdents64", 1, EINTR, false);
+  Collector again;
+  EXPECT_TRUE(KelForEachFile(tree / "b", again) && interrupted.Occurred());
+  EXPECT_TRUE(again.m_files.contains(tree / "b/c/d")) << "an interrupted call is repeated";
+}
+
+TEST(OpenFolder, TellsFoldersWhereTheFileSystemDoesNot) {
+  const SampleTree tree;
+  const ListedFile listed("gone");
+  Collector all;
+  EXPECT_TRUE(KelForEachFile(tree / "b", all));
+  EXPECT_EQ(all.m_files, (Files{tree / "b/gone", tree / "b/c/gone", tree / "b/c/d"}));
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "b"));
+  EXPECT_FALSE(fs::exists(tree / "b"));
 }
 
 TEST(OpenFolder, FindsOutUnknownTypes) {

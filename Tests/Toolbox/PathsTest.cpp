@@ -12,12 +12,18 @@
 namespace {
 
 bool g_isTurkish = false;
+const char* g_mounts = nullptr;
 
 }  // namespace
 
 // As in a Turkish locale, whose I is not the capital of i. The module calls this one too.
 extern "C" [[gnu::visibility("default")]] int tolower(int c) noexcept {
   return c >= 'A' && c <= 'Z' && !(g_isTurkish && c == 'I') ? c + 0x20 : c;
+}
+
+// With another table of mounted file systems where a test sets one.
+extern "C" [[gnu::visibility("default")]] std::FILE* setmntent(const char* path, const char* mode) noexcept {
+  return std::fopen(g_mounts == nullptr ? path : g_mounts, mode);
 }
 
 namespace {
@@ -117,6 +123,11 @@ TEST(UncPaths, FollowTheFirstSmbVolume) {
     EXPECT_EQ(ConvertToUnc(path, mounts), expected);
   }
   EXPECT_EQ(ConvertMacPathToUnc("/tmp/a"), "/tmp/a");
+  const TemporaryFolder folder;
+  const std::string table = folder.Write("table", "/dev/a / ext4 rw 0 0\n//me@srv/a\\040b /V/a\\040b cifs rw 0 0\n");
+  g_mounts = table.c_str();
+  EXPECT_EQ(ConvertMacPathToUnc("/V/a b/c"), "srv/a b/c");
+  g_mounts = nullptr;
 }
 
 TEST(KelStr, OwnsItsText) {

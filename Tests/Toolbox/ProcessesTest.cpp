@@ -105,6 +105,27 @@ TEST(SafeCalls, GoOnWhenInterrupted) {
   EXPECT_TRUE(kel_safe_waitpid(-1, nullptr, 0) == -1 && errno == ECHILD);
 }
 
+int g_ends[2];
+
+TEST(SafeCalls, WaitForAProcessThroughSignals) {
+  ASSERT_EQ(kel_safe_pipe(g_ends, 0), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    char received = 0;
+    _exit(read(g_ends[0], &received, 1) == 1 ? 7 : 1);
+  }
+  // The process ends when the signal has interrupted the call.
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int /*signal*/) { kel_safe_write(g_ends[1], "x", 1); };
+  sigaction(SIGALRM, &action, &before);
+  alarm(1);
+  int status = 0;
+  EXPECT_TRUE(kel_safe_waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 7);
+  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(kel_safe_close(g_ends[0]) + kel_safe_close(g_ends[1]), 0);
+}
+
 TEST(Modules, AreFoundThreeLevelsAboveTheFolder) {
   const std::string own = KelGetCurrentDllPath().m_data;
   EXPECT_TRUE(own.ends_with("/") && fs::exists(own + "PCMPlugin.so")) << own;

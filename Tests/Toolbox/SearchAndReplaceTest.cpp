@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <cerrno>
+#include <thread>
 
 namespace {
 
@@ -38,6 +39,7 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
   EXPECT_EQ(folder.Tree(), "a=1 two 1\n ");
   fs::create_symlink("a", folder / "link");
   fs::create_symlink("b.tmp", folder / "b");
+  fs::create_symlink("/dev/full", folder / "full");
   fs::create_directory(folder / "a.tmp");
   mkfifo((folder / "fifo").c_str(), 0600);
   folder.Write("old", "kept");
@@ -54,12 +56,41 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
     EXPECT_FALSE(KelSearchAndReplace((folder / path).c_str(), "1", "2")) << path;
   }
   EXPECT_FALSE(KelSearchAndReplace(static_cast<const char*>(nullptr), nullptr, nullptr));
-  EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), "/dev/full") && fs::exists("/dev/full"));
+  EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), (folder / "full").c_str()));
   EXPECT_EQ(folder.Tree(), before);
   // The file itself is at the temporary path.
   fs::rename(file, folder / "b.tmp");
   EXPECT_FALSE(KelSearchAndReplace((folder / "b").c_str(), "1", "2"));
   EXPECT_EQ(ReadFile(folder / "b.tmp"), "1 two 1\n");
+}
+
+TEST(SearchAndReplace, WaitsForTheWriterOfAFifo) {
+  const TemporaryFolder folder;
+  const std::string fifo = folder / "fifo";
+  mkfifo(fifo.c_str(), 0600);
+  std::thread writer([&fifo] {
+    std::ofstream stream(fifo);  // opens when there is a reader
+    stream << "one" << std::flush;
+    stream << " two";
+  });
+  EXPECT_TRUE(KelSearchAndReplace({{"one", "1"}}, fifo.c_str(), (folder / "out").c_str()));
+  writer.join();
+  EXPECT_EQ(ReadFile(folder / "out"), "1 two\n");
+}
+
+// The mode of the temporary file while it is written.
+TEST(SearchAndReplace, IsAsPrivateAsTheFileFromTheFirstByte) {
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("a", "one");
+  const auto modeBefore = [&](const char* call) {
+    mode_t mode = 0;
+    const Fault looks(call, 1, [&] { mode = static_cast<mode_t>(fs::status(file + ".tmp").permissions()); });
+    EXPECT_TRUE(KelSearchAndReplace(file.c_str(), "one", "1") && looks.Occurred());
+    return mode;
+  };
+  chmod(file.c_str(), 0640);
+  EXPECT_EQ(modeBefore("fchown"), 0600U);
+  EXPECT_EQ(modeBefore("write"), 0640U);
 }
 
 TEST(SearchAndReplace, GoesNeverThroughWhatLiesAtTheTemporaryPath) {

@@ -29,7 +29,7 @@ class Gatherer {
     m_name = position.prefix + (hasName ? ToUtf8(presetLabel) : fmt::format("setting {}", position.index + 1));
     m_depth = position.depth;
     const unsigned int type = setting.GetType();
-    ExpectThat(type >= kSettingTypeBool && type <= kSettingTypeArray, fmt::to_string(type),
+    ExpectThat(type >= kSettingTypeBool && type <= kLastSettingType, fmt::to_string(type),
                "a type code from 1 to 12 of {}", Named());
     // A time range has neither label, and a container gets its labels later, if at all.
     const bool mayLack = type == kSettingTypeTimeInOut || type == kSettingTypeArray;

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kCommonSlots = 19;
 
 // Operations that each interface has behind the common ones, by type code.
-constexpr std::array<std::size_t, kSettingTypeArray + 1> kOwnSlots{0, 2, 7, 10, 10, 10, 4, 5, 8, 3, 2, 2, 2};
+constexpr std::array<std::size_t, kLastSettingType + 1> kOwnSlots{0, 2, 7, 10, 10, 10, 4, 5, 8, 3, 2, 2, 2};
 
 /// A function of this program, whose own code no module's slot leads to.
 void OwnFunction() {}

@@ -90,7 +90,13 @@ bool KelLoadFile(FILE* stream, std::string& data) {
     return false;
   }
   const off_t position = ftello(stream);
-  const bool isLoaded = LoadFromStart(stream, data);
+  bool isLoaded = false;
+  try {
+    isLoaded = LoadFromStart(stream, data);
+  } catch (...) {
+    fseeko(stream, position, SEEK_SET);
+    throw;
+  }
   return fseeko(stream, position, SEEK_SET) == 0 && isLoaded;
 }
 

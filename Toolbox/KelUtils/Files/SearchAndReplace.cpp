@@ -1,10 +1,12 @@
 #include "Toolbox/KelUtils/Files/SearchAndReplace.h"
 
 #include "Toolbox/KelUtils/Files/Internal/UnbufferedFiles.h"
+#include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 #include "Toolbox/KelUtils/Text/OrEmpty.h"
 #include "Toolbox/KelUtils/Text/Text.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -136,15 +138,21 @@ void RemoveWritten(const std::string& path, const struct stat& written) {
   }
 }
 
+// A FIFO opens here without a writer, and reading would find its end at once.
+void WaitForWriter(const Descriptor& fifo) {
+  pollfd waiting{fifo.Get(), POLLIN, 0};
+  RetryInterrupted([&] { return poll(&waiting, 1, -1); });
+  fcntl(fifo.Get(), F_SETFL, 0);
+}
+
 bool FilterFile(const Replacements& replacements, const std::string& inPath, const std::string& outPath) {
   const Descriptor input = OpenForReading(inPath);
   const struct stat inStatus = StatusOf(input);
   if (!IsKnown(inStatus) || IsFolder(inStatus)) {
     return false;
   }
-  // Was opened without waiting for a writer, but its reader waits for what is written.
   if (S_ISFIFO(inStatus.st_mode)) {
-    fcntl(input.Get(), F_SETFL, 0);
+    WaitForWriter(input);
   }
   const bool isNew = !IsKnown(StatusOf(outPath));
   Descriptor output = OpenForWriting(outPath);

@@ -15,9 +15,10 @@
 #include <map>
 #include <string>
 
-/// Writes a filtered copy of one file to another; true when all of it was written. False, with nothing changed, when
-/// the input is a folder or cannot be opened, or both paths lead to the same file, by whatever names. Also false when
-/// reading or writing fails: the output is then removed if it is a file, and stays partly written behind a link.
+/// Writes a filtered copy of one file to another; true when all of it was written. Waits for the writer of a FIFO.
+/// False, with nothing changed, when the input is a folder or cannot be opened, or both paths lead to the same file, by
+/// whatever names. Also false when reading or writing fails: the output is then removed if it is a file, and stays
+/// partly written behind a link.
 RHOAPI_EXPORT bool KelSearchAndReplace(const std::map<std::string, std::string>& replacements, const char* inPath,
                                        const char* outPath);
 

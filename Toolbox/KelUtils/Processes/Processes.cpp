@@ -136,7 +136,8 @@ bool GetsStatusOfChildren() {
   _exit(0);
 }
 
-// Does what system() does, but in a process between the caller and the shell, which does not ignore SIGCHLD.
+// Like system(), which returns no status to a process that ignores SIGCHLD: a process between the caller and the shell,
+// which does not ignore it, waits instead. Unlike with system(), SIGINT and SIGQUIT also reach the caller meanwhile.
 int RunThroughWaiter(const char* command) {
   Pipe result;
   const pid_t waiter = fork();

@@ -3,13 +3,16 @@
 #include "RHOAPI/RhoapiAudioCodec.h"
 #include "RHOAPI/RhoapiSettings.h"
 #include "Tests/Support/Slots.h"
+#include "Toolbox/KelUtils/Files/Files.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/mman.h>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -217,6 +220,15 @@ TEST(Memory, ThatRunsOutLeavesSettingsAsTheyWere) {
   otherArray.AddSetting(new StringEnumSetting(pairs));
   otherArray.AddSetting(new EnumSetting(list));
   ExpectAllOrNothing<SettingArray>("assignment", array, [&](auto& s) { s = otherArray; });
+}
+
+TEST(Memory, ThatRunsOutLeavesAStreamWhereItWas) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+  ASSERT_TRUE(file != nullptr && kel_fseek64(file.get(), 1000, SEEK_SET) == 0 && KelSaveFile(file.get(), "x"));
+  std::string data;
+  failing = 1;
+  EXPECT_THROW(KelLoadFile(file.get(), data), std::bad_alloc);
+  EXPECT_EQ(kel_ftell64(file.get()), 1001);
 }
 
 TEST(Memory, IsNotTakenForTheRestOfATimeCode) {

@@ -15,7 +15,7 @@ FolderListing::FolderListing(const Descriptor& folder)
 
 dirent* FolderListing::Next() {
   if (m_next >= m_size) {
-    m_size = ReadFolderEntries(m_folder, m_buffer->bytes.data(), kBufferSize);
+    m_size = RetryInterrupted([this] { return ReadFolderEntries(m_folder, m_buffer->bytes.data(), kBufferSize); });
     m_next = 0;
     if (m_size <= 0) {
       return nullptr;
