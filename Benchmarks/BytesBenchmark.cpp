@@ -30,16 +30,6 @@ using Bytes = std::vector<unsigned char>;
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
 
-template <class Action>
-void Register(const std::string& name, Action action) {
-  benchmark::RegisterBenchmark(name.c_str(), [action](benchmark::State& state) {
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(action());
-      benchmark::ClobberMemory();
-    }
-  });
-}
-
 template <class Item>
 std::shared_ptr<std::vector<Item>> Random(std::size_t count) {
   std::mt19937 random(1);
@@ -53,8 +43,8 @@ std::shared_ptr<std::vector<Item>> Random(std::size_t count) {
 template <class Sum>
 void RegisterChecksum(const std::string& work, const std::shared_ptr<Bytes>& data, const std::shared_ptr<Bytes>& copy,
                       Sum sum) {
-  Register(work + "/ours", [=] { return sum(data->data(), static_cast<int>(data->size()), 1); });
-  Register(work + "/memcpy", [=] { return std::memcpy(copy->data(), data->data(), data->size()); });
+  RegisterWork(work + "/ours", [=] { return sum(data->data(), static_cast<int>(data->size()), 1); });
+  RegisterWork(work + "/memcpy", [=] { return std::memcpy(copy->data(), data->data(), data->size()); });
 }
 
 template <std::uint16_t Polynomial>
@@ -63,22 +53,23 @@ unsigned short LookUp(const unsigned char* data, int length, unsigned short crc)
 }
 
 void RegisterChecksums() {
-  for (const std::size_t size : {std::size_t{64}, std::size_t{5880}, std::size_t{16} << 20U}) {
+  for (const std::size_t size :
+       std::initializer_list<std::size_t>{64, 1000, 5880, 10'000, 100'000, 1'000'000, 16 << 20}) {
     const auto data = Random<unsigned char>(size);
     const auto copy = std::make_shared<Bytes>(size);
     const std::string count = std::to_string(size);
     RegisterChecksum("Calc16BitCRC " + count, data, copy, Calc16BitCRC);
-    Register("Calc16BitCRC " + count + "/libavutil",
-             [=] { return av_crc(av_crc_get_table(AV_CRC_16_CCITT), 1, data->data(), data->size()); });
+    RegisterWork("Calc16BitCRC " + count + "/libavutil",
+                 [=] { return av_crc(av_crc_get_table(AV_CRC_16_CCITT), 1, data->data(), data->size()); });
     RegisterChecksum("Calc8BitCRC " + count, data, copy, Calc8BitCRC);
     RegisterChecksum("16 bits by lookups " + count, data, copy, LookUp<0x1021>);
     RegisterChecksum("8 bits by lookups " + count, data, copy, LookUp<0xD500>);
   }
   const auto samples = Random<short>(std::size_t{kWidth} * kHeight);
-  Register("Calc16BitCRCShort 1920x1080/ours",
-           [=] { return Calc16BitCRCShort(samples->data(), kWidth, kHeight, kWidth, 1); });
-  Register("Calc16BitCRCShort 1920x1080/reading",
-           [=] { return std::accumulate(samples->begin(), samples->end(), 0U); });
+  RegisterWork("Calc16BitCRCShort 1920x1080/ours",
+               [=] { return Calc16BitCRCShort(samples->data(), kWidth, kHeight, kWidth, 1); });
+  RegisterWork("Calc16BitCRCShort 1920x1080/reading",
+               [=] { return std::accumulate(samples->begin(), samples->end(), 0U); });
 }
 
 struct Frame {
@@ -99,15 +90,15 @@ void RegisterPackedCopy(const std::string& name, bool mirrored, int width, int h
   const auto source = std::make_shared<Frame>(kColorFormatARGB32A, false, stride, width, height);
   const auto target = std::make_shared<Frame>(kColorFormatARGB32A, mirrored, targetStride, width, height);
   const std::string work = "CopyKelImage " + name;
-  Register(work + "/ours", [=] {
+  RegisterWork(work + "/ours", [=] {
     CopyKelImage(source->image, target->image, false);
     return target->image.planes[0];
   });
-  Register(work + "/libyuv", [=] {
+  RegisterWork(work + "/libyuv", [=] {
     return libyuv::ARGBCopy(source->bytes->data(), stride, target->bytes->data(), targetStride, width,
                             mirrored ? -height : height);
   });
-  Register(work + "/libavutil", [=] {
+  RegisterWork(work + "/libavutil", [=] {
     const std::ptrdiff_t lastRow = std::ptrdiff_t{targetStride} * (height - 1);
     av_image_copy_plane(target->bytes->data() + (mirrored ? lastRow : 0), mirrored ? -targetStride : targetStride,
                         source->bytes->data(), stride, stride, height);
@@ -120,7 +111,7 @@ void RegisterPlanarCopy(const std::string& name, bool mirrored, int width, int h
   const auto source = std::make_shared<Frame>(kColorFormatYUV420Planar8, false, width, width, height);
   const auto target = std::make_shared<Frame>(kColorFormatYUV420Planar8, mirrored, targetStride, width, height);
   const std::string work = "CopyKelImage " + name;
-  Register(work + "/ours", [=] {
+  RegisterWork(work + "/ours", [=] {
     CopyKelImage(source->image, target->image, false);
     return target->image.planes[0];
   });
@@ -133,13 +124,13 @@ void RegisterPlanarCopy(const std::string& name, bool mirrored, int width, int h
     }
     return target->image.planes[0];
   };
-  Register(work + "/libyuv", [=] {
+  RegisterWork(work + "/libyuv", [=] {
     return copyPlanes(
         [=](const unsigned char* from, int fromStride, unsigned char* to, int toStride, int bytes, int rows) {
           libyuv::CopyPlane(from, fromStride, to, toStride, bytes, mirrored ? -rows : rows);
         });
   });
-  Register(work + "/memcpy a row", [=] {
+  RegisterWork(work + "/memcpy a row", [=] {
     return copyPlanes(
         [=](const unsigned char* from, int fromStride, unsigned char* to, int toStride, int bytes, int rows) {
           for (int row = 0; row < rows; ++row) {
@@ -166,19 +157,19 @@ void RegisterAllocations() {
   for (const std::size_t size : {std::size_t{64}, std::size_t{1024}, std::size_t{65536}}) {
     const std::string count = std::to_string(size);
     const std::string work = "KelAllocPtrAligned " + count;
-    Register(work + "/ours", [=] {
+    RegisterWork(work + "/ours", [=] {
       void* area = KelAllocPtrAligned(size, 64);
       benchmark::DoNotOptimize(area);
       KelFreePtrAligned(area);
       return area;
     });
-    Register(work + "/malloc", [=] {
+    RegisterWork(work + "/malloc", [=] {
       void* area = std::malloc(size);
       benchmark::DoNotOptimize(area);
       std::free(area);
       return size;
     });
-    Register(work + "/posix_memalign", [=] {
+    RegisterWork(work + "/posix_memalign", [=] {
       void* area = nullptr;
       const int error = posix_memalign(&area, 64, size);
       benchmark::DoNotOptimize(area);

@@ -4,9 +4,11 @@
 #include "Benchmarks/Ratios.h"
 #include "Toolbox/KelUtils.h"
 
+#include <absl/strings/str_replace.h>
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fts.h>
 #include <malloc.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -22,6 +24,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -50,6 +54,16 @@ void Register(const std::string& name, const std::function<void()>& prepare, con
 void Register(const std::string& name, const std::function<void()>& action) { Register(name, nullptr, action); }
 
 void WriteFileOf(const std::string& path, std::size_t size) { std::ofstream(path) << std::string(size, 'x'); }
+
+/// Fills `folder`, which nothing else changes, when it is first used: making the largest ones takes time.
+template <class Fill>
+std::function<void()> Filled(const std::string& folder, Fill fill) {
+  return [folder, fill] {
+    if (fs::create_directories(folder)) {
+      fill();
+    }
+  };
+}
 
 // --- floors -------------------------------------------------------------------------------------------------------
 
@@ -133,19 +147,24 @@ void RegisterCopyFile() {
   Register("copy 16 MiB/std", [=] { fs::copy_file(from, to, fs::copy_options::overwrite_existing); });
 }
 
-void RegisterCopyFolder() {
-  const std::string from = Inside("many");
+void RegisterCopyFolder(int count) {
+  const std::string from = Inside("many " + std::to_string(count));
   const std::string to = Inside("many copied");
-  fs::create_directory(from);
   std::vector<std::string> names;
-  for (int index = 0; index < 400; ++index) {
+  names.reserve(static_cast<std::size_t>(count));
+  for (int index = 0; index < count; ++index) {
     names.push_back("file number " + std::to_string(index));
-    WriteFileOf(from + "/" + names.back(), 20000);
   }
-  const auto prepare = [=] { fs::remove_all(to); };
-  Register("copy 400 files/ours", prepare, [=] { KelCopy(from, to, nullptr); });
-  Register("copy 400 files/std", prepare, [=] { fs::copy(from, to, fs::copy_options::recursive); });
-  const auto copyRaw = [=](auto copyFile) {
+  const auto fill = Filled(from, [=] {
+    for (const std::string& name : names) {
+      WriteFileOf(fs::path(from) / name, 20000);
+    }
+  });
+  const auto prepare = [=] {
+    fill();
+    fs::remove_all(to);
+  };
+  const auto copyEach = [=](auto copyFile) {
     mkdir(to.c_str(), 0700);
     const int in = open(from.c_str(), O_RDONLY | O_DIRECTORY);
     const int out = open(to.c_str(), O_RDONLY | O_DIRECTORY);
@@ -155,14 +174,11 @@ void RegisterCopyFolder() {
     close(in);
     close(out);
   };
-  Register("copy 400 files/floor", prepare, [=] { copyRaw(CopyRaw<8192>); });
-  Register("copy 400 files/floor in one piece", prepare, [=] { copyRaw(CopyRaw<65536>); });
-  Register("copy 400 files/stdio", prepare, [=] {
-    mkdir(to.c_str(), 0700);
-    for (const std::string& name : names) {
-      CopyWithStdio(fs::path(from) / name, fs::path(to) / name);
-    }
-  });
+  const std::string work = "copy tree " + std::to_string(count);
+  Register(work + "/ours", prepare, [=] { KelCopy(from, to, nullptr); });
+  Register(work + "/std", prepare, [=] { fs::copy(from, to, fs::copy_options::recursive); });
+  Register(work + "/floor", prepare, [=] { copyEach(CopyRaw<8192>); });
+  Register(work + "/floor in one piece", prepare, [=] { copyEach(CopyRaw<65536>); });
 }
 
 class CountingTask : public IKelSomeFileTask {
@@ -174,36 +190,65 @@ class CountingTask : public IKelSomeFileTask {
   std::size_t m_length = 0;
 };
 
-void RegisterWalk() {
-  const std::string folder = Inside("tree");
-  for (int index = 0; index < 40; ++index) {
-    const std::string inner = folder + "/folder " + std::to_string(index);
-    fs::create_directories(inner);
-    for (int file = 0; file < 50; ++file) {
-      WriteFileOf(inner + "/file number " + std::to_string(file), 1);
+// Both with paths, as callers need them.
+std::size_t WalkWithReaddir(const std::string& path) {
+  std::size_t length = 0;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+  while (const dirent* const entry = readdir(folder.get())) {
+    if (entry->d_name[0] != '.') {
+      const std::string inner = path + '/' + entry->d_name;
+      length += entry->d_type == DT_DIR ? WalkWithReaddir(inner) : inner.size();
     }
   }
-  Register("walk 40 x 50/ours", [=] {
-    CountingTask task;
-    KelForEachFile(folder, task);
-    benchmark::DoNotOptimize(task.m_length);
+  return length;
+}
+
+std::size_t WalkWithFts(std::string path) {
+  std::size_t length = 0;
+  char* const paths[] = {path.data(), nullptr};
+  const std::unique_ptr<FTS, int (*)(FTS*)> tree(fts_open(paths, FTS_PHYSICAL | FTS_NOSTAT, nullptr), fts_close);
+  while (const FTSENT* const entry = fts_read(tree.get())) {
+    length += entry->fts_info == FTS_NSOK || entry->fts_info == FTS_F ? entry->fts_pathlen : 0;
+  }
+  return length;
+}
+
+void RegisterWalk(int count) {
+  const std::string folder = Inside("tree " + std::to_string(count));
+  const auto fill = Filled(folder, [=] {
+    for (int index = 0; index < count; ++index) {
+      const std::string inner = folder + "/folder " + std::to_string(index / 50);
+      fs::create_directories(inner);
+      WriteFileOf(inner + "/file number " + std::to_string(index % 50), 1);
+    }
   });
-  Register("walk 40 x 50/floor", [=] { benchmark::DoNotOptimize(WalkRaw(AT_FDCWD, folder.c_str())); });
-  const auto walk = [folder](auto iterator) {
+  const auto work = [=](const std::string& side, auto walk) {
+    Register("walk " + std::to_string(count) + "/" + side, fill, [=] { benchmark::DoNotOptimize(walk(folder)); });
+  };
+  work("ours", [](const std::string& path) {
+    CountingTask task;
+    KelForEachFile(path, task);
+    return task.m_length;
+  });
+  work("floor", [](const std::string& path) { return WalkRaw(AT_FDCWD, path.c_str()); });
+  work("readdir", WalkWithReaddir);
+  work("fts", WalkWithFts);
+  const auto iterate = [](auto iterator) {
     std::size_t length = 0;
     for (const auto& entry : iterator) {
       if (is_regular_file(entry.status())) {
         length += entry.path().native().size();
       }
     }
-    benchmark::DoNotOptimize(length);
+    return length;
   };
-  Register("walk 40 x 50/std", [=] { walk(fs::recursive_directory_iterator(folder)); });
-  Register("walk 40 x 50/boost", [=] { walk(boost::filesystem::recursive_directory_iterator(folder)); });
+  work("std", [=](const std::string& path) { return iterate(fs::recursive_directory_iterator(path)); });
+  work("boost",
+       [=](const std::string& path) { return iterate(boost::filesystem::recursive_directory_iterator(path)); });
 }
 
 void RegisterRemoval() {
-  for (const std::size_t count : {std::size_t(500), std::size_t(4000)}) {
+  for (const std::size_t count : std::initializer_list<std::size_t>{50, 500, 5000}) {
     const std::string folder = Inside("removed");
     const auto prepare = [=] {
       fs::create_directory(folder);
@@ -261,21 +306,26 @@ void RegisterLoad() {
   });
 }
 
-// One pass over the line for both keys, as one would write it by hand.
-std::string ReplaceBoth(const std::string& line) {
-  std::string replaced;
-  for (std::size_t at = 0; at < line.size();) {
-    if (line.compare(at, 4, "key1") == 0) {
-      replaced += "value one";
-      at += 4;
-    } else if (line.compare(at, 4, "key2") == 0) {
-      replaced += "v2";
-      at += 4;
-    } else {
-      replaced += line[at++];
+// Finds all places first, then fills a text of the right size once.
+std::string ReplaceBoth(std::string_view text) {
+  constexpr std::size_t kKey = 4;
+  std::vector<std::pair<std::size_t, std::string_view>> places;
+  std::size_t size = text.size();
+  for (std::size_t at = text.find("key"); at != std::string_view::npos; at = text.find("key", at + kKey)) {
+    const char number = at + 3 < text.size() ? text[at + 3] : '\0';
+    if (number == '1' || number == '2') {
+      places.emplace_back(at, number == '1' ? "value one" : "v2");
+      size += places.back().second.size() - kKey;
     }
   }
-  return replaced;
+  std::string replaced;
+  replaced.reserve(size);
+  std::size_t done = 0;
+  for (const auto& [at, with] : places) {
+    replaced.append(text.substr(done, at - done)).append(with);
+    done = at + kKey;
+  }
+  return replaced.append(text.substr(done));
 }
 
 void RegisterSearchAndReplace() {
@@ -286,15 +336,23 @@ void RegisterSearchAndReplace() {
     text += "line " + std::to_string(line) + " of a text with key" + std::to_string(line % 7) + " and more of it\n";
   }
   std::ofstream(from) << text;
-  Register("search and replace 4 MiB/ours", [=] {
+  const std::string work = "search and replace 4 MiB";
+  Register(work + "/ours", [=] {
     KelSearchAndReplace({{"key1", "value one"}, {"key2", "v2"}}, from.c_str(), to.c_str());
   });
-  Register("search and replace 4 MiB/floor", [=] { CopyRaw<65536>(AT_FDCWD, AT_FDCWD, from.c_str(), to.c_str()); });
-  Register("search and replace 4 MiB/getline", [=] {
+  Register(work + "/floor", [=] { CopyRaw<65536>(AT_FDCWD, AT_FDCWD, from.c_str(), to.c_str()); });
+  Register(work + "/places first, all at once", [=] {
+    const TKelOpenFile in(from.c_str(), "rb");
+    std::string all;
+    KelLoadFile(in.m_file, all);
+    const std::string replaced = ReplaceBoth(all);
+    std::ofstream(to).write(replaced.data(), static_cast<std::streamsize>(replaced.size()));
+  });
+  Register(work + "/absl line by line", [=] {
     std::ifstream in(from);
     std::ofstream out(to);
     for (std::string line; std::getline(in, line);) {
-      out << ReplaceBoth(line) << '\n';
+      out << absl::StrReplaceAll(line, {{"key1", "value one"}, {"key2", "v2"}}) << '\n';
     }
   });
 }
@@ -311,8 +369,12 @@ int main(int argc, char** argv) {
   }
   g_folder = pattern;
   RegisterCopyFile();
-  RegisterCopyFolder();
-  RegisterWalk();
+  for (const int count : {4, 40, 400, 4000}) {
+    RegisterCopyFolder(count);
+  }
+  for (const int count : {20, 200, 2000, 20'000}) {
+    RegisterWalk(count);
+  }
   RegisterRemoval();
   RegisterSimplify();
   RegisterLoad();

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -59,9 +60,16 @@ class RatioReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int RunAndPrintRatios(int argc, char** argv) {
+  const bool isForMachine = std::any_of(argv, argv + argc, [](std::string_view argument) {
+    return argument == "--benchmark_format=json" || argument == "--benchmark_format=csv";
+  });
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 1;
+  }
+  if (isForMachine) {
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
   }
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -1,15 +1,11 @@
-// What settings cost with 10, 1,000 and 100,000 allowable values. The slope is the exponent by which the time grows from
-// one size to the next: 1 is linear.
+// What settings cost with 10 to 100,000 allowable values.
 
+#include "Benchmarks/Ratios.h"
 #include "RHOAPI/RhoapiSettings.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstddef>
-#include <cstdio>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -17,7 +13,7 @@
 
 namespace {
 
-constexpr unsigned int kSizes[] = {10, 1000, 100000};
+constexpr unsigned int kSizes[] = {10, 100, 1000, 10000, 100000};
 
 struct Values {
   Values(unsigned int count, bool areShuffled) {
@@ -72,12 +68,7 @@ const char* Last(const ISetting* /*kind*/, const Values& values) { return values
 
 template <class Action>
 void Register(const std::string& work, unsigned int count, Action action) {
-  benchmark::RegisterBenchmark((work + '/' + std::to_string(count)).c_str(), [action](benchmark::State& state) {
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(action());
-      benchmark::ClobberMemory();
-    }
-  });
+  RegisterWork("settings, " + work + ' ' + std::to_string(count) + "/ours", action);
 }
 
 template <class Setting>
@@ -105,61 +96,11 @@ void RegisterAll(const std::string& name) {
   }
 }
 
-class SlopeReporter : public benchmark::ConsoleReporter {
- public:
-  SlopeReporter() : ConsoleReporter(OO_None) {}
-
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const std::string& name = run.run_name.function_name;
-      const std::size_t slash = name.rfind('/');
-      if (run.run_type == Run::RT_Iteration && !run.error_occurred && slash != std::string::npos) {
-        const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
-        const auto [least, isFirst] =
-            m_seconds[name.substr(0, slash)].emplace(std::stod(name.substr(slash + 1)), seconds);
-        least->second = std::min(least->second, seconds);
-      }
-    }
-  }
-
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::printf("\n%-36s", "work (ns; slope from the size before)");
-    for (const unsigned int count : kSizes) {
-      std::printf(" %12u      ", count);
-    }
-    std::printf("\n");
-    for (const auto& [work, times] : m_seconds) {
-      std::printf("%-37s", work.c_str());
-      double countBefore = 0;
-      double before = 0;
-      for (const auto& [count, seconds] : times) {
-        std::printf(" %12.1f", seconds * 1e9);
-        before == 0 ? std::printf("      ")
-                    : std::printf(" %5.2f", std::log(seconds / before) / std::log(count / countBefore));
-        countBefore = count;
-        before = seconds;
-      }
-      std::printf("\n");
-    }
-  }
-
- private:
-  std::map<std::string, std::map<double, double>> m_seconds;  // by work, then by the number of values
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   RegisterAll<UnsignedIntSetting>("numbers:");
   RegisterAll<EnumSetting>("texts:");
   RegisterAll<StringEnumSetting>("pairs:");
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
-  SlopeReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  return 0;
+  return RunAndPrintRatios(argc, argv);
 }

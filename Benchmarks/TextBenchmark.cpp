@@ -28,15 +28,6 @@ namespace {
 constexpr std::size_t kKiB = 1024;
 constexpr std::size_t kMiB = kKiB * kKiB;
 
-template <class Action>
-void Register(const std::string& name, Action action) {
-  benchmark::RegisterBenchmark(name.c_str(), [action](benchmark::State& state) {
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(action());
-    }
-  });
-}
-
 std::string Repeat(std::string_view unit, std::size_t size) {
   std::string text;
   while (text.size() < size) {
@@ -60,12 +51,11 @@ std::string Words(std::size_t size) {
 }
 
 struct Replacement {
-  const char* name;
-  std::string text, what, with;
+  std::string name, text, what, with;
 };
 
 void RegisterReplace() {
-  const Replacement replacements[] = {
+  std::vector<Replacement> replacements{
       {"frequent", Repeat("some text, ab and more ", kMiB), "ab", "xy"},
       {"growing", Repeat("some text, ab and more ", kMiB), "ab", "a longer text"},
       {"rare", Repeat(std::string(kMiB / 16 - 1, 'x') + "q", kMiB), "q", "zz"},
@@ -78,27 +68,32 @@ void RegisterReplace() {
       {"adverse 64 KiB", Repeat("a", kMiB / 16), std::string(31, 'a') + "b", "b"},
       {"adverse middle 64 KiB", Repeat("a", kMiB / 16), std::string(15, 'a') + "b" + std::string(15, 'a'), "b"},
   };
+  for (const std::size_t size : std::initializer_list<std::size_t>{1000, 10'000, 100'000, 1'000'000}) {
+    replacements.push_back({std::to_string(size), Repeat("some text, ab and more ", size), "ab", "a longer text"});
+  }
   for (const Replacement& r : replacements) {
-    const std::string work = std::string("replace ") + r.name;
-    Register(work + "/ours", [r] { return KelReplace(r.text, r.what, r.with); });
-    Register(work + "/absl", [r] { return absl::StrReplaceAll(r.text, {{r.what, r.with}}); });
-    Register(work + "/boost", [r] { return boost::replace_all_copy(r.text, r.what, r.with); });
+    const std::string work = "replace " + r.name;
+    RegisterWork(work + "/ours", [r] { return KelReplace(r.text, r.what, r.with); });
+    RegisterWork(work + "/absl", [r] { return absl::StrReplaceAll(r.text, {{r.what, r.with}}); });
+    RegisterWork(work + "/boost", [r] { return boost::replace_all_copy(r.text, r.what, r.with); });
   }
 }
 
 void RegisterTokenize() {
-  for (const std::size_t size : {std::size_t(60), std::size_t(100000)}) {
+  for (const std::size_t size : std::initializer_list<std::size_t>{std::size_t(60), std::size_t(100000)}) {
     const std::string text = Words(size);
     const std::vector<std::string> tokens = absl::StrSplit(text, ' ', absl::SkipEmpty());
     const std::string work = "tokenize " + std::to_string(size);
-    Register(work + "/ours", [text] {
+    RegisterWork(work + "/ours", [text] {
       std::list<std::string> out;
       KelTokenize(out, text, ' ', '"', false);
       return out;
     });
-    Register(work + "/building the list", [tokens] { return std::list<std::string>(tokens.begin(), tokens.end()); });
-    Register(work + "/absl", [text] { return std::list<std::string>(absl::StrSplit(text, ' ', absl::SkipEmpty())); });
-    Register(work + "/boost", [text] {
+    RegisterWork(work + "/building the list",
+                 [tokens] { return std::list<std::string>(tokens.begin(), tokens.end()); });
+    RegisterWork(work + "/absl",
+                 [text] { return std::list<std::string>(absl::StrSplit(text, ' ', absl::SkipEmpty())); });
+    RegisterWork(work + "/boost", [text] {
       std::list<std::string> out;
       boost::split(
           out, text, [](char c) { return c == ' ' || c == '"'; }, boost::token_compress_on);
@@ -108,16 +103,17 @@ void RegisterTokenize() {
 }
 
 void RegisterEncode() {
-  for (const std::size_t size : {std::size_t(1), std::size_t(16), std::size_t(100), kKiB, 64 * kKiB, kMiB}) {
+  for (const std::size_t size :
+       std::initializer_list<std::size_t>{std::size_t(1), std::size_t(16), std::size_t(100), kKiB, 64 * kKiB, kMiB}) {
     const std::string bytes = Words(size);
     const std::vector<unsigned char> data(bytes.begin(), bytes.end());
     const std::string work = "encode " + std::to_string(size);
-    Register(work + "/ours", [data] {
+    RegisterWork(work + "/ours", [data] {
       std::string out;
       KelEncodeBase64(data, out);
       return out;
     });
-    Register(work + "/absl", [bytes] { return absl::Base64Escape(bytes); });
+    RegisterWork(work + "/absl", [bytes] { return absl::Base64Escape(bytes); });
   }
 }
 
@@ -128,8 +124,8 @@ void RegisterMatch() {
   }
   for (const char* text : {"Mono", "Stereo", "7.1", "STEREO", "st", "Stereo Wide", "Quadraphonic"}) {
     const std::string work = std::string("match ") + text;
-    Register(work + "/ours", [names, text] { return names.FindLeniently(text); });
-    Register(work + "/exact scan", [names, text] { return names.FindExactly(text); });
+    RegisterWork(work + "/ours", [names, text] { return names.FindLeniently(text); });
+    RegisterWork(work + "/exact scan", [names, text] { return names.FindExactly(text); });
   }
 }
 

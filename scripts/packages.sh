@@ -10,7 +10,11 @@ test_packages=(
   librapidcheck-dev libxml2-utils mkvtoolnix opus-tools python3 rsync sound-theme-freedesktop sox xxhash
   zsh
 )
-benchmark_packages=(libabsl-dev libavutil-dev libbenchmark-dev libboost-dev libboost-filesystem-dev libyuv-dev)
+benchmark_packages=(
+  ffmpeg flac gnuplot-nox gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools libabsl-dev libavutil-dev
+  libbenchmark-dev libboost-dev libboost-filesystem-dev libgstreamer1.0-dev libyuv-dev mkvtoolnix parallel python3
+  sndfile-programs
+)
 packaging_packages=(debootstrap dpkg-dev fish help2man lintian zsh)
 check_packages=(
   abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
