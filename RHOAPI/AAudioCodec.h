@@ -32,15 +32,18 @@ class CAAudioCompressor : public IAudioCompressor {
   }
   /// There is no dialog and there are no extended settings; no argument is read or written.
   unsigned int IsCodecExtendedSettingDialogSupported() override { return 0; }
+  /// kRhoStatusNotSupported: there is no dialog.
   RhoStatus DisplayCodecExtendedSettingDialog() override { return kRhoStatusNotSupported; }
+  /// kRhoStatusNotSupported; no argument is written.
   RhoStatus GetExtendedSettings(void** /*data*/, int* /*size*/) override { return kRhoStatusNotSupported; }
+  /// kRhoStatusNotSupported; no argument is read.
   RhoStatus SetExtendedSettings(void* /*data*/, int /*size*/) override { return kRhoStatusNotSupported; }
   int GetCodecDelay() override { return 0; }
   unsigned int PlaceholderDoesNotCompress() const override { return 0; }
 
  protected:
-  IPacket::TPacketType m_outputPacketType = IPacket::kPacketTypeNone;
-  unsigned int m_fileFormatHint = FourCharacterCode("UNDF");
-  EOutputStreamMode m_streamModeHint = kOutputStreamModeDefault;
-  double m_frameRateHint = 30.0;
+  IPacket::TPacketType m_outputPacketType = IPacket::kPacketTypeNone;  ///< as SetOutputPacketType chose it
+  unsigned int m_fileFormatHint = FourCharacterCode("UNDF");           ///< as SetFileFormatHint stored it
+  EOutputStreamMode m_streamModeHint = kOutputStreamModeDefault;       ///< as SetStreamModeHint stored it
+  double m_frameRateHint = 30.0;                                       ///< as SetFrameRateHint stored it
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+/// How a name leaves the module.
+
 /// Marks a declaration as exported by the module. Everything else is hidden (-fvisibility=hidden); the version script
 /// of the module limits the exports further.
 ///

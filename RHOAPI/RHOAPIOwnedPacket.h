@@ -6,7 +6,7 @@
 
 /// Frees a packet through its interface, as every holder of a packet has to.
 struct PacketDestroyer {
-  void operator()(IPacket* packet) const { packet->destroy(); }
+  void operator()(IPacket* packet) const { packet->destroy(); }  ///< destroys it
 };
 
 /// A packet or a bundle with its owner.

@@ -39,17 +39,19 @@ class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
   /// Replaces the payload or the descriptor with the characters of `text` up to its terminating NUL. Null empties it.
   /// Throws std::bad_alloc and then changes nothing.
   void setData(const char* text);
+  /// The same for the descriptor.
   void setDesc(const char* text);
 
-  // The block of a packet from PacketBuilder is larger than its class, so that memory is freed without a size.
+  /// The block of a packet from PacketBuilder is larger than its class, so that memory is freed without a size.
   static void* operator new(std::size_t size) { return ::operator new(size); }
+  /// Frees the block.
   static void operator delete(void* packet) { ::operator delete(packet); }
 
-  TPacketType m_type = kPacketTypeNone;
-  unsigned int m_track = 0;
-  unsigned long long m_time = 0;
-  unsigned long long m_timeBase = 1000;
-  unsigned long long m_duration = 0;
+  TPacketType m_type = kPacketTypeNone;  ///< what getType returns
+  unsigned int m_track = 0;              ///< what getTrack returns
+  unsigned long long m_time = 0;         ///< what getTime returns
+  unsigned long long m_timeBase = 1000;  ///< what getTimeBase returns
+  unsigned long long m_duration = 0;     ///< what getDuration returns
 
  private:
   friend class PacketBuilder;

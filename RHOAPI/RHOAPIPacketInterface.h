@@ -20,7 +20,9 @@ class IPacket {
     kPacketTypeBundle = 28,     ///< the packet is an IPacketBundle
   };
 
+  /// The kind of payload.
   virtual TPacketType getType() const = 0;
+  /// The number of the track that the packet belongs to.
   virtual unsigned int getTrack() const = 0;
   /// Time stamp, in ticks of the time base.
   virtual unsigned long long getTime() const = 0;
@@ -30,9 +32,11 @@ class IPacket {
   virtual unsigned long long getDuration() const = 0;
   /// First descriptor byte, or null when the descriptor is empty. The bytes belong to the packet.
   virtual const unsigned char* getDescriptor() const = 0;
+  /// The number of descriptor bytes.
   virtual unsigned long getDescriptorSize() const = 0;
   /// First payload byte, or null when the payload is empty. The bytes belong to the packet.
   virtual const unsigned char* getData() const = 0;
+  /// The number of payload bytes.
   virtual unsigned long getDataSize() const = 0;
   /// A deep copy that shares nothing with this packet; the caller owns it. Throws std::bad_alloc.
   virtual IPacket* clone() const = 0;
@@ -49,12 +53,15 @@ class IPacket {
 /// A packet of type 28 that owns a list of packets and has no payload of its own.
 class IPacketBundle : public IPacket {
  public:
+  /// kPacketTypeBundle.
   TPacketType getType() const override { return kPacketTypeBundle; }
   const unsigned char* getData() const override { return nullptr; }
+  /// 0: the payload is empty.
   unsigned long getDataSize() const override { return 0; }
 
   /// Destroys every packet in the list and empties it.
   virtual void clear() = 0;
+  /// The number of packets in the list.
   virtual unsigned long size() const = 0;
   /// The packet at `index`, still owned by the bundle; null when `index` is not below size().
   virtual IPacket* get(unsigned long index) const = 0;

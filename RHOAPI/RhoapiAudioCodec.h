@@ -32,7 +32,7 @@
 
 /// The result of an operation that can fail. A refused operation changes nothing.
 using RhoStatus = unsigned int;
-inline constexpr RhoStatus kRhoStatusSuccess = 0;
+inline constexpr RhoStatus kRhoStatusSuccess = 0;             ///< the operation has succeeded
 inline constexpr RhoStatus kRhoStatusNotSupported = 1;        ///< an optional operation that the object does not offer
 inline constexpr RhoStatus kRhoStatusNoObject = 0x80010001U;  ///< an object could not be obtained
 inline constexpr RhoStatus kRhoStatusBadArgument = 0x80010002U;  ///< a wrong code, or an argument missing or unusable
@@ -42,6 +42,7 @@ enum EOutputStreamMode : unsigned int {
   kOutputStreamModeDefault = 3,
 };
 
+/// An audio compressor, as hosts see it.
 class IAudioCompressor {
  public:
   /// Adds the packet types that the compressor can produce to the caller's list, without duplicates. Throws
@@ -49,16 +50,21 @@ class IAudioCompressor {
   virtual void QueryPossiblePacketTypes(std::list<IPacket::TPacketType>& types) const = 0;
   /// Chooses one of those types and returns 1; returns 0 and changes nothing for any other. Throws std::bad_alloc.
   virtual unsigned int SetOutputPacketType(IPacket::TPacketType type) = 0;
+  /// The packet type that is chosen.
   virtual IPacket::TPacketType GetOutputPacketType() const = 0;
   /// Whether output can go into files of this four-character code.
   virtual unsigned int IsFormatSupported(unsigned int fileFormat) = 0;
   /// Hints about the target: the file's four-character code, how it is streamed, and its video frames per second.
   virtual void SetFileFormatHint(unsigned int fileFormat) = 0;
+  /// Sets how the target is streamed.
   virtual void SetStreamModeHint(EOutputStreamMode mode) = 0;
+  /// Sets the target's video frames per second.
   virtual void SetFrameRateHint(double framesPerSecond) = 0;
   /// Display names, constants of the module.
   virtual const char* GetName() = 0;
+  /// The short display name.
   virtual const char* GetAbbreviatedName() = 0;
+  /// The four-character codes by which hosts and presets know the compressor.
   virtual void GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) = 0;
   /// Begins a run with the settings and hints as they are. The argument describes the input for compressors that read
   /// it; it may be null for those that do not. kRhoStatusBadArgument when settings and hints give no run that can be
@@ -87,20 +93,27 @@ class IAudioCompressor {
   virtual IUnsignedIntSetting* GetDataRateSetting() = 0;    ///< bytes per second of output
   virtual IUnsignedIntSetting* GetSampleSizeSetting() = 0;  ///< bits per sample
   virtual IUnsignedIntSetting* GetSampleRateSetting() = 0;  ///< sample frames per second
-  virtual IEnumSetting* GetChannelModeSetting() = 0;
-  virtual ISetting* GetNonStandardSettings() = 0;
+  virtual IEnumSetting* GetChannelModeSetting() = 0;        ///< the channel layout
+  virtual ISetting* GetNonStandardSettings() = 0;           ///< all other settings, in a container
   /// The sample format of the input that the settings call for.
   virtual RhoStatus GetAudioFormatType(EAudioFormatType& type) = 0;
+  /// The setting of that index for sub-formats of the output; null where there is none.
   virtual ISetting* GetSubOutputFormatSetting(unsigned int index) = 0;
+  /// Whether the compressor has a dialog of its own.
   virtual unsigned int IsCodecExtendedSettingDialogSupported() = 0;
+  /// Shows that dialog.
   virtual RhoStatus DisplayCodecExtendedSettingDialog() = 0;
+  /// Returns settings that no setting object holds, as bytes.
   virtual RhoStatus GetExtendedSettings(void** data, int* size) = 0;
+  /// Takes those bytes.
   virtual RhoStatus SetExtendedSettings(void* data, int size) = 0;
   /// Delay between input and output, in sample frames.
   virtual int GetCodecDelay() = 0;
   /// Current values, read through the setting operations above; 0 where there is no such setting.
   virtual unsigned int GetSampleSize() { return ValueOrZero(GetSampleSizeSetting()); }
+  /// Sample frames per second.
   virtual unsigned int GetSampleRate() { return ValueOrZero(GetSampleRateSetting()); }
+  /// Bytes per second of output.
   virtual unsigned int GetDataRate() { return ValueOrZero(GetDataRateSetting()); }
   /// The mode whose name is the channel setting's value. Mono for any other value, for "4.1", "2.1" and "Quad", and
   /// where there is no such setting.
@@ -128,16 +141,20 @@ class IAudioCompressor {
 
 /// Ends the life of a compressor through its interface, as every owner of a compressor has to.
 struct CompressorReleaser {
-  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }
+  void operator()(IAudioCompressor* compressor) const { compressor->Release(); }  ///< releases it
 };
 
 /// What a plug-in can do, as flags 0 and 1 in this slot order after the destructor.
 class IPluginProperties {
  public:
   virtual ~IPluginProperties() = default;
+  /// Whether top-down processing is supported.
   virtual unsigned int GetSupportsTopDown() const = 0;
+  /// Whether the data rate may vary.
   virtual unsigned int GetSupportsVBR() const = 0;
+  /// Whether two passes can be made over the input.
   virtual unsigned int GetSupportsTwoPass() const = 0;
+  /// Whether quality rather than the data rate can be fixed.
   virtual unsigned int GetSupportsFixedQuality() const = 0;
 
  protected:
@@ -146,10 +163,12 @@ class IPluginProperties {
   IPluginProperties& operator=(const IPluginProperties&) = default;
 };
 
+/// Those flags, stored.
 class RHOAPI_EXPORT PluginProperties : public IPluginProperties {
  public:
   /// Everything but top-down.
   PluginProperties();
+  /// The flags as given.
   PluginProperties(unsigned int topDown, unsigned int vbr, unsigned int twoPass, unsigned int fixedQuality);
 
   unsigned int GetSupportsTopDown() const override { return m_topDown; }

@@ -56,21 +56,26 @@ class ISetting {
   virtual unsigned int GetIsValueConstrained() const = 0;
   /// Whether the control is enabled. Unless a setting stores it: always 1, and setting it does nothing.
   virtual void SetIsActive(unsigned int /*active*/) {}
-  virtual unsigned int GetIsActive() const { return 1; }
+  virtual unsigned int GetIsActive() const { return 1; }  ///< 1 if it is enabled
   /// A new setting of the same class and state, owned by the caller, who deletes it. Throws std::bad_alloc. A class
   /// derived from one of the module's setting classes has to override it: the inherited operation copies the base
   /// alone.
   virtual ISetting* CreateCopy() const = 0;
   /// Whether the setting may be left unspecified (shown with a check box), ...
   virtual void SetIsOptional(unsigned int optional) = 0;
+  /// Whether the setting is optional, as SetIsOptional stored it.
   virtual unsigned int GetIsOptional() const = 0;
   /// ... whether the box is ticked, so that the value counts, ...
   virtual void SetIsOptionalValueSpecified(unsigned int specified) = 0;
+  /// Whether the box is ticked, as SetIsOptionalValueSpecified stored it.
   virtual unsigned int GetIsOptionalValueSpecified() const = 0;
   /// ... and the text beside the box.
   virtual void SetOptionalText(const char* text) = 0;
+  /// The text beside the box.
   virtual const char* GetOptionalText() const = 0;
+  /// Sets the text that explains the setting.
   virtual void SetToolTipText(const char* text) = 0;
+  /// The text that explains the setting; empty in a new one.
   virtual const char* GetToolTipText() const = 0;
 
  protected:
@@ -79,8 +84,10 @@ class ISetting {
   ISetting& operator=(const ISetting&) = default;
 };
 
+/// A flag.
 class IBoolSetting : public ISetting {
  public:
+  /// The value, as SetValue stored it.
   virtual unsigned int GetValue() const = 0;
   /// Takes `value` as given: 2 stays 2.
   virtual void SetValue(unsigned int value) = 0;
@@ -93,12 +100,17 @@ class INumericSetting : public ISetting {
  public:
   /// Texts for the ends of the range.
   virtual const char* GetLowLabel() const = 0;
+  /// Text for the upper end of the range.
   virtual const char* GetHighLabel() const = 0;
+  /// The value.
   virtual Value GetValue() const = 0;
   /// Takes `value`, unless the setting is constrained and `value` is not among its allowable values.
   virtual void SetValue(Value value) = 0;
+  /// The lower end of the range.
   virtual Value GetMinValue() const = 0;
+  /// The upper end of the range.
   virtual Value GetMaxValue() const = 0;
+  /// The number of allowable values.
   virtual unsigned int GetNumberOfAllowableValues() const = 0;
   /// The allowable value at `index`; 0 when there is none.
   virtual Value GetAllowableValue(unsigned int index) const = 0;
@@ -108,8 +120,11 @@ class INumericSetting : public ISetting {
   virtual void SetSelected(unsigned int index) = 0;
 };
 
+/// A signed number.
 class IIntSetting : public INumericSetting<int> {};
+/// An unsigned number.
 class IUnsignedIntSetting : public INumericSetting<unsigned int> {};
+/// A floating-point number.
 class IDoubleSetting : public INumericSetting<double> {};
 
 /// One choice from a list of texts.
@@ -125,6 +140,7 @@ class IEnumSetting : public ISetting {
   virtual unsigned int GetSelected() const = 0;
   /// Selects the entry at `index`; nothing when there is none.
   virtual void SetSelected(unsigned int index) = 0;
+  /// The number of allowable values.
   virtual unsigned int GetNumberOfAllowableValues() const = 0;
   /// Text of the entry at `index`; empty when there is none.
   virtual const char* GetAllowableValue(unsigned int index) const = 0;
@@ -135,41 +151,54 @@ class IEnumSetting : public ISetting {
 /// A file's path.
 class IFileSetting : public ISetting {
  public:
+  /// The value.
   virtual const char* GetValue() const = 0;
   /// Takes the first 255 characters of `path`.
   virtual void SetValue(const char* path) = 0;
   /// Which files the host's dialog offers, in a syntax that is the host's.
   virtual const char* GetQTFileFilter() const = 0;
+  /// Sets which dialog the host shows.
   virtual void SetDialogHint(unsigned int dialogHint) = 0;
 };
 
+/// A text of any length.
 class ITextSetting : public ISetting {
  public:
+  /// The value.
   virtual const char* GetValue() const = 0;
+  /// Stores a copy of the text.
   virtual void SetValue(const char* text) = 0;
 };
 
 /// A time code; the units tell whether it counts frames or milliseconds.
 class ITimeCodeSetting : public ISetting {
  public:
+  /// The time code.
   virtual KelTimeCode GetValue() const = 0;
+  /// Stores the time code as given.
   virtual void SetValue(KelTimeCode value) = 0;
 };
 
 /// A range of time, in ticks of a time scale (ticks per second). Nothing ties the three numbers together.
 class ITimeInOutSetting : public ISetting {
  public:
+  /// The three numbers at once.
   virtual void GetValue(unsigned long long& timeScale, unsigned long long& timeIn,
                         unsigned long long& timeOut) const = 0;
+  /// Stores the three numbers as given.
   virtual void SetValue(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut) = 0;
+  /// Ticks per second.
   virtual unsigned long long GetTimeScale() const = 0;
+  /// Start of the range, in ticks.
   virtual unsigned long long GetTimeIn() const = 0;
+  /// End of the range, in ticks.
   virtual unsigned long long GetTimeOut() const = 0;
 };
 
 /// A fixed number of unsigned values, each with a label. The range is information for the host.
 class IUnsignedIntArraySetting : public ISetting {
  public:
+  /// The number of values.
   virtual unsigned int GetNumberOfValues() const = 0;
   /// The value at `index`; 0 when there is none.
   virtual unsigned int GetValue(unsigned int index) const = 0;
@@ -181,12 +210,16 @@ class IUnsignedIntArraySetting : public ISetting {
   virtual void SetValues(unsigned int* src, unsigned int count) = 0;
   /// The label of the value at `index`; null when there is none.
   virtual const char* GetValueLabel(unsigned int index) const = 0;
+  /// The lower end of the range of each value.
   virtual unsigned int GetMinValue() const = 0;
+  /// The upper end of the range of each value.
   virtual unsigned int GetMaxValue() const = 0;
 };
 
+/// Bytes of any number.
 class IByteArraySetting : public ISetting {
  public:
+  /// The number of bytes.
   virtual unsigned int GetDataSize() const = 0;
   /// The first byte, not to be read when there are none. Valid until the next SetData.
   virtual const unsigned char* GetData() const = 0;
@@ -202,14 +235,20 @@ class ISettingArray : public ISetting {
   const char* GetUnits() const override { return ""; }
   unsigned int GetIsValueConstrained() const override { return 0; }
   void SetIsOptional(unsigned int /*optional*/) override {}
+  /// 0: a list is never optional.
   unsigned int GetIsOptional() const override { return 0; }
   void SetIsOptionalValueSpecified(unsigned int /*specified*/) override {}
+  /// 1: the list counts.
   unsigned int GetIsOptionalValueSpecified() const override { return 1; }
   void SetOptionalText(const char* /*text*/) override {}
+  /// The empty text.
   const char* GetOptionalText() const override { return ""; }
+  /// Does nothing, unless a class stores it.
   void SetToolTipText(const char* /*text*/) override {}
+  /// The empty text, unless a class stores one.
   const char* GetToolTipText() const override { return ""; }
 
+  /// The number of settings in the list.
   virtual unsigned int GetNumberOfSettings() const = 0;
   /// The setting at `index`, or null: a place may be empty, and there may be no such place.
   virtual ISetting* GetSetting(unsigned int index) const = 0;

@@ -61,8 +61,9 @@ RHOAPI_EXPORT void KelDisposeHandle(char** handle);
 /// instance has the alignment of malloc even if the class asks for more. Arrays come from the global operator new[].
 class RHOAPI_EXPORT KelMemory_c {
  public:
-  // std::size_t, since the language wants that type: unsigned long where longs are words. noexcept makes the
-  // new-expression look for null before it constructs.
+  /// Zero-filled storage, or null. The type is std::size_t since the language demands it; noexcept makes the
+  /// new-expression look for null before it constructs.
   void* operator new(std::size_t size) noexcept;
+  /// Frees the storage.
   void operator delete(void* pointer) noexcept;
 };

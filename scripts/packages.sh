@@ -17,7 +17,7 @@ benchmark_packages=(
 )
 packaging_packages=(debootstrap dpkg-dev fish help2man lintian zsh)
 check_packages=(
-  abigail-tools clang-14 clang-format-14 clang-tidy-14 g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
+  abigail-tools clang-14 clang-format-14 clang-tidy-14 doxygen g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
 )
 
 # Installs those of the named packages that are missing, and says so; silent when there is nothing to do.

@@ -5,20 +5,20 @@
  * Encoder modules for programs in any language: find them, describe them, change their settings, encode. C++ programs
  * have owners and exceptions for the same in rho.hpp.
  *
- *   #include <rho.h>
+ *     #include <rho.h>
  *
- *   rho_module* module = NULL;
- *   rho_compressor* compressor = NULL;
- *   rho_encoder* encoder = NULL;
- *   if (rho_module_load("PCMPlugin", &module) || rho_compressor_create(module, &compressor) ||
- *       rho_set(compressor, "SampleRate=48000") || rho_set(compressor, "Channels=5.1") ||
- *       rho_encoder_create(compressor, "MKV", &encoder) ||
- *       rho_encode(encoder, samples, size, write_packet, file) || rho_finish(encoder, write_packet, file)) {
- *     fprintf(stderr, "%s\n", rho_error_text());
- *   }
- *   rho_encoder_destroy(encoder);
- *   rho_compressor_destroy(compressor);
- *   rho_module_unload(module);
+ *     rho_module* module = NULL;
+ *     rho_compressor* compressor = NULL;
+ *     rho_encoder* encoder = NULL;
+ *     if (rho_module_load("PCMPlugin", &module) || rho_compressor_create(module, &compressor) ||
+ *         rho_set(compressor, "SampleRate=48000") || rho_set(compressor, "Channels=5.1") ||
+ *         rho_encoder_create(compressor, "MKV", &encoder) ||
+ *         rho_encode(encoder, samples, size, write_packet, file) || rho_finish(encoder, write_packet, file)) {
+ *       fprintf(stderr, "%s\n", rho_error_text());
+ *     }
+ *     rho_encoder_destroy(encoder);
+ *     rho_compressor_destroy(compressor);
+ *     rho_module_unload(module);
  *
  * Every function that can fail returns a rho_result and sets rho_error_text. A result is written through its pointer on
  * success only. A null pointer for a handle, text or result is RHO_WRONG_USE, unless its function says otherwise. No

@@ -8,12 +8,13 @@
 /// A copy of `text` with every byte passed through the C library's tolower: in the C locale A to Z become a to z and
 /// all other bytes stay. Null counts as empty.
 RHOAPI_EXPORT std::string to_lower_case(const std::string& text);
+/// The same for a text that may be null.
 RHOAPI_EXPORT std::string to_lower_case(const char* text);
 
 /// An entry of an enumeration. Not nested in TEnumTexts, whose name would export what the compiler makes for it.
 struct EnumEntry {
-  std::string text;
-  int number;
+  std::string text;  ///< what hosts show
+  int number;        ///< what the owner of the setting reads
 };
 
 /// The entries of an enumeration, each a text with a number, and the ways to find one. A null text is found nowhere.
@@ -31,6 +32,7 @@ class RHOAPI_EXPORT TEnumTexts {
   }
   ~TEnumTexts() = default;
 
+  /// The number of entries.
   unsigned int Size() const { return static_cast<unsigned int>(m_entries.size()); }
   /// The text at `index`; empty when there is none.
   const char* At(unsigned int index) const { return index < m_entries.size() ? m_entries[index].text.c_str() : ""; }
@@ -38,6 +40,7 @@ class RHOAPI_EXPORT TEnumTexts {
   int NumberAt(unsigned int index) const { return index < m_entries.size() ? m_entries[index].number : 0; }
   /// `text` is not null. When memory runs out nothing changes.
   void Append(const char* text, int number) { m_entries.push_back({text, number}); }
+  /// Removes all entries.
   void Clear() { m_entries.clear(); }
 
   /// Index of the first entry that equals `text`, letter case included, or -1.

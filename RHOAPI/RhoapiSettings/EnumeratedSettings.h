@@ -30,15 +30,17 @@ class TEnumSetting : public TSetting<Concrete, IEnumSetting, kSettingTypeEnum> {
   using Base::SetUnits;
 
  protected:
+  /// A setting without entries.
   TEnumSetting(const char* label, const char* presetLabel) : Base(label, presetLabel, 5, 1) {}
 
-  TEnumTexts m_texts;
-  unsigned int m_selected = 0;
+  TEnumTexts m_texts;           ///< the entries
+  unsigned int m_selected = 0;  ///< index of the selected entry
 };
 
 /// A list of texts; the value is the selected text.
 class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
  public:
+  /// A setting without label and entries.
   EnumSetting();
   EnumSetting(const EnumSetting&) = default;
   /// When memory runs out nothing changes.
@@ -58,12 +60,14 @@ class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
   void ResetAllowableValues(unsigned int count, const char** values);
   /// Index of the entry that matches `text` leniently, or the number of entries. Null matches nothing.
   unsigned int FindIndexOfEnum(const char* text) const;
+  /// Sets which control or dialog hosts show.
   void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 };
 
 /// A list of pairs of a text, which the host sees, and a number, which the owner reads.
 class RHOAPI_EXPORT StringEnumSetting : public TEnumSetting<StringEnumSetting> {
  public:
+  /// A setting without entries.
   StringEnumSetting(const char* label, const char* presetLabel);
   StringEnumSetting(const StringEnumSetting&) = default;
   /// When memory runs out nothing changes.

@@ -32,16 +32,21 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
     }
   }
 
+  /// Sets the text for the lower end of the range.
   void SetLowLabel(const char* text) { m_lowLabel = OrEmpty(text); }
+  /// Sets the text for the upper end of the range.
   void SetHighLabel(const char* text) { m_highLabel = OrEmpty(text); }
+  /// Sets which control or dialog hosts show.
   void SetDialogHint(unsigned int dialogHint) { this->StoreDialogHint(dialogHint); }
   using Base::SetIsValueConstrained;
   using Base::SetUnits;
 
  protected:
+  /// An unconstrained setting.
   TNumericSetting(const char* label, const char* presetLabel, Value value, Value min, Value max)
       : Base(label, presetLabel, 1, 0), m_value(value), m_min(min), m_max(max) {}
 
+  /// Replaces the range; the value stays.
   void SetRange(Value min, Value max) {
     m_min = min;
     m_max = max;
@@ -74,7 +79,9 @@ class TAscendingValues {
     m_values.swap(copy);
     m_ordered = static_cast<std::size_t>(std::is_sorted_until(m_values.begin(), m_values.end()) - m_values.begin());
   }
+  /// The number of values.
   unsigned int Size() const { return static_cast<unsigned int>(m_values.size()); }
+  /// The value at `index`; 0 if there is none.
   unsigned int At(unsigned int index) const { return index < m_values.size() ? Ordered()[index] : 0; }
   /// Index of the first element that equals `value`, or -1.
   int Find(unsigned int value) const {
@@ -102,6 +109,7 @@ class TAscendingValues {
 class RHOAPI_EXPORT UnsignedIntSetting
     : public TNumericSetting<UnsignedIntSetting, IUnsignedIntSetting, kSettingTypeUnsignedInt, unsigned int> {
  public:
+  /// A setting without label and allowable values: 0, in the range from 0 to 0.
   UnsignedIntSetting();
   /// Copies the `count` numbers at `values`, which may be null when `count` is 0.
   UnsignedIntSetting(const char* label, const char* presetLabel, unsigned int value, unsigned int min, unsigned int max,
@@ -128,9 +136,12 @@ template <class Value, class Count>
 class TBorrowedValues {
  public:
   TBorrowedValues() = default;
+  /// Keeps both as given.
   TBorrowedValues(Count count, Value* values) : m_count(count), m_values(values) {}
 
+  /// The number of values.
   unsigned int Size() const { return m_values == nullptr || m_count <= 0 ? 0 : static_cast<unsigned int>(m_count); }
+  /// The value at `index`; 0 if there is none.
   Value At(unsigned int index) const { return index < Size() ? m_values[index] : Value(); }
 
   /// Index of the first value that `equals` accepts, or -1.
@@ -152,6 +163,7 @@ class TBorrowedValues {
 /// A signed number; see TBorrowedValues for who owns the allowable values.
 class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting, kSettingTypeInt, int> {
  public:
+  /// A setting without label and allowable values: 0, in the range from 0 to 0.
   IntSetting();
   /// A negative `count` counts as 0.
   IntSetting(const char* label, const char* presetLabel, int value, int min, int max, int count, int* values);
@@ -176,7 +188,9 @@ class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting,
 /// 29.969.
 class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubleSetting, kSettingTypeDouble, double> {
  public:
+  /// A setting without label and allowable values: 0, in the range from 0 to 0.
   DoubleSetting();
+  /// Keeps `count` and `values` as given.
   DoubleSetting(const char* label, const char* presetLabel, double value, double min, double max, unsigned int count,
                 double* values);
 
@@ -187,12 +201,13 @@ class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubl
     return m_allowableValues.Find([value](double allowable) { return AreEqual(allowable, value); });
   }
 
+  /// Keeps `count` and `values` as given.
   void ResetAllowableValues(unsigned int count, double* values);
 
   /// Steps per unit in which numbers are compared, and what is added to a number before. Shared by all settings of this
   /// kind and read on every comparison.
   static int m_comparePrecision;
-  static double m_compareRounding;
+  static double m_compareRounding;  ///< what is added
 
  private:
   static bool AreEqual(double left, double right);

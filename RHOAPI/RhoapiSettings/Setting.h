@@ -37,14 +37,18 @@ class TSetting : public Interface {
   const char* GetToolTipText() const override { return m_toolTipText.c_str(); }
 
  protected:
+  /// A setting that is active and not optional.
   TSetting(const char* label, const char* presetLabel, unsigned int dialogHint, unsigned int isValueConstrained)
       : m_label(OrEmpty(label)),
         m_presetLabel(OrEmpty(presetLabel)),
         m_dialogHint(dialogHint),
         m_isValueConstrained(isValueConstrained) {}
 
+  /// Sets the text behind the value.
   void SetUnits(const char* units) { m_units = OrEmpty(units); }
+  /// Sets which control or dialog hosts show.
   void StoreDialogHint(unsigned int dialogHint) { m_dialogHint = dialogHint; }
+  /// Sets whether only the allowable values are taken.
   void SetIsValueConstrained(unsigned int isValueConstrained) { m_isValueConstrained = isValueConstrained; }
 
  private:

@@ -16,7 +16,9 @@ template <class Concrete, class Pointer>
 class TSettingContainer : public ISettingArray {
  public:
   TSettingContainer() = default;
+  /// As active as `other`; the concrete class copies the list.
   TSettingContainer(const TSettingContainer& other) : ISettingArray(other), m_isActive(other.m_isActive) {}
+  /// Keeps its own attributes; the concrete class copies the list.
   TSettingContainer& operator=(const TSettingContainer& /*other*/) { return *this; }
 
   const char* GetLabel() const override { return m_label.c_str(); }
@@ -31,11 +33,13 @@ class TSettingContainer : public ISettingArray {
     return index < m_settings.size() ? Address(m_settings[index]) : nullptr;
   }
 
+  /// Sets the text above the list.
   void SetLabel(const char* label) { m_label = OrEmpty(label); }
+  /// Sets the name under which presets file the list.
   void SetPresetLabel(const char* presetLabel) { m_presetLabel = OrEmpty(presetLabel); }
 
  protected:
-  std::vector<Pointer> m_settings;
+  std::vector<Pointer> m_settings;  ///< in the order of their indexes
 
  private:
   static ISetting* Address(ISetting* setting) { return setting; }
@@ -51,8 +55,11 @@ class TSettingContainer : public ISettingArray {
 /// are listed. Copies list the same settings.
 class RHOAPI_EXPORT SettingsGroup : public TSettingContainer<SettingsGroup, ISetting*> {
  public:
+  /// An empty list.
   SettingsGroup();
+  /// Lists the same settings.
   SettingsGroup(const SettingsGroup& other);
+  /// Lists the same settings.
   SettingsGroup& operator=(const SettingsGroup& other);
 
   /// Appends `setting`, which may be listed already.
@@ -66,6 +73,7 @@ class RHOAPI_EXPORT SettingArray : public TSettingContainer<SettingArray, std::u
  public:
   /// The argument has no effect.
   explicit SettingArray(unsigned int unused);
+  /// Lists copies of the settings.
   SettingArray(const SettingArray& other);
   /// When memory runs out nothing changes.
   SettingArray& operator=(const SettingArray& other);

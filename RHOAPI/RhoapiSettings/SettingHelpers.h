@@ -15,11 +15,13 @@ RHOAPI_EXPORT bool checkboxChecked(ISetting* setting);
 /// Unticks that check box; does nothing when there is none.
 RHOAPI_EXPORT void setUnspecified(ISetting* setting);
 
+/// Sets the tool tip.
 RHOAPI_EXPORT void setTooltip(ISetting* setting, const char* text);
 
 /// Makes the setting optional, with this text beside its check box.
 RHOAPI_EXPORT void setOptional(ISetting* setting, const char* text);
 
+/// Enables or disables the setting.
 RHOAPI_EXPORT void setActive(ISetting* setting, bool active);
 
 }  // namespace rhoapi_settings

@@ -11,22 +11,29 @@
 #include <cstring>
 #include <vector>
 
+/// A flag.
 class RHOAPI_EXPORT BoolSetting : public TSetting<BoolSetting, IBoolSetting, kSettingTypeBool> {
  public:
+  /// Without label, the value is 0.
   BoolSetting();
+  /// Takes the starting value.
   BoolSetting(const char* label, const char* presetLabel, unsigned int value);
 
   unsigned int GetValue() const override { return m_value; }
   void SetValue(unsigned int value) override { m_value = value; }
+  /// Sets which control or dialog hosts show.
   void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 
  private:
   unsigned int m_value;
 };
 
+/// A text.
 class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSettingTypeText> {
  public:
+  /// Without label, the value is the empty text.
   TextSetting();
+  /// Takes the starting value.
   TextSetting(const char* label, const char* presetLabel, const char* value);
 
   const char* GetValue() const override { return m_value.c_str(); }
@@ -40,7 +47,9 @@ class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSe
 /// A path of at most 255 characters; a longer one is truncated without notice.
 class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSettingTypeFile> {
  public:
+  /// Without label and path.
   explicit FileSetting(unsigned int dialogHint);
+  /// Takes the starting value.
   FileSetting(const char* label, const char* presetLabel, const char* value, const char* fileFilter);
 
   const char* GetValue() const override { return m_value.data(); }
@@ -62,7 +71,9 @@ class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSe
 /// counting. They change the units that hosts show and nothing else; the value is never converted.
 class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCodeSetting, kSettingTypeTimeCode> {
  public:
+  /// Without label, the value is 0.
   TimeCodeSetting();
+  /// Takes the starting value.
   TimeCodeSetting(const char* label, const char* presetLabel, KelTimeCode value);
 
   const char* GetUnits() const override {
@@ -74,10 +85,15 @@ class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCode
   KelTimeCode GetValue() const override { return m_value; }
   void SetValue(KelTimeCode value) override { m_value = value; }
 
+  /// Sets whether frames are counted rather than milliseconds.
   void SetUseFrameCount(unsigned int useFrameCount);
+  /// That flag, as stored.
   unsigned int GetUseFrameCount() const;
+  /// Sets whether counting frames drops numbers.
   void SetUseDropFrame(unsigned int useDropFrame);
+  /// That flag, as stored.
   unsigned int GetUseDropFrame() const;
+  /// Sets which control or dialog hosts show.
   void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 
  private:
@@ -90,6 +106,7 @@ class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCode
 class RHOAPI_EXPORT TimeInOutSetting
     : public TAlwaysActiveSetting<TimeInOutSetting, ITimeInOutSetting, kSettingTypeTimeInOut> {
  public:
+  /// Takes the starting value.
   TimeInOutSetting(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut);
 
   void GetValue(unsigned long long& timeScale, unsigned long long& timeIn, unsigned long long& timeOut) const override {
@@ -112,9 +129,11 @@ class RHOAPI_EXPORT TimeInOutSetting
   unsigned long long m_timeOut;
 };
 
+/// A fixed number of unsigned values, each with a label.
 class RHOAPI_EXPORT UnsignedIntArraySetting
     : public TAlwaysActiveSetting<UnsignedIntArraySetting, IUnsignedIntArraySetting, kSettingTypeUnsignedIntArray> {
  public:
+  /// Without label, the value is no values.
   UnsignedIntArraySetting();
   /// Copies the `count` numbers at `values` and, unless `valueLabels` is null, `count` labels. With null `values` the
   /// setting has no values, but the labels all the same.
@@ -143,6 +162,7 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
   }
   unsigned int GetMinValue() const override { return m_min; }
   unsigned int GetMaxValue() const override { return m_max; }
+  /// Sets which control or dialog hosts show.
   void SetDialogHint(unsigned int dialogHint) { StoreDialogHint(dialogHint); }
 
  private:
@@ -152,9 +172,11 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
   unsigned int m_max;
 };
 
+/// Bytes of any number.
 class RHOAPI_EXPORT ByteArraySetting
     : public TAlwaysActiveSetting<ByteArraySetting, IByteArraySetting, kSettingTypeByteArray> {
  public:
+  /// Without label, the value is no bytes.
   ByteArraySetting();
   /// Copies the `size` bytes at `data`, which may be null when `size` is 0.
   ByteArraySetting(const char* label, const char* presetLabel, const unsigned char* data, unsigned int size);

@@ -29,6 +29,7 @@ RHOAPI_EXPORT int kel_mkdir_UTF8(const char* path);
 
 /// Both remove a file, a link or an empty folder.
 RHOAPI_EXPORT int kel_remove_UTF8(const char* path);
+/// The same.
 RHOAPI_EXPORT int kel_remove_dir_UTF8(const char* path);
 
 /// rename: replaces a file of the new name.
@@ -63,5 +64,6 @@ RHOAPI_EXPORT std::string KelGetTempFilename(const std::string& path, const char
 /// the buffer is null.
 RHOAPI_EXPORT bool KelGetTempFilename(char* buffer, const char* prefix, const char* suffix, const std::string& path,
                                       unsigned long size);
+/// The same for a path that may be null.
 RHOAPI_EXPORT bool KelGetTempFilename(char* buffer, const char* prefix, const char* suffix, const char* path,
                                       unsigned long size);

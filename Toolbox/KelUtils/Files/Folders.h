@@ -47,6 +47,7 @@ RHOAPI_EXPORT unsigned int KelCountFiles(const std::string& path);
 ///   the file Clip1.MOV is found with "Clip" and ".mov", not with "clip" and ".mov"
 RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, const std::string& folder,
                                                 const std::string& prefix, const std::string& extension);
+/// The same for texts that may be null.
 RHOAPI_EXPORT bool kel_find_matching_files_UTF8(std::list<std::string>& result, const char* folder, const char* prefix,
                                                 const char* extension);
 /// The same with an empty prefix.

@@ -30,6 +30,7 @@ RHOAPI_EXPORT bool KelGetFullPathName(const CKelStr<char>& path, CKelStr<char>& 
 /// stands for the platform's; null counts as empty.
 ///   KelJoinPaths("a///", "///b", 0) == "a/b", KelJoinPaths("", "b", 0) == "/b"
 RHOAPI_EXPORT std::string KelJoinPaths(const std::string& first, const std::string& second, char separator);
+/// The same for a second path that may be null.
 RHOAPI_EXPORT std::string KelJoinPaths(const std::string& first, const char* second, char separator);
 
 /// Splits a path into the folder, with its trailing separator, and the name, without trailing separators. False for an

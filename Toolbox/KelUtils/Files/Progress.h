@@ -16,6 +16,7 @@
 /// order of the virtual operations and of the fields is fixed.
 class IKelProgressReporter {
  public:
+  /// For `numItems` items; see setPrecision.
   IKelProgressReporter(unsigned int numItems, double precision) : m_numItems(numItems), m_precision(Limit(precision)) {}
   IKelProgressReporter(const IKelProgressReporter&) = default;
   IKelProgressReporter& operator=(const IKelProgressReporter&) = default;

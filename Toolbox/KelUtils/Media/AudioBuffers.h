@@ -24,14 +24,14 @@ struct KelAudio_t {
   unsigned long long time;       ///< start, in ticks of the time scale
   unsigned long long timeScale;  ///< ticks per second
   unsigned long long duration;   ///< length in ticks
-  EAudioFormatType format;
-  unsigned int channels;     ///< interleaved channels
-  unsigned int sampleRate;   ///< sample frames per second
-  unsigned int sampleCount;  ///< sample frames held
-  unsigned int dataSize;     ///< length of the data area in bytes
-  unsigned int reserved1;    ///< neither read nor written by the module
-  unsigned char* data;       ///< the samples, channel by channel within each frame
-  unsigned int reserved2;    ///< neither read nor written by the module
+  EAudioFormatType format;       ///< of the samples
+  unsigned int channels;         ///< interleaved channels
+  unsigned int sampleRate;       ///< sample frames per second
+  unsigned int sampleCount;      ///< sample frames held
+  unsigned int dataSize;         ///< length of the data area in bytes
+  unsigned int reserved1;        ///< neither read nor written by the module
+  unsigned char* data;           ///< the samples, channel by channel within each frame
+  unsigned int reserved2;        ///< neither read nor written by the module
 };
 
 /// An output record: a buffer description and the packets made for it.

@@ -5,6 +5,7 @@
 
 #include "RHOAPI/RHOAPIExport.h"
 
+/// The channel layouts.
 enum EChannelMode : unsigned int {
   kChannelModeUndefined = 0,
   kChannelModeMono = 1,

@@ -19,22 +19,22 @@
 /// One frame. Plain data: made with `KelImage_t image{};` and filled by InitKelImage. The layout is part of the ABI.
 /// Fields without a description hold values of the callers, which the module only stores.
 struct KelImage_t {
-  EColorFormats format;
-  unsigned int formatParam;
-  int width;             ///< pixels per row
-  int height;            ///< rows
+  EColorFormats format;      ///< how pixels are stored
+  unsigned int formatParam;  ///< a parameter of the format, the caller's
+  int width;                 ///< pixels per row
+  int height;                ///< rows
   unsigned int flipped;  ///< 0 or 1: the order of the rows. Copies between images that differ in it mirror vertically.
   int rowBytes[4];       ///< bytes from one row to the next, plane by plane
   /// The first row of each plane, or null. Plane 0 is the only one of packed formats and Y of planar ones, 1 and 2 hold
   /// chroma (2 is read with the row bytes of 1 in 4:2:0), 3 is the optional alpha of kColorFormatYUV420Planar8.
   unsigned char* planes[4];
-  unsigned long long value0;
-  unsigned long long scale0;
-  unsigned long long value1;
-  unsigned long long scale1;
-  unsigned int extra;
-  unsigned int tag;
-  IPacket* packet;  ///< a packet that goes with the image, or null
+  unsigned long long value0;  ///< the caller's
+  unsigned long long scale0;  ///< the caller's
+  unsigned long long value1;  ///< the caller's
+  unsigned long long scale1;  ///< the caller's
+  unsigned int extra;         ///< the caller's
+  unsigned int tag;           ///< the caller's
+  IPacket* packet;            ///< a packet that goes with the image, or null
 };
 
 static_assert(offsetof(KelImage_t, format) == 0 && offsetof(KelImage_t, formatParam) == 4 &&
@@ -79,20 +79,22 @@ RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned ch
                                 bool flipped, int rowBytes, int width, int height, bool alpha,
                                 unsigned long long value0, unsigned long long scale0);
 
-/// The two forms above with row bytes 0.
+/// The form with five values, with row bytes 0.
 RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned char* buffer, unsigned int format,
                                 bool flipped, int width, int height, bool alpha, unsigned long long value0,
                                 unsigned long long scale0, unsigned long long value1, unsigned long long scale1,
                                 unsigned int extra);
+/// The same with two values.
 RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned char* buffer, unsigned int format,
                                 bool flipped, int width, int height, bool alpha, unsigned long long value0,
                                 unsigned long long scale0);
 
-/// The forms with row bytes and five or two values, then formatParam.
+/// The form with row bytes and five values, then formatParam.
 RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned char* buffer, unsigned int format,
                                 unsigned int formatParam, bool flipped, int rowBytes, int width, int height, bool alpha,
                                 unsigned long long value0, unsigned long long scale0, unsigned long long value1,
                                 unsigned long long scale1, unsigned int extra);
+/// The same with two values.
 RHOAPI_EXPORT void InitKelImage(KelImage_t& image, unsigned int tag, unsigned char* buffer, unsigned int format,
                                 unsigned int formatParam, bool flipped, int rowBytes, int width, int height, bool alpha,
                                 unsigned long long value0, unsigned long long scale0);

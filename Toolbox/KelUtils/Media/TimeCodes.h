@@ -11,9 +11,9 @@
 /// A time code. Plain data that crosses the ABI by value: eight bytes, fields in this order. It does not store whether
 /// it counts frames or milliseconds; its holder knows. No field is limited to a range: 75 minutes stay 75.
 struct KelTimeCode {
-  short hours;
-  unsigned char minutes;
-  unsigned char seconds;
+  short hours;                  ///< may be negative
+  unsigned char minutes;        ///< 0 to 255
+  unsigned char seconds;        ///< 0 to 255
   unsigned short milliseconds;  ///< used when milliseconds are counted
   unsigned char frames;         ///< used when frames are counted
   bool dropFrame;               ///< frames are counted in drop-frame
@@ -44,6 +44,7 @@ RHOAPI_EXPORT std::string KelTimeCodeToString(const KelTimeCode& code, bool useF
 /// is computed modulo 2^64. At a time scale of 0 all digits are 0, and the sign is kept.
 ///   KelMakeTimeStamp(3723004ULL, 1000) == "01.02.03.004", KelMakeTimeStamp(-1500LL, 1000) == "-00.00.01.500"
 RHOAPI_EXPORT std::string KelMakeTimeStamp(unsigned long long time, unsigned long long timeScale);
+/// The same for a time that may be negative.
 RHOAPI_EXPORT std::string KelMakeTimeStamp(long long time, unsigned long long timeScale);
 
 /// Functions on ticks.

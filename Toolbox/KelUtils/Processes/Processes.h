@@ -36,9 +36,11 @@ RHOAPI_EXPORT int kel_safe_pipe(int* descriptors, int flags);
 /// These four return what the system calls of their names return, and leave errno as they do, but are repeated while a
 /// signal interrupts them.
 RHOAPI_EXPORT long kel_safe_write(int descriptor, const void* buffer, unsigned long size);
+/// The same for read.
 RHOAPI_EXPORT long kel_safe_read(int descriptor, void* buffer, unsigned long size);
 /// Linux closes the descriptor even when interrupted: the repeated call then fails, or closes a descriptor that another
 /// thread has opened in between. Pipes are never interrupted there; for other files in a program with threads use
 /// close().
 RHOAPI_EXPORT int kel_safe_close(int descriptor);
+/// The same for waitpid.
 RHOAPI_EXPORT int kel_safe_waitpid(int process, int* status, int options);

@@ -18,7 +18,9 @@ RHOAPI_EXPORT std::string KelReplace(std::string const& text, std::string const&
 /// bytes stay. The range begin to end is empty when `begin` is null or not before `end`.
 ///   KelToLowerCase("Clip.MOV") == "clip.mov"
 RHOAPI_EXPORT std::string KelToLowerCase(char const* begin, char const* end);
+/// The same for a whole text.
 RHOAPI_EXPORT std::string KelToLowerCase(std::string const& text);
+/// The same for a text that may be null.
 RHOAPI_EXPORT std::string KelToLowerCase(char const* text);
 
 /// Whether `text` ends with `tail`; an empty tail ends every text. With `ignoreCase`, ASCII letters also match their
@@ -26,6 +28,7 @@ RHOAPI_EXPORT std::string KelToLowerCase(char const* text);
 ///   KelStrMatchTail("Movie.MOV", ".mov", true) is true, with false it is false
 template <class TChar>
 bool KelStrMatchTail(TChar const* text, TChar const* tail, bool ignoreCase);
+/// The form that the module exports.
 template <>
 RHOAPI_EXPORT bool KelStrMatchTail<char>(char const* text, char const* tail, bool ignoreCase);
 
@@ -34,5 +37,6 @@ RHOAPI_EXPORT bool KelStrMatchTail<char>(char const* text, char const* tail, boo
 ///   KelConvertToScalar<int>(" -12abc") == -12, KelConvertToScalar<int>("abc") == 0
 template <class TScalar>
 TScalar KelConvertToScalar(char const* text);
+/// The form that the module exports.
 template <>
 RHOAPI_EXPORT int KelConvertToScalar<int>(char const* text);
