@@ -193,6 +193,7 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
   m_format.channels = static_cast<unsigned int>(info.channels);
   m_format.sampleType = representation.type;
   m_format.significantBits = representation.significantBits;
+  m_isUncompressed = IsUncompressed(info);
   // libsndfile's SF_COUNT_MAX means unknown.
   const bool isOpenStream = m_bytes->IsStream() && (m_raw || (m_data && m_data->size.value_or(0) == 0));
   if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {

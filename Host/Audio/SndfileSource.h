@@ -23,6 +23,7 @@ class SndfileSource : public SoundSource {
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
+  bool IsDecoding() const override { return !m_isUncompressed; }
   SampleBlock Read() override;
   std::vector<std::string> Notes() const override;
 
@@ -46,6 +47,7 @@ class SndfileSource : public SoundSource {
   std::optional<SampleData> m_data;
   SoundFile m_file;
   SoundFormat m_format;
+  bool m_isUncompressed = false;
   SoundMetadata m_metadata;
   std::string m_missing;  ///< empty as long as nothing is missing
   const char* m_formatWithoutLength = nullptr;

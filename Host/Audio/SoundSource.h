@@ -24,6 +24,9 @@ class SoundSource {
   /// Tags, chapters and attachments; empty where they were not asked for.
   virtual const SoundMetadata& Metadata() const = 0;
 
+  /// Whether Read() decodes, rather than only reads and converts.
+  virtual bool IsDecoding() const { return true; }
+
   /// Returns the next sample frames, about 64 KiB of them; no frames at the end of the sound, then and ever after. The
   /// samples are valid until the next call, and the caller may overwrite them.
   ///

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <limits>
 
@@ -156,21 +157,33 @@ void MatroskaWriter::WriteMetadata(const SoundMetadata& metadata) {
 }
 
 void MatroskaWriter::WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames) {
+  if (sampleFrames == m_simpleSampleFrames) {
+    WriteSimpleBlock(bytes, static_cast<std::uint16_t>(tick - m_clusterTick));
+    return;
+  }
   // The block takes ownership of the DataBuffer, which only refers to the bytes.
   auto frame = std::make_unique<DataBuffer>(const_cast<binary*>(bytes.data()), static_cast<uint32>(bytes.size()));
-  const std::uint64_t nanoseconds = tick * m_clock.TickNanoseconds();
-  if (sampleFrames == m_simpleSampleFrames) {
-    KaxSimpleBlock block;
-    block.SetParent(*m_cluster);
-    block.AddFrame(m_trackEntry, nanoseconds, *frame.release(), LACING_NONE);
-    block.Render(m_io);
-  } else {
-    KaxBlockGroup group;
-    group.SetParent(*m_cluster);
-    group.AddFrame(m_trackEntry, nanoseconds, *frame.release(), LACING_NONE);
-    Set<KaxBlockDuration>(group, m_clock.Ticks(sampleFrames));
-    group.Render(m_io);
-  }
+  KaxBlockGroup group;
+  group.SetParent(*m_cluster);
+  group.AddFrame(m_trackEntry, tick * m_clock.TickNanoseconds(), *frame.release(), LACING_NONE);
+  Set<KaxBlockDuration>(group, m_clock.Ticks(sampleFrames));
+  group.Render(m_io);
+}
+
+/// Writes what a KaxSimpleBlock renders. Building one for each packet takes a tenth of the time of a whole encoding.
+void MatroskaWriter::WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster) {
+  constexpr unsigned char kId = 0xA3;
+  constexpr unsigned char kTrack = 0x80 | kTrackNumber;
+  constexpr unsigned char kKeyframe = 0x80;
+  constexpr std::size_t kLongestSize = 8;
+  const std::array<unsigned char, 4> blockHead{kTrack, static_cast<unsigned char>(ticksInCluster >> 8U),
+                                               static_cast<unsigned char>(ticksInCluster & 0xFFU), kKeyframe};
+  std::array<unsigned char, 1 + kLongestSize + blockHead.size()> head{kId};
+  const std::uint64_t size = blockHead.size() + bytes.size();
+  const int sizeLength = CodedValueLength(size, CodedSizeLength(size, 0), head.data() + 1);
+  const auto end = std::copy(blockHead.begin(), blockHead.end(), head.begin() + 1 + sizeLength);
+  m_io.write(head.data(), static_cast<std::size_t>(end - head.begin()));
+  m_io.write(bytes.data(), bytes.size());
 }
 
 void MatroskaWriter::BeginCluster(std::uint64_t tick) {

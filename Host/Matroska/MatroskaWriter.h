@@ -86,6 +86,7 @@ class MatroskaWriter {
   void WriteTrack(const MatroskaDescription& description);
   void WriteMetadata(const SoundMetadata& metadata);
   void WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames);
+  void WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster);
   void BeginCluster(std::uint64_t tick);
   void EndCluster();
   void AddCue(const Cue& cue);

@@ -48,9 +48,11 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
                        setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead, setup.options.raw);
-  // A thread for a short sound would cost more than it earns; a pipe may keep it waiting for ever.
+  // A thread for a short or an uncompressed sound would cost more than it earns (for WAV, a tenth of the whole time); a
+  // pipe may keep it waiting for ever.
   constexpr unsigned int kShortestSeconds = 10;
-  if (setup.options.readAhead && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&
+  if (setup.options.readAhead && m_source->IsDecoding() &&
+      Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&
       std::filesystem::is_regular_file(m_input)) {
     m_source = std::make_unique<ReadAhead>(std::move(m_source));
   }
