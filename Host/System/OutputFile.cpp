@@ -23,7 +23,7 @@
 namespace {
 
 // Small enough to stay in the processor's cache between filling and writing.
-constexpr std::size_t kBufferSize = 128 * std::size_t{1024};
+constexpr std::size_t kBufferSize = 256 * std::size_t{1024};
 
 Descriptor OpenDirectly(const std::string& target) {
   return Descriptor(target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : RetryInterrupted([&] {
