@@ -6,7 +6,7 @@ build_packages=(
   libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ccache ffmpeg fish flac help2man lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
+  alsa-utils binutils ccache ffmpeg fish flac help2man jq lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
   librapidcheck-dev libxml2-utils mkvtoolnix opus-tools python3 rsync sound-theme-freedesktop sox xxhash
   zsh
 )
