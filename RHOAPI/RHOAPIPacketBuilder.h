@@ -34,7 +34,6 @@ class RHOAPI_EXPORT PacketBuilder {
   /// Hands the packet over to the caller; null when there is none.
   TRHOAPIPacket* release() {
     m_payload = nullptr;
-    m_capacity = 0;
     return m_packet.release();
   }
 

@@ -99,6 +99,15 @@ struct ForeignBundle : TPacketBundle {
                            OwnedPacket(new TRHOAPIPacket(IPacket::kPacketTypeNone, nullptr, "data"))};
 };
 
+TEST(Packets, CopyNothingFromNowhere) {
+  struct Hollow : TRHOAPIPacket {
+    Hollow() : TRHOAPIPacket(nullptr) {}
+    unsigned long getDescriptorSize() const override { return 3; }
+    unsigned long getDataSize() const override { return 5; }
+  };
+  EXPECT_EQ(Answers(OwnedPacket(Hollow().clone()).get()), " 0 0 0 1000 0 null null");
+}
+
 TEST(PacketBundle, CopiesAnothersBundle) {
   const OwnedPacket copy(ForeignBundle().clone());
   EXPECT_EQ(Answers(copy.get()) + ReadSlots(copy.get(), 14, "l"), " 28 1 2 3 4 foreign null 1");

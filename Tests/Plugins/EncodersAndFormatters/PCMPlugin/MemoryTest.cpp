@@ -96,6 +96,15 @@ TEST(Memory, RunsOutAnywhereWithoutALeak) {
     IAudioCompressor* const copy = source.codec->CreateCopy();
     static_cast<void>(copy != nullptr && copy->Release() != 0);
   });
+  ExpectNoLeak("addDataPacket", [] {
+    KelEncAudio_t audio{};
+    try {
+      audio.addDataPacket(IPacket::kPacketTypeNone, reinterpret_cast<const unsigned char*>("x"), 1);
+      audio.addDataPacket(IPacket::kPacketTypeNone, nullptr, 0);
+    } catch (const std::bad_alloc&) {
+    }
+    OwnedPacket(audio.packets).reset();
+  });
   ExpectNoLeak("a run", [] {
     Encoding run;
     if (run.codec == nullptr) {

@@ -92,6 +92,25 @@ TEST(PCMCompressor, KeepsItsDataRateInStepWithTheOtherSettings) {
   codec->Release();
 }
 
+TEST(PCMCompressor, GivesACopyItsHintsAndAValidDataRate) {
+  IAudioCompressor* const codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
+  codec->GetSampleRateSetting()->SetValue(8000);
+  codec->SetFrameRateHint(4);
+  IAudioCompressor* const copy = codec->CreateCopy();
+  EXPECT_EQ(codec->GetDataRate(), 176400U) << "not validated";
+  EXPECT_EQ(copy->GetDataRate(), 32000U);
+  std::array<unsigned char, 8000> bytes{};
+  KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, sizeof bytes, 0, bytes.data(), 0};
+  KelEncAudio_t out{};
+  out.sampleRate = 8000;
+  copy->CompressFrameBegin(nullptr);
+  copy->CompressFrame(&in, &out);
+  EXPECT_EQ(out.sampleCount, 2000U) << "a packet for a quarter of a second";
+  OwnedPacket(out.packets).reset();
+  copy->Release();
+  codec->Release();
+}
+
 // A bundle of the host's own, which reads what it is given.
 struct ReadingBundle : TPacketBundle {
   ReadingBundle() : TPacketBundle("") {}
