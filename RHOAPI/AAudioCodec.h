@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <list>
 
-/// Base class of compressors: stores the hints and the chosen packet type and answers the optional operations, so that
-/// a concrete compressor implements only what it offers.
+/// Base class of compressors: stores the hints and the chosen packet type and implements the optional operations, so
+/// that a concrete compressor implements only what it offers.
 class CAAudioCompressor : public IAudioCompressor {
  public:
   /// Accepts the types of the object's own QueryPossiblePacketTypes. Throws std::bad_alloc and then changes nothing.

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-/// Frees a packet through its interface, as every holder of a packet has to.
+/// Frees a packet through its interface, as every owner of a packet must.
 struct PacketDestroyer {
   void operator()(IPacket* packet) const { packet->destroy(); }  ///< destroys it
 };

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <vector>
 
-/// The module's packet: plain values, a descriptor and a payload. PacketBuilder makes packets whose payload lies in one
-/// block of memory with them.
+/// The module's packet: plain values, a descriptor and a payload. PacketBuilder creates packets that share one block of
+/// memory with their payload.
 class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
  public:
   /// Track, time and duration 0, time base 1000; descriptor and payload from the texts, without their terminating NUL,
@@ -42,7 +42,7 @@ class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
   /// The same for the descriptor.
   void setDesc(const char* text);
 
-  /// The block of a packet from PacketBuilder is larger than its class, so that memory is freed without a size.
+  /// Memory is freed without a size: the block of a packet from PacketBuilder is larger than the class.
   static void* operator new(std::size_t size) { return ::operator new(size); }
   /// Frees the block.
   static void operator delete(void* packet) { ::operator delete(packet); }
@@ -57,6 +57,6 @@ class RHOAPI_EXPORT TRHOAPIPacket : public IPacket {
   friend class PacketBuilder;
 
   std::vector<unsigned char> m_descriptor;
-  std::vector<unsigned char> m_data;  ///< the payload, unless it lies behind the packet
-  unsigned long m_sizeBehind = 0;     ///< payload bytes directly behind the packet, in the same block of memory
+  std::vector<unsigned char> m_data;  ///< the payload, unless it directly follows the packet
+  unsigned long m_sizeBehind = 0;     ///< payload bytes that directly follow the packet in its block of memory
 };

@@ -6,8 +6,8 @@
 #include <memory>
 
 /// Builds a packet in place, for producers of many packets: packet and payload share one block of memory, and the
-/// producer writes the payload where the consumer reads it. Until finish() the packet has no payload, so that nobody
-/// reads bytes that are not written yet.
+/// producer writes the payload where the consumer reads it. The packet has no payload until finish(), so nobody reads
+/// bytes that have not been written.
 ///
 ///   PacketBuilder builder(IPacket::kPacketTypeLinearPCM, capacity);
 ///   std::memcpy(builder.payload(), samples, size);  // size <= capacity
@@ -26,12 +26,13 @@ class RHOAPI_EXPORT PacketBuilder {
   TRHOAPIPacket* packet() const { return m_packet.get(); }
   /// The first of `capacity` bytes to write to; null when there is no packet.
   unsigned char* payload() const { return m_payload; }
-  /// Makes the first `size` bytes, at most `capacity`, the packet's payload. May be called again with another size.
+  /// Makes the first `size` bytes, at most `capacity`, the packet's payload. May be called again with another size, but
+  /// not without a packet.
   TRHOAPIPacket& finish(unsigned long size) {
     m_packet->m_sizeBehind = size < m_capacity ? size : m_capacity;
     return *m_packet;
   }
-  /// Hands the packet over to the caller; null when there is none.
+  /// Returns the packet, which the caller then owns; null when there is none.
   TRHOAPIPacket* release() {
     m_payload = nullptr;
     return m_packet.release();

@@ -32,7 +32,7 @@ IPacket* TPacketBundle::take(unsigned long index) {
   if (index != 0) {
     m_packets.erase(taken);
   } else if (++m_first > m_packets.size() / 2) {
-    // Remove the empty places when they are the majority: per packet taken at most one other packet is moved.
+    // Erase the empty places when they are the majority, so that at most one packet moves per packet removed.
     m_packets.erase(m_packets.begin(), m_packets.begin() + static_cast<std::ptrdiff_t>(m_first));
     m_first = 0;
   }

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <vector>
 
-/// The module's packet bundle. It destroys the packets that it still holds when it ends.
+/// The module's packet bundle. Its destructor destroys the packets that it still holds.
 class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
  public:
   /// Track, time and duration 0, time base 1000, no packets; descriptor from the text, or empty where null. Throws
@@ -67,7 +67,8 @@ class RHOAPI_EXPORT TPacketBundle : public IPacketBundle {
   unsigned long long m_timeBase = 1000;
   unsigned long long m_duration = 0;
   std::vector<unsigned char> m_descriptor;
-  /// Hosts take packets from the front, in constant time however many follow: the places before m_first are empty.
+  /// The places before m_first are empty: hosts remove packets from the front, which thus takes constant time however
+  /// many packets follow.
   std::vector<OwnedPacket> m_packets;
   std::size_t m_first = 0;
 };

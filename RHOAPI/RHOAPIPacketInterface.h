@@ -1,19 +1,19 @@
 #pragma once
 
-/// Packets, in which encoded media leaves a compressor. Hosts see them only through the two interfaces in this file;
-/// the module implements them with TRHOAPIPacket and TPacketBundle.
+/// Packets carry encoded media from a compressor to a host. Hosts use them only through the two interfaces in this
+/// file; the module implements them with TRHOAPIPacket and TPacketBundle.
 ///
 /// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed.
 ///
-/// Packets are allocated inside the module: their owner frees them with destroy(), never with delete. Nothing here is
-/// synchronised; one thread uses a packet or a bundle at a time.
+/// Packets are allocated inside the module, so their owner frees them with destroy(), never with delete. Nothing here
+/// is synchronised; one thread at a time uses a packet or a bundle.
 
 #include <algorithm>
 
 /// One packet: a payload, bytes that describe it (the descriptor), and its time.
 class IPacket {
  public:
-  /// Kinds of payload. Hosts know further values; the module uses these.
+  /// Kinds of payload. Hosts define more values; the module uses these.
   enum TPacketType : unsigned int {
     kPacketTypeNone = 0,        ///< no type chosen
     kPacketTypeLinearPCM = 24,  ///< interleaved linear PCM sample frames
@@ -65,8 +65,8 @@ class IPacketBundle : public IPacket {
   virtual unsigned long size() const = 0;
   /// The packet at `index`, still owned by the bundle; null when `index` is not below size().
   virtual IPacket* get(unsigned long index) const = 0;
-  /// Takes the packet at `index` out of the list; those behind it move up by one. The caller owns it. Null, and no
-  /// change, when `index` is not below size().
+  /// Removes the packet at `index` from the list and returns it; the packets behind it move up by one. The caller owns
+  /// it. Null, and no change, when `index` is not below size().
   virtual IPacket* remove(unsigned long index) = 0;
   /// Adds `packet` at the end and takes ownership of it. Null is ignored. Throws std::bad_alloc; the caller then still
   /// owns the packet.
@@ -76,8 +76,8 @@ class IPacketBundle : public IPacket {
   virtual IPacket* replace(unsigned long index, IPacket* packet) = 0;
 };
 
-/// Appends `value` to `list` unless it is there already. `List` is a sequence with back(), forward iteration and
-/// push_back(). The last element is tried first: adding the value that was added last costs one comparison.
+/// Appends `value` to `list` unless the list contains it. `List` is a sequence with back(), forward iteration and
+/// push_back(). The last element is compared first, so adding the value that was added last costs one comparison.
 ///
 ///   std::list<IPacket::TPacketType> types{a, b};
 ///   add_if_not_already_there(types, a);  // a, b

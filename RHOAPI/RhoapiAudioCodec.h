@@ -4,7 +4,7 @@
 ///
 /// A compressor's life, in call order:
 ///
-///   IAudioCompressor* codec = CreateAudioCompressor(manufacturer, codecCode);  // or another compressor's CreateCopy
+///   IAudioCompressor* codec = CreateAudioCompressor(manufacturer, codecCode);  // or CreateCopy of another compressor
 ///   codec->GetSampleRateSetting()->SetValue(48000);     // any setting, at any time
 ///   codec->ValidateSettings();
 ///   codec->SetFrameRateHint(25.0);                      // hints, packet type
@@ -37,7 +37,7 @@ inline constexpr RhoStatus kRhoStatusNotSupported = 1;        ///< an optional o
 inline constexpr RhoStatus kRhoStatusNoObject = 0x80010001U;  ///< an object could not be obtained
 inline constexpr RhoStatus kRhoStatusBadArgument = 0x80010002U;  ///< a wrong code, or an argument missing or unusable
 
-/// How the host will stream the output. Hosts know further values; no compressor of this module reads it.
+/// How the host will stream the output. Hosts define more values; no compressor of this module reads it.
 enum EOutputStreamMode : unsigned int {
   kOutputStreamModeDefault = 3,
 };
@@ -52,7 +52,7 @@ class IAudioCompressor {
   virtual unsigned int SetOutputPacketType(IPacket::TPacketType type) = 0;
   /// The packet type that is chosen.
   virtual IPacket::TPacketType GetOutputPacketType() const = 0;
-  /// Whether output can go into files of this four-character code.
+  /// Whether files of this four-character code can contain the output.
   virtual unsigned int IsFormatSupported(unsigned int fileFormat) = 0;
   /// Hints about the target: the file's four-character code, how it is streamed, and its video frames per second.
   virtual void SetFileFormatHint(unsigned int fileFormat) = 0;
@@ -66,36 +66,36 @@ class IAudioCompressor {
   virtual const char* GetAbbreviatedName() = 0;
   /// The four-character codes by which hosts and presets know the compressor.
   virtual void GetAudioCompressorInfo(unsigned int& manufacturer, unsigned int& codec) = 0;
-  /// Begins a run with the settings and hints as they are. The argument describes the input for compressors that read
-  /// it; it may be null for those that do not. kRhoStatusBadArgument when settings and hints give no run that can be
-  /// encoded, kRhoStatusNoObject when memory runs out; a run in progress then goes on.
+  /// Begins a run with the current settings and hints. The argument describes the input for compressors that read it;
+  /// it may be null for the others. kRhoStatusBadArgument when no run is possible with these settings and hints,
+  /// kRhoStatusNoObject when out of memory; in both cases a run in progress continues.
   virtual RhoStatus CompressFrameBegin(KelAudio_t* format) = 0;
-  /// Encodes a buffer and appends the packets that are ready to `out`, a KelEncAudio_t whose sample rate the host has
-  /// set; they stay there until the host takes them. Without input (`in` null) it flushes what is left and ends the
-  /// stream: until CompressFrameEnd every further call then returns success and does nothing.
+  /// Encodes a buffer and appends the finished packets to `out`, a KelEncAudio_t whose sample rate the host has set;
+  /// they stay there until the host removes them. Without input (`in` null) it flushes the remaining samples and ends
+  /// the stream: every later call returns success and does nothing until CompressFrameEnd.
   ///
   /// kRhoStatusBadArgument before a successful CompressFrameBegin, without `out`, when the sample rate of `out` is 0,
-  /// and for a buffer of at least one sample frame without data. Throws std::bad_alloc when memory for a packet or the
-  /// bundle runs out: the packets in `out` are complete and a flush may be repeated, but how much of a buffer was taken
-  /// is not known, so that the run should be given up.
+  /// and for a buffer of at least one sample frame whose data is null. Throws std::bad_alloc when out of memory for a
+  /// packet or the bundle: the packets in `out` are complete and a flush may be repeated, but the host cannot know how
+  /// much of a buffer was consumed and should abandon the run.
   virtual RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) = 0;
   /// Ends a run. It does not flush.
   virtual RhoStatus CompressFrameEnd() = 0;
-  /// An independent compressor in the same state, including a run in progress; null when memory runs out. The caller
-  /// owns it and ends its life with Release.
+  /// An independent compressor in the same state, including a run in progress; null when out of memory. The caller
+  /// owns it and frees it with Release.
   virtual IAudioCompressor* CreateCopy() = 0;
   /// Deletes the compressor and returns 0.
   virtual RhoStatus Release() = 0;
   /// Recomputes the settings that depend on others. Hosts call it after changing settings. Throws std::bad_alloc and
   /// then changes nothing.
   virtual void ValidateSettings() = 0;
-  /// The compressor's own settings, valid as long as the compressor; null where it has no such setting.
+  /// The compressor's own settings, valid as long as the compressor exists; null where it has no such setting.
   virtual IUnsignedIntSetting* GetDataRateSetting() = 0;    ///< bytes per second of output
   virtual IUnsignedIntSetting* GetSampleSizeSetting() = 0;  ///< bits per sample
   virtual IUnsignedIntSetting* GetSampleRateSetting() = 0;  ///< sample frames per second
   virtual IEnumSetting* GetChannelModeSetting() = 0;        ///< the channel layout
   virtual ISetting* GetNonStandardSettings() = 0;           ///< all other settings, in a container
-  /// The sample format of the input that the settings call for.
+  /// The sample format that the input must have with the current settings.
   virtual RhoStatus GetAudioFormatType(EAudioFormatType& type) = 0;
   /// The setting of that index for sub-formats of the output; null where there is none.
   virtual ISetting* GetSubOutputFormatSetting(unsigned int index) = 0;
@@ -139,12 +139,12 @@ class IAudioCompressor {
   }
 };
 
-/// Ends the life of a compressor through its interface, as every owner of a compressor has to.
+/// Frees a compressor through its interface, as every owner of a compressor must.
 struct CompressorReleaser {
   void operator()(IAudioCompressor* compressor) const { compressor->Release(); }  ///< releases it
 };
 
-/// What a plug-in can do, as flags 0 and 1 in this slot order after the destructor.
+/// The capabilities of a plug-in as flags, 0 or 1.
 class IPluginProperties {
  public:
   virtual ~IPluginProperties() = default;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The entry points of a module, found by name: what a host calls before it has an object. A module defines all three.
-/// They touch no shared state, may be called from any thread, and let no exception out.
+/// The entry points of a module, which a host finds by name and calls before it has an object. A module defines all
+/// three. They use no shared state, may be called from any thread, and throw nothing.
 
 #include "RHOAPI/RHOAPIExport.h"
 
@@ -18,12 +18,12 @@ RHOAPI_EXPORT void RhoGetAudioCompressorInfo(unsigned int index, unsigned int* m
                                              unsigned int* version);
 
 /// A new compressor, which the caller frees with its Release; null for codes that RhoGetAudioCompressorInfo does not
-/// write, and when memory runs out.
+/// write, and when out of memory.
 RHOAPI_EXPORT IAudioCompressor* CreateAudioCompressor(unsigned int manufacturer, unsigned int codec);
 }
 
-/// What `make` returns, or null when it throws anything: for CreateAudioCompressor and CreateCopy, where a module's
-/// factories meet the host.
+/// The result of `make`, or null when it throws anything: for CreateAudioCompressor and CreateCopy, which no exception
+/// may leave.
 template <class Make>
 auto NullOnFailure(Make make) noexcept -> decltype(make()) {
   try {

@@ -1,25 +1,25 @@
 #pragma once
 
 /// The settings model as hosts see it. A plug-in describes each of its options as an object with one of these
-/// interfaces. A host reads the type code, uses the sub-interface that it names, shows label, units and tool tip, writes
-/// the user's choice back and stores it in presets under the preset label.
+/// interfaces. A host reads the type code, uses the sub-interface that belongs to it, shows label, units and tool tip,
+/// writes the user's choice back and stores it in presets under the preset label.
 ///
 /// The order of the virtual operations is the ABI: hosts call by position. Nothing is inserted, moved or removed; a
 /// sub-interface appends its own operations behind the common ones.
 ///
 /// Rules for all of them:
-/// - Texts go in and come out as NUL-terminated byte strings. A setter copies. A getter's pointer belongs to the
-///   setting and stays valid until that text is set again, its list is replaced or cleared, the setting is assigned to,
-///   or the setting ends. Adding entries to a list invalidates no text. A null text counts as the empty one, unless an
-///   operation says otherwise.
-/// - Flags are unsigned integers, 0 for no and anything else for yes, kept exactly as given.
-/// - No operation reports an error: a setting ignores what it cannot take, and the caller learns so by reading back.
-///   Only running out of memory throws (std::bad_alloc).
-/// - A setting is used by one thread at a time. Its owner, normally the plug-in object, ends its life.
+/// - Texts are NUL-terminated byte strings. A setter copies its argument. A getter's result belongs to the setting and
+///   stays valid until that text is set again, its list is replaced or cleared, or the setting is assigned to or
+///   destroyed. Adding entries to a list invalidates no text. A null text counts as empty, unless an operation says
+///   otherwise.
+/// - Flags are unsigned integers, 0 for no and anything else for yes, stored exactly as given.
+/// - No operation reports an error: a setting ignores a value that it cannot accept, and the caller finds out by
+///   reading the value back. Only std::bad_alloc is thrown.
+/// - One thread at a time uses a setting. Its owner, normally the plug-in object, destroys it.
 
 #include "Toolbox/KelUtils/Media/TimeCodes.h"
 
-/// What GetType answers: which sub-interface a setting implements.
+/// The results of GetType, which tell the sub-interface that a setting implements.
 enum ESettingType : unsigned int {
   kSettingTypeBool = 1,
   kSettingTypeEnum = 2,
@@ -35,41 +35,40 @@ enum ESettingType : unsigned int {
   kSettingTypeArray = 12,
 };
 
-/// The highest type code; they have no gaps. For code that has to treat every kind.
+/// The highest type code. The codes have no gaps.
 inline constexpr ESettingType kLastSettingType = kSettingTypeArray;
 
-/// What every setting answers.
+/// The operations of every setting.
 class ISetting {
  public:
   virtual ~ISetting() = default;
   /// The type code, one of ESettingType.
   virtual unsigned int GetType() const = 0;
-  /// Which control or dialog to show; the host gives the codes their meaning.
+  /// The control or dialog to show; the host defines the meaning of the codes.
   virtual unsigned int GetDialogHint() const = 0;
   /// Text beside the control.
   virtual const char* GetLabel() const = 0;
   /// Text behind the value, empty for most.
   virtual const char* GetUnits() const = 0;
-  /// Name under which presets file the value.
+  /// Name of the value in presets.
   virtual const char* GetPresetLabel() const = 0;
-  /// Whether only the allowable values are taken, rather than any.
+  /// Whether the setting accepts its allowable values only.
   virtual unsigned int GetIsValueConstrained() const = 0;
-  /// Whether the control is enabled. Unless a setting stores it: always 1, and setting it does nothing.
+  /// Whether the control is enabled. Where a setting does not store it, it is always 1 and setting it does nothing.
   virtual void SetIsActive(unsigned int /*active*/) {}
   virtual unsigned int GetIsActive() const { return 1; }  ///< 1 if it is enabled
   /// A new setting of the same class and state, owned by the caller, who deletes it. Throws std::bad_alloc. A class
-  /// derived from one of the module's setting classes has to override it: the inherited operation copies the base
-  /// alone.
+  /// derived from one of the module's setting classes must override it: the inherited operation copies only the base.
   virtual ISetting* CreateCopy() const = 0;
-  /// Whether the setting may be left unspecified (shown with a check box), ...
+  /// Whether the setting may be left unspecified; hosts show a check box for it.
   virtual void SetIsOptional(unsigned int optional) = 0;
   /// Whether the setting is optional, as SetIsOptional stored it.
   virtual unsigned int GetIsOptional() const = 0;
-  /// ... whether the box is ticked, so that the value counts, ...
+  /// Whether that check box is ticked, which means that the value is used.
   virtual void SetIsOptionalValueSpecified(unsigned int specified) = 0;
   /// Whether the box is ticked, as SetIsOptionalValueSpecified stored it.
   virtual unsigned int GetIsOptionalValueSpecified() const = 0;
-  /// ... and the text beside the box.
+  /// Text beside that check box.
   virtual void SetOptionalText(const char* text) = 0;
   /// The text beside the box.
   virtual const char* GetOptionalText() const = 0;
@@ -89,12 +88,12 @@ class IBoolSetting : public ISetting {
  public:
   /// The value, as SetValue stored it.
   virtual unsigned int GetValue() const = 0;
-  /// Takes `value` as given: 2 stays 2.
+  /// Stores `value` as given: 2 stays 2.
   virtual void SetValue(unsigned int value) = 0;
 };
 
-/// The operations of the three numeric kinds. The range is information for the host and never applied by the setting;
-/// whether the allowable values are is GetIsValueConstrained's answer.
+/// The operations of the three numeric kinds. The range is information for the host; the setting never applies it. It
+/// applies the allowable values when GetIsValueConstrained says so.
 template <class Value>
 class INumericSetting : public ISetting {
  public:
@@ -104,7 +103,7 @@ class INumericSetting : public ISetting {
   virtual const char* GetHighLabel() const = 0;
   /// The value.
   virtual Value GetValue() const = 0;
-  /// Takes `value`, unless the setting is constrained and `value` is not among its allowable values.
+  /// Stores `value`, unless the setting is constrained and `value` is not among its allowable values.
   virtual void SetValue(Value value) = 0;
   /// The lower end of the range.
   virtual Value GetMinValue() const = 0;
@@ -112,11 +111,11 @@ class INumericSetting : public ISetting {
   virtual Value GetMaxValue() const = 0;
   /// The number of allowable values.
   virtual unsigned int GetNumberOfAllowableValues() const = 0;
-  /// The allowable value at `index`; 0 when there is none.
+  /// The allowable value at `index`; 0 when `index` is out of range.
   virtual Value GetAllowableValue(unsigned int index) const = 0;
   /// Index of the first allowable value that equals `value`, or -1.
   virtual int FindIndexOf(Value value) = 0;
-  /// Takes the allowable value at `index`; nothing when there is none.
+  /// Stores the allowable value at `index`; does nothing when `index` is out of range.
   virtual void SetSelected(unsigned int index) = 0;
 };
 
@@ -130,21 +129,21 @@ class IDoubleSetting : public INumericSetting<double> {};
 /// One choice from a list of texts.
 class IEnumSetting : public ISetting {
  public:
-  /// Text of the selected entry; empty when there is none.
+  /// Text of the selected entry; empty when no entry is selected.
   virtual const char* GetValue() const = 0;
   /// Selects an entry by its text: an exact match first, then one that ignores letter case, then a prefix match in
-  /// either direction. Nothing when none matches or `text` is null.
+  /// either direction. Does nothing when no entry matches or `text` is null.
   virtual void SetValue(const char* text) = 0;
-  /// EnumSetting: the selected index. StringEnumSetting: the number that belongs to the selected text, 0 when there is
-  /// none.
+  /// EnumSetting: the selected index. StringEnumSetting: the number that belongs to the selected text, 0 when no entry
+  /// is selected.
   virtual unsigned int GetSelected() const = 0;
-  /// Selects the entry at `index`; nothing when there is none.
+  /// Selects the entry at `index`; does nothing when `index` is out of range.
   virtual void SetSelected(unsigned int index) = 0;
   /// The number of allowable values.
   virtual unsigned int GetNumberOfAllowableValues() const = 0;
-  /// Text of the entry at `index`; empty when there is none.
+  /// Text of the entry at `index`; empty when `index` is out of range.
   virtual const char* GetAllowableValue(unsigned int index) const = 0;
-  /// Index of the first entry with exactly this text, or -1; -1 for null.
+  /// Index of the first entry with exactly this text; -1 when there is none or `text` is null.
   virtual int FindIndexOf(const char* text) = 0;
 };
 
@@ -153,9 +152,9 @@ class IFileSetting : public ISetting {
  public:
   /// The value.
   virtual const char* GetValue() const = 0;
-  /// Takes the first 255 characters of `path`.
+  /// Stores the first 255 characters of `path`.
   virtual void SetValue(const char* path) = 0;
-  /// Which files the host's dialog offers, in a syntax that is the host's.
+  /// The files that the host's dialog offers, in the host's syntax.
   virtual const char* GetQTFileFilter() const = 0;
   /// Sets which dialog the host shows.
   virtual void SetDialogHint(unsigned int dialogHint) = 0;
@@ -170,7 +169,7 @@ class ITextSetting : public ISetting {
   virtual void SetValue(const char* text) = 0;
 };
 
-/// A time code; the units tell whether it counts frames or milliseconds.
+/// A time code. The units tell whether it counts frames or milliseconds.
 class ITimeCodeSetting : public ISetting {
  public:
   /// The time code.
@@ -179,7 +178,7 @@ class ITimeCodeSetting : public ISetting {
   virtual void SetValue(KelTimeCode value) = 0;
 };
 
-/// A range of time, in ticks of a time scale (ticks per second). Nothing ties the three numbers together.
+/// A range of time, in ticks of a time scale (ticks per second). The three numbers are independent.
 class ITimeInOutSetting : public ISetting {
  public:
   /// The three numbers at once.
@@ -200,15 +199,15 @@ class IUnsignedIntArraySetting : public ISetting {
  public:
   /// The number of values.
   virtual unsigned int GetNumberOfValues() const = 0;
-  /// The value at `index`; 0 when there is none.
+  /// The value at `index`; 0 when `index` is out of range.
   virtual unsigned int GetValue(unsigned int index) const = 0;
-  /// Takes `value` at `index`; nothing when there is no such place.
+  /// Stores `value` at `index`; does nothing when `index` is out of range.
   virtual void SetValue(unsigned int index, unsigned int value) = 0;
-  /// Copies all values to `dest`; none when `capacity`, in values, does not hold them all.
+  /// Copies all values to `dest`; copies none when there are more than `capacity`.
   virtual void GetValues(unsigned int* dest, unsigned int capacity) const = 0;
-  /// Takes all values from the first of the `count` at `src`; none when those are too few.
+  /// Stores as many of the `count` values at `src` as the setting has; stores none when `count` is less.
   virtual void SetValues(unsigned int* src, unsigned int count) = 0;
-  /// The label of the value at `index`; null when there is none.
+  /// The label of the value at `index`; null when it has none.
   virtual const char* GetValueLabel(unsigned int index) const = 0;
   /// The lower end of the range of each value.
   virtual unsigned int GetMinValue() const = 0;
@@ -221,9 +220,9 @@ class IByteArraySetting : public ISetting {
  public:
   /// The number of bytes.
   virtual unsigned int GetDataSize() const = 0;
-  /// The first byte, not to be read when there are none. Valid until the next SetData.
+  /// The first byte, which must not be read when the size is 0. Valid until the next SetData.
   virtual const unsigned char* GetData() const = 0;
-  /// Takes a copy of the `size` bytes at `data`, which may be null when `size` is 0.
+  /// Stores a copy of the `size` bytes at `data`, which may be null when `size` is 0.
   virtual void SetData(const unsigned char* data, unsigned int size) = 0;
 };
 
@@ -250,6 +249,6 @@ class ISettingArray : public ISetting {
 
   /// The number of settings in the list.
   virtual unsigned int GetNumberOfSettings() const = 0;
-  /// The setting at `index`, or null: a place may be empty, and there may be no such place.
+  /// The setting at `index`; null when that element is null or `index` is out of range.
   virtual ISetting* GetSetting(unsigned int index) const = 0;
 };

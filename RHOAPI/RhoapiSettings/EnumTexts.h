@@ -5,25 +5,25 @@
 #include <deque>
 #include <string>
 
-/// A copy of `text` with every byte passed through the C library's tolower: in the C locale A to Z become a to z and
-/// all other bytes stay. Null counts as empty.
+/// A copy of `text` with the C library's tolower applied to every byte: in the C locale A to Z become a to z and all
+/// other bytes stay. Null counts as empty.
 RHOAPI_EXPORT std::string to_lower_case(const std::string& text);
 /// The same for a text that may be null.
 RHOAPI_EXPORT std::string to_lower_case(const char* text);
 
-/// An entry of an enumeration. Not nested in TEnumTexts, whose name would export what the compiler makes for it.
+/// An entry of an enumeration. Not nested in TEnumTexts, or the module would export the compiler-generated functions.
 struct EnumEntry {
   std::string text;  ///< what hosts show
   int number;        ///< what the owner of the setting reads
 };
 
-/// The entries of an enumeration, each a text with a number, and the ways to find one. A null text is found nowhere.
-/// Appending leaves the texts of all other entries where they are.
+/// The entries of an enumeration, each a text with a number, and the ways to find one. A null text matches no entry.
+/// Appending does not move the texts of other entries.
 class RHOAPI_EXPORT TEnumTexts {
  public:
   TEnumTexts() = default;
   TEnumTexts(const TEnumTexts&) = default;
-  /// When memory runs out nothing changes.
+  /// When out of memory nothing changes.
   TEnumTexts& operator=(const TEnumTexts& other) { return *this = TEnumTexts(other); }
   /// Swaps the entries: unlike moving them, that takes no memory.
   TEnumTexts& operator=(TEnumTexts&& other) noexcept {
@@ -34,11 +34,11 @@ class RHOAPI_EXPORT TEnumTexts {
 
   /// The number of entries.
   unsigned int Size() const { return static_cast<unsigned int>(m_entries.size()); }
-  /// The text at `index`; empty when there is none.
+  /// The text at `index`; empty when `index` is out of range.
   const char* At(unsigned int index) const { return index < m_entries.size() ? m_entries[index].text.c_str() : ""; }
-  /// The number at `index`; 0 when there is none.
+  /// The number at `index`; 0 when `index` is out of range.
   int NumberAt(unsigned int index) const { return index < m_entries.size() ? m_entries[index].number : 0; }
-  /// `text` is not null. When memory runs out nothing changes.
+  /// `text` is not null. When out of memory nothing changes.
   void Append(const char* text, int number) { m_entries.push_back({text, number}); }
   /// Removes all entries.
   void Clear() { m_entries.clear(); }
@@ -48,12 +48,12 @@ class RHOAPI_EXPORT TEnumTexts {
   /// Index of the first entry with that number, or -1.
   int FindNumber(int number) const;
 
-  /// The rule by which an enumeration takes a text. The best of: the first entry that equals `text`; the first that
-  /// equals it but for letter case; the last that, letter case ignored, is a prefix of `text` or has it as prefix.
-  /// Size() when none does. Allocates nothing; linear in the lengths of the texts.
+  /// Index of the entry that a text selects: the first entry that equals `text`; otherwise the first that equals it
+  /// without regard to letter case; otherwise the last that, without regard to letter case, is a prefix of `text` or
+  /// begins with it; otherwise Size(). Allocates nothing; linear in the lengths of the texts.
   ///   among "Low", "Lower":  "lo" -> 1, "LOW" -> 0, "lowest" -> 0
   unsigned int FindLeniently(const char* text) const;
 
  private:
-  std::deque<EnumEntry> m_entries;  // a deque, whose elements never move: hosts hold pointers to the texts
+  std::deque<EnumEntry> m_entries;  // elements of a deque never move, and hosts hold pointers to the texts
 };

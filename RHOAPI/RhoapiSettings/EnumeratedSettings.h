@@ -1,13 +1,13 @@
 #pragma once
 
-/// One choice from a list of texts. A value given as text is matched leniently (TEnumTexts::FindLeniently). Hosts treat
-/// both classes alike.
+/// One choice from a list of texts. A value given as text is matched leniently (TEnumTexts::FindLeniently). Both
+/// classes look the same to hosts.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/EnumTexts.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"
 
-/// What both classes have in common: the entries and which of them is selected.
+/// The common part of both classes: the entries and the selection.
 template <class Concrete>
 class TEnumSetting : public TSetting<Concrete, IEnumSetting, kSettingTypeEnum> {
   using Base = TSetting<Concrete, IEnumSetting, kSettingTypeEnum>;
@@ -43,20 +43,20 @@ class RHOAPI_EXPORT EnumSetting : public TEnumSetting<EnumSetting> {
   /// A setting without label and entries.
   EnumSetting();
   EnumSetting(const EnumSetting&) = default;
-  /// When memory runs out nothing changes.
+  /// When out of memory nothing changes.
   EnumSetting& operator=(const EnumSetting& other) { return *this = EnumSetting(other); }
   EnumSetting& operator=(EnumSetting&&) = default;
-  /// Lists the `count` texts at `values`, nulls skipped, then selects `value`. When that matches nothing, the first
-  /// empty entry is selected, or the first entry when none is empty.
+  /// Lists the `count` texts at `values`, except nulls, then selects `value`. When no entry matches it, selects the
+  /// first empty entry, or the first entry when none is empty.
   EnumSetting(const char* label, const char* presetLabel, const char* value, unsigned int count, const char** values);
 
   /// The selected index.
   unsigned int GetSelected() const override { return m_selected; }
 
-  /// Appends an entry; the selection stays. Null is ignored. When memory runs out nothing changes.
+  /// Appends an entry; the selection does not change. Null is ignored. When out of memory nothing changes.
   void AddAnEnum(const char* text);
-  /// Replaces the list, nulls skipped. The entry with the selected text stays selected, and the first entry is selected
-  /// when there is none. When memory runs out nothing changes.
+  /// Replaces the list by the `count` texts at `values`, except nulls. The entry with the selected text stays selected;
+  /// when there is none, the first entry is selected. When out of memory nothing changes.
   void ResetAllowableValues(unsigned int count, const char** values);
   /// Index of the entry that matches `text` leniently, or the number of entries. Null matches nothing.
   unsigned int FindIndexOfEnum(const char* text) const;
@@ -70,23 +70,23 @@ class RHOAPI_EXPORT StringEnumSetting : public TEnumSetting<StringEnumSetting> {
   /// A setting without entries.
   StringEnumSetting(const char* label, const char* presetLabel);
   StringEnumSetting(const StringEnumSetting&) = default;
-  /// When memory runs out nothing changes.
+  /// When out of memory nothing changes.
   StringEnumSetting& operator=(const StringEnumSetting& other) { return *this = StringEnumSetting(other); }
   StringEnumSetting& operator=(StringEnumSetting&&) = default;
 
-  /// The number of the selected pair, not its index; 0 when there is none.
+  /// The number of the selected pair, not its index; 0 when no pair is selected.
   unsigned int GetSelected() const override { return static_cast<unsigned int>(GetValueInt()); }
 
-  /// Appends a pair; the selection stays. A null name counts as empty. When memory runs out nothing changes.
+  /// Appends a pair; the selection does not change. A null name counts as empty. When out of memory nothing changes.
   void AddValue(const char* name, int number);
-  /// Empties the list. The selected index stays and selects an entry again when the list has grown past it.
+  /// Empties the list. The selected index does not change and selects an entry again once the list is long enough.
   void Clear();
   using TEnumSetting::SetValue;
-  /// Selects the first pair with that number; nothing when there is none.
+  /// Selects the first pair with that number; does nothing when there is none.
   void SetValue(int number);
-  /// The number of the selected pair; 0 when there is none.
+  /// The number of the selected pair; 0 when no pair is selected.
   int GetValueInt() const;
-  /// The number of the pair at `index`; 0 when there is none.
+  /// The number of the pair at `index`; 0 when `index` is out of range.
   int GetAllowableIntValue(unsigned int index) const;
   using TEnumSetting::FindIndexOf;
   /// Index of the first pair with that number, or -1.

@@ -1,7 +1,7 @@
 #pragma once
 
 /// Numbers with a range, a list of allowable values and texts for the ends of the range. A new setting is
-/// unconstrained; its starting value is not checked against anything.
+/// unconstrained; its initial value is not checked.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"
@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <vector>
 
-/// What the numeric kinds have in common: everything but the allowable values.
+/// The common part of the numeric kinds: everything but the allowable values.
 template <class Concrete, class Interface, ESettingType kType, class Value>
 class TNumericSetting : public TSetting<Concrete, Interface, kType> {
   using Base = TSetting<Concrete, Interface, kType>;
@@ -60,17 +60,17 @@ class TNumericSetting : public TSetting<Concrete, Interface, kType> {
   Value m_max;
 };
 
-/// Allowable values of the setting's own, in ascending order, duplicates included. Adding n values takes linear time
-/// when they ascend, n log n otherwise: they are put in order when somebody next asks for one.
+/// Allowable values that the setting owns, in ascending order, duplicates included. Adding n values takes linear time
+/// when they ascend, n log n otherwise: they are sorted at the next look-up.
 class TAscendingValues {
  public:
-  /// When memory runs out nothing changes.
+  /// When out of memory nothing changes.
   void Add(unsigned int value) {
     const bool ascends = m_ordered == m_values.size() && (m_values.empty() || m_values.back() <= value);
     m_values.push_back(value);
     m_ordered += ascends ? 1 : 0;
   }
-  /// Replaces the values by the `count` at `values`, none when that is null. When memory runs out nothing changes.
+  /// Replaces the values by the `count` at `values`, none when that is null. When out of memory nothing changes.
   void Assign(unsigned int count, const unsigned int* values) {
     std::vector<unsigned int> copy;
     if (values != nullptr) {
@@ -102,7 +102,7 @@ class TAscendingValues {
   }
 
   mutable std::vector<unsigned int> m_values;
-  mutable std::size_t m_ordered = 0;  // at least so many at the front are in order
+  mutable std::size_t m_ordered = 0;  // at least this many values at the front are sorted
 };
 
 /// An unsigned number. The setting owns its allowable values and keeps them in ascending order, duplicates included.
@@ -119,19 +119,19 @@ class RHOAPI_EXPORT UnsignedIntSetting
   unsigned int GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
   int FindIndexOf(unsigned int value) override { return m_allowableValues.Find(value); }
 
-  /// Adds one allowable value; an equal one is kept beside it. When memory runs out nothing changes.
+  /// Adds one allowable value, even if there is an equal one. When out of memory nothing changes.
   void AddAllowableValue(unsigned int value);
-  /// Replaces the allowable values. Neither the value nor the constrained flag changes, so a constrained setting may be
-  /// left with a value that is no longer allowable. When memory runs out nothing changes.
+  /// Replaces the allowable values. Neither the value nor the constrained flag changes, so a constrained setting may
+  /// keep a value that is no longer allowable. When out of memory nothing changes.
   void ResetAllowableValues(unsigned int count, unsigned int* values);
 
  private:
   TAscendingValues m_allowableValues;
 };
 
-/// Allowable values that stay the caller's: count and pointer are kept as given, in the caller's order, and copies of
-/// the setting share them. The caller keeps the array alive as long as the setting or any copy exists and may change
-/// its elements meanwhile. A null array counts as no values.
+/// Allowable values that the caller owns: count and pointer are stored as given, the order is the caller's, and copies
+/// of the setting share the array. The caller keeps the array alive as long as the setting or any copy exists and may
+/// change its elements meanwhile. A null array counts as no values.
 template <class Value, class Count>
 class TBorrowedValues {
  public:
@@ -160,7 +160,7 @@ class TBorrowedValues {
   Value* m_values = nullptr;
 };
 
-/// A signed number; see TBorrowedValues for who owns the allowable values.
+/// A signed number. The caller owns the allowable values (TBorrowedValues).
 class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting, kSettingTypeInt, int> {
  public:
   /// A setting without label and allowable values: 0, in the range from 0 to 0.
@@ -174,7 +174,7 @@ class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting,
     return m_allowableValues.Find([value](int allowable) { return allowable == value; });
   }
 
-  /// Keeps `count` and `values` as given; a count beyond int counts as 0.
+  /// Stores `count` and `values` as given; a count beyond int counts as 0.
   void ResetAllowableValues(unsigned int count, int* values);
   /// Replaces the range; the value stays.
   void ResetMinMax(int min, int max);
@@ -183,9 +183,8 @@ class RHOAPI_EXPORT IntSetting : public TNumericSetting<IntSetting, IIntSetting,
   TBorrowedValues<int, int> m_allowableValues;
 };
 
-/// A floating-point number; see TBorrowedValues for who owns the allowable values. Two numbers count as equal when
-/// their thousandths are equal, truncated toward zero after adding a twentieth of one: 29.97 equals 29.9704 but not
-/// 29.969.
+/// A floating-point number. The caller owns the allowable values (TBorrowedValues). Two numbers count as equal when
+/// (number + 0.00005) * 1000, truncated toward zero, is equal: 29.97 equals 29.9704 but not 29.969.
 class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubleSetting, kSettingTypeDouble, double> {
  public:
   /// A setting without label and allowable values: 0, in the range from 0 to 0.
@@ -196,7 +195,7 @@ class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubl
 
   unsigned int GetNumberOfAllowableValues() const override { return m_allowableValues.Size(); }
   double GetAllowableValue(unsigned int index) const override { return m_allowableValues.At(index); }
-  /// Numbers whose thousandths do not fit in 64 bits equal all such numbers of the same sign; NaN equals nothing.
+  /// Numbers whose thousandths do not fit in 64 bits equal all such numbers of the same sign. NaN equals nothing.
   int FindIndexOf(double value) override {
     return m_allowableValues.Find([value](double allowable) { return AreEqual(allowable, value); });
   }
@@ -204,8 +203,8 @@ class RHOAPI_EXPORT DoubleSetting : public TNumericSetting<DoubleSetting, IDoubl
   /// Keeps `count` and `values` as given.
   void ResetAllowableValues(unsigned int count, double* values);
 
-  /// Steps per unit in which numbers are compared, and what is added to a number before. Shared by all settings of this
-  /// kind and read on every comparison.
+  /// The factor and the summand of the comparison. All settings of this kind share them and read them on every
+  /// comparison.
   static int m_comparePrecision;
   static double m_compareRounding;  ///< what is added
 

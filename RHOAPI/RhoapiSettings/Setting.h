@@ -5,16 +5,16 @@
 
 #include <string>
 
-/// What all leaf settings have in common: their attributes, stored once, and copying. A kind of setting derives as
+/// The common part of all leaf settings: their attributes and copying. A kind of setting derives as
 ///
 ///   class FooSetting : public TSetting<FooSetting, IFooSetting, kSettingTypeFoo>
 ///
 /// and adds its value. A kind has no setter for an attribute that is fixed in it: SetUnits and SetIsValueConstrained
-/// are protected here, and kinds that store these attributes make them public with a using declaration; StoreDialogHint
-/// is for the SetDialogHint of the kinds that have one.
+/// are protected, and kinds that store these attributes make them public with a using declaration; kinds that store a
+/// dialog hint implement their SetDialogHint with StoreDialogHint.
 ///
-/// CreateCopy makes a `Concrete`: a class derived from a concrete kind overrides it, or its copies are of the base
-/// alone.
+/// CreateCopy returns a `Concrete`. A class derived from a concrete kind must override it: otherwise its copies are
+/// copies of the base only.
 template <class Concrete, class Interface, ESettingType kType>
 class TSetting : public Interface {
  public:

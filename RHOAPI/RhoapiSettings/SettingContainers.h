@@ -1,9 +1,9 @@
 #pragma once
 
-/// Settings that list settings. The two classes differ in who owns what they list.
+/// Settings that list settings. SettingArray owns the listed settings, SettingsGroup does not.
 ///
-/// Copying one, by constructor, assignment or CreateCopy, copies the list alone: the new container has no label, preset
-/// label and tool tip, the target of an assignment keeps its own. A new copy is as active as its source.
+/// Copying one, by constructor, assignment or CreateCopy, copies only the list: a new container has no label, preset
+/// label and tool tip, and the target of an assignment keeps its own. A new container copies the active flag.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"
@@ -11,7 +11,7 @@
 #include <memory>
 #include <vector>
 
-/// What both classes have in common: the list, of `Pointer`s, and the container's own attributes.
+/// The common part of both classes: the list, of `Pointer`s, and the container's own attributes.
 template <class Concrete, class Pointer>
 class TSettingContainer : public ISettingArray {
  public:
@@ -51,8 +51,8 @@ class TSettingContainer : public ISettingArray {
   std::string m_toolTipText;
 };
 
-/// Lists settings that live elsewhere, normally members of the plug-in object. Their owner keeps them alive while they
-/// are listed. Copies list the same settings.
+/// Lists settings that others own, normally members of the plug-in object. Their owner keeps them alive while they are
+/// listed. Copies list the same settings.
 class RHOAPI_EXPORT SettingsGroup : public TSettingContainer<SettingsGroup, ISetting*> {
  public:
   /// An empty list.
@@ -64,23 +64,23 @@ class RHOAPI_EXPORT SettingsGroup : public TSettingContainer<SettingsGroup, ISet
 
   /// Appends `setting`, which may be listed already.
   void include(ISetting& setting);
-  /// Forgets every setting.
+  /// Empties the list.
   void clear();
 };
 
-/// Owns the settings that it lists and deletes them when it ends. Copies hold copies.
+/// Owns the settings that it lists; its destructor deletes them. Copies contain copies of them.
 class RHOAPI_EXPORT SettingArray : public TSettingContainer<SettingArray, std::unique_ptr<ISetting>> {
  public:
   /// The argument has no effect.
   explicit SettingArray(unsigned int unused);
   /// Lists copies of the settings.
   SettingArray(const SettingArray& other);
-  /// When memory runs out nothing changes.
+  /// When out of memory nothing changes.
   SettingArray& operator=(const SettingArray& other);
 
-  /// Appends `setting`, which may be null, takes ownership of it, and returns its index. A setting is added to one
-  /// array once. When memory runs out the setting stays with the caller.
+  /// Appends `setting`, which may be null, takes ownership of it, and returns its index. The same setting must not be
+  /// added twice. When out of memory the caller still owns the setting.
   int AddSetting(ISetting* setting);
-  /// Deletes every setting.
+  /// Deletes every setting and empties the list.
   void clear();
 };

@@ -6,7 +6,7 @@ namespace rhoapi_settings {
 
 namespace {
 
-// The boolean interface behind a setting whose type code says that there is one.
+// The boolean interface of a setting with that type code; null for other settings.
 IBoolSetting* AsBool(ISetting& setting) {
   return setting.GetType() == kSettingTypeBool ? static_cast<IBoolSetting*>(&setting) : nullptr;
 }

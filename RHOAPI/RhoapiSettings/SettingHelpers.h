@@ -4,12 +4,12 @@
 
 class ISetting;
 
-/// Operations on settings of any kind, for owners and hosts. With a null setting every function returns false or does
+/// Operations on settings of any kind, for owners and hosts. For a null setting every function returns false or does
 /// nothing.
 namespace rhoapi_settings {
 
-/// Whether the setting's check box is ticked. For an optional setting of any kind that is its optional-value-specified
-/// flag; for a boolean that is not optional, its value. Other settings have no check box, which counts as not ticked.
+/// Whether the setting's check box is ticked: for an optional setting of any kind the optional-value-specified flag,
+/// for a boolean that is not optional its value. Other settings have no check box, which counts as not ticked.
 RHOAPI_EXPORT bool checkboxChecked(ISetting* setting);
 
 /// Unticks that check box; does nothing when there is none.

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The kinds that hold one value and no list of allowable values. They store what they are given, unchecked.
-/// Constructors take the starting value; the other operations are those of the interface unless a class says more.
+/// The kinds that have one value and no list of allowable values. They store values without checking them.
+/// Constructors take the initial value; the other operations are those of the interface unless a class says more.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "RHOAPI/RhoapiSettings/Setting.h"
@@ -44,7 +44,7 @@ class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSe
   std::string m_value;
 };
 
-/// A path of at most 255 characters; a longer one is truncated without notice.
+/// A path of at most 255 characters; a longer one is truncated.
 class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSettingTypeFile> {
  public:
   /// Without label and path.
@@ -67,8 +67,8 @@ class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSe
   std::string m_fileFilter;
 };
 
-/// A time code. Two flags, 0 in a new setting, say what it counts: milliseconds, frames, or frames in drop-frame
-/// counting. They change the units that hosts show and nothing else; the value is never converted.
+/// A time code. Two flags, 0 in a new setting, tell whether it counts milliseconds, frames, or drop-frame frames. They
+/// change only the units that hosts show; the value is never converted.
 class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCodeSetting, kSettingTypeTimeCode> {
  public:
   /// Without label, the value is 0.
@@ -135,8 +135,8 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
  public:
   /// Without label, the value is no values.
   UnsignedIntArraySetting();
-  /// Copies the `count` numbers at `values` and, unless `valueLabels` is null, `count` labels. With null `values` the
-  /// setting has no values, but the labels all the same.
+  /// Copies the `count` numbers at `values` and, unless `valueLabels` is null, `count` labels, of which a null one
+  /// counts as empty. With null `values` the setting has the labels but no values.
   UnsignedIntArraySetting(const char* label, const char* presetLabel, unsigned int count, unsigned int* values,
                           const char** valueLabels, unsigned int min, unsigned int max);
 
@@ -183,8 +183,7 @@ class RHOAPI_EXPORT ByteArraySetting
 
   unsigned int GetDataSize() const override { return static_cast<unsigned int>(m_data.size()); }
   const unsigned char* GetData() const override { return m_data.data(); }
-  /// `data` may lie within the bytes that the setting holds. Null counts as no bytes. When memory runs out nothing
-  /// changes.
+  /// `data` may point into the setting's own bytes. Null counts as no bytes. When out of memory nothing changes.
   void SetData(const unsigned char* data, unsigned int size) override {
     m_data = data == nullptr ? std::vector<unsigned char>() : std::vector<unsigned char>(data, data + size);
   }

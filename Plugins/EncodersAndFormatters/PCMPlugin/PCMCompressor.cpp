@@ -160,7 +160,7 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     m_endOfStream = true;
     return kRhoStatusSuccess;
   }
-  // A call that fills no packet, the most frequent one, is one copy.
+  // The most frequent case: the call fills no packet and needs one copy.
   if (size != 0 && m_packet.payload() != nullptr && size < m_bytesPerPacket - m_bufferedBytes) {
     std::memcpy(m_packet.payload() + m_bufferedBytes, in->data, size);
     m_bufferedBytes += size;
@@ -203,8 +203,8 @@ void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
   out.addPacket(&packet);  // complete, since the bundle may be the host's own
   m_packet.release();
   out.sampleCount += sampleFrames;
-  // Not just the sample count, although time scale and sample rate are equal: the product is rounded to 53 bits, so
-  // that the quotient may be one less. The documented duration is this quotient.
+  // Not just the sample count, although time scale and sample rate are equal: the documented duration is this quotient,
+  // and the product is rounded to 53 bits, so the quotient may be one less than the sample count.
   out.duration =
       SaturatingCast<unsigned long long>(static_cast<double>(out.timeScale) * out.sampleCount / out.sampleRate);
   m_emittedSampleFrames += sampleFrames;

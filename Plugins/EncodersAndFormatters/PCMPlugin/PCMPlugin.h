@@ -1,6 +1,6 @@
 #pragma once
 
-/// The module's entry points, and the version that they tell hosts. It offers one compressor: 'ZAV ', 'LPCM'.
+/// The module's entry points and the version that they report. The module offers one compressor: 'ZAV ', 'LPCM'.
 
 #include "RHOAPI/RhoapiModule.h"
 
