@@ -8,7 +8,7 @@
 
 namespace {
 
-// What a handle points to. The caller sees the first member only.
+// The record that a handle points to. The caller sees only the first member.
 struct HandleRecord {
   char* data;  // null exactly when capacity is 0
   std::uint32_t size;

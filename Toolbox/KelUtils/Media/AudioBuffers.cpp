@@ -19,7 +19,7 @@ void KelPadAudioBufferWithSilence(KelAudio_t& buffer) {
   if (buffer.format == kAudioFormatNone || buffer.data == nullptr) {
     return;
   }
-  // The product of two 32-bit numbers fits in 64 bits, that of three does not: the sample size divides the other side.
+  // The product of two 32-bit numbers fits in 64 bits, that of three does not, so the data size is divided instead.
   const unsigned long long samples = static_cast<unsigned long long>(buffer.channels) * buffer.sampleCount;
   const unsigned long long sampleSize = BytesPerSample(buffer.format);
   if (sampleSize != 0 && samples > buffer.dataSize / sampleSize) {

@@ -11,15 +11,15 @@
 
 class TRHOAPIPacket;
 
-/// Sample formats. The module uses their sizes (BytesPerSample) and the three values named here; hosts know how formats
-/// of equal size differ.
+/// Sample formats. The module uses their sizes (BytesPerSample) and the three values named here; hosts define how
+/// formats of equal size differ.
 enum EAudioFormatType : unsigned int {
   kAudioFormat16Bit = 2,
   kAudioFormat24Bit = 3,
   kAudioFormatNone = 12,  ///< no format: the size of such a buffer cannot be computed
 };
 
-/// One buffer of interleaved samples. Plain data: a host makes it with `KelAudio_t audio{};`.
+/// One buffer of interleaved samples. Plain data: a host defines it as `KelAudio_t audio{};`.
 struct KelAudio_t {
   unsigned long long time;       ///< start, in ticks of the time scale
   unsigned long long timeScale;  ///< ticks per second
@@ -34,19 +34,19 @@ struct KelAudio_t {
   unsigned int reserved2;        ///< neither read nor written by the module
 };
 
-/// An output record: a buffer description and the packets made for it.
+/// An output record: a buffer description and the encoded packets.
 struct RHOAPI_EXPORT KelEncAudio_t : KelAudio_t {
-  /// The encoded output; null until the first packet is added. The module only ever appends: the owner of the record
-  /// takes packets out (remove, clear) and frees the bundle with destroy().
+  /// The encoded output; null until the first packet is added. The module only appends packets: the owner of the record
+  /// removes them (remove, clear) and frees the bundle with destroy().
   IPacketBundle* packets;
 
   /// Appends a packet of the given type with a copy of the `size` bytes at `payload` (none when it is null), no
-  /// descriptor, track 0, time 0, time base 1000 and duration 0; makes the bundle first where there is none. The packet
-  /// belongs to the bundle, which sees it with its payload; the caller may fill in the other fields. Throws
-  /// std::bad_alloc and then leaves the list of packets as it was.
+  /// descriptor, track 0, time 0, time base 1000 and duration 0; creates the bundle when there is none. The packet
+  /// already has its payload when it is appended. It belongs to the bundle; the caller may set its other fields. Throws
+  /// std::bad_alloc and then appends nothing.
   TRHOAPIPacket* addDataPacket(IPacket::TPacketType type, const unsigned char* payload, unsigned long size);
 
-  /// Appends `packet`, which is not null, and takes ownership of it; makes the bundle first where there is none. Throws
+  /// Appends `packet`, which is not null, and takes ownership of it; creates the bundle when there is none. Throws
   /// std::bad_alloc; the caller then still owns the packet.
   void addPacket(IPacket* packet);
 };
@@ -58,7 +58,7 @@ static_assert(offsetof(KelAudio_t, time) == 0 && offsetof(KelAudio_t, timeScale)
               offsetof(KelAudio_t, sampleCount) == 36 && offsetof(KelAudio_t, dataSize) == 40 &&
               offsetof(KelAudio_t, reserved1) == 44 && offsetof(KelAudio_t, data) == 48 &&
               offsetof(KelAudio_t, reserved2) == 48 + sizeof(void*));
-// Behind the last field comes padding up to a pointer's alignment (none with 32-bit words), then the bundle.
+// The last field is followed by padding up to a pointer's alignment (none with 32-bit words), then the bundle.
 static_assert(sizeof(KelAudio_t) == 48 + 2 * sizeof(void*));
 static_assert(sizeof(KelEncAudio_t) == sizeof(KelAudio_t) + sizeof(void*));
 
@@ -69,7 +69,7 @@ RHOAPI_EXPORT unsigned int BytesPerSample(EAudioFormatType format);
 /// format.
 RHOAPI_EXPORT unsigned int CalcFrameSize(const KelAudio_t& audio);
 
-/// Fills the data area behind the held samples with zero bytes, which are silence in every format; samples of an
-/// unknown format have no size, so that the whole area is filled. Writes nothing when the samples fill the area or
+/// Fills the part of the data area behind the samples with zero bytes, which are silence in every format. Samples of an
+/// unknown format have size 0, so the whole area is filled. Writes nothing when the samples need the whole area or
 /// more, when the format is kAudioFormatNone, and when there is no data area.
 RHOAPI_EXPORT void KelPadAudioBufferWithSilence(KelAudio_t& buffer);

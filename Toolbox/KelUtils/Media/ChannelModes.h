@@ -32,8 +32,8 @@ RHOAPI_EXPORT unsigned int KelGetNumberChannels(EChannelMode mode);
 ///   KelGetChannelModeName(kChannelModeQuad) is "Quad"
 RHOAPI_EXPORT const char* KelGetChannelModeName(EChannelMode mode);
 
-/// The layout that 1 to 8 channels have by default (mono, stereo, 2.1, quad, 4.1, 5.1, 6.1, 7.1); undefined for any
-/// other count. Other modes with the same counts are never the result.
+/// The default layout of 1 to 8 channels (mono, stereo, 2.1, quad, 4.1, 5.1, 6.1, 7.1); undefined for any other count.
+/// Other modes with the same counts are never the result.
 ///   KelGetChannelMode(3) == kChannelMode2_1
 RHOAPI_EXPORT EChannelMode KelGetChannelMode(int channels);
 

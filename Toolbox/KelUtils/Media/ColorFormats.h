@@ -1,12 +1,12 @@
 #pragma once
 
-/// The pixel formats of uncompressed video frames, their properties, and which conversions exist between them. Nothing
-/// is converted here. All answers come from one table of the formats (ColorFormatTable.h) and a few rules.
+/// The pixel formats of uncompressed video frames, their properties, and which conversions exist between them. This
+/// file converts nothing. All results come from one table of the formats (ColorFormatTable.h) and a few rules.
 
 #include "RHOAPI/RHOAPIExport.h"
 
-/// Names end in A or B where two formats hold the same components in swapped order. The module does not lay out frames
-/// of the 16-bit RGB formats and of formats that are only numbered, except 17, a single plane of unspecified content.
+/// Names end in A or B where two formats have the same components in swapped order. The module does not lay out frames
+/// of the 16-bit RGB formats and of formats with a number for a name, except 17, a single plane of unspecified content.
 enum EColorFormats : unsigned int {
   kColorFormatRGB24A = 0,
   kColorFormatARGB32A = 1,
@@ -51,7 +51,7 @@ RHOAPI_EXPORT unsigned int GetBytesPerPixel(EColorFormats format);
 /// Bits of one component: 8, 10, 12 or 16; 0 for format 17 and above 32.
 RHOAPI_EXPORT unsigned int KelGetBitResolution(EColorFormats format);
 
-/// Whether the format is planar YUV. False above 32, as all answers below except that of KelAreColorFormatsCompatible.
+/// Whether the format is planar YUV. False above 32, as are all results below except KelAreColorFormatsCompatible's.
 RHOAPI_EXPORT bool KelIsPlanarYuvFormat(EColorFormats format);
 
 /// Whether the format is RGB, with or without alpha.

@@ -17,8 +17,8 @@ using enum FrameLayout;
 
 FrameLayout LayoutOf(EColorFormats format) { return DescribeColorFormat(format).layout; }
 
-// The address at the sum of two distances from `base`; null when the sum overflows. Not pointer arithmetic, which is
-// undefined outside of a buffer: there may be no buffer yet, and the sizes are whatever the caller passes.
+// The address at the sum of two distances from `base`; null when the sum overflows. Pointer arithmetic is undefined
+// outside of a buffer, and here there may be no buffer yet and sizes may be anything.
 unsigned char* AddressAt(unsigned char* base, long long distance, long long more = 0) {
   std::ptrdiff_t offset = 0;
   if (__builtin_add_overflow(distance, more, &offset)) {

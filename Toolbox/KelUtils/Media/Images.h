@@ -16,8 +16,8 @@
 
 #include <cstddef>
 
-/// One frame. Plain data: made with `KelImage_t image{};` and filled by InitKelImage. The layout is part of the ABI.
-/// Fields without a description hold values of the callers, which the module only stores.
+/// One frame. Plain data: defined as `KelImage_t image{};` and filled by InitKelImage. The layout is part of the ABI.
+/// Fields without a description hold values of the callers; the module only stores them.
 struct KelImage_t {
   EColorFormats format;      ///< how pixels are stored
   unsigned int formatParam;  ///< a parameter of the format, the caller's
@@ -34,14 +34,14 @@ struct KelImage_t {
   unsigned long long scale1;  ///< the caller's
   unsigned int extra;         ///< the caller's
   unsigned int tag;           ///< the caller's
-  IPacket* packet;            ///< a packet that goes with the image, or null
+  IPacket* packet;            ///< a packet attached to the image, or null
 };
 
 static_assert(offsetof(KelImage_t, format) == 0 && offsetof(KelImage_t, formatParam) == 4 &&
               offsetof(KelImage_t, width) == 8 && offsetof(KelImage_t, height) == 12 &&
               offsetof(KelImage_t, flipped) == 16 && offsetof(KelImage_t, rowBytes) == 20 &&
               offsetof(KelImage_t, planes) == 32 + sizeof(void*));
-// With 32-bit words some systems put padding in front of the 64-bit fields; behind it no gap is left.
+// With 32-bit words some systems put padding in front of the 64-bit fields; there is no gap after that.
 static_assert(offsetof(KelImage_t, value0) - (32 + 5 * sizeof(void*)) < 8);
 static_assert(offsetof(KelImage_t, scale0) - offsetof(KelImage_t, value0) == 8 &&
               offsetof(KelImage_t, value1) - offsetof(KelImage_t, value0) == 16 &&
@@ -129,6 +129,6 @@ RHOAPI_EXPORT void CopyKelImage(KelImage_t const& src, KelImage_t& dst, bool dee
 RHOAPI_EXPORT void FlipKelImage(KelImage_t const& src, KelImage_t& dst);
 
 /// Moves the planes of an image of format 6, 13, 15, 24, 31 or 32 to `buffer` and keeps all row bytes; does nothing for
-/// other formats. The sizes of all planes are computed with the row bytes of plane 1. That suits images whose planes
-/// have the same row bytes: formats 13 and 24, but not 6, 31 and 32 as InitKelImage describes them.
+/// other formats. The sizes of all planes are computed with the row bytes of plane 1, which is right for images whose
+/// planes have the same row bytes: formats 13 and 24, but not 6, 31 and 32 as InitKelImage describes them.
 RHOAPI_EXPORT void ReplaceYUVImage(KelImage_t& image, unsigned char* buffer);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Packing images of 64-bit ARGB row by row.
+/// Packing of 64-bit ARGB images, row by row.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Media/Images.h"

@@ -9,7 +9,7 @@
 #include <string>
 
 /// A time code. Plain data that crosses the ABI by value: eight bytes, fields in this order. It does not store whether
-/// it counts frames or milliseconds; its holder knows. No field is limited to a range: 75 minutes stay 75.
+/// it counts frames or milliseconds; that is the caller's to know. No field is limited to a range: 75 minutes stay 75.
 struct KelTimeCode {
   short hours;                  ///< may be negative
   unsigned char minutes;        ///< 0 to 255
@@ -24,10 +24,11 @@ static_assert(offsetof(KelTimeCode, hours) == 0 && offsetof(KelTimeCode, minutes
               offsetof(KelTimeCode, frames) == 6 && offsetof(KelTimeCode, dropFrame) == 7);
 static_assert(sizeof(KelTimeCode) == 8);
 
-/// Reads hours, minutes, seconds and frames (`useFrames`) or milliseconds, separated by ":" or ";". Empty fields are
-/// skipped, a text between double quotes is one field, a field that is missing or no number is 0, fields after the
-/// fourth are ignored. A number beyond int counts as the nearest int; of one too large for its field the low bits are
-/// kept. Drop-frame when `text` contains both ";" and ":". Linear in the length of the text, in constant memory.
+/// Reads hours, minutes, seconds and frames (`useFrames`) or milliseconds, separated by ":" or ";". Skips empty fields,
+/// treats text between double quotes as one field, and ignores fields after the fourth. A field that is missing or not
+/// a number is 0. A number beyond int counts as the nearest int; a number that is too large for its field is reduced to
+/// the low bits. Drop-frame when `text` contains both ";" and ":". Linear in the length of the text, in constant
+/// memory.
 ///   KelStringToTimeCode("10:20:30;12", true) is 10 h, 20 min, 30 s, 12 frames, drop-frame
 ///   KelStringToTimeCode("5", false) is 5 h
 RHOAPI_EXPORT KelTimeCode KelStringToTimeCode(const std::string& text, bool useFrames);

@@ -4,7 +4,7 @@
 
 #include "RHOAPI/RHOAPIExport.h"
 
-/// Whether the distance of a and b is at most `tolerance`, computed in the precision of the arguments. False when one
+/// Whether the difference of a and b is at most `tolerance`, computed in the precision of the arguments. False when one
 /// of the three is NaN, and for two equal infinities, whose difference is NaN.
 ///   KelCloseEnough(1.0, 1.5, 0.5) is true
 RHOAPI_EXPORT bool KelCloseEnough(float a, float b, float tolerance);

@@ -18,10 +18,10 @@ constexpr unsigned int FourCharacterCode(const char (&text)[5]) {
 /// The code whose characters are the four bytes at `p`; 0 for null.
 RHOAPI_EXPORT unsigned int KelCharToUInt32(unsigned char const* p);
 
-/// Writes the pair of codes of the codec called `name` and returns true. Two exact names have a pair of their own:
+/// Writes the pair of codes of the codec `name` and returns true. Two exact names have a pair of their own:
 /// "ZAVQuillVideoCodec1" gives 'ZAV ' and 'QLL1', "ZAVMVC1 " gives 'MCpt' and 'VC1 '. Any other name of eight
-/// characters is split: "abcdEFGH" gives 'abcd' and 'EFGH'. Every other name gives false and two zeros. When any
-/// argument is null, the result is false and nothing is written.
+/// characters is split: "abcdEFGH" gives 'abcd' and 'EFGH'. For every other name the result is false and both codes are
+/// 0. When any argument is null, the result is false and nothing is written.
 RHOAPI_EXPORT bool KelGetFourCCCodes(char const* name, unsigned int* first, unsigned int* second);
 
 /// Writes the four characters of each code, most significant byte first, and a NUL to `out`: nine bytes. False, and

@@ -1,6 +1,6 @@
 #pragma once
 
-/// A small owning C string, for toolbox calls that pass a text through a plain interface.
+/// A small owning C string, for toolbox functions that pass text through a plain interface.
 ///
 ///   CKelStr<char> text;
 ///   text.assign("/a/b");
@@ -11,9 +11,9 @@
 template <class Character>
 class CKelStr;
 
-/// The text is in one buffer from malloc, which the object frees. An operation whose result has 2^32 - 1 characters or
-/// more, or that runs out of memory, throws std::bad_alloc and changes nothing. Arguments may lie inside the object's
-/// own buffer.
+/// The text is in one buffer from malloc, which the object frees. An operation throws std::bad_alloc and changes
+/// nothing when out of memory or when its result would have 2^32 - 1 characters or more. Arguments may point into the
+/// object's own buffer.
 template <>
 class RHOAPI_EXPORT CKelStr<char> {
  public:
@@ -23,15 +23,14 @@ class RHOAPI_EXPORT CKelStr<char> {
   unsigned int m_length = 0;
 
   CKelStr() = default;
-  /// A copy with a buffer of its own, even where `other` has none.
+  /// A copy with its own buffer, even if `other` has none.
   CKelStr(const CKelStr& other);
   ~CKelStr();
 
-  /// Becomes a copy of `other` with a buffer of its own, even where `other` has none. Assignment to itself does
-  /// nothing.
+  /// Becomes a copy of `other` with its own buffer, even if `other` has none. Assignment to itself does nothing.
   CKelStr& operator=(const CKelStr& other);
 
-  /// Becomes a copy of `text`; null leaves no text and no buffer.
+  /// Becomes a copy of `text`; after null there is no text and no buffer.
   void assign(const char* text);
 
   /// Becomes `count` copies of `character`; an empty text, with a buffer, when `count` is 0.

@@ -13,8 +13,8 @@
 
 namespace {
 
-// Whether the bytes at `at` begin with `what`; there are at least as many. For short texts a loop is faster than a call
-// of memcmp.
+// Whether the bytes at `at`, at least as many as `what` has, begin with it. For short texts a loop is faster than a
+// call of memcmp.
 bool BeginsWith(const char* at, const std::string& what) {
   constexpr std::size_t kShort = 16;
   if (what.size() > kShort) {
@@ -24,7 +24,7 @@ bool BeginsWith(const char* at, const std::string& what) {
   return std::equal(what.begin(), what.end(), at, same);
 }
 
-// The first place in begin to end where `what`, which is not empty, occurs; `end` when there is none.
+// The first occurrence of `what`, which is not empty, in begin to end; `end` when there is none.
 //
 // Searching for the first byte alone is fastest while most of the places found are matches. After several that are not,
 // FindBytes searches the rest: it takes longer to start but is linear for every text.
@@ -65,7 +65,7 @@ std::string KelReplace(std::string const& text, std::string const& what, std::st
   if (match == end) {
     return text;
   }
-  // Spare capacity that is not used costs nothing, while a result that outgrows its capacity is copied.
+  // Unused capacity costs nothing, while a result that outgrows its capacity is copied.
   std::string replaced;
   replaced.reserve(text.size() + text.size() / 8);
   for (; match != end; match = FindText(rest, end, what)) {

@@ -1,9 +1,8 @@
 #pragma once
 
-/// Queries and changes of whole texts. A text is a string of bytes: no encoding is assumed or checked, and zero bytes
-/// inside a std::string are ordinary bytes. A text given as a pointer ends at its first zero byte, and null counts as
-/// empty. Functions throw std::bad_alloc, or std::length_error for a result longer than any std::string, and nothing
-/// else.
+/// Searching, replacing and converting text. A text is a string of bytes: no encoding is assumed or checked, and zero
+/// bytes inside a std::string are ordinary bytes. A text given as a pointer ends at its first zero byte, and null
+/// counts as empty. Functions throw only std::bad_alloc, or std::length_error for a result longer than any std::string.
 
 #include "RHOAPI/RHOAPIExport.h"
 
@@ -14,8 +13,8 @@
 ///   KelReplace("abab", "ab", "b") == "bb", KelReplace("aaa", "a", "aa") == "aaaaaa"
 RHOAPI_EXPORT std::string KelReplace(std::string const& text, std::string const& what, std::string const& with);
 
-/// A copy with every byte passed through the C library's tolower: in the C locale A to Z become a to z and all other
-/// bytes stay. The range begin to end is empty when `begin` is null or not before `end`.
+/// A copy with the C library's tolower applied to every byte: in the C locale A to Z become a to z and all other bytes
+/// stay. The range begin to end is empty when `begin` is null or not before `end`.
 ///   KelToLowerCase("Clip.MOV") == "clip.mov"
 RHOAPI_EXPORT std::string KelToLowerCase(char const* begin, char const* end);
 /// The same for a whole text.
@@ -32,8 +31,8 @@ bool KelStrMatchTail(TChar const* text, TChar const* tail, bool ignoreCase);
 template <>
 RHOAPI_EXPORT bool KelStrMatchTail<char>(char const* text, char const* tail, bool ignoreCase);
 
-/// The number that `text` begins with: white space is skipped, then an optional sign and decimal digits are read and
-/// the rest is ignored. 0 when there is no number; the nearest int when it does not fit.
+/// The number at the beginning of `text`: skips white space, reads an optional sign and decimal digits, and ignores the
+/// rest. 0 when there is no number; the nearest int when it does not fit.
 ///   KelConvertToScalar<int>(" -12abc") == -12, KelConvertToScalar<int>("abc") == 0
 template <class TScalar>
 TScalar KelConvertToScalar(char const* text);
