@@ -19,7 +19,7 @@ CarrylessMethod ChooseMethod() {
   return methods[0].update != nullptr ? methods[0] : methods[1];
 }
 
-// Chosen when the module is loaded; until then there is none, and tables do.
+// Chosen when the module is loaded. Before that the method is empty, and tables are used.
 const CarrylessMethod kMethod = ChooseMethod();
 
 template <std::uint16_t Polynomial>

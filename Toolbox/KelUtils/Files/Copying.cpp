@@ -30,11 +30,11 @@ off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
   return size;
 }
 
-// The documented number of bytes per report; without a reporter, pieces that take a tenth off the time of small files.
+// The documented number of bytes per report; larger pieces without a reporter save a tenth of the time of small files.
 constexpr std::size_t kReportedPiece = 8192;
 constexpr std::size_t kUnreportedPiece = 64UL * 1024;
 
-// Copies `size` bytes, more when the file has grown since, fewer when it ends earlier. Returns how many.
+// Copies `size` bytes, more if the file has grown, fewer if it ends earlier. Returns the number of bytes copied.
 off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelProgressReporter* reporter,
                 const std::string& destination) {
   const std::size_t piece = reporter == nullptr ? kUnreportedPiece : kReportedPiece;
@@ -57,8 +57,8 @@ off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelPr
   return copied;
 }
 
-// Whether the open `folder` is `ancestor` or lies below it. Climbs by descriptors: the path of a deep folder is too
-// long for the system, and ".." behind a link in it leads elsewhere.
+// Whether the open `folder` is `ancestor` or lies below it. Climbs by descriptors: the path of a deep folder may be too
+// long for the system, and ".." after a link in a path leads elsewhere.
 bool LiesWithin(int folder, const std::string& path, const struct stat& ancestor) {
   Descriptor climber(OpenFolderUnlisted(folder, "."));
   struct stat below {};
@@ -99,8 +99,8 @@ std::string InsideFolder(const std::string& folder, const std::string& path) {
   return folder + kDirSeparator + name;
 }
 
-// Copies what `source` holds into an existing folder. A new folder cannot lie inside the source unless the folder that
-// it was created in does, which its caller has ruled out.
+// Copies the content of `source` into an existing folder. A new folder cannot lie inside the source unless its parent
+// does, which the caller has ruled out.
 bool CopyContents(Folder& source, const std::string& destination, bool isNew, IKelProgressReporter* reporter) {
   const auto into = std::make_unique<Folder>(destination);
   if (!isNew) {
@@ -113,7 +113,7 @@ bool CopyContents(Folder& source, const std::string& destination, bool isNew, IK
       return KelCopyFile(source.itemPath(), target, reporter);
     }
     const bool isTargetNew = kel_mkdir_UTF8(target.c_str()) == 0;
-    // Not on the stack, which holds one of these calls for each level of the tree.
+    // On the heap, since the stack holds one of these calls per level of the tree.
     return CopyContents(*std::make_unique<Folder>(source.itemPath()), target, isTargetNew, reporter);
   });
   return isCopied && !source.m_listing.HasFailed();
@@ -122,7 +122,7 @@ bool CopyContents(Folder& source, const std::string& destination, bool isNew, IK
 bool CopyFolder(const std::string& source, const std::string& destination, IKelProgressReporter* reporter) {
   const auto from = std::make_unique<Folder>(source);
   const Descriptor parent(OpenFolderUnlisted(AT_FDCWD, FolderOf(destination).c_str()));
-  // Without a folder to create it in, the destination cannot be opened either, which says more.
+  // If the parent cannot be opened, opening the destination fails below, with a better message.
   if (parent.IsOpen()) {
     RefuseToCopyIntoItself(*from, parent.Get(), destination);
   }

@@ -19,8 +19,8 @@ static_assert(sizeof(off_t) == 8, "positions in files need 64 bits");
 
 namespace {
 
-// Grows `data` in pieces up to `size`, so that each piece is in the cache when it is read into: filling all of it with
-// zeros first would move everything through memory twice.
+// Grows `data` in pieces up to `size`, so that each piece is in the cache when data is read into it: filling all of it
+// with zeros first would move everything through memory twice.
 bool ReadToSize(FILE* stream, std::size_t size, std::string& data) {
   constexpr std::size_t kPiece = 256UL * 1024;
   std::size_t held = 0;

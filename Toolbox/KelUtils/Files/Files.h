@@ -35,29 +35,29 @@ RHOAPI_EXPORT int kel_remove_dir_UTF8(const char* path);
 /// rename: replaces a file of the new name.
 RHOAPI_EXPORT int kel_rename_UTF8(const char* oldPath, const char* newPath);
 
-/// Replaces `data` by the whole content of the stream, from its start. The stream keeps the position that it had, also
+/// Replaces `data` by the whole content of the stream, from its start. The stream's position does not change, not even
 /// on failure. False when the stream has no positions, `data` cannot be that long (and is unchanged), or the stream
-/// ends before its size (and zero bytes stand for what is missing). Throws std::bad_alloc.
+/// ends before its size (the missing bytes are then zero). Throws std::bad_alloc.
 RHOAPI_EXPORT bool KelLoadFile(FILE* stream, std::string& data);
 
-/// Writes `data` at the stream's position; false as soon as no more can be written. The stream stays open: data that it
-/// still buffers may fail when it is flushed.
+/// Writes `data` at the stream's position; false as soon as no more can be written. The stream stays open, and writing
+/// the data that it buffers may still fail when it is flushed.
 RHOAPI_EXPORT bool KelSaveFile(FILE* stream, const std::string& data);
 
 /// Creates the file `path`, or replaces its content, with `data`. True when all of it was written and the file closed
-/// without an error; otherwise the file stays as far as it was written.
+/// without an error; otherwise a partly written file may remain.
 RHOAPI_EXPORT bool KelWriteFile(const std::string& path, const std::string& data);
 
-/// Whether the path can be opened for reading, be it a file, a folder or anything else; false for an empty path. Never
-/// waits on a FIFO.
+/// Whether the path can be opened for reading, whether a file, a folder or anything else; false for an empty path.
+/// Never waits on a FIFO.
 RHOAPI_EXPORT bool KelIsPathToFile(const std::string& path);
 
-/// Whether KelIsPathToFolder or KelIsPathToFile holds: what may not be read does not exist. False for an empty path and
-/// for one that begins with a zero byte.
+/// Whether KelIsPathToFolder or KelIsPathToFile is true: an item that may not be read does not exist for this function.
+/// False for an empty path and for one that begins with a zero byte.
 RHOAPI_EXPORT bool KelPathExists(const std::string& path);
 
-/// A name for a new file beside `path`: the folder of `path`, which may be none, then prefix, KelGetGUID() and suffix.
-/// The folder is that of KelParseFilePath: "/tmp/jobs/" counts as the file "jobs" in "/tmp/".
+/// A name for a new file beside `path`: the folder of `path`, if it has one, then prefix, KelGetGUID() and suffix. The
+/// folder is that of KelParseFilePath: "/tmp/jobs/" counts as the file "jobs" in "/tmp/".
 ///   "/tmp/jobs/out.mov", "enc_", ".tmp" give "/tmp/jobs/enc_0b5a3c0e-7c1f-4f0a-9d3e-2f6b8c1d4e5f.tmp"
 RHOAPI_EXPORT std::string KelGetTempFilename(const std::string& path, const char* prefix, const char* suffix);
 /// The same into a buffer of `size` bytes. False, with nothing written, when the name and its terminator do not fit or

@@ -20,7 +20,7 @@ namespace {
 
 using Folder = TKelOpenFolder::TPrivate;
 
-// Null when there is no such folder. A test before opening would open it twice.
+// Null when there is no such folder.
 std::unique_ptr<Folder> TryToOpen(const std::string& path) {
   try {
     return std::make_unique<Folder>(path);
@@ -58,7 +58,7 @@ bool KelEnsureDirectoryPathExists(const std::string& path) {
   if (KelPathExists(path)) {
     return true;
   }
-  // The system accepts no longer path, and splitting one level by level would cost time and stack.
+  // The system accepts no longer paths, and splitting one level by level would take time and stack.
   if (path.size() >= PATH_MAX) {
     return false;
   }
@@ -77,7 +77,7 @@ bool KelForEachFile(const std::string& path, IKelSomeFileTask& task) {
   if (folder == nullptr) {
     return task.processFile(path);
   }
-  // One text for all paths: a new one for each would cost a sixth of the walk.
+  // One string for all paths: a new one for each would take a sixth of the time of the walk.
   std::string itemPath = folder->m_folderPath + kDirSeparator;
   const std::size_t nameAt = itemPath.size();
   return VisitEntries(*folder, [&] {

@@ -10,7 +10,7 @@
 ///   std::fgets(line, sizeof line, file.m_file);
 class RHOAPI_EXPORT TKelOpenFile {
  public:
-  /// The stream, for reading and writing. Whoever closes it sets it to null.
+  /// The stream, for reading and writing. Code that closes it must set it to null.
   FILE* m_file;
 
   /// fopen with close on exec. Throws std::runtime_error "failed to open "PATH", check read/write privileges." when

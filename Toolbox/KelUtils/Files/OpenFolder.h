@@ -31,11 +31,11 @@ class RHOAPI_EXPORT TKelOpenFolder {
   /// The simplified, absolute path.
   const std::string& folderPath() const;
 
-  /// Makes the next entry current. False at the end of the listing and when reading fails; the current entry then
-  /// stays.
+  /// Makes the next entry current. False at the end of the listing and on a read error; the current entry then does not
+  /// change.
   bool parseNextItem();
 
-  /// The entry's name, of any length that the file system has.
+  /// The entry's name, of any length that the file system supports.
   std::string itemName() const;
 
   /// The folder's path, a separator and the entry's name. In the root folder that gives two separators: "//tmp".

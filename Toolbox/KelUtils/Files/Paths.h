@@ -1,14 +1,14 @@
 #pragma once
 
-/// Path arithmetic on UTF-8 byte strings. Only the working directory (for relative paths) and the table of mounted
-/// volumes (ConvertMacPathToUnc) are read from the system. An output may be the same object as an input.
+/// Path arithmetic on UTF-8 byte strings. Reads only the working directory (for relative paths) and the table of
+/// mounted volumes (ConvertMacPathToUnc) from the system. An output may be the same object as an input.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Text/KelStr.h"
 
 #include <string>
 
-/// The separator of path components: "/". Its first character is recognized as a separator, the whole text is appended.
+/// The separator of path components: "/". Its first character is recognized as separator, the whole text is appended.
 RHOAPI_EXPORT extern const char* const kDirSeparator;
 
 /// Whether the path begins with the separator; false for an empty one.

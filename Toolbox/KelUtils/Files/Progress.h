@@ -34,7 +34,7 @@ class IKelProgressReporter {
     m_lastStep = -1;
   }
 
-  /// The current item is `itemProgress` done (0 to 1). Reports the overall fraction, at most 1, when it lies in a later
+  /// Sets the progress of the current item (0 to 1). Reports the overall fraction, at most 1, when it lies in a later
   /// step than the last report, and returns the result; otherwise, and always with no items, returns true.
   virtual bool updateProgress(double itemProgress) {
     m_itemProgress = itemProgress;

@@ -25,7 +25,7 @@ struct Entry {
   bool mayBeFolder;
 };
 
-// Does not open what a link of that name points to.
+// Does not follow a link.
 Descriptor OpenFolderItself(int parent, const char* name) { return OpenFolderForListing(parent, name, false); }
 
 std::vector<Entry> ListEntries(const Descriptor& folder) {
@@ -43,8 +43,8 @@ std::vector<Entry> ListEntries(const Descriptor& folder) {
 
 int ErrorOf(int result) { return result == 0 ? 0 : errno; }
 
-// Removes a folder and everything in it. Keeps the folders that it has entered in a list, since a tree may be too deep
-// for the thread's stack.
+// Removes a folder and everything in it. Keeps the entered folders in a list instead of recursing, since a tree may be
+// too deep for the thread's stack.
 class TreeRemoval {
  public:
   // `folder` is open at `path`.
@@ -76,7 +76,7 @@ class TreeRemoval {
     m_levels.push_back({name, std::move(folder), std::move(entries)});
   }
 
-  // Tries to remove one item: 0 or errno. Nothing when it has only entered a folder or listed one again.
+  // Tries to remove one item: 0 or errno. No value when it has only entered a folder or listed one again.
   std::optional<int> TakeStep() {
     Level& level = m_levels.back();
     return level.next < level.entries.size() ? RemoveOrEnter(level.entries[level.next++]) : RemoveLevel();
@@ -96,7 +96,7 @@ class TreeRemoval {
     return ErrorOf(unlinkat(parent, entry.name.c_str(), 0));
   }
 
-  // Lists the folder again for entries that another process has added, as long as each round removes something.
+  // If another process has added entries, lists the folder again, as long as each round removes an entry.
   std::optional<int> RemoveLevel() {
     Level& level = m_levels.back();
     const int parent = m_levels.size() == 1 ? AT_FDCWD : m_levels[m_levels.size() - 2].folder.Get();

@@ -9,10 +9,10 @@
 #include <string>
 
 /// Removes the folder at the simplified path (KelSimplifyPath) and everything in it; a link to a folder is removed as a
-/// link. True also for an empty path, which removes nothing. False when there is no such folder, and as soon as
-/// something cannot be removed; what was removed until then is gone. An entry that another process removes during the
-/// call is not a failure; one that another process replaces by a link is removed as a link. Keeps one folder open per
-/// level. Also empties file systems that are mounted below.
+/// link. Also true for an empty path, for which nothing is removed. False when there is no such folder, and as soon as
+/// an item cannot be removed; the items before it are then gone. An entry that another process removes during the call
+/// is not a failure; one that another process replaces by a link is removed as a link. Keeps one folder open per level.
+/// Also empties file systems that are mounted below.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const std::string& folder);
 /// The same; false for a text without a buffer.
 RHOAPI_EXPORT bool kel_remove_dir_recursively_UTF8(const CKelStr<char>& folder);

@@ -51,7 +51,7 @@ void Tidy(std::string& lines) {
   lines = std::move(tidy);
 }
 
-// Joins pieces of a file to lines, and writes the lines of a piece, replaced, when they are complete.
+// Joins the pieces of a file into lines, and writes complete lines with their texts replaced.
 class LineReplacer {
  public:
   LineReplacer(const Replacements& replacements, const Descriptor& output)
@@ -88,8 +88,7 @@ class LineReplacer {
     return text;
   }
 
-  // Many lines together take two thirds of the time of single ones, but a key with a line feed would find the end of a
-  // line.
+  // Replacing in many lines at once takes two thirds of the time, but a key with a line feed would match across lines.
   std::string ReplacedLineByLine() const {
     std::string replaced;
     for (std::string_view rest = m_lines; !rest.empty();) {
@@ -103,7 +102,7 @@ class LineReplacer {
   const Replacements& m_replacements;
   const Descriptor& m_output;
   bool m_hasKeyBeyondLine;
-  std::string m_lines;  // complete ones when they are written, else at most the beginning of one
+  std::string m_lines;  // between calls: the beginning of a line at most
 };
 
 bool Filter(const Replacements& replacements, const Descriptor& input, const Descriptor& output) {
@@ -120,7 +119,7 @@ bool Filter(const Replacements& replacements, const Descriptor& input, const Des
   }
 }
 
-// The answer of `job`; false when it throws, for which memory must run out.
+// The result of `job`; false when it throws, which it does only when out of memory.
 template <class Job>
 bool Succeeds(Job job) {
   try {
@@ -130,7 +129,7 @@ bool Succeeds(Job job) {
   }
 }
 
-// Removes the file at `path` if it is the one that was opened with this status. Leaves links, devices and the like.
+// Removes the file at `path` if it is the one that was opened with this status. Does not remove links, devices etc.
 void RemoveWritten(const std::string& path, const struct stat& written) {
   const struct stat status = StatusOf(path);
   if (S_ISREG(status.st_mode) && IsSameItem(status, written)) {

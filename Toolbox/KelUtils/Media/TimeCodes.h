@@ -9,7 +9,7 @@
 #include <string>
 
 /// A time code. Plain data that crosses the ABI by value: eight bytes, fields in this order. It does not store whether
-/// it counts frames or milliseconds; that is the caller's to know. No field is limited to a range: 75 minutes stay 75.
+/// it counts frames or milliseconds; the functions below are told. No field is limited to a range: 75 minutes stay 75.
 struct KelTimeCode {
   short hours;                  ///< may be negative
   unsigned char minutes;        ///< 0 to 255

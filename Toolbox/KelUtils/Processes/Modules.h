@@ -1,11 +1,11 @@
 #pragma once
 
-/// Libraries loaded at run time, and the file from which the plug-in itself was loaded.
+/// Loading libraries at run time, and the file from which the plug-in itself was loaded.
 
 #include "RHOAPI/RHOAPIExport.h"
 #include "Toolbox/KelUtils/Text/KelStr.h"
 
-/// Loads the library `fileName` from three levels above `folder`; null stands for the plug-in's own folder. For a
+/// Loads the library `fileName` from three levels above `folder`, by default (null) the plug-in's own folder. For a
 /// module in Tool.bundle/Contents/MacOS/ that is the folder that contains Tool.bundle. Binds all symbols at once. Null
 /// when the library cannot be loaded.
 ///   KelLoadLibrary("libx.so", "/a/Tool.bundle/Contents/MacOS") loads /a/libx.so
@@ -18,8 +18,8 @@ RHOAPI_EXPORT bool KelUnloadLibrary(void** handle);
 /// program.
 RHOAPI_EXPORT void* KelGetSymbolAddr(void* handle, const char* name);
 
-/// The file of the module that contains `address`, by the name under which it was loaded. False, with `fileName`
-/// unchanged, when no module does.
+/// The file of the module that contains `address`, under the name by which it was loaded. False, with `fileName`
+/// unchanged, when no module contains it.
 RHOAPI_EXPORT bool KelGetModuleFilename(const void* address, CKelStr<char>& fileName);
 
 /// The folder of the plug-in's own file, with a trailing separator; only the separator when it is unknown. When the

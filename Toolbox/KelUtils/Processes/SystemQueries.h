@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// The absolute path of the running program: of the host, not of the plug-in. When the file has been removed or
+/// The absolute path of the running program, which is the host, not the plug-in. When the file has been removed or
 /// replaced since, the path that it had. False, and `fileName` unchanged, when the path is unknown or longer than 1023
 /// bytes.
 RHOAPI_EXPORT bool KelGetCurrentExecutableAbsoluteFileName(std::string& fileName);

@@ -9,7 +9,7 @@
 #include <memory>
 
 /// Opens a folder for listing. `path` is relative to `parent`, an open folder or AT_FDCWD. Without `followLink`, a link
-/// is not followed. No descriptor, and errno, when it is no folder or cannot be opened.
+/// is not followed. No descriptor, and errno, when it is not a folder or cannot be opened.
 Descriptor OpenFolderForListing(int parent, const char* path, bool followLink);
 
 /// Reads the entries of an open folder. A walk with readdir, which locks for each entry, takes 10 to 35 % longer.
@@ -18,7 +18,7 @@ class FolderListing {
   /// Continues at the folder's position. The descriptor stays the caller's.
   explicit FolderListing(const Descriptor& folder);
 
-  /// The next entry, which stays until the next call and may be changed; null at the end or when reading fails. The
+  /// The next entry, valid until the next call, which the caller may change; null at the end and on a read error. The
   /// name may be longer than `dirent` declares.
   dirent* Next();
 
@@ -34,6 +34,6 @@ class FolderListing {
 
   int m_folder;
   std::unique_ptr<Buffer> m_buffer;
-  long m_size = 0;  // of what the buffer holds; -1 when reading has failed
-  long m_next = 0;  // where the next entry begins
+  long m_size = 0;  // bytes in the buffer; -1 after a read error
+  long m_next = 0;  // position of the next entry
 };

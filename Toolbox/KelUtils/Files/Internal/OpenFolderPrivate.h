@@ -21,7 +21,7 @@ struct [[gnu::visibility("hidden")]] TKelOpenFolder::TPrivate {
   bool parseNextItem();
   std::string itemPath() const;
   bool itemIsFolder() const { return m_type == DT_DIR; }
-  /// Whether the entry is the folder itself or the one above, or there is none.
+  /// Whether the entry is the folder itself or its parent, or there is no entry.
   bool itemIsDots() const { return m_name.empty() || (itemIsFolder() && (m_name == "." || m_name == "..")); }
 
   /// Some file systems leave the type of an entry at 0 (unknown). Sets it to the type of the item, following a link.
@@ -30,7 +30,7 @@ struct [[gnu::visibility("hidden")]] TKelOpenFolder::TPrivate {
 };
 
 /// Calls `visit` for each entry but "." and "..", with that entry as the current one of `folder`. Ends, and returns
-/// false, as soon as `visit` does. A read error ends the walk like the end of the listing: `folder.m_listing` knows.
+/// false, as soon as `visit` does. A read error ends the walk like the end of the listing (see HasFailed).
 template <class Visit>
 bool VisitEntries(TKelOpenFolder::TPrivate& folder, Visit visit) {
   do {

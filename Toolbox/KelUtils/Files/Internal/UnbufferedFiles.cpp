@@ -18,7 +18,7 @@ Descriptor Open(const std::string& path, int flags) {
 
 Descriptor OpenForReading(const std::string& path) {
   Descriptor descriptor = Open(path, O_RDONLY | O_NONBLOCK);
-  // The kernel has asked the holder of a lease on the file, such as a file server, to give it up, which takes a moment.
+  // The kernel has asked the holder of a lease on the file, such as a file server, to release it, which takes time.
   const bool isLeased = !descriptor.IsOpen() && errno == EWOULDBLOCK;
   return isLeased ? Open(path, O_RDONLY) : std::move(descriptor);
 }

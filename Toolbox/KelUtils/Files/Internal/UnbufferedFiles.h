@@ -1,7 +1,7 @@
 #pragma once
 
-/// Files by descriptor, for code in which a stream would read or write at the wrong time or copy too often. Interrupted
-/// and short calls are handled here. Descriptors close on exec.
+/// Files by descriptor, for code in which a stream would read or write at the wrong time or copy too often. Repeats
+/// interrupted calls and continues short ones. Descriptors close on exec.
 
 #include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 
@@ -23,11 +23,12 @@ Descriptor OpenEmptied(const std::string& path);
 Descriptor CreateNew(const std::string& path);
 
 /// Gives a new file the permissions of `original` (without set-user-ID and the like), and its owner and group if
-/// allowed. A group that differs gets no more than others. False when the permissions cannot be set.
+/// allowed. If the group cannot be set, the group gets the permissions of others. False when the permissions cannot be
+/// set.
 bool TakePermissions(const Descriptor& file, const struct stat& original);
 
-/// The status of an open item, or of what is at a path (of a link, the link's own); all zero when the system does not
-/// provide it or there is none.
+/// The status of an open item, or of the item at a path (of a link itself, not its target); all zero when the system
+/// does not provide it or there is none.
 struct stat StatusOf(const Descriptor& descriptor);
 struct stat StatusOf(const std::string& path);
 
@@ -35,7 +36,7 @@ bool IsKnown(const struct stat& status);
 
 bool IsFolder(const struct stat& status);
 
-/// Whether both are the same item, by whatever names; also true when one of them is unknown.
+/// Whether both are the same item, under any names; also true when one of them is unknown.
 bool IsSameItem(const struct stat& left, const struct stat& right);
 
 /// Empties an open regular file; true also for other kinds, such as devices.

@@ -1,6 +1,7 @@
 #pragma once
 
-/// What the toolbox asks of the system beyond POSIX: declared here, defined per system in a source with its suffix.
+/// The system functions beyond POSIX that the toolbox needs: declared here, defined per system in a source with its
+/// suffix.
 
 #include <cstddef>
 #include <string>
@@ -24,16 +25,16 @@ bool ReadExecutablePath(std::string& path);
 /// The number of processors online, at least 1.
 int CountProcessors();
 
-/// Announces that a large block is about to be filled from end to end, so that the system can provide large pages. The
-/// content of the block stays as it is.
+/// Tells the system that a large block is about to be filled from end to end, so that it can provide large pages. The
+/// content of the block does not change.
 void ExpectToFill(char* block, std::size_t size);
 
-/// Opens a folder without the right to list it: good for its status, and as the `folder` of another call. `path` is
+/// Opens a folder without the permission to list it, for its status or as the `folder` of another call. `path` is
 /// relative to `folder`, an open one or AT_FDCWD. The descriptor, which closes on exec, or -1 with errno.
 int OpenFolderUnlisted(int folder, const char* path);
 
-/// Reads the next entries of an open folder into `buffer`, as `dirent` records one behind the other (d_reclen). The
-/// number of bytes, 0 at the end of the listing, -1 with errno.
+/// Reads the next entries of an open folder into `buffer`, as consecutive `dirent` records (d_reclen). The number of
+/// bytes, 0 at the end of the listing, -1 with errno.
 long ReadFolderEntries(int folder, void* buffer, std::size_t size);
 
 /// The position of the first `what` in `text`, in linear time; npos when there is none.

@@ -53,7 +53,7 @@ bool ReadExecutablePath(std::string& path) {
     return false;
   }
   std::string_view found(text.data(), static_cast<std::size_t>(length));
-  // The kernel adds these words to the path of a removed file, but they may also belong to the name.
+  // The kernel adds this suffix to the path of a removed file, but it may also be part of the name.
   if (found.ends_with(kDeleted) && !IsSameItem(std::string(found).c_str(), kProgram)) {
     found.remove_suffix(kDeleted.size());
   }
@@ -79,7 +79,7 @@ int OpenFolderUnlisted(int folder, const char* path) { return openat(folder, pat
 
 long ReadFolderEntries(int folder, void* buffer, std::size_t size) {
   const long count = getdents64(folder, buffer, size);
-  // A removed folder, which POSIX wants to be an empty one.
+  // A removed folder, which POSIX requires to be listed as empty.
   return count == -1 && errno == ENOENT ? 0 : count;
 }
 
