@@ -28,7 +28,7 @@ unsigned Match(const Texts& entries, const std::string& text) {
   return Find(entries, text) < entries.size() ? Find(entries, text) : found;
 }
 
-// Short texts of few letters, so that equal ones, prefixes and misses all abound.
+// Short texts of few letters, so that many are equal or prefixes of each other.
 const auto kText = rc::gen::resize(3, rc::gen::container<std::string>(rc::gen::element('a', 'A', 'b', 'B', '\xC4')));
 
 std::vector<const char*> Pointers(const Texts& texts) {

@@ -42,7 +42,7 @@ RC_GTEST_PROP(UnsignedIntSetting, KeepsItsValuesAscending, (std::vector<unsigned
   std::for_each(values.begin(), values.end(), [](unsigned& value) { value %= 256; });  // for equal ones
   UnsignedIntSetting setting("", "", 0, 0, 0, static_cast<unsigned>(values.size()), values.data());
   const UnsignedIntSetting copy(setting);
-  for (const unsigned value : {added + 0U, 128U, added / 2U}) {  // the first two together, then one after a look
+  for (const unsigned value : {added + 0U, 128U, added / 2U}) {  // no look-up between the second and the third
     setting.AddAllowableValue(value);
     values.push_back(value);
     RC_ASSERT(value == 128 || setting.FindIndexOf(value) >= 0);

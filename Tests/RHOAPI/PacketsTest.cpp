@@ -82,7 +82,7 @@ TEST(PacketBuilder, GivesAPacketNoMoreThanWasFinished) {
   EXPECT_THROW(PacketBuilder(IPacket::kPacketTypeNone, ~0UL), std::bad_alloc);
 }
 
-// A bundle of a host's own: other values, a gap, and a packet that has no copy.
+// A host's own bundle: with other values, a null packet, and a packet whose clone() is null.
 struct ForeignBundle : TPacketBundle {
   struct Uncopied : TRHOAPIPacket {
     Uncopied() : TRHOAPIPacket(nullptr) {}

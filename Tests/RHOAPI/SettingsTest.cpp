@@ -7,8 +7,8 @@
 
 namespace {
 
-// What a kind of setting answers to the common getters: new, and after every setter that it has was given another
-// number or a text. A kind that does not store a value goes on giving its fixed answer.
+// The results of the common getters of a kind of setting: when new, and after calls of all its setters. An attribute
+// that the kind does not store keeps its fixed value.
 struct Kind {
   std::unique_ptr<ISetting> (*make)(bool use);
   const char* whenNew;

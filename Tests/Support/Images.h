@@ -8,7 +8,7 @@
 
 using Bytes = std::vector<unsigned char>;
 
-/// An image over as many bytes as it needs, which count up from `first`.
+/// An image and its buffer, whose bytes count up from `first`.
 struct Frame {
   Frame(unsigned format, bool flipped, int rowBytes, int width, int height, bool alpha, unsigned char first) {
     InitKelImage(image, 0, nullptr, format, flipped, rowBytes, width, height, alpha);
@@ -22,7 +22,7 @@ struct Frame {
   KelImage_t image{};
 };
 
-/// The bytes of `target` once `source` has been copied to it, row by row.
+/// The bytes of `target` after copying `source` to it row by row.
 inline Bytes CopiedSlowly(const Frame& source, const Frame& target, bool flips) {
   const bool mirrored = flips || source.image.flipped != target.image.flipped;
   const int height = source.image.height;

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-/// A compressor, driven by slot, beside a slow, obvious packer: byte by byte, answers and packets as text. Each
-/// operation tells whether the compressor does as the packer.
+/// A compressor, called by slot, and a slow, obvious packer that works byte by byte. Each operation returns whether the
+/// results and packets of both, written as text, are equal.
 struct Packer {
   static constexpr unsigned kRefused = 0x80010002;
   static void Release(IAudioCompressor* compressor) { CallSlot(compressor, 14); }
@@ -23,7 +23,7 @@ struct Packer {
   bool isEnded = false;
   std::string held;
 
-  /// Goes on from here with a copy of the compressor.
+  /// The same state with a copy of the compressor.
   Packer Copy() const {
     Packer copy = *this;
     copy.codec.reset(CallSlot<IAudioCompressor*>(codec.get(), 13), Release);
@@ -41,7 +41,7 @@ struct Packer {
     return codec->GetDataRate() == newFrameBytes * rate;
   }
 
-  /// Does nothing where packets would be larger than `most` bytes, but can be had.
+  /// Does nothing when packets are possible but larger than `most` bytes.
   bool Begin(double most) {
     const bool isPossible = newPacketBytes >= 1 && newPacketBytes < 0x1p32;
     if (isPossible && newPacketBytes > most) {
@@ -56,11 +56,11 @@ struct Packer {
     return CallSlot<unsigned>(codec.get(), 10, nullptr) == (isPossible ? 0 : kRefused);
   }
 
-  /// Without input: the flush.
+  /// Flushes when `input` is null.
   bool Frame(const std::string* input) {
     std::vector<unsigned char> bytes(input == nullptr ? 0 : input->size());
     std::copy_n(input == nullptr ? "" : input->data(), bytes.size(), bytes.begin());
-    // Of less than one sample frame nothing is read.
+    // Less than one sample frame is not read.
     unsigned char* const samples = bytes.size() < frameBytes ? nullptr : bytes.data();
     KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, static_cast<unsigned>(bytes.size()), 0, samples, 0};
     KelEncAudio_t out{};
@@ -76,7 +76,7 @@ struct Packer {
     return answer == ExpectedAnswer(input);
   }
 
-  /// What is refused: input without bytes, no output, output without sample rate.
+  /// Input without data, no output, output without sample rate: all are refused.
   bool Misuse() const {
     KelAudio_t in{0, 0, 0, kAudioFormatNone, 0, 0, 0, frameBytes, 0, nullptr, 0};
     KelEncAudio_t out{};

@@ -8,7 +8,7 @@
 /// The getters that all settings have, from slot 2 on, as ReadSlots() takes them.
 constexpr const char* kCommonGetters = "uusssu.u..u.u.s.s";
 
-/// Gives a setting, by slot, a number that is the slot's own or a text wherever all settings take one.
+/// Sets the attributes that all settings have, by slot: numbers to the number of the slot, texts to "text" and "tip".
 inline void GiveCommonAttributes(const ISetting* setting) {
   for (const unsigned slot : {8U, 11U, 13U}) {
     CallSlot(setting, slot, slot);
@@ -17,7 +17,7 @@ inline void GiveCommonAttributes(const ISetting* setting) {
   CallSlot(setting, 17, "tip");
 }
 
-/// What the copy operation of a setting answers.
+/// A copy by the setting's own operation.
 template <class Setting>
 std::unique_ptr<Setting> CopyOf(const Setting& setting) {
   return std::unique_ptr<Setting>(static_cast<Setting*>(CallSlot<ISetting*>(&setting, 10)));

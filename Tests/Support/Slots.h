@@ -5,16 +5,16 @@
 #include <string_view>
 
 /// Calls operation number `slot` of an object as a host does: through its virtual table, by position. References are
-/// passed as pointers. A deleting destructor is an operation like any other.
+/// passed as pointers. Destructors have slots too.
 template <class Result = void, class... Arguments>
 Result CallSlot(const void* object, std::size_t slot, Arguments... arguments) {
   using Operation = Result (*)(const void*, Arguments...);
   return (*static_cast<Operation* const*>(object))[slot](object, arguments...);
 }
 
-/// The answers of an object's getters from slot `first` on, each behind a blank. A letter of `kinds` tells what a slot
-/// answers: u an unsigned int, l an unsigned long, q 64 bits, d a double (cut to a whole number), s a text, b bytes
-/// whose number the next slot answers ("null" for no pointer); slots with any other letter are left alone.
+/// The results of an object's getters from slot `first` on, each after a blank. The letters of `kinds` are the types of
+/// the results: u unsigned int, l unsigned long, q 64 bits, d double (truncated to a whole number), s text, b bytes
+/// whose number is the result of the next slot ("null" for no pointer). Slots with any other letter are not called.
 inline std::string ReadSlots(const void* object, std::size_t first, std::string_view kinds) {
   std::string text;
   for (std::size_t slot = first; const char kind : kinds) {

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-/// What some functions answer, worked out as their rules read: slowly and obviously.
+/// Reference implementations of some functions: slow, and obviously as documented.
 
 inline std::string ReplacedSlowly(const std::string& text, const std::string& what, const std::string& with) {
   const std::size_t at = what.empty() ? std::string::npos : text.find(what);
@@ -16,7 +16,7 @@ inline std::string ReplacedSlowly(const std::string& text, const std::string& wh
                           : text.substr(0, at) + with + ReplacedSlowly(text.substr(at + what.size()), what, with);
 }
 
-/// Byte by byte into the last token, which is open.
+/// Appends byte by byte to the last token.
 inline std::list<std::string> TokenizedSlowly(const std::string& text, char separator, char quote, bool keepEmpty) {
   std::list<std::string> tokens{""};
   bool quoted = false;
@@ -34,7 +34,7 @@ inline std::list<std::string> TokenizedSlowly(const std::string& text, char sepa
   return tokens;
 }
 
-/// Of an absolute path, one character and one component after the other; "fails" when it cannot be simplified.
+/// KelSimplifyPath of an absolute path, character by character; "fails" when it cannot be simplified.
 inline std::string SimplifiedSlowly(const std::string& path) {
   std::list<std::string> components;
   for (std::size_t at = 1; at < path.size(); ++at) {
@@ -57,7 +57,7 @@ inline std::string SimplifiedSlowly(const std::string& path) {
   return output;
 }
 
-/// What search and replace make of a file's content.
+/// KelSearchAndReplace of a file's content.
 inline std::string FilteredSlowly(const std::string& content, const std::map<std::string, std::string>& replacements) {
   std::string filtered;
   std::istringstream lines(content);

@@ -1,4 +1,4 @@
-// The system's functions are defined here once more. Headers must neither inline nor rename them.
+// This file defines the system's functions once more. Headers must neither inline nor rename them.
 #undef _FORTIFY_SOURCE
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
@@ -20,7 +20,7 @@
 #include <string_view>
 #include <utility>
 
-// <fcntl.h> and <sys/stat.h> are left out on purpose: here the functions take what comes.
+// Without <fcntl.h> and <sys/stat.h>, whose declarations have other parameters than the functions here.
 
 namespace {
 
@@ -36,14 +36,14 @@ Function* Real(Function* /*type*/, const char* name) {
 
 struct Plan {
   std::string function;
-  int left = 0;  // calls until it strikes
+  int left = 0;  // calls until the fault
   int error = 0;
   bool isLasting = false;
   std::function<void()> before;
   const void* failedStream = nullptr;
 };
 
-Plan& g_fault = *new Plan;  // there are calls until the program ends
+Plan& g_fault = *new Plan;  // never destroyed: functions are called until the program ends
 bool g_isReporting = false;
 std::string& g_listed = *new std::string;
 bool g_isTracing = false;
@@ -72,7 +72,7 @@ void Report(const std::string& text) {
   }
 }
 
-// Whether the fault is for this function, one of those with '|' between them.
+// Whether the fault names this function.
 bool IsMeant(const char* function) {
   return ('|' + g_fault.function + '|').find(std::string("|") + function + '|') != std::string::npos;
 }
@@ -93,7 +93,7 @@ bool Strikes(const char* function, File file) {
   return true;
 }
 
-// How much of `size` the call of the function is to handle; -1 when it is to fail.
+// The number of bytes, of `size`, that the call shall transfer; -1 when it shall fail.
 template <class File>
 long Allowed(const char* function, File file, size_t size) {
   if (!Strikes(function, file)) {
@@ -112,7 +112,7 @@ bool Fails(const char* function, File file) {
   return Allowed(function, file, 1) == -1;
 }
 
-// The fault that the environment asks for.
+// The fault that the environment requests.
 struct Environment {
   Environment() {
     char function[32];
@@ -124,7 +124,7 @@ struct Environment {
     if (text == nullptr || std::sscanf(text, "%31[^:]:%d:%n", function, &nth, &read) != 2) {
       return;
     }
-    unsetenv("LD_PRELOAD");  // the programs that it starts are not meant
+    unsetenv("LD_PRELOAD");  // not for programs that this one starts
     const std::string what = text + read;
     const int error = std::atoi(what.c_str());
     g_fault = {function, nth, error, what.back() == '+', nullptr, nullptr};
@@ -158,14 +158,15 @@ const char* Fault::Function() const { return g_fault.function.c_str(); }
 ListedFile::ListedFile(std::string name) { g_listed = std::move(name); }
 ListedFile::~ListedFile() { g_listed.clear(); }
 
-// Defines `function`, which gives `failure` where the fault strikes: under which name, on which file; the arguments.
+// Defines `function`, which returns `failure` for a fault: the name in faults, the file, the arguments.
 #define CALL_AS(name, Result, failure, function, parameters, file, ...) \
   Result function parameters { return Fails(name, file) ? (failure) : REAL(function)(__VA_ARGS__); }
 #define CALL(Result, failure, function, ...) CALL_AS(#function, Result, failure, function, __VA_ARGS__)
-// The same for files beyond 2 GiB, which the program uses, and for both: the C++ library uses the other one.
+// The same for the variant for files beyond 2 GiB, which the program uses, and for both: the C++ library uses the
+// other.
 #define CALL64(Result, failure, function, ...) CALL_AS(#function, Result, failure, function##64, __VA_ARGS__)
 #define CALLS(...) CALL(__VA_ARGS__) CALL64(__VA_ARGS__)
-// Defines a function that reads or writes a part of what it is asked for.
+// Defines a function that may transfer a part of the requested bytes.
 #define TRANSFER(name, function, parameters, ...)                          \
   ssize_t function parameters {                                            \
     const long allowed = Allowed(name, file, size);                        \
@@ -193,7 +194,7 @@ CALL64(int, -1, fstatat, (int at, const char* path, void* status, int flags), (B
        flags)
 CALLS(int, -1, stat, (const char* path, void* status), path, path, status)
 CALLS(int, -1, lstat, (const char* path, void* status), path, path, status)
-// Under these names where words have 32 bits and times 64.
+// The names on machines with 32-bit words and 64-bit times.
 CALL_AS("fstat", int, -1, __fstat64_time64, (int file, void* status), file, file, status)
 CALL_AS("stat", int, -1, __stat64_time64, (const char* path, void* status), path, path, status)
 CALL_AS("lstat", int, -1, __lstat64_time64, (const char* path, void* status), path, path, status)

@@ -3,29 +3,29 @@
 #include <functional>
 #include <string>
 
-/// While it lives, the n-th call (from 1, counted from here on) of a system function by the program or the module is a
-/// fault. One at a time. SystemCalls.cpp lists the functions that can be named, several with "|" between them;
-/// "*" stands for all of them.
+/// While it exists, the n-th call of a system function by the program or the module, counted from 1 from here on, is a
+/// fault. Only one may exist at a time. SystemCalls.cpp lists the functions that can be named, several separated by
+/// "|"; "*" stands for all of them.
 ///
-/// A program of its own gets its fault by preloading the library that the same source makes, and from the variable
-/// FAULT, "FUNCTION:NTH:ERROR", with a "+" behind it for a lasting one. In place of the error there may be a signal, as
-/// a negative number, that the program gets just before the call, or a shell command that is run then. The library
-/// writes to descriptor 9 which function and which file the fault has struck and, when the program ends, how many
-/// descriptors are still open. With FAULT=trace it does no harm, and writes every call with its file.
+/// For another program, preload the library built from the same source and set the variable FAULT to
+/// "FUNCTION:NTH:ERROR", with a "+" at the end for a lasting fault. Instead of an error it may name a signal, as a
+/// negative number, that is raised just before the call, or a shell command that is run just before it. The library
+/// writes to descriptor 9 the function and the file of the fault and, when the program ends, the number of descriptors
+/// that are still open. With FAULT=trace there is no fault, and it writes every call with its file.
 class Fault {
  public:
-  /// The call fails with this errno and does nothing (but a close closes); with 0, a read or write handles half of what
-  /// it is asked for, or one byte. A lasting fault strikes all later calls of the same function as well.
+  /// The call fails with this errno and has no effect (but a close closes); with 0, a read or write transfers half of
+  /// the requested bytes, at least one. A lasting fault also affects all later calls of the same function.
   Fault(const char* function, int nth, int error, bool isLasting = false);
-  /// Something happens just before the call.
+  /// Runs `before` just before the call, which does not fail.
   Fault(const char* function, int nth, std::function<void()> before);
   Fault(const Fault&) = delete;
   Fault& operator=(const Fault&) = delete;
   ~Fault();
 
-  /// Whether there were as many calls.
+  /// Whether the n-th call has happened.
   bool Occurred() const;
-  /// The function that it is to strike or, once it occurred, has struck.
+  /// The function of the fault; once it occurred, the one that was called.
   const char* Function() const;
 };
 

@@ -31,7 +31,7 @@ std::string MessageOf(Action action) {
   }
 }
 
-/// What the open descriptors lead to; the one that asks is among them.
+/// The targets of all open descriptors, including the one that lists them.
 inline std::multiset<std::string> OpenDescriptors() {
   std::multiset<std::string> items;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
@@ -40,7 +40,7 @@ inline std::multiset<std::string> OpenDescriptors() {
   return items;
 }
 
-/// A folder for one test, which goes with all that is in it.
+/// A folder for one test. Its destructor removes it with its content.
 class TemporaryFolder {
  public:
   TemporaryFolder() : m_path((fs::temp_directory_path() / "rho_test_XXXXXX").string()) {
@@ -56,7 +56,7 @@ class TemporaryFolder {
   std::string operator/(const std::string& name) const { return m_path + "/" + name; }
   const std::string& Path() const { return m_path; }
 
-  /// Makes a file with the folders above it, and returns its path.
+  /// Creates a file and the folders above it, and returns its path.
   std::string Write(const std::string& name, const std::string& content) const {
     std::string path = *this / name;
     fs::create_directories(fs::path(path).parent_path());
@@ -64,8 +64,8 @@ class TemporaryFolder {
     return path;
   }
 
-  /// Everything in it, sorted, each with a blank behind it: folders end in "/", links in "@", FIFOs in "|", files in "=" and what
-  /// they hold.
+  /// All items in it, sorted, each followed by a blank: folders end in "/", links in "@", FIFOs in "|", files in "="
+  /// and their content.
   std::string Tree() const {
     std::set<std::string> items;
     for (const auto& entry : fs::recursive_directory_iterator(m_path)) {

@@ -29,7 +29,7 @@ unsigned short BitByBit(unsigned char* data, int length, unsigned short crc) {
   return static_cast<unsigned short>(remainder);
 }
 
-// By tables alone, or by one of the ways that the processor has.
+// By tables alone, or by one of the processor's methods.
 template <std::uint16_t Polynomial, int kMethod>
 unsigned short By(unsigned char* data, int length, unsigned short crc) {
   static const CarrylessMethod method =

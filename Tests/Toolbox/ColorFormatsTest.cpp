@@ -7,7 +7,7 @@
 
 namespace {
 
-// For each format the ones that it stands in the relation to, as "1>1,3 ".
+// All pairs of formats for which `query` is true: " 1>1,3" stands for 1 and 1, 1 and 3.
 std::string Pairs(bool (*query)(EColorFormats, EColorFormats)) {
   std::ostringstream text;
   for (unsigned from = 0; from < 70; ++from) {

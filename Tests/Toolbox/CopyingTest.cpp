@@ -39,7 +39,7 @@ TEST(Progress, IsReportedStepByStep) {
   Reports none(0, 0.1);
   EXPECT_TRUE(update(fine, 1e-10) && update(fine, 1.5e-10) && update(fine, 1));
   EXPECT_EQ(fine.m_text, "0.00 1.00 ") << "a precision below 1e-10 is 1e-10";
-  // That is more steps than 31 bits count.
+  // More steps than 31 bits can count.
   Reports steps(1, 0);
   for (const double progress : {-1.0, 0.0, 0.5e-10, 1.5e-10, 0.25, 0.25, 0.25 + 1e-9, 0.5, 0.99999, 1.0, 1.0}) {
     EXPECT_TRUE(update(steps, progress));
@@ -53,7 +53,7 @@ TEST(Progress, IsReportedStepByStep) {
   EXPECT_EQ(none.m_text, "0.80 1.50 ");
 }
 
-// What a copy answers or throws.
+// The result of a copy, or the message of what it throws.
 template <class Copy>
 std::string ResultOf(Copy copy, const TemporaryFolder& folder, const std::string& from, const std::string& to,
                      IKelProgressReporter* reporter = nullptr) {
@@ -102,7 +102,7 @@ TEST(CopyFile, SaysWhatFailsAndLeavesWhatIsWritten) {
   Reports stopping(1, 0.1, 0.5);
   EXPECT_EQ(ResultOf(KelCopyFile, folder, "from", "to", &stopping), "false");
   EXPECT_EQ(fs::file_size(folder / "to"), 16384U) << "stopped by the reporter";
-  // Five reads of 4096 bytes, of which the third comes after a change.
+  // The file changes before the third read.
   for (const auto& [size, left] : {std::pair(10000, 10000), {40000, 24576}}) {
     folder.Write("from", std::string(20000, 'x'));
     const Fault changes("read", 3,
@@ -150,12 +150,12 @@ TEST(Copies, OntoThemselvesAreRefused) {
   EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "deep/../into"), "opendir failed for \"deep/../into\"");
   fs::create_directory(folder / "into");
   EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "a", "deep/../into"), "true") << "not a/into";
-  // Merging follows a link that is there already.
+  // Merging follows an existing link.
   fs::create_directories(folder / "from/x/y");
   fs::create_directories(folder / "to");
   fs::create_directory_symlink(folder / "from/x/y", folder / "to/x");
   EXPECT_EQ(ResultOf(KelCopyFolderContents, folder, "from", "to"), inside + "\"to/x\"");
-  // Paths back up from here would be too long for the system.
+  // Paths from here back up would be too long for the system.
   std::string bottom = "tree";
   fs::create_directory(folder / bottom);
   for (int level = 0; level < 470; ++level) {

@@ -1,5 +1,4 @@
-/// What becomes of the toolbox's operations on files when any system call of theirs fails, is interrupted or comes
-/// short.
+/// The toolbox's operations on files when any of their system calls fails, is interrupted or transfers fewer bytes.
 
 #include "Tests/Support/SystemCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -18,10 +17,10 @@ std::string Text(bool answer) { return answer ? "true" : "false"; }
 /// In a folder with the files "a" and "tree/b/c", each of 20000 bytes.
 struct Operation {
   const char* name = "";
-  std::string (*run)() = nullptr;  ///< the answer
-  const char* failures = "";       ///< other answers that are documented
-  bool isWhole = true;             ///< a failure leaves everything as it was
-  const char* unfelt = "-";        ///< functions whose failure is not told
+  std::string (*run)() = nullptr;  ///< returns the result
+  const char* failures = "";       ///< other documented results
+  bool isWhole = true;             ///< a failure changes nothing
+  const char* unfelt = "-";        ///< functions whose failure is ignored
 };
 
 const Operation kOperations[] = {
@@ -104,7 +103,7 @@ TEST(Faults, AreAnsweredAsDocumentedAndLeaveNothingOpen) {
         SCOPED_TRACE(operation.name + (' ' + std::to_string(nth) + ' ' + std::to_string(error) + ' ') + function);
         EXPECT_EQ(OpenDescriptors(), open);
         if (answered != answer) {
-          // Reading the 4 bytes of a process's number is the one read that does not go on.
+          // Reading the 4 bytes of a process id is the one read that is not continued.
           EXPECT_TRUE(error != 0 || operation.name == std::string("launch"));
           EXPECT_TRUE(std::regex_match(answered, std::regex(operation.failures))) << answered;
           EXPECT_TRUE(!operation.isWhole || sample.Tree() == before);
@@ -116,7 +115,7 @@ TEST(Faults, AreAnsweredAsDocumentedAndLeaveNothingOpen) {
   }
 }
 
-// Descriptors that a program started now would get.
+// The number of descriptors that a program started now would inherit.
 std::size_t CountInheritable() {
   const auto isInheritable = [](const auto& entry) {
     return fcntl(std::stoi(entry.path().filename().string()), F_GETFD) == 0;

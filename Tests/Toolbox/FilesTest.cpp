@@ -53,7 +53,7 @@ TEST(SavingFiles, SaysWhetherAllOfItIsThere) {
   EXPECT_FALSE(KelWriteFile(folder / "none/a", ""));
 }
 
-// The name with an h for every hexadecimal digit of its identifier.
+// The name with every hexadecimal digit of its identifier replaced by h.
 std::string Shape(std::string name) {
   const auto isDigit = [](char c) { return std::string_view("0123456789abcdef").find(c) != std::string_view::npos; };
   std::replace_if(name.begin() + static_cast<std::ptrdiff_t>(name.find('_')), name.end() - 4, isDigit, 'h');

@@ -23,7 +23,7 @@ std::string FailedToOpen(const std::string& path) {
   return "failed to open \"" + path + "\", check read/write privileges.";
 }
 
-// A tree with a file in a folder in a folder, an empty folder, a link to a folder and one to nowhere.
+// A tree with files, nested folders, an empty folder and a link to a folder.
 struct SampleTree : TemporaryFolder {
   SampleTree() {
     Write("a", "");
@@ -35,7 +35,7 @@ struct SampleTree : TemporaryFolder {
 
 using Files = std::set<std::string>;
 
-// Collects files until it has so many.
+// Collects files until it has m_limit.
 struct Collector : IKelSomeFileTask {
   bool processFile(const std::string& file) override { return m_files.insert(file), m_files.size() < m_limit; }
   Files m_files;
@@ -114,7 +114,7 @@ TEST(PathQuestions, AskWhatCanBeOpened) {
   const SampleTree tree;
   mkfifo((tree / "fifo").c_str(), 0600);
   fs::create_symlink("none", tree / "dangling");
-  // Whether it is a file, a folder, and there.
+  // A path, and the results of KelIsPathToFile, KelIsPathToFolder and KelPathExists.
   const std::pair<std::string, std::string> cases[] = {
       {tree / "a", "101"},        {tree / "b", "111"}, {tree / "x/..", "011"},        {tree / "fifo", "101"},
       {tree / "dangling", "000"}, {"", "000"},         {std::string("\0/", 2), "010"}};
@@ -163,7 +163,7 @@ TEST(ForEachFile, PassesOnWhatTheTaskThrows) {
   EXPECT_EQ(OpenDescriptors(), openBefore);
 }
 
-// Whoever runs the tests, but not root, for as long as it lives.
+// While it exists, the test does not run as root.
 struct AnotherUserThanRoot {
   AnotherUserThanRoot() { EXPECT_TRUE(geteuid() != 0 || seteuid(65534) == 0); }
   AnotherUserThanRoot(const AnotherUserThanRoot&) = delete;

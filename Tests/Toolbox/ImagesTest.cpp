@@ -8,7 +8,7 @@
 
 namespace {
 
-// The row bytes of four planes and their places, "-" where there is none: "100 50 0 0 | 0 5000 6250 -".
+// The row bytes of four planes and their offsets, "-" for no plane: "100 50 0 0 | 0 5000 6250 -".
 std::string Planes(const KelImage_t& image, const unsigned char* buffer) {
   std::ostringstream text;
   for (const int rowBytes : image.rowBytes) {
@@ -23,7 +23,7 @@ std::string Planes(const KelImage_t& image, const unsigned char* buffer) {
 
 TEST(Images, AreLaidOutAndSized) {
   static Bytes buffer(20000);
-  // Format, row bytes asked for, width, height, alpha; the planes and the size of the whole.
+  // Format, requested row bytes, width, height, alpha; the expected planes and size of the frame.
   using Case = std::tuple<unsigned, int, int, int, bool, std::string, unsigned>;
   for (const auto& [format, rowBytes, width, height, alpha, planes, size] : {
            Case{0, 0, 10, 4, true, "30 0 0 0 | 0 - - -", 120},
@@ -74,7 +74,7 @@ TEST(Images, StoreWhatEachFormOfInitIsGiven) {
 }
 
 TEST(Images, ThatDoNotMatchOrCannotBeAreNotCopied) {
-  // Width, the heights of both, row bytes, whether the target has a first plane.
+  // Width, heights of source and target, row bytes, whether the target has a plane 0; what is expected to be copied.
   using Case = std::tuple<int, int, int, int, bool, std::string>;
   const Case cases[] = {{8, 10, 10, 64, true, "values pixels"}, {8, 10, 10, 64, false, ""},
                         {8, 10, 9, 64, true, "values "},        {8, 0, 0, 64, false, "values "},

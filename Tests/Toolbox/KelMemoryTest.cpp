@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-// A sanitizer's allocator answers as others do when it is asked for too much.
+// A sanitizer's allocator then returns null for too large sizes, as others do.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer's name for it
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() { return "allocator_may_return_null=1"; }
 

@@ -16,12 +16,12 @@ const char* g_mounts = nullptr;
 
 }  // namespace
 
-// As in a Turkish locale, whose I is not the capital of i. The module calls this one too.
+// As in a Turkish locale, where I is not the capital of i. The module calls this function too.
 extern "C" [[gnu::visibility("default")]] int tolower(int c) noexcept {
   return c >= 'A' && c <= 'Z' && !(g_isTurkish && c == 'I') ? c + 0x20 : c;
 }
 
-// With another table of mounted file systems where a test sets one.
+// Opens the table of mounted file systems that a test has set. The module calls this function too.
 extern "C" [[gnu::visibility("default")]] std::FILE* setmntent(const char* path, const char* mode) noexcept {
   return std::fopen(g_mounts == nullptr ? path : g_mounts, mode);
 }

@@ -26,7 +26,7 @@ bool Launch(const std::string& program, const std::list<std::string>& arguments,
 TEST(DetachedLaunch, RunsOnItsOwnWithExactlyTheseArguments) {
   const TemporaryFolder folder;
   mkfifo((folder / "result").c_str(), 0600);
-  // The test reads what the program writes, in an order that neither can change: no clock is needed.
+  // The test reads the program's output from a FIFO, which needs no waiting time.
   const char* const script =
       "exec > result; echo \"$#|$1|$2|$PWD\"; cut -d' ' -f4,6 /proc/$$/stat; grep SigIgn /proc/$$/status;"
       "ls -l /proc/self/fd";
@@ -114,7 +114,7 @@ TEST(SafeCalls, WaitForAProcessThroughSignals) {
     char received = 0;
     _exit(read(g_ends[0], &received, 1) == 1 ? 7 : 1);
   }
-  // The process ends when the signal has interrupted the call.
+  // The signal, which interrupts the call, makes the process end.
   struct sigaction action {};
   struct sigaction before {};
   action.sa_handler = [](int /*signal*/) { kel_safe_write(g_ends[1], "x", 1); };
@@ -144,7 +144,7 @@ TEST(Modules, AreFoundThreeLevelsAboveTheFolder) {
   EXPECT_TRUE(KelLoadLibrary("none.so", nullptr) == nullptr && KelLoadLibrary(nullptr, "") == nullptr);
 }
 
-// Run by the test below, in a copy of this program: files where it says it is, then also once it is removed.
+// Run by the test below in a copy of this program: writes its path to a file, before and after removing itself.
 TEST(CopyOfThisProgram, TellsItsPath) {
   if (const char* const result = std::getenv("PATH_OF_THE_COPY")) {
     std::string path = "unchanged";

@@ -58,7 +58,7 @@ TEST(SearchAndReplace, TakesTheFilesPlaceOrChangesNothing) {
   EXPECT_FALSE(KelSearchAndReplace(static_cast<const char*>(nullptr), nullptr, nullptr));
   EXPECT_FALSE(KelSearchAndReplace(none, file.c_str(), (folder / "full").c_str()));
   EXPECT_EQ(folder.Tree(), before);
-  // The file itself is at the temporary path.
+  // The temporary path leads to the file itself.
   fs::rename(file, folder / "b.tmp");
   EXPECT_FALSE(KelSearchAndReplace((folder / "b").c_str(), "1", "2"));
   EXPECT_EQ(ReadFile(folder / "b.tmp"), "1 two 1\n");
@@ -78,7 +78,6 @@ TEST(SearchAndReplace, WaitsForTheWriterOfAFifo) {
   EXPECT_EQ(ReadFile(folder / "out"), "1 two\n");
 }
 
-// The mode of the temporary file while it is written.
 TEST(SearchAndReplace, IsAsPrivateAsTheFileFromTheFirstByte) {
   const TemporaryFolder folder;
   const std::string file = folder.Write("a", "one");
@@ -113,7 +112,7 @@ TEST(SearchAndReplace, GoesNeverThroughWhatLiesAtTheTemporaryPath) {
       fs::remove(file);
     }
   }
-  // What comes there later is not taken for the written file, and what cannot get its mode is not left.
+  // An item that replaces the temporary file later is not renamed, and a file whose mode cannot be set is removed.
   folder.Write("a", "one");
   for (const auto& place : placings) {
     for (const auto& [call, nth] : {std::pair("open", 2), {"close", 1}}) {
@@ -141,7 +140,7 @@ TEST(SearchAndReplace, KnowsItsInputByAnyNameThatTheOutputTakes) {
     EXPECT_FALSE(KelSearchAndReplace({{"one", "1"}}, in.c_str(), out.c_str()));
     EXPECT_EQ(ReadFile(in), "one");
   }
-  // A group that the new file cannot have gets what others have.
+  // If the new file cannot have the group, the group gets the permissions of others.
   chmod(in.c_str(), 0640);
   const Fault groupless("fchown", 1, EPERM, true);
   EXPECT_TRUE(KelSearchAndReplace(in.c_str(), "one", "1"));

@@ -23,7 +23,7 @@ RC_GTEST_PROP(EncodeBase64, TakesSixBitsASymbol, (const std::vector<unsigned cha
   RC_ASSERT(out == expected);
 }
 
-// Whatever the number of places where a match begins and does not go on.
+// For any number of places where only the beginning matches.
 TEST(Replace, FindsTextsBehindFalseStarts) {
   for (unsigned length = 0; length < 60; ++length) {
     const std::string run(length, 'a');

@@ -64,7 +64,7 @@ class IKelProgressReporter {
  private:
   static double Limit(double precision) { return precision > 1e-10 ? precision : 1e-10; }
 
-  // 1e-10 makes more steps than 32 bits can count: beyond 2^31, where a signed index ends, four of them share one.
+  // A precision of 1e-10 gives more steps than 32 bits can count: from step 2^31 on, four steps share an index.
   static unsigned int StepIndex(double steps) {
     constexpr double kSigned = 2147483648.0;
     return static_cast<unsigned int>(steps < kSigned ? std::max(steps, 0.0) : kSigned + (steps - kSigned) / 4);

@@ -22,8 +22,8 @@ namespace {
 
 using Replacements = std::map<std::string, std::string>;
 
-// Whether there is no zero byte and no empty line. Without a branch, so that the compiler uses vectors: a tenth of the
-// time of two searches.
+// Whether there is no zero byte and no empty line. Free of branches, so that the compiler vectorizes it; it takes a
+// tenth of the time of two searches.
 bool IsTidy(const std::string& lines) {
   const char* const text = lines.data();
   unsigned int untidy = text[0] == '\n' || text[0] == '\0' ? 1 : 0;
@@ -34,7 +34,7 @@ bool IsTidy(const std::string& lines) {
   return untidy == 0;
 }
 
-// Ends each line at its first zero byte, and removes empty ones. `lines` end in a line feed.
+// Cuts each line at its first zero byte, and removes empty lines. `lines` end with a line feed.
 void Tidy(std::string& lines) {
   if (IsTidy(lines)) {
     return;

@@ -85,7 +85,7 @@ struct ConversionRule {
   FormatSet to;
 };
 
-// The conversions that have YUV on either side.
+// The conversions from or to YUV.
 constexpr std::array<ConversionRule, 7> kYuvConversions{{
     {kRgb24 | kArgb32 | kArgb64, kYuv420},
     {kArgb32 | kArgb64, kYuv422Packed},
@@ -96,7 +96,7 @@ constexpr std::array<ConversionRule, 7> kYuvConversions{{
     {FormatSet{kColorFormatYUV422Packed8B} | kYuv444, kArgb32},
 }};
 
-// RGB converts where no bits have to be made up, but for the wide formats into the three-byte ones.
+// RGB converts to the same or fewer bits, except from the 8-byte formats to the 3-byte ones.
 bool CanConvertRgb(const ColorFormat& from, const ColorFormat& to) {
   return from.bits >= to.bits && !(from.bytesPerPixel == 8 && to.bytesPerPixel == 3);
 }

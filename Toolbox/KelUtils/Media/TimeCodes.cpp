@@ -22,8 +22,8 @@ bool Contains(const std::string& text, char character) { return text.find(charac
 KelTimeCode KelStringToTimeCode(const std::string& text, bool useFrames) {
   std::array<int, 4> fields{};
   auto* field = fields.begin();
-  // Only what is needed is tokenized, and nothing is copied: a number ends where its token ends at the latest, since
-  // separator, quote and the terminating NUL are not part of any number.
+  // Tokenizes only the four fields and copies nothing: a number cannot extend beyond its token, since separators,
+  // quotes and the terminating NUL are not part of a number.
   ScanTokens(
       text, [](char c) { return c == ':' || c == ';'; }, '"', false,
       [&](const char* token, const char* /*tokenEnd*/) {

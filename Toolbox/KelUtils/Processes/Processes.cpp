@@ -16,10 +16,10 @@
 
 namespace {
 
-// What the status pipe carries: nothing when the program is executed.
+// The byte in the status pipe; none when the program is executed.
 enum LaunchStatus : char { kExecuted = 0, kNotExecuted = 1, kNoSecondProcess = 2 };
 
-// Without descriptors when the system has none left.
+// Has no descriptors when the system cannot create a pipe.
 struct Pipe {
   Pipe() {
     int ends[2] = {-1, -1};
@@ -31,7 +31,7 @@ struct Pipe {
   Descriptor writing;
 };
 
-// Everything that a launch needs after the fork, prepared before it.
+// All data that a launch needs after the fork, prepared before it.
 struct Launch {
   std::vector<char*> arguments;
   const char* workingFolder;  // null for the caller's
@@ -39,8 +39,8 @@ struct Launch {
   Pipe processId;
 };
 
-// The functions that run in child processes call async-signal-safe functions only: at the moment of the fork other
-// threads may have held any lock, including the heap's. Descriptors that they do not close end with the process.
+// The functions that run in child processes call only async-signal-safe functions: other threads may hold any lock,
+// including the heap's, at the moment of the fork. The end of the process closes all other descriptors.
 
 void SetAction(int signal, void (*action)(int)) {
   struct sigaction description {};

@@ -14,7 +14,7 @@ static std::string OutputOf(const char* command) {
 }
 
 TEST(Module, ExportsWhatIsListedAndNothingToChance) {
-  // The size_t of operator new is the only type that goes by another name where words have 32 bits.
+  // The size_t of operator new is the only type with another name on machines with 32-bit words.
   EXPECT_EQ(
       OutputOf("nm -DC --defined-only " MODULE " | cut -d' ' -f2- | sed 's/new(unsigned int)/new(unsigned long)/' |"
                " LC_ALL=C sort -u | diff " EXPORTED_NAMES " - || true"),

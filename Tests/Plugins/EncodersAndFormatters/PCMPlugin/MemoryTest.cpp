@@ -18,13 +18,13 @@
 #include <utility>
 #include <vector>
 
-// What this program's operator new and delete have done and shall do. The module allocates through them.
+// The state of this program's operator new and delete, which the module uses too.
 namespace {
 
 long live = 0;          // blocks not freed yet
 long made = 0;          // blocks ever made
-long failing = -1;      // when it counts down to 0, an allocation fails
-bool failRest = false;  // and those behind it too
+long failing = -1;      // the allocation that counts it down to 0 fails
+bool failRest = false;  // so do all later ones
 
 void* Allocate(std::size_t size) {
   if (failing == 0 || (failing > 0 && --failing == 0)) {
@@ -59,7 +59,7 @@ void operator delete[](void* block, std::size_t /*size*/) noexcept { Free(block)
 
 namespace {
 
-// Runs `action` with the n-th allocation failing, for every n, alone and with all behind it.
+// Runs `action` with the n-th allocation failing, for every n, alone and with all later ones.
 void ExpectNoLeak(const char* name, const std::function<void()>& action) {
   for (const bool rest : {false, true}) {
     long n = 0;
@@ -165,7 +165,7 @@ TEST(Memory, ThatRunsOutCostsNothingButTheCall) {
   }
 }
 
-// What a setting shows of its value and its list.
+// A setting's value and list as text.
 std::string Describe(const ISetting& setting) {
   if (setting.GetType() == kSettingTypeUnsignedInt) {
     return ReadSlots(&setting, 21, "u...u");
@@ -254,7 +254,7 @@ TEST(Memory, ReachesSampleTimesBeyond32Bits) {
   constexpr unsigned kPart = 1 << 28;
   void* const zeros = mmap(nullptr, kPart, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   ASSERT_NE(zeros, MAP_FAILED);
-  // A block that is freed stays with the allocator, or mapping and clearing its pages would take most of the time.
+  // The allocator keeps freed blocks: mapping and clearing their pages would take most of the time.
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
   Encoding run;

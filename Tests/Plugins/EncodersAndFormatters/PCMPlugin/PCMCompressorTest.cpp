@@ -34,7 +34,7 @@ TEST(PCMCompressor, AnswersInItsSlots) {
   IAudioCompressor* const codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
   std::list<IPacket::TPacketType> types{IPacket::kPacketTypeBundle};
   CallSlot(codec, 0, &types);
-  types.reverse();  // now it is there, but not last
+  types.reverse();  // now it is in the list, but not last
   CallSlot(codec, 0, &types);
   EXPECT_EQ(types, (std::list{IPacket::kPacketTypeLinearPCM, IPacket::kPacketTypeBundle})) << "added once";
   EXPECT_TRUE(CallSlot<unsigned>(codec, 1, 24U) == 1 && CallSlot<unsigned>(codec, 1, 28U) == 0);
@@ -79,7 +79,7 @@ TEST(PCMCompressor, KeepsItsDataRateInStepWithTheOtherSettings) {
     EXPECT_EQ(ReadSlots(codec, 28, "uuuu"), answers) << "the copy's settings are its own";
     copy->Release();
   }
-  // A layout's name is its mode, but for some and for unknown ones.
+  // The mode has the name of the layout, except for some names and for unknown ones.
   auto* const channels = static_cast<StringEnumSetting*>(setting(codec, 19));
   std::string modes;
   for (const char* name : {"Joint Stereo", "Dual Channel", "4.1", "2.1", "Quad", "2 Channel", "4 Channel", "6 Channel",
@@ -111,7 +111,7 @@ TEST(PCMCompressor, GivesACopyItsHintsAndAValidDataRate) {
   codec->Release();
 }
 
-// A bundle of the host's own, which reads what it is given.
+// A host's own bundle, which reads a packet when it is appended.
 struct ReadingBundle : TPacketBundle {
   ReadingBundle() : TPacketBundle("") {}
   void append(IPacket* packet) override {

@@ -4,17 +4,17 @@
 
 #include <immintrin.h>
 
-// Both ways fold: four registers run through the message side by side, so that multiplications overlap, each multiplied
-// by what moves it to where it is added next. Polynomials have their highest power in the highest bit, so that the
-// first byte in memory goes to the top of its block.
+// Both methods fold: four registers process the message side by side, so that multiplications overlap; each is
+// multiplied by the factor that moves it to the block to which it is added next. Polynomials have their highest power
+// in the highest bit, so the first byte in memory becomes the highest byte of its block.
 
 #define KEL_TARGET_128 [[gnu::target("pclmul,ssse3")]]
 #define KEL_TARGET_512 [[gnu::target("avx512f,avx512bw,vpclmulqdq,pclmul,ssse3")]]
 
 namespace {
 
-// What remains of `dividend`, the sum of blocks times their toRemainder, on division by P. Everything is times x here,
-// so that the quotient lies in whole words.
+// The remainder of `dividend`, the sum of blocks times their toRemainder, divided by P. All values are multiplied by x,
+// so that the quotient is in whole words.
 KEL_TARGET_128 std::uint16_t Reduce(const CarrylessConstants& constants, __m128i dividend) {
   const __m128i divisor =
       _mm_set_epi64x(static_cast<long long>(constants.polynomial), static_cast<long long>(constants.quotient));
@@ -43,7 +43,7 @@ KEL_TARGET_128 __m128i Fold128(__m128i target, __m128i block, __m128i distance) 
   return _mm_xor_si128(target, _mm_xor_si128(high, low));
 }
 
-// From 64 bytes, in whole blocks of 16.
+// For at least 64 bytes, in whole blocks of 16.
 KEL_TARGET_128 std::uint16_t Update128(const CarrylessConstants& constants, std::uint16_t remainder,
                                        const unsigned char* data, std::size_t size) {
   constexpr std::size_t kBlock = 16;
@@ -75,7 +75,7 @@ KEL_TARGET_128 std::uint16_t Update128(const CarrylessConstants& constants, std:
   return Reduce(constants, dividend);
 }
 
-// Here and below with a mask that excludes nothing: g++ 12 warns of an uninitialized register in the forms without one.
+// The masks here and below exclude nothing: g++ 12 warns of an uninitialized register in the functions without a mask.
 KEL_TARGET_512 __m512i Broadcast(__m128i block) { return _mm512_maskz_broadcast_i32x4(0xFFFF, block); }
 
 // Four blocks, the first one in the lowest lane.
@@ -108,8 +108,8 @@ KEL_TARGET_512 __m512i LoadFirst512(std::uint16_t remainder, const unsigned char
   return Reverse512(_mm512_ternarylogic_epi64(message, high, low, kXorOfAll));
 }
 
-// From 2 bytes, of any size: what fills no register comes first, behind zeros. 5,880 bytes take 2.0 times as long as
-// memcpy, with registers of 128 bits 10.7 times.
+// For at least 2 bytes: a partial register comes first, filled up with zeros in front. 5,880 bytes take 2.0 times as
+// long as memcpy, with 128-bit registers 10.7 times.
 KEL_TARGET_512 std::uint16_t Update512(const CarrylessConstants& constants, std::uint16_t remainder,
                                        const unsigned char* data, std::size_t size) {
   constexpr std::size_t kRegister = 64;
