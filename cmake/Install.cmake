@@ -93,6 +93,7 @@ if(HELP2MAN)
   foreach(page
       "rhohost|rhohost|encode sound files as linear PCM in Matroska files"
       "rhohost-info|rhohost info|show an audio-encoder module and its settings"
+      "rhohost-list|rhohost list|show all audio-encoder modules that are found"
       "rhohost-validate|rhohost validate|check an audio-encoder module")
     string(REPLACE "|" ";" page ${page})
     list(GET page 0 name)

@@ -1,6 +1,7 @@
-// Names every type that crosses the module's boundary, so that debug information describes them all.
+// Names every type that crosses the boundary of the module or of the library for hosts, so that debug information describes them all.
 // scripts/check-boundary compares the description with the one in this folder.
 
+#include "Host/Library/rho.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 #include "RHOAPI/AAudioCodec.h"
 #include "RHOAPI/RHOAPIPacketBuilder.h"
@@ -25,3 +26,14 @@ extern "C" void Probe(
     IntSetting*, UnsignedIntSetting*, DoubleSetting*, EnumSetting*, StringEnumSetting*, FileSetting*, TextSetting*,
     TimeCodeSetting*, TimeInOutSetting*, UnsignedIntArraySetting*, ByteArraySetting*, SettingsGroup*, SettingArray*,
     CKelStr<char>*, TKelOpenFile*, TKelOpenFolder*, KelMemory_c*, KelUtils*) {}
+
+extern "C" void ProbeLibrary(decltype(rho_error_text)*, decltype(rho_version)*, decltype(rho_free)*,
+                             decltype(rho_find_module)*, decltype(rho_list_modules)*, decltype(rho_describe_module)*,
+                             decltype(rho_module_load)*, decltype(rho_module_unload)*, decltype(rho_compressor_create)*,
+                             decltype(rho_compressor_destroy)*, decltype(rho_describe)*, decltype(rho_set)*,
+                             decltype(rho_set_all)*, decltype(rho_set_integer)*, decltype(rho_set_double)*,
+                             decltype(rho_set_json)*, decltype(rho_get_text)*, decltype(rho_get_json)*,
+                             decltype(rho_get_integer)*, decltype(rho_get_double)*, decltype(rho_set_frame_rate)*,
+                             decltype(rho_load_preset)*, decltype(rho_preset)*, decltype(rho_encoder_create)*,
+                             decltype(rho_encoder_destroy)*, decltype(rho_encoder_format)*, decltype(rho_encode)*,
+                             decltype(rho_finish)*) {}
