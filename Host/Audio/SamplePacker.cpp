@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <type_traits>
 
 namespace {
@@ -25,7 +26,13 @@ void PackExactly(const Sample* samples, std::size_t count, unsigned int bits, un
       Put16(static_cast<std::uint32_t>(samples[i]) << kShift >> 16, to + 2 * i);
     }
   } else {
-    for (std::size_t i = 0; i < count; ++i) {
+    std::size_t i = 0;
+    // The next sample overwrites the fourth byte: half the time of three stores each.
+    for (; std::endian::native == std::endian::little && i + 1 < count; ++i) {
+      const std::uint32_t value = static_cast<std::uint32_t>(samples[i]) << kShift >> 8;
+      std::memcpy(to + 3 * i, &value, sizeof value);
+    }
+    for (; i < count; ++i) {
       Put24(static_cast<std::uint32_t>(samples[i]) << kShift >> 8, to + 3 * i);
     }
   }

@@ -181,7 +181,7 @@ void MatroskaWriter::WriteSimpleBlock(std::span<const unsigned char> bytes, std:
   std::array<unsigned char, 1 + kLongestSize + blockHead.size()> head{kId};
   const std::uint64_t size = blockHead.size() + bytes.size();
   const int sizeLength = CodedValueLength(size, CodedSizeLength(size, 0), head.data() + 1);
-  const auto end = std::copy(blockHead.begin(), blockHead.end(), head.begin() + 1 + sizeLength);
+  auto* const end = std::copy(blockHead.begin(), blockHead.end(), head.begin() + 1 + sizeLength);
   m_io.write(head.data(), static_cast<std::size_t>(end - head.begin()));
   m_io.write(bytes.data(), bytes.size());
 }
