@@ -62,6 +62,7 @@ class InputBytes {
 
  private:
   std::size_t ReadFile(std::uint64_t position, unsigned char* to, std::size_t size);
+  std::size_t CopyBeginning(std::size_t filePosition, unsigned char* to, std::size_t size);
   std::size_t ReadStream(std::uint64_t position, unsigned char* to, std::size_t size);
   void KeepUpTo(std::uint64_t position);
   std::size_t ReadFully(std::uint64_t filePosition, unsigned char* to, std::size_t size);
@@ -73,7 +74,8 @@ class InputBytes {
   bool m_cameShort = false;
   bool m_sawEnd = false;  ///< streams: the descriptor came to its end
   std::uint64_t m_length = 0;
-  std::vector<unsigned char> m_head;   ///< bytes from position 0 on: a replaced beginning, a stream's kept one
-  std::uint64_t m_headFileEnd = 0;     ///< files: where the bytes behind m_head begin in the file
-  std::uint64_t m_streamPosition = 0;  ///< streams: position of the next byte that the descriptor gives
+  std::vector<unsigned char> m_head;       ///< bytes from position 0 on: a replaced beginning, a stream's kept one
+  std::vector<unsigned char> m_beginning;  ///< files: the first bytes as they lie there; empty until they are needed
+  std::uint64_t m_headFileEnd = 0;         ///< files: where the bytes behind m_head begin in the file
+  std::uint64_t m_streamPosition = 0;      ///< streams: position of the next byte that the descriptor gives
 };

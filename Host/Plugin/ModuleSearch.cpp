@@ -66,9 +66,7 @@ std::string InFolder(const fs::path& folder, const std::string& name) {
   return {};
 }
 
-}  // namespace
-
-fs::path OwnFolder() {
+fs::path FindOwnFolder() {
   Dl_info info{};
   link_map* map = nullptr;
   const bool isKnown =
@@ -81,6 +79,13 @@ fs::path OwnFolder() {
     throw SystemFailure(file.native(), "find its folder", error.value());
   }
   return resolved.parent_path();
+}
+
+}  // namespace
+
+fs::path OwnFolder() {
+  static const fs::path folder = FindOwnFolder();
+  return folder;
 }
 
 fs::path InstalledFolder(const std::string& folder) {

@@ -182,12 +182,14 @@ void AddLoudness(const SF_BROADCAST_INFO& info, SoundMetadata& metadata) {
 }
 
 void AddBroadcastInfo(SNDFILE* file, SoundMetadata& metadata) {
+  SF_BROADCAST_INFO head{};
+  if (sf_command(file, SFC_GET_BROADCAST_INFO, &head, sizeof head) == SF_FALSE) {
+    return;
+  }
   constexpr std::size_t kLongestHistory = 1 << 16;
   using BroadcastInfo = SF_BROADCAST_INFO_VAR(kLongestHistory);
   const auto info = std::make_unique<BroadcastInfo>();
-  if (sf_command(file, SFC_GET_BROADCAST_INFO, info.get(), sizeof(BroadcastInfo)) == SF_FALSE) {
-    return;
-  }
+  sf_command(file, SFC_GET_BROADCAST_INFO, info.get(), sizeof(BroadcastInfo));
   metadata.AddText("DESCRIPTION", Field(info->description));
   metadata.AddText("ORIGINATOR", Field(info->originator));
   metadata.AddText("ORIGINATOR_REFERENCE", Field(info->originator_reference));
@@ -196,9 +198,7 @@ void AddBroadcastInfo(SNDFILE* file, SoundMetadata& metadata) {
   metadata.AddText("UMID", UmidText(info->umid));
   metadata.AddText("CODING_HISTORY", Field(info->coding_history).substr(0, info->coding_history_size));
   metadata.timeReference = std::uint64_t{info->time_reference_high} << 32 | info->time_reference_low;
-  if (info->version >= 2) {
-    SF_BROADCAST_INFO head{};
-    std::memcpy(&head, info.get(), sizeof head);
+  if (head.version >= 2) {
     AddLoudness(head, metadata);
   }
 }
