@@ -1,6 +1,7 @@
 #include "Host/System/TemporaryName.h"
 
 #include "Host/System/EndingSignals.h"
+#include "Host/Text/Errors.h"
 #include "Host/Text/Utf8.h"
 #include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
@@ -10,9 +11,9 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <random>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -89,16 +90,14 @@ extern "C" void RemoveFilesAndEnd(int signal) {
   raise(signal);  // takes effect when this handler returns
 }
 
-std::string RandomDigits() {
-  std::random_device random;  // slow: a microsecond a number
-  const auto upper = random();
-  const auto lower = random();
-  return fmt::format("{:08x}{:08x}", upper, lower);
-}
-
 std::string NameFor(std::string_view target) {
   constexpr std::size_t kLongestPart = 200;  // of the 255 bytes that a name may have
-  return fmt::format(".{}.rhohost-{}.tmp", CutToBytes(target, kLongestPart), RandomDigits());
+  // std::random_device asks the processor what it can, which takes a twentieth of the time of a file in a batch.
+  std::uint64_t number = 0;
+  if (getentropy(&number, sizeof number) != 0) {
+    throw SystemFailure(std::string(target), "choose a name for its temporary file", errno);
+  }
+  return fmt::format(".{}.rhohost-{:016x}.tmp", CutToBytes(target, kLongestPart), number);
 }
 
 bool Exists(int folder, const char* name) {
