@@ -1,4 +1,5 @@
-# What is installed, and in which Debian package each part of it is: the components "tools", "plugin", "library" and "dev".
+# What is installed, and in which Debian package each part of it is: the components "tools", "plugin", "library",
+# "gstreamer" and "dev".
 # Nothing that is installed knows the prefix: the whole may be moved, or installed elsewhere with "cmake --install --prefix".
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -65,6 +66,10 @@ install(TARGETS rho EXPORT RhoTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev)
 install(TARGETS rho-module-helper RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/rho COMPONENT library)
 install(FILES Host/Library/rho.h Host/Library/rho.hpp DESTINATION ${header_dir} COMPONENT dev)
+
+if(TARGET gstrho)
+  install(TARGETS gstrho LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0 COMPONENT gstreamer)
+endif()
 
 install(TARGETS rhohost RUNTIME COMPONENT tools)
 install(TARGETS TagReader LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/rho COMPONENT tools)

@@ -47,6 +47,11 @@ if(RHO_HOST)
   package(tools rho-tools sound "encode sound files with audio-encoder modules" "rho-plugin-pcm, libsoxr0"
     "rhohost encodes sound files into Matroska files, describes encoder\nmodules and their settings, and checks modules against what hosts count\non.")
 endif()
+if(TARGET gstrho)
+  package(gstreamer gstreamer1.0-rho libs "GStreamer elements for audio-encoder modules"
+    "librho${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})"
+    "Each encoder module becomes an element, its settings become properties, and\neach of its packets becomes a buffer.")
+endif()
 package(dev rho-dev libdevel "headers and libraries for audio-encoder modules and their hosts" "${dev_depends}"
   "The plug-in interface, the settings model, the toolbox and the library for\nhosts, with a CMake package and pkg-config files.")
 include(CPack)

@@ -6,7 +6,8 @@ build_packages=(
   libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
-  alsa-utils binutils ccache ffmpeg fish flac help2man jq lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
+  alsa-utils binutils ccache ffmpeg fish flac gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools
+  help2man jq lame libbenchmark-dev libclang-rt-14-dev libgmock-dev libgstreamer-plugins-base1.0-dev libgtest-dev
   librapidcheck-dev libxml2-utils mkvtoolnix opus-tools python3 rsync sound-theme-freedesktop sox xxhash
   zsh
 )
@@ -15,7 +16,7 @@ benchmark_packages=(
   libbenchmark-dev libboost-dev libboost-filesystem-dev libgstreamer1.0-dev libyuv-dev mkvtoolnix parallel python3
   sndfile-programs
 )
-packaging_packages=(debootstrap dpkg-dev fish help2man lintian zsh)
+packaging_packages=(debootstrap dpkg-dev fish help2man libgstreamer-plugins-base1.0-dev lintian zsh)
 check_packages=(
   abigail-tools clang-14 clang-format-14 clang-tidy-14 doxygen g++-multilib googletest libc6-dbg libclang-rt-14-dev valgrind
 )

@@ -7,6 +7,7 @@
 #include "Host/Text/Utf8.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -35,18 +36,14 @@ std::string HelperProgram() {
   if (IsOwnHelper()) {
     return {};
   }
-  if (const char* const named = secure_getenv("RHO_MODULE_HELPER"); named != nullptr && *named != '\0') {
-    return named;
-  }
-  const fs::path beside = OwnFolder() / "rho-module-helper";
-  const fs::path installed = InstalledFolder(RHO_LIBEXECDIR "/rho") / "rho-module-helper";
-  for (const fs::path& path : {beside, installed}) {
-    if (access(path.c_str(), X_OK) == 0) {
-      return path;
+  const std::vector<std::string> programs = ModuleHelperPrograms();
+  for (const std::string& program : programs) {
+    if (access(program.c_str(), X_OK) == 0) {
+      return program;
     }
   }
-  throw Failure(fmt::format("cannot describe modules: neither {} nor {} exists; RHO_MODULE_HELPER can name the program",
-                            beside.native(), installed.native()));
+  throw Failure(fmt::format("cannot describe modules: there is no program {}; RHO_MODULE_HELPER can name it",
+                            fmt::join(programs, " or ")));
 }
 
 std::string LastLine(std::string text) {
@@ -152,6 +149,14 @@ std::string ModuleListText(const Json& modules) {
     text += module.contains("error") ? fmt::format("    {}\n", textOf(module["error"])) : std::string();
   }
   return text;
+}
+
+std::vector<std::string> ModuleHelperPrograms() {
+  if (const char* const named = secure_getenv("RHO_MODULE_HELPER"); named != nullptr && *named != '\0') {
+    return {named};
+  }
+  constexpr const char* kName = "rho-module-helper";
+  return {OwnFolder() / kName, InstalledFolder(RHO_LIBEXECDIR "/rho") / kName};
 }
 
 void UseThisProgramAsModuleHelper() { IsOwnHelper() = true; }

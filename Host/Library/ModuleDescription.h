@@ -35,6 +35,9 @@ std::string ModuleListText(const nlohmann::ordered_json& modules);
 /// instead: its main function calls RunAsModuleHelper.
 void UseThisProgramAsModuleHelper();
 
+/// The paths of which the first that can be started is the program rho-module-helper.
+std::vector<std::string> ModuleHelperPrograms();
+
 /// In the main function of the helper, before anything else: does the child's work and ends the process if the
 /// arguments ask for it; returns otherwise.
 void RunAsModuleHelper(int argc, const char* const* argv);

@@ -90,7 +90,7 @@ fs::path OwnFolder() {
 
 fs::path InstalledFolder(const std::string& folder) {
   const std::string own = OwnFolder();
-  for (const std::string_view below : {"/" RHO_BINDIR, "/" RHO_LIBDIR}) {
+  for (const std::string_view below : {"/" RHO_BINDIR, "/" RHO_LIBDIR, "/" RHO_LIBDIR "/gstreamer-1.0"}) {
     if (own.ends_with(below)) {
       return fs::path(own.substr(0, own.size() - below.size())) / folder;
     }

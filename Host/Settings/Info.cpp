@@ -11,9 +11,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <list>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 using Json = nlohmann::ordered_json;
@@ -140,6 +142,19 @@ void AddSetting(Lines& lines, const Json& setting) {
   lines.Add("help", text("toolTip"));
 }
 
+/// Which of the settings that every compressor has this one is; empty for those that it offers besides.
+std::string_view StandardName(IAudioCompressor& compressor, const ISetting* setting) {
+  const std::array<std::pair<const ISetting*, std::string_view>, 4> standard{{
+      {compressor.GetSampleRateSetting(), "sampleRate"},
+      {compressor.GetSampleSizeSetting(), "sampleSize"},
+      {compressor.GetChannelModeSetting(), "channels"},
+      {compressor.GetDataRateSetting(), "dataRate"},
+  }};
+  const auto* const found =
+      std::find_if(standard.begin(), standard.end(), [setting](const auto& one) { return one.first == setting; });
+  return found == standard.end() ? "" : found->second;
+}
+
 }  // namespace
 
 Json DescribeSetting(const NamedSetting& named) {
@@ -185,6 +200,9 @@ Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
   Json& settings = description["settings"] = Json::array();
   for (const NamedSetting& named : ListSettings(compressor)) {
     settings.push_back(DescribeSetting(named));
+    if (const std::string_view standard = StandardName(compressor, named.setting); !standard.empty()) {
+      settings.back()["standard"] = standard;
+    }
   }
   return description;
 }

@@ -1,0 +1,269 @@
+/// Elements in a harness: samples in, buffers out, as GStreamer counts them.
+
+#include "Tests/Gst/GstTest.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+GstClockTime TimeOf(std::uint64_t frames, int rate) {
+  return gst_util_uint64_scale(frames, GST_SECOND, static_cast<std::uint64_t>(rate));
+}
+
+/// `bytes` in packets of `packet` sample frames, the first of them beginning at the frame `begin` of the stream.
+std::vector<Pushed> Cut(const std::string& bytes, std::size_t frameBytes, std::size_t packet, int rate,
+                        std::uint64_t begin = 0) {
+  std::vector<Pushed> packets;
+  for (std::size_t frame = 0; frame < bytes.size() / frameBytes; frame += packet) {
+    const std::string part = bytes.substr(frame * frameBytes, packet * frameBytes);
+    const std::size_t end = frame + part.size() / frameBytes;
+    const GstClockTime time = TimeOf(begin, rate) + TimeOf(frame, rate);
+    packets.push_back({time, TimeOf(begin, rate) + TimeOf(end, rate) - time, begin + frame, begin + end, part});
+  }
+  return packets;
+}
+
+class ElementTest : public GstTest {};
+
+TEST_F(ElementTest, EachPacketIsOneBufferWithItsTime) {
+  std::minstd_rand random(1);
+  for (const auto& [channels, mask] :
+       {std::pair(1, ""), std::pair(2, "0x0000000000000003"), std::pair(6, "0x000000000000003f"),
+        std::pair(6, "0x0000000000000c0f"), std::pair(7, "0x0000000000000d0f"), std::pair(8, "0x0000000000000c3f")}) {
+    for (const auto& [format, size, rate, frameRate, packet] :
+         {std::tuple("S16LE", 2, 44100, "30/1", 1470U), std::tuple("S24LE", 3, 96000, "25/1", 3840U),
+          std::tuple("S24LE", 3, 11025, "30000/1001", 368U), std::tuple("S16LE", 2, 8000, "1/1", 8000U)}) {
+      const std::string caps = Caps(format, rate, channels, mask);
+      SCOPED_TRACE(caps);
+      Harness harness(fmt::format("rhoenc-pcmplugin frame-rate={}", frameRate), caps);
+      const auto frameBytes = static_cast<std::size_t>(size * channels);
+      const std::string samples = Noise(20011 * frameBytes);
+      for (std::size_t frame = 0; frame < 20011;) {
+        const std::size_t frames = 1 + random() % 3000;
+        EXPECT_EQ(harness.Push(samples.substr(frame * frameBytes, frames * frameBytes), TimeOf(frame, rate)),
+                  GST_FLOW_OK);
+        frame += frames;
+      }
+      harness.Send(gst_event_new_eos());
+      EXPECT_EQ(harness.Take(), Cut(samples, frameBytes, packet, rate));
+      EXPECT_EQ(harness.OutputCaps(), caps);
+      EXPECT_EQ(gst_harness_query_latency(harness.Get()),
+                gst_util_uint64_scale_ceil(packet, GST_SECOND, static_cast<guint64>(rate)));
+    }
+  }
+}
+
+/// What happens between two stretches of 1,000 sample frames, of which the first begins at 0.
+struct Break {
+  const char* what;
+  std::uint64_t secondBegin;  ///< in sample frames
+  GstBufferFlags flags;
+  std::function<void(Harness&)> happens;
+  std::size_t keptOfFirst;  ///< sample frames of the first stretch that come out
+  bool isBreak;             ///< whether the second one begins a packet
+};
+
+TEST_F(ElementTest, PacketsEndAtBreaks) {
+  constexpr int kRate = 8000;
+  const auto nothing = [](Harness&) {};
+  const auto segment = [](Harness& harness) {
+    GstSegment whole;
+    gst_segment_init(&whole, GST_FORMAT_TIME);
+    harness.Send(gst_event_new_segment(&whole));
+  };
+  const auto flush = [segment](Harness& harness) {
+    harness.Send(gst_event_new_flush_start());
+    harness.Send(gst_event_new_flush_stop(TRUE));
+    segment(harness);
+  };
+  const auto caps = [](int rate) { return [rate](Harness& harness) { harness.SetCaps(Caps("S16LE", rate, 2)); }; };
+  for (const Break& tried : std::vector<Break>{
+           {"nothing", 1000, {}, nothing, 1000, false},
+           {"less jitter than the tolerance", 1007, {}, nothing, 1000, false},
+           {"a gap", 1400, {}, nothing, 1000, true},
+           {"time goes back", 333, {}, nothing, 1000, true},
+           {"a discontinuity", 1000, GST_BUFFER_FLAG_DISCONT, nothing, 1000, true},
+           {"a flush", 40000, GST_BUFFER_FLAG_DISCONT, flush, 960, true},
+           {"another segment", 0, {}, segment, 1000, true},
+           {"the same caps", 1000, {}, caps(kRate), 1000, false},
+           {"other caps and back", 1000, {}, [&](Harness& h) { caps(11025)(h), caps(kRate)(h); }, 1000, false},
+       }) {
+    SCOPED_TRACE(tried.what);
+    Harness harness("rhoenc-pcmplugin frame-rate=25", Caps("S16LE", kRate, 2));
+    const std::string samples = Noise(std::size_t{1000} * 4);
+    EXPECT_EQ(harness.Push(samples, 0), GST_FLOW_OK);
+    tried.happens(harness);
+    EXPECT_EQ(harness.Push(samples, TimeOf(tried.secondBegin, kRate), tried.flags), GST_FLOW_OK);
+    harness.Send(gst_event_new_eos());
+    std::vector<Pushed> expected = Cut(samples.substr(0, tried.keptOfFirst * 4), 4, 320, kRate);
+    if (tried.isBreak) {
+      const std::vector<Pushed> second = Cut(samples, 4, 320, kRate, tried.secondBegin);
+      expected.insert(expected.end(), second.begin(), second.end());
+    } else {
+      expected = Cut(samples + samples, 4, 320, kRate);
+    }
+    std::vector<Pushed> pushed = harness.Take();
+    ASSERT_EQ(pushed.size(), expected.size());
+    for (std::size_t index = 0; tried.secondBegin == 1007 && index < pushed.size(); ++index) {
+      // The times follow upstream's from the second stretch on.
+      EXPECT_EQ(pushed[index].bytes, expected[index].bytes);
+      EXPECT_EQ(pushed[index].time, expected[index].time + (index > 3 ? TimeOf(7, kRate) : 0));
+      pushed[index] = expected[index];
+    }
+    EXPECT_EQ(pushed, expected);
+  }
+}
+
+TEST_F(ElementTest, FormatsChangeInMidStream) {
+  Harness harness("rhoenc-pcmplugin frame-rate=25", Caps("S16LE", 8000, 2));
+  const std::string samples = Noise(6000);
+  harness.Push(samples, 0);
+  harness.SetCaps(Caps("S24LE", 16000, 1));
+  harness.Push(samples, TimeOf(1500, 8000));
+  harness.Send(gst_event_new_eos());
+  std::vector<Pushed> expected = Cut(samples, 4, 320, 8000);
+  const std::vector<Pushed> second = Cut(samples, 3, 640, 16000, 3000);
+  expected.insert(expected.end(), second.begin(), second.end());
+  EXPECT_EQ(harness.Take(), expected);
+  EXPECT_EQ(harness.OutputCaps(), Caps("S24LE", 16000, 1));
+}
+
+TEST_F(ElementTest, OtherPacketsHaveCapsOfTheirOwn) {
+  Harness harness("rhoenc-g711 frame-rate=25 companding-law=mu-law", Caps("S16LE", 8000, 1));
+  harness.Push(Noise(2000), 0);
+  harness.Push(Noise(2000), TimeOf(1400, 8000));
+  harness.Send(gst_event_new_eos());
+  std::vector<std::uint64_t> offsets;
+  for (const Pushed& pushed : harness.Take()) {
+    EXPECT_EQ(pushed.bytes.size(), pushed.offsetEnd - pushed.offset);
+    offsets.push_back(pushed.offset);
+  }
+  EXPECT_THAT(offsets, ElementsAre(0, 320, 640, 960, 1400, 1720, 2040, 2360));
+  EXPECT_THAT(harness.OutputCaps(), HasSubstr("audio/x-rho, manufacturer=(string)"));
+}
+
+std::string ValueOf(GstElement* element, const char* property) {
+  GValue value{};
+  g_object_get_property(G_OBJECT(element), property, &value);
+  char* const text = gst_value_serialize(&value);
+  std::string copy = text == nullptr ? "NULL" : text;
+  g_free(text);
+  g_value_unset(&value);
+  return copy;
+}
+
+TEST_F(ElementTest, SettingsAreProperties) {
+  GstElement* const element = gst_element_factory_make("rhoenc-allsettings", nullptr);
+  ASSERT_NE(element, nullptr);
+  for (const auto& [property, first, set, held, warning] :
+       std::vector<std::tuple<const char*, const char*, const char*, const char*, const char*>>{
+           {"sample-rate", "44100", "48000", "48000", ""},
+           {"sample-rate", "48000", "12000", "48000", "allowed are 8000, "},
+           {"sample-size", "16", "24", "24", ""},
+           {"data-rate", "288000", "1", "288000", ""},
+           {"channels", "stereo", "5.1", "5.1", ""},
+           {"data-rate", "864000", "1", "864000", ""},
+           {"frame-rate", "30/1", "30000/1001", "30000/1001", ""},
+           {"all-switch", "true", "false", "false", ""},
+           {"all-level", "0", "6", "6", ""},
+           {"all-level", "6", "5", "6", "allowed are -6, 0 and 6, not 5"},
+           {"all-level", "6", "7", "6", "out of range"},
+           {"all-offset", "-5", "-10", "-10", ""},
+           {"all-rate", "29.969999999999999", "25", "25", ""},
+           {"all-rate", "25", "26", "25", "not 26"},
+           {"all-scale", "0.10000000000000001", "1e300", "1.0000000000000001e+300", ""},
+           {"all-mode", "fast-2", "careful-slow", "careful-slow", ""},
+           {"all-mode", "careful-slow", "empty", "empty", ""},
+           {"all-mode-specified", "true", "false", "false", ""},
+           {"all-log", "/tmp/log", "/tmp/other", "/tmp/other", ""},
+           {"all-delay", "-1:00:00:007", "nonsense", "-1:00:00:007", "time codes"},
+           {"all-gains", R"("1\,2\,3")", "4,5,6", R"("4\,5\,6")", ""},
+           {"all-key", "00ff10", "xy", "00ff10", "hexadecimal"},
+           {"all-asleep", R"("")", "x", R"("")", "not active"},
+           {"all-inner-5", "true", "false", "false", ""},
+       }) {
+    SCOPED_TRACE(fmt::format("{}={}", property, set));
+    EXPECT_EQ(ValueOf(element, property), first);
+    gst_util_set_object_arg(G_OBJECT(element), property, set);
+    EXPECT_EQ(ValueOf(element, property), held);
+    const std::vector<std::string> warnings = TakeWarnings();
+    EXPECT_EQ(warnings.size(), *warning == '\0' ? 0 : 1);
+    EXPECT_THAT(warnings.empty() ? "" : warnings[0], HasSubstr(warning));
+  }
+  unsigned int count = 0;
+  GParamSpec** const specs = g_object_class_list_properties(G_OBJECT_GET_CLASS(element), &count);
+  for (GParamSpec* const spec : std::vector<GParamSpec*>(specs, specs + count)) {
+    GValue value{};
+    g_value_init(&value, spec->value_type);
+    g_param_value_set_default(spec, &value);
+    EXPECT_FALSE(g_param_value_validate(spec, &value)) << spec->name << ": the default is not in the range";
+    g_value_unset(&value);
+    EXPECT_STRNE(g_param_spec_get_blurb(spec), "") << spec->name;
+  }
+  g_free(specs);
+  gst_object_unref(element);
+}
+
+TEST_F(ElementTest, ChosenSettingsLimitCaps) {
+  const auto limited = [](const std::string& settings) {
+    GstElement* const element = gst_parse_launch(("rhoenc-pcmplugin " + settings).c_str(), nullptr);
+    GstPad* const pad = gst_element_get_static_pad(element, "sink");
+    std::string allowed;
+    for (const auto& [name, caps] :
+         {std::pair("16 bits ", Caps("S16LE", 48000, 2)), std::pair("24 bits ", Caps("S24LE", 48000, 2)),
+          std::pair("44.1 kHz ", Caps("S16LE", 44100, 2)), std::pair("5.1 ", Caps("S24LE", 48000, 6, "0x3f")),
+          std::pair("6.0 ", Caps("S24LE", 48000, 6, "0x13d")), std::pair("3.0 ", Caps("S24LE", 48000, 3, "0x7"))}) {
+      GstCaps* const tried = gst_caps_from_string(caps.c_str());
+      allowed += gst_pad_query_accept_caps(pad, tried) != FALSE ? name : "";
+      gst_caps_unref(tried);
+    }
+    gst_object_unref(pad);
+    gst_object_unref(element);
+    return allowed;
+  };
+  EXPECT_EQ(limited(""), "16 bits 24 bits 44.1 kHz 5.1 ");
+  EXPECT_EQ(limited("sample-rate=48000 sample-size=24"), "24 bits 5.1 ");
+  EXPECT_EQ(limited("channels=5.1"), "5.1 6.0 ");
+}
+
+TEST_F(ElementTest, FaultsOfModulesAreErrorsOnTheBus) {
+  for (const auto& [element, says] : {std::pair("rhoenc-noframe", "cannot encode at sample frame 0"),
+                                      std::pair("rhoenc-timesjump", "does not continue the stream")}) {
+    Harness harness(element, Caps("S16LE", 8000, 2));
+    GstBus* const bus = gst_bus_new();
+    gst_element_set_bus(harness.Get()->element, bus);
+    EXPECT_EQ(harness.Push(Noise(8000), 0), GST_FLOW_ERROR);
+    GstMessage* const message = gst_bus_pop_filtered(bus, GST_MESSAGE_ERROR);
+    ASSERT_NE(message, nullptr);
+    GError* error = nullptr;
+    gst_message_parse_error(message, &error, nullptr);
+    EXPECT_THAT(error->message, HasSubstr(says));
+    g_error_free(error);
+    gst_message_unref(message);
+    gst_element_set_bus(harness.Get()->element, nullptr);
+    gst_object_unref(bus);
+  }
+}
+
+TEST_F(ElementTest, ChangesStatesAThousandTimes) {
+  GstElement* const element = gst_element_factory_make("rhoenc-pcmplugin", nullptr);
+  g_object_set(element, "sample-rate", 48000U, nullptr);
+  for (int change = 0; change < 250; ++change) {
+    for (const GstState state : {GST_STATE_READY, GST_STATE_PAUSED, GST_STATE_READY, GST_STATE_NULL}) {
+      ASSERT_EQ(gst_element_set_state(element, state), GST_STATE_CHANGE_SUCCESS);
+    }
+  }
+  EXPECT_EQ(ValueOf(element, "sample-rate"), "48000");
+  gst_object_unref(element);
+}
+
+}  // namespace
