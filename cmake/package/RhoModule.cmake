@@ -14,5 +14,5 @@ function(rho_add_module name)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     LINK_DEPENDS ${folder}/module.exports
-    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${name}.bundle/Contents/${CMAKE_SYSTEM_PROCESSOR}-linux)
+    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${name}.bundle/Contents/${Rho_MACHINE})
 endfunction()
