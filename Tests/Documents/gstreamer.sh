@@ -1,5 +1,7 @@
 # GStreamer's command gives the packets' bytes that rhohost gives.
-export GST_PLUGIN_PATH=${LD_LIBRARY_PATH%%:*}/gstreamer-1.0 GST_REGISTRY=$PWD/registry
+build=${LD_LIBRARY_PATH%%:*}
+export GST_PLUGIN_PATH=$build/gstreamer-1.0 GST_REGISTRY=$PWD/registry RHO_PLUGIN_PATH=$build
+export RHO_MODULE_HELPER=$build/rho-module-helper
 cp music/live/a.wav in.wav
 # @BLOCK@
 rhohost --quiet --fps 25 in.wav expected.mkv
