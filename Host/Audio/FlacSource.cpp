@@ -10,6 +10,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -163,6 +164,7 @@ void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
   m_format.sampleType = m_bits <= 16 ? SampleType::kInt16 : SampleType::kInt32;
   m_format.significantBits = m_bits <= 16 ? 16 : m_bits <= 20 ? 20 : m_bits <= 24 ? 24 : 32;
   m_format.speakers = DefinedSpeakers(m_format.channels);
+  m_hasSum = std::any_of(std::begin(info.md5sum), std::end(info.md5sum), [](FLAC__byte byte) { return byte != 0; });
   if (info.total_samples != 0) {
     m_format.frames = info.total_samples;
   }
@@ -255,6 +257,8 @@ void FlacSource::Finish() {
     RefuseOrNote("is damaged: its samples do not match the MD5 sum in its header");
   } else if (!isMatching) {
     RefuseOrNote(fmt::format("is damaged: {}; damaged frames are replaced by silence", m_damage));
+  } else if (!m_format.frames && !m_hasSum) {
+    m_notes.emplace_back(kLengthIsNotStated);
   }
 }
 

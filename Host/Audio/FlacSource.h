@@ -54,6 +54,7 @@ class FlacSource : public SoundSource {
   std::exception_ptr m_failure;      ///< what InputBytes threw within libFLAC's code
   const char* m_damage = nullptr;    ///< libFLAC's word for the first damage
   bool m_isHeaderRead = false;
+  bool m_hasSum = false;  ///< the header has an MD5 sum of the samples
   bool m_isFinished = false;
   std::vector<std::int32_t> m_samples;  ///< decoded frames; 16-bit samples lie closer than the type says
   std::size_t m_blockFrames = 0;        ///< frames in m_samples

@@ -58,7 +58,8 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wan
     return 0;
   }
   auto* bytes = static_cast<unsigned char*>(to);
-  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, m_length - std::min(m_length, position)));
+  const std::uint64_t end = m_present.value_or(m_length);
+  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, end - std::min(end, position)));
   if (m_isStream && m_keeping && position < kMostKept) {
     KeepUpTo(position + std::min<std::uint64_t>(size, kMostKept - position));
   }

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +41,12 @@ class InputBytes {
   /// Sets the end to `length` bytes if that is less than now: nothing beyond it is read.
   void EndAt(std::uint64_t length) { m_length = std::min(m_length, length); }
 
+  /// Makes Length() return `length`, which is more than the file has: reads then end early, as in a truncated stream.
+  void Lengthen(std::uint64_t length) {
+    m_present = m_length;
+    m_length = length;
+  }
+
   /// Reads up to `wanted` bytes at `position` and returns their number: fewer only at the end. Throws Failure for a
   /// system error, a file that has become shorter, and a position that a stream has passed.
   std::size_t ReadAt(std::uint64_t position, void* to, std::size_t wanted);
@@ -47,11 +54,11 @@ class InputBytes {
   /// True when the last read was short because the bytes ended.
   bool CameShort() const { return m_cameShort; }
 
-  /// True once a stream has ended before Length(). A file never does.
-  bool EndedEarly() const { return m_sawEnd && m_streamPosition < m_length; }
+  /// True once a stream has ended before Length(), and for a file that has been lengthened.
+  bool EndedEarly() const { return m_present ? *m_present < m_length : m_sawEnd && m_streamPosition < m_length; }
 
-  /// Streams: bytes read so far.
-  std::uint64_t StreamPosition() const { return m_streamPosition; }
+  /// The number of bytes that there are; of a stream, those read so far.
+  std::uint64_t PresentLength() const { return m_isStream ? m_streamPosition : m_present.value_or(m_length); }
 
   /// Replaces the first `replaced` bytes, by `head`. Positions and length then refer to the new beginning.
   /// Throws Failure if there are fewer bytes, or a stream no longer keeps them.
@@ -74,6 +81,7 @@ class InputBytes {
   bool m_cameShort = false;
   bool m_sawEnd = false;  ///< streams: the descriptor came to its end
   std::uint64_t m_length = 0;
+  std::optional<std::uint64_t> m_present;  ///< lengthened files: their real length
   std::vector<unsigned char> m_head;       ///< bytes from position 0 on: a replaced beginning, a stream's kept one
   std::vector<unsigned char> m_beginning;  ///< files: the first bytes as they lie there; empty until they are needed
   std::uint64_t m_headFileEnd = 0;         ///< files: where the bytes behind m_head begin in the file

@@ -137,5 +137,7 @@ void MpegSource::HandleEnd(int result) {
   }
   if (!complaint.empty()) {
     m_notes.push_back("it " + complaint);
+  } else if (!m_format.frames) {
+    m_notes.emplace_back(kLengthIsNotStated);
   }
 }

@@ -64,6 +64,25 @@ bool IsUncompressed(const SF_INFO& info) {
   }
 }
 
+/// Whether the samples are compressed to blocks of one size each: libsndfile's decoders for these do not stop where the
+/// bytes end, but go on with silence or with what is left in their buffers.
+bool HasBlocksOfOneSize(const SF_INFO& info) {
+  switch (info.format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_IMA_ADPCM:
+    case SF_FORMAT_MS_ADPCM:
+    case SF_FORMAT_GSM610:
+    case SF_FORMAT_G721_32:
+    case SF_FORMAT_G723_24:
+    case SF_FORMAT_G723_40:
+    case SF_FORMAT_NMS_ADPCM_16:
+    case SF_FORMAT_NMS_ADPCM_24:
+    case SF_FORMAT_NMS_ADPCM_32:
+      return true;
+    default:
+      return false;
+  }
+}
+
 std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
   return fmt::format("the file promises {} {} of sound, {} {} missing", promised, unit, missing,
                      missing == 1 ? "is" : "are");
@@ -108,7 +127,7 @@ void SndfileSource::FindSamples() {
   if (m_data) {
     CorrectHeader();
   } else if (!m_bytes->IsStream()) {
-    m_formatWithoutLength = FormatWithoutLength(*m_bytes);
+    m_lacksLength = LacksLength(*m_bytes);
     if (LacksOggEnd(*m_bytes)) {
       NoteMissing("the Ogg stream has no last page");
     }
@@ -154,9 +173,15 @@ void SndfileSource::CorrectHeader() {
     SetCafSize(*m_bytes, *m_data, available);
   } else if (m_data->size && *m_data->size > available) {
     NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
+    SF_INFO info{};
     if (m_data->isCaf) {
       SetCafSize(*m_bytes, *m_data, available);
+    } else if (m_io.Open(info) && HasBlocksOfOneSize(info)) {
+      m_bytes->Lengthen(m_data->start + *m_data->size);
     }
+    m_io.RethrowFailure();
+  } else if (!m_bytes->IsStream() && m_data->start > m_bytes->Length()) {
+    NoteMissing("it ends within its header");
   }
 }
 
@@ -204,6 +229,10 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
     // libsndfile takes a padding byte for another block.
     m_format.frames = *m_data->size / kWavGsmBlock * kWavGsmFrames;
   }
+  m_hasBlocksOfOneSize = HasBlocksOfOneSize(info);
+  if (m_hasBlocksOfOneSize && !m_bytes->IsStream() && m_bytes->EndedEarly()) {
+    m_format.frames = FramesPresent();
+  }
   ChannelOrder order = WavChannelOrder(m_file.get(), info);
   m_order = std::move(order.sources);
   m_format.speakers = m_data && m_data->speakers ? m_data->speakers : order.speakers;
@@ -230,8 +259,12 @@ SampleBlock SndfileSource::Read() {
   const auto wanted = static_cast<sf_count_t>(std::min<std::uint64_t>(left, m_blockFrames));
   sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
   m_io.RethrowFailure();
-  const bool isCutStream = m_data && m_data->size && m_bytes->EndedEarly();
-  frames = isCutStream ? WithoutPadding(frames) : frames;
+  const bool hasStatedEnd = m_bytes->IsStream() && m_data && m_data->size;
+  if (hasStatedEnd && frames == 0) {
+    ReadToStatedEnd();
+  }
+  const bool isCutStream = hasStatedEnd && m_bytes->EndedEarly();
+  frames = isCutStream ? HandleCutStream(frames) : frames;
   m_framesRead += static_cast<std::uint64_t>(frames);
   if (frames < wanted && !isCutStream) {
     HandleShortRead(frames == 0);
@@ -246,21 +279,35 @@ SampleBlock SndfileSource::Read() {
   return block;
 }
 
-/// Of the frames last read from a stream that has ended too early, those that its bytes hold. libsndfile's decoders for
-/// compressed samples go on with silence; all of them have a constant bit rate.
-sf_count_t SndfileSource::WithoutPadding(sf_count_t frames) {
-  const std::uint64_t found = m_bytes->StreamPosition() - std::min(m_bytes->StreamPosition(), m_data->start);
-  if (found >= *m_data->size) {
-    return frames;
-  }
-  NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - found));
-  const double share = static_cast<double>(found) / static_cast<double>(*m_data->size);
-  const auto most = static_cast<std::uint64_t>(share * static_cast<double>(m_format.frames.value_or(0)));
+/// The sample frames that the present bytes hold of a sound with blocks of one size.
+std::uint64_t SndfileSource::FramesPresent() const {
+  __extension__ using Wide = unsigned __int128;
+  const std::uint64_t present = m_bytes->PresentLength() - std::min(m_bytes->PresentLength(), m_data->start);
+  const std::uint64_t stated = std::max<std::uint64_t>(*m_data->size, 1);
+  return static_cast<std::uint64_t>(Wide{m_format.frames.value_or(0)} * std::min(present, stated) / stated);
+}
+
+/// Notes what is missing of a stream that has ended too early. Of the `frames` last read, those that its bytes hold.
+sf_count_t SndfileSource::HandleCutStream(sf_count_t frames) {
+  const std::uint64_t present = m_bytes->PresentLength() - std::min(m_bytes->PresentLength(), m_data->start);
+  NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - present));
+  const std::uint64_t most = m_hasBlocksOfOneSize ? FramesPresent() : m_framesRead + static_cast<std::uint64_t>(frames);
   return std::min(frames, static_cast<sf_count_t>(most - std::min(most, m_framesRead)));
 }
 
+/// Reads a stream to the end of its samples, behind the last of them that can be decoded, so that one that ends too early
+/// is noticed.
+void SndfileSource::ReadToStatedEnd() {
+  constexpr std::uint64_t kMostBytes = std::uint64_t{64} << 20;
+  const std::uint64_t end = m_bytes->PresentLength() + kMostBytes;
+  std::vector<unsigned char> rest(kBlockBytes);
+  while (m_bytes->PresentLength() < end &&
+         m_bytes->ReadAt(m_bytes->PresentLength(), rest.data(), rest.size()) == rest.size()) {
+  }
+}
+
 void SndfileSource::CheckRawEnd() {
-  const std::uint64_t length = m_bytes->IsStream() ? m_bytes->StreamPosition() : m_bytes->Length();
+  const std::uint64_t length = m_bytes->PresentLength();
   if (const std::uint64_t rest = length % m_raw->frameSize; rest != 0) {
     NoteMissing(fmt::format("its last {} {} no sample frame of {} bytes", rest, rest == 1 ? "byte is" : "bytes are",
                             m_raw->frameSize));
@@ -293,8 +340,8 @@ std::vector<std::string> SndfileSource::Notes() const {
   if (!m_missing.empty()) {
     notes.push_back(m_missing);
   }
-  if (m_formatWithoutLength != nullptr) {
-    notes.push_back(fmt::format("it may be incomplete: {} files do not state their length", m_formatWithoutLength));
+  if (m_lacksLength || (m_data && !m_data->size)) {
+    notes.emplace_back(kLengthIsNotStated);
   }
   if (!m_order.empty()) {
     notes.emplace_back("channels are reordered");

@@ -35,7 +35,9 @@ class SndfileSource : public SoundSource {
   void ReadFormat(const SF_INFO& info);
   void AllocateBlock();
   sf_count_t ReadSamples(sf_count_t frames);
-  sf_count_t WithoutPadding(sf_count_t frames);
+  std::uint64_t FramesPresent() const;
+  sf_count_t HandleCutStream(sf_count_t frames);
+  void ReadToStatedEnd();
   void CheckRawEnd();
   void HandleShortRead(bool isLast);
   void NoteMissing(std::string text);
@@ -50,7 +52,8 @@ class SndfileSource : public SoundSource {
   bool m_isUncompressed = false;
   SoundMetadata m_metadata;
   std::string m_missing;  ///< empty as long as nothing is missing
-  const char* m_formatWithoutLength = nullptr;
+  bool m_lacksLength = false;
+  bool m_hasBlocksOfOneSize = false;
   std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
   std::vector<double> m_block;       ///< doubles, so that it is aligned for every sample type
   std::size_t m_blockFrames = 0;

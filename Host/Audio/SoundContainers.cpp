@@ -73,9 +73,11 @@ class ChunkWalker {
   bool Next() {
     const std::size_t headerSize = m_grammar.nameSize + m_grammar.sizeSize;
     m_start = m_next;
+    m_header = {};
     constexpr std::string_view kNoName("\0\0\0\0", 4);
     if (++m_count > kMostChunks || m_bytes.ReadAt(m_start, m_header.data(), headerSize) != headerSize ||
         IsNamed(kNoName)) {
+      m_header = {};  // the beginning of a truncated header names no chunk
       return false;
     }
     m_body = m_start + headerSize;
@@ -165,10 +167,14 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
   if (found.isCaf) {
     SkipPreamble(found, kCafEditCount);
   } else if (grammar.dataName == kAiffData) {
-    std::array<unsigned char, 4> offset{};
-    bytes.ReadAt(chunk.Body(), offset.data(), offset.size());
-    found.endIsMisread = ReadNumber(offset.data(), offset.size(), true) != 0;
-    SkipPreamble(found, 8 + ReadNumber(offset.data(), offset.size(), true));
+    constexpr std::size_t kOffsetSize = 4;
+    std::array<unsigned char, 8> preamble{};  // the offset of the samples, and the size of a block
+    if (bytes.ReadAt(chunk.Body(), preamble.data(), preamble.size()) != preamble.size()) {
+      throw Failure(bytes.Name() + ": is incomplete: it ends within its header");
+    }
+    const std::uint64_t offset = ReadNumber(preamble.data(), kOffsetSize, true);
+    found.endIsMisread = offset != 0;
+    SkipPreamble(found, preamble.size() + offset);
   }
   if (!bytes.IsStream() && found.size.value_or(0) != 0) {
     while (chunk.Next() && !chunk.IsNamed(grammar.dataName)) {

@@ -23,6 +23,9 @@ enum class Truncation {
 /// Whether a sound's tags, chapters and attachments are wanted. Reading them takes time.
 enum class MetadataUse { kIgnored, kRead };
 
+/// The note of a sound whose end nothing marks, so that a truncation cannot be noticed.
+inline constexpr const char* kLengthIsNotStated = "it may be incomplete: the header does not state its length";
+
 /// The Failure of a file that is empty or in no known sound format.
 class NotASoundFile : public Failure {
  public:

@@ -1,6 +1,7 @@
 #include "Host/Audio/StatedLength.h"
 
 #include "Host/Audio/ByteNumbers.h"
+#include "Host/Text/Errors.h"
 
 #include <algorithm>
 #include <array>
@@ -67,22 +68,40 @@ Length NistLength(InputBytes&, const Head& head) {
   return head.size() + *samples * *bytes * std::min<std::uint64_t>(NistValue(text, "channel_count -").value_or(1), 256);
 }
 
-/// Blocks of a type, a 24-bit size and a body, up to one of type 0. libsndfile reads the first block of samples only.
+/// Blocks of a type, a 24-bit size and a body, up to one of type 0. libsndfile reads the first block of samples, and all
+/// that follows as if it were samples too. sox states too small a size for that block: what follows it is taken for
+/// blocks only if there are several, or the last of them ends the file.
 Length VocLength(InputBytes& bytes, const Head& head) {
+  constexpr std::string_view kSoundTypes = "\1\2\3\11";  // samples, continuation, silence, samples of a newer kind
+  constexpr unsigned char kLastType = 9;
+  constexpr int kSeveral = 3;
+  Length end;  // of the first block of sound
+  int blocksAfterIt = 0;
+  bool isMore = false;
   std::uint64_t position = Little(head, 20, 2);
-  for (int block = 0; block < 64; ++block) {
+  for (int block = 0; block < 1024; ++block) {
     std::array<unsigned char, 4> header{};
     const std::size_t size = bytes.ReadAt(position, header.data(), header.size());
-    if (size < header.size() || header[0] == 0) {
-      return position;
+    const bool isClean = size == 0 || (header[0] == 0 && position + 1 == bytes.Length());
+    if (end && isMore && (isClean || blocksAfterIt == kSeveral)) {
+      throw Failure(bytes.Name() + ": VOC files with more than one block of sound cannot be read; convert it first");
     }
+    if (end && (isClean || header[0] == 0 || header[0] > kLastType || blocksAfterIt == kSeveral)) {
+      return end;
+    }
+    if (size == 0 || header[0] == 0) {
+      return position + 1;
+    }
+    const bool isSound = kSoundTypes.find(static_cast<char>(header[0])) != std::string_view::npos;
     position += header.size() + ReadNumber(header.data() + 1, 3, false);
-    const bool isSound = header[0] == 1 || header[0] == 9;
-    if (isSound || position > bytes.Length()) {
-      return position;
+    if (position > bytes.Length()) {
+      return end ? end : position;
     }
+    isMore = end && (isMore || isSound);
+    blocksAfterIt += end ? 1 : 0;
+    end = !end && isSound ? Length(position) : end;
   }
-  return std::nullopt;
+  return end;
 }
 
 /// An instrument of samples, whose headers stand before all data; libsndfile reads one and leaves its size zero.
@@ -177,20 +196,12 @@ std::optional<std::uint64_t> StatedFileLength(InputBytes& bytes) {
   return std::nullopt;
 }
 
-const char* FormatWithoutLength(InputBytes& bytes) {
+bool LacksLength(InputBytes& bytes) {
   Head head{};
   bytes.ReadAt(0, head.data(), head.size());
   const std::string_view text = TextOf(head);
-  if (text.starts_with(" paf") || text.starts_with("fap ")) {
-    return "PAF";
-  }
-  if (text.starts_with("PVF1\n")) {
-    return "PVF";
-  }
-  if (text.starts_with("Extended Instrument: ") && !XiLength(bytes, head)) {
-    return "such XI";
-  }
-  // The other bytes tell the machine that wrote it.
+  // The other bytes of IRCAM files tell the machine that wrote them.
   const bool isIrcam = text.starts_with("\x64\xA3") || text.substr(2).starts_with("\xA3\x64");
-  return isIrcam ? "IRCAM" : nullptr;
+  const bool isInstrument = text.starts_with("Extended Instrument: ") && !XiLength(bytes, head);
+  return isIrcam || isInstrument || text.starts_with(" paf") || text.starts_with("fap ") || text.starts_with("PVF1\n");
 }
