@@ -15,6 +15,7 @@ import subprocess
 import sys
 import time
 
+import charts
 import programs
 
 HERE = pathlib.Path(__file__).parent
@@ -70,7 +71,8 @@ def take(samples, work, side, seconds):
 def summary(values):
     ordered = sorted(values)
     quarter = len(ordered) // 4
-    return {"low": ordered[quarter], "median": statistics.median(ordered), "high": ordered[-1 - quarter]}
+    found = (ordered[quarter], statistics.median(ordered), ordered[-1 - quarter])
+    return {name: float(f"{value:.4g}") for name, value in zip(("low", "median", "high"), found)}
 
 
 def ratio(sides, against):
@@ -80,7 +82,7 @@ def ratio(sides, against):
 
 def result(work, sides):
     goal = GOALS["cases"].get(work, {})
-    floor = goal.get("against") or next((side for side in GOALS["floors"] if side in sides), None)
+    floor = GOALS["cases"].get(work.removesuffix(", processor time"), {}).get("against") or next((side for side in GOALS["floors"] if side in sides), None)
     peers = [side for side in sides if side not in ("ours", *GOALS["floors"])]
     best = min(peers, key=lambda side: statistics.median(sides[side]), default=None)
     found = {"sides": {side: summary(values) for side, values in sides.items()}}
@@ -98,7 +100,7 @@ def series(cases):
     """Groups works that differ in one number: {"walk #": {20: "walk 20", ...}}."""
     groups = {}
     for work in cases:
-        if match := re.fullmatch(r"(.*?)(\d+)((?: s)?(?:, processor time)?)", work):
+        if match := re.fullmatch(r"(.*?)(\d+)((?: s)?)", work):
             groups.setdefault(f"{match[1]}#{match[3]}", {})[int(match[2])] = work
     return {name: dict(sorted(works.items())) for name, works in groups.items() if len(works) > 2}
 
@@ -125,30 +127,50 @@ def time_text(seconds):
     return f"{seconds * 1e9:.3g} ns"
 
 
-def row(cells):
-    print("| " + " | ".join(cells) + " |")
+MET = {True: "yes", False: "no", None: ""}
 
 
-def print_table(report):
-    row(["work", "ours", "spread", "to the floor", "to the best peer", "goal", "met"])
-    row(["---"] * 7)
-    for work, found in report["cases"].items():
-        ours = found["sides"].get("ours")
-        if ours is None or work.endswith("processor time"):
-            continue
-        cells = [work, time_text(ours["median"]), f"{(ours['high'] - ours['low']) / ours['median']:.0%}"]
-        for key in ("floor", "peer"):
-            cells.append(f"{found[key]['median']:.2f} {found[key]['side']}" if key in found else "")
-        row(cells + [str(found.get("goal", "")), {True: "yes", False: "no", None: ""}[found.get("met")]])
-    print()
-    row(["work at growing sizes", "slope", "goal", "met"])
-    row(["---"] * 4)
-    for name, found in report["slopes"].items():
-        row([name, f"{found['slope']:.2f}", str(found.get("goal", "")),
-             {True: "yes", False: "no", None: ""}[found.get("met")]])
+def natural(name):
+    return [int(part) if part.isdigit() else part for part in re.split(r"(\d+)", name)]
+
+
+def table(*rows):
+    return [f"| {' | '.join(cells)} |" for cells in (rows[0], ["---"] * len(rows[0]), *rows[1:])]
+
+
+def row(report, work):
+    found = report["cases"][work]
+    ours = found["sides"]["ours"]
+    cells = [work, time_text(ours["median"]), f"{(ours['high'] - ours['low']) / ours['median']:.0%}"]
+    for key in ("floor", "peer"):
+        cells.append(f"{found[key]['median']:.2f} {found[key]['side']}" if key in found else "")
+        if processor := report["cases"].get(f"{work}, processor time", {}).get(key):
+            cells[-1] += f" (processor {processor['median']:.2f})"
+    return cells + [str(found.get("goal", "")), MET[found.get("met")]]
+
+
+def tables(report):
+    """The works with goals first, then the others; what grows with its size; what is missing."""
+    works = sorted((work for work, found in report["cases"].items()
+                    if "ours" in found["sides"] and not work.endswith("processor time")), key=natural)
+    head = ["work", "ours", "spread", "to the floor", "to the best peer", "goal", "met"]
+    lines = table(head, *(row(report, work) for work in works if "goal" in report["cases"][work]))
+    lines += ["", *table(head, *(row(report, work) for work in works if "goal" not in report["cases"][work]))]
+    lines += ["", *table(["work at growing sizes", "slope", "goal", "met"],
+                         *([name, f"{found['slope']:.2f}", str(found.get("goal", "")), MET[found.get("met")]]
+                           for name, found in sorted(report["slopes"].items())))]
     missed = [work for key in ("cases", "slopes") for work, found in report[key].items() if found.get("met") is False]
-    print(f"\nMissed: {', '.join(missed) or 'none'}")
-    print(f"Not installed: {', '.join(report['missing']) or 'none'}")
+    lines += ["", f"Missed: {'; '.join(missed) or 'none'}.", f"Not installed: {', '.join(report['missing']) or 'none'}.",
+              f"Commit {report['commit']}, {report['date']}, {report['processors']} processors, load "
+              f"{report['load'][0]:.1f}."]
+    return "\n".join(lines)
+
+
+def write_document(path, text):
+    """Replaces the tables of a document, which stand between two marks."""
+    begin, end = "<!-- scripts/bench writes what follows -->\n", "\n<!-- until here -->"
+    head, rest = path.read_text().split(begin)
+    path.write_text(head + begin + "\n" + text + "\n" + end + rest.split(end)[1])
 
 
 def print_changes(old, new):
@@ -182,8 +204,25 @@ def main():
     parser.add_argument("--budget", type=float, default=20, metavar="S", help="seconds for each case of whole programs")
     parser.add_argument("--json", default="build/bench.json", metavar="FILE", help="where the results go")
     parser.add_argument("--compare", metavar="OLD.json", help="print what has changed by more than the spread")
+    parser.add_argument("--charts", metavar="FOLDER", type=pathlib.Path, help="draw charts, after --all")
+    parser.add_argument("--document", metavar="FILE", type=pathlib.Path, help="replace the tables in it")
+    parser.add_argument("--from", dest="source", metavar="FILE", type=pathlib.Path, help="take these results, run nothing")
     parser.add_argument("--build", default="build/release", type=pathlib.Path, help=argparse.SUPPRESS)
     arguments = parser.parse_args()
+    report = json.loads(arguments.source.read_text()) if arguments.source else measure(arguments)
+    if report is None:
+        return
+    print(tables(report))
+    if arguments.compare:
+        print_changes(json.loads(pathlib.Path(arguments.compare).read_text()), report)
+    if arguments.document:
+        write_document(arguments.document, tables(report))
+    if arguments.charts:
+        charts.draw_all(report, series(report["cases"]), arguments.charts)
+
+
+def measure(arguments):
+    """Runs what the command line asks for, and returns the report, which is written as JSON; none for --quick."""
     build = arguments.build.resolve()
     samples = {}
     try:
@@ -193,7 +232,7 @@ def main():
             for case in programs.cases(build, is_quick=True):
                 run_case(case, samples, rounds=1, budget=0)
             check_goals(samples, build)
-            return
+            return None
         options = ["--benchmark_min_time=0.01", "--benchmark_repetitions=3", "--benchmark_enable_random_interleaving=true"]
         for _ in range(arguments.rounds):
             run_benchmarks(build, samples, arguments.filter, options)
@@ -207,10 +246,8 @@ def main():
     report = {"commit": commit, "date": datetime.date.today().isoformat(), "processors": os.cpu_count(),
               "system": platform.platform(), "load": os.getloadavg(), "missing": programs.missing(),
               "cases": cases, "slopes": slopes(cases)}
-    print_table(report)
-    if arguments.compare:
-        print_changes(json.loads(pathlib.Path(arguments.compare).read_text()), report)
     pathlib.Path(arguments.json).write_text(json.dumps(report, indent=1))
+    return report
 
 
 if __name__ == "__main__":
