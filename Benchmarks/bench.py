@@ -187,6 +187,13 @@ def print_changes(old, new):
                   + (f" ({was['median']:.2f} to {now['median']:.2f})" if is_ratio else ""))
 
 
+def json_text(report):
+    """A line for each case."""
+    lines = [f'"{name}": ' + ("{\n" + ",\n".join(f" {json.dumps(key)}: {json.dumps(value[key])}" for key in value) + "}"
+                              if isinstance(value, dict) else json.dumps(value)) for name, value in report.items()]
+    return "{\n" + ",\n".join(lines) + "\n}\n"
+
+
 def check_goals(samples, build):
     """Every goal names a work and a side that exist."""
     sides = samples | {case.name: case.sides for case in programs.all_cases(build)}
@@ -246,7 +253,7 @@ def measure(arguments):
     report = {"commit": commit, "date": datetime.date.today().isoformat(), "processors": os.cpu_count(),
               "system": platform.platform(), "load": os.getloadavg(), "missing": programs.missing(),
               "cases": cases, "slopes": slopes(cases)}
-    pathlib.Path(arguments.json).write_text(json.dumps(report, indent=1))
+    pathlib.Path(arguments.json).write_text(json_text(report))
     return report
 
 

@@ -35,7 +35,9 @@ SampleBlock ReadAhead::Read() {
   if (std::exchange(m_isHeld, true) && m_filled - ++m_returned == kFewSlots) {
     m_changed.notify_one();
   }
-  m_changed.wait(lock, [this] { return m_filled > m_returned; });
+  if (m_filled == m_returned) {
+    m_changed.wait(lock, [this] { return m_filled - m_returned >= kFewSlots || m_isComplete; });
+  }
   const Slot& slot = m_slots[m_returned % m_slots.size()];
   lock.unlock();
   m_isAtEnd = slot.frames == 0;
@@ -51,7 +53,7 @@ SampleBlock ReadAhead::Read() {
 void ReadAhead::ReadSource() {
   for (bool isLast = false; !isLast;) {
     std::unique_lock lock(m_mutex);
-    // Woken for several slots at a time: a switch of threads costs as much as a block.
+    // Both threads are woken for several slots at a time: a switch of threads costs as much as a block.
     if (m_filled - m_returned == m_slots.size()) {
       m_changed.wait(lock, [this] { return m_isStopped || m_filled - m_returned <= kFewSlots; });
     }
@@ -63,7 +65,8 @@ void ReadAhead::ReadSource() {
     Fill(slot);
     isLast = slot.frames == 0;
     lock.lock();
-    if (++m_filled - m_returned == 1) {
+    m_isComplete = isLast;
+    if (++m_filled - m_returned == kFewSlots || isLast) {
       m_changed.notify_one();
     }
   }

@@ -48,10 +48,11 @@ class ReadAhead : public SoundSource {
   std::unique_ptr<SoundSource> m_source;
   static constexpr std::size_t kFewSlots = 4;
   std::array<Slot, 2 * kFewSlots> m_slots;
-  std::mutex m_mutex;  ///< guards the next three
+  std::mutex m_mutex;  ///< guards all until m_isStopped
   std::condition_variable m_changed;
   std::size_t m_filled = 0;    ///< slots that the thread has filled, in all
   std::size_t m_returned = 0;  ///< slots that the reader has given back, in all
+  bool m_isComplete = false;   ///< the thread has filled the last slot
   bool m_isStopped = false;
   bool m_isDirect = false;  ///< there is no thread
   bool m_isHeld = false;    ///< the reader has a slot
