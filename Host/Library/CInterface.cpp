@@ -168,7 +168,7 @@ unsigned int FileFormatCode(const char* text) {
   return format.empty() ? 0 : code;
 }
 
-/// Runs a step of the encoder, which is of no more use when that fails.
+/// Runs a step of the encoder. After a failure the encoder can only be destroyed.
 template <class Step>
 rho_result Run(rho_encoder* encoder, rho_packet_function function, void* context, Step step) {
   return Guard([&] {
@@ -365,7 +365,7 @@ void rho_encoder_destroy(rho_encoder* encoder) {
   }
   const std::unique_ptr<rho_encoder> owner(encoder);
   if (std::exchange(encoder->state->isEncoding, false)) {
-    // The compressor can be used again then. Whatever it answers, there is nothing more to do.
+    // Ends the run, so that the compressor can begin another. There is nobody to report an error to.
     Guard([encoder] { encoder->state->compressor->CompressFrameEnd(); });
   }
 }
