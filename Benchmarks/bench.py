@@ -197,8 +197,10 @@ def json_text(report):
 def check_goals(samples, build):
     """Every goal names a work and a side that exist."""
     sides = samples | {case.name: case.sides for case in programs.all_cases(build)}
+    built = list((build / "Benchmarks").glob("*_benchmark"))
+    is_complete = len(built) == len(list(HERE.glob("*Benchmark.cpp")))  # CMake leaves out those whose peers are missing
     for work, goal in GOALS["cases"].items():
-        if goal["against"] not in sides.get(work, {}):
+        if goal["against"] not in sides.get(work, {}) and (work in sides or is_complete):
             sys.exit(f"bench: goals.json: there is no {work}/{goal['against']}")
 
 

@@ -11,7 +11,8 @@ import tempfile
 import wave
 
 MEMORY = "/dev/shm"
-FOLDER = pathlib.Path(tempfile.mkdtemp(prefix="bench-", dir=MEMORY if os.path.isdir(MEMORY) else None))
+HAS_MEMORY = os.path.isdir(MEMORY) and shutil.disk_usage(MEMORY).free > 4 << 30
+FOLDER = pathlib.Path(tempfile.mkdtemp(prefix="bench-", dir=MEMORY if HAS_MEMORY else None))
 OUTPUT = FOLDER / "output"
 RATE = 44100
 PEERS = {
