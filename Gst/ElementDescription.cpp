@@ -12,10 +12,14 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+bool MakesLinearPcm(const Json& description) {
+  const Json& types = description["packetTypes"];
+  return std::find(types.begin(), types.end(), static_cast<unsigned int>(IPacket::kPacketTypeLinearPCM)) != types.end();
+}
+
 /// The template of what comes out. Packets of types other than linear PCM have caps that only this plug-in knows.
 CapsPointer SourceCaps(const Json& description, const OfferedFormats& formats) {
-  const Json& types = description["packetTypes"];
-  if (std::find(types.begin(), types.end(), static_cast<unsigned int>(IPacket::kPacketTypeLinearPCM)) != types.end()) {
+  if (MakesLinearPcm(description)) {
     return RawCaps(formats, true);
   }
   return CapsPointer(gst_caps_new_simple("audio/x-rho", "manufacturer", G_TYPE_STRING,
@@ -57,6 +61,7 @@ ElementDescription DescribeElement(const CatalogEntry& module) {
           fmt::format("manufacturer {}, codec {}, version {:#010x}", description["manufacturer"].get<std::string>(),
                       description["codec"].get<std::string>(), description["version"].get<unsigned int>()),
       .formats = ReadFormats(description["settings"]),
+      .makesLinearPcm = MakesLinearPcm(description),
       .sourceCaps = nullptr,
       .settings = description["settings"],
       .codecDelay = std::max(description["codecDelay"].get<int>(), 0)};

@@ -15,6 +15,7 @@ struct ElementDescription {
   std::string details;
   std::string author;
   OfferedFormats formats;
+  bool makesLinearPcm = false;
   CapsPointer sourceCaps;           ///< of the template
   nlohmann::ordered_json settings;  ///< as docs/info.md says
   int codecDelay = 0;               ///< in sample frames

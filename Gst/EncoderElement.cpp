@@ -26,7 +26,7 @@ struct State {
   int rateNumerator = 30;
   int rateDenominator = 1;
   GstPadChainFunction baseChain = nullptr;
-  GstClockTime nextTime = GST_CLOCK_TIME_NONE;  ///< when the next buffer has to begin if nothing is missing
+  GstClockTime nextTime = GST_CLOCK_TIME_NONE;  ///< when the next buffer begins if nothing is missing
   bool holdsSamples = false;                    ///< whether the run was given samples
 };
 
@@ -45,6 +45,7 @@ ElementClass& ClassOf(gpointer element) { return *reinterpret_cast<ElementClass*
 State& StateOf(gpointer element) { return *static_cast<Element*>(element)->state; }
 
 gpointer g_parentClass = nullptr;
+GstAudioEncoderClass& ParentClass() { return *static_cast<GstAudioEncoderClass*>(g_parentClass); }
 
 /// Runs `action`. What it throws becomes an error on the pipeline's bus, and `failed` the result.
 template <class Result, class Action>
@@ -105,7 +106,7 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) noe
 
 // ---- Caps ----
 
-/// The formats that are left when the settings that were chosen are given.
+/// The formats that the settings that were chosen leave, and that the next element takes.
 GstCaps* GetCaps(GstAudioEncoder* base, GstCaps* filter) noexcept {
   const ElementDescription& element = *ClassOf(base).description;
   ModuleEncoder& encoder = StateOf(base).encoder;
@@ -123,15 +124,17 @@ GstCaps* GetCaps(GstAudioEncoder* base, GstCaps* filter) noexcept {
     std::erase_if(formats.layouts, [&](const OfferedLayout& offered) { return layout && offered.name != *layout; });
     return RawCaps(formats, layout.has_value());
   };
-  const CapsPointer caps = Guard(base, CapsPointer(gst_caps_new_empty()), chosenCaps);
-  return gst_audio_encoder_proxy_getcaps(base, caps.get(), filter);
+  CapsPointer caps = Guard(base, CapsPointer(gst_caps_new_empty()), chosenCaps);
+  if (element.makesLinearPcm) {  // what comes out has the caps of what goes in
+    caps.reset(gst_pad_peer_query_caps(GST_AUDIO_ENCODER_SRC_PAD(base), caps.get()));
+  }
+  return filter == nullptr ? caps.release() : gst_caps_intersect_full(filter, caps.get(), GST_CAPS_INTERSECT_FIRST);
 }
 
 /// The caps of the packets of a run that takes samples in the format of `info`.
-CapsPointer OutputCaps(const ElementDescription& element, bool isLinearPcm, const GstAudioInfo& info) {
-  CapsPointer raw(gst_audio_info_to_caps(&info));
-  if (isLinearPcm) {
-    return raw;
+CapsPointer OutputCaps(const ElementDescription& element, const GstAudioInfo& info) {
+  if (element.makesLinearPcm) {
+    return CapsPointer(gst_audio_info_to_caps(&info));
   }
   CapsPointer caps(gst_caps_copy(element.sourceCaps.get()));
   gst_caps_set_simple(caps.get(), "rate", G_TYPE_INT, info.rate, "channels", G_TYPE_INT, info.channels, nullptr);
@@ -147,7 +150,7 @@ gboolean SetFormat(GstAudioEncoder* base, GstAudioInfo* info) noexcept {
                          .bits = static_cast<unsigned int>(GST_AUDIO_INFO_WIDTH(info)),
                          .channels = static_cast<unsigned int>(info->channels),
                          .speakers = WavSpeakers(*info)});
-    const CapsPointer caps = OutputCaps(element, state.encoder.MakesLinearPcm(), *info);
+    const CapsPointer caps = OutputCaps(element, *info);
     const GstClockTime latency = gst_util_uint64_scale_ceil(
         state.encoder.SampleFramesPerPacket() + static_cast<std::uint64_t>(element.codecDelay), GST_SECOND,
         static_cast<std::uint64_t>(info->rate));
@@ -242,12 +245,20 @@ GstFlowReturn PrePush(GstAudioEncoder* base, GstBuffer** buffer) noexcept {
 bool IsDiscontinuous(GstAudioEncoder* base, GstBuffer* buffer) {
   const GstClockTime time = GST_BUFFER_PTS(buffer);
   const GstClockTime expected = StateOf(base).nextTime;
-  if (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT)) {
-    return true;
-  }
-  return GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(expected) &&
+  return GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ||
          std::max(time, expected) - std::min(time, expected) >
              static_cast<GstClockTime>(gst_audio_encoder_get_tolerance(base));
+}
+
+/// Gives a buffer without a time that of the end of the last one, or of the segment's beginning.
+GstBuffer* Timed(GstAudioEncoder* base, GstBuffer* buffer) {
+  if (GST_BUFFER_PTS_IS_VALID(buffer)) {
+    return buffer;
+  }
+  const GstClockTime expected = StateOf(base).nextTime;
+  GstBuffer* const timed = gst_buffer_make_writable(buffer);
+  GST_BUFFER_PTS(timed) = GST_CLOCK_TIME_IS_VALID(expected) ? expected : GST_AUDIO_ENCODER_INPUT_SEGMENT(base).start;
+  return timed;
 }
 
 /// The base class lets samples from before and after a discontinuity share a packet; here the packet before it ends.
@@ -255,6 +266,7 @@ GstFlowReturn Chain(GstPad* pad, GstObject* parent, GstBuffer* buffer) noexcept 
   auto* const base = GST_AUDIO_ENCODER(parent);
   State& state = StateOf(base);
   GstFlowReturn flow = GST_FLOW_OK;
+  buffer = Timed(base, buffer);
   if (state.holdsSamples && IsDiscontinuous(base, buffer)) {
     GST_AUDIO_ENCODER_STREAM_LOCK(base);
     flow = Guard(base, GST_FLOW_ERROR, [base] { return FinishRun(base); });
@@ -268,12 +280,21 @@ GstFlowReturn Chain(GstPad* pad, GstObject* parent, GstBuffer* buffer) noexcept 
   const std::uint64_t size = gst_buffer_get_size(buffer);
   flow = state.baseChain(pad, parent, buffer);
   const GstAudioInfo& info = *gst_audio_encoder_get_audio_info(base);
-  state.nextTime = GST_CLOCK_TIME_NONE;
-  if (GST_CLOCK_TIME_IS_VALID(time) && info.bpf > 0 && info.rate > 0) {
+  if (info.bpf > 0 && info.rate > 0) {
     state.nextTime = time + gst_util_uint64_scale(size / static_cast<std::uint64_t>(info.bpf), GST_SECOND,
                                                   static_cast<std::uint64_t>(info.rate));
   }
   return flow;
+}
+
+/// Times begin anew with a segment.
+gboolean SinkEvent(GstAudioEncoder* base, GstEvent* event) noexcept {
+  const bool isSegment = GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT;
+  const gboolean isDone = ParentClass().sink_event(base, event);
+  if (isSegment) {
+    StateOf(base).nextTime = GST_CLOCK_TIME_NONE;
+  }
+  return isDone;
 }
 
 void Flush(GstAudioEncoder* base) noexcept {
@@ -339,6 +360,7 @@ void InitClass(gpointer type, gpointer data) noexcept {
   elementClass.base.open = Open;
   elementClass.base.stop = Stop;
   elementClass.base.getcaps = GetCaps;
+  elementClass.base.sink_event = SinkEvent;
   elementClass.base.set_format = SetFormat;
   elementClass.base.handle_frame = HandleFrame;
   elementClass.base.pre_push = PrePush;

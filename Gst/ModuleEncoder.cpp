@@ -151,7 +151,6 @@ void ModuleEncoder::BeginRun() {
                                .fileFormat = compressor.IsFormatSupported(kMatroska) != 0 ? kMatroska : 0};
   m_run = std::make_unique<Encoder>(compressor, m_format, options);
   m_sampleFramesPerPacket = m_run->SampleFramesPerPacket();
-  m_makesLinearPcm = m_run->PacketType() == IPacket::kPacketTypeLinearPCM;
   m_taken = 0;
   m_passed = 0;
 }
@@ -204,9 +203,4 @@ void ModuleEncoder::Stop() {
 std::uint64_t ModuleEncoder::SampleFramesPerPacket() {
   const std::lock_guard lock(m_mutex);
   return m_sampleFramesPerPacket;
-}
-
-bool ModuleEncoder::MakesLinearPcm() {
-  const std::lock_guard lock(m_mutex);
-  return m_makesLinearPcm;
 }

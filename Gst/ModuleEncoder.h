@@ -78,9 +78,8 @@ class ModuleEncoder {
   /// Ends the run; what is left is lost. Settings can be changed until the next Begin.
   void Stop();
 
-  /// Of the last run.
+  /// Of a packet of the last run; the last packet may have fewer.
   std::uint64_t SampleFramesPerPacket();
-  bool MakesLinearPcm();
 
  private:
   struct Loaded {
@@ -106,7 +105,6 @@ class ModuleEncoder {
   bool m_isStarted = false;  ///< whether settings cannot be changed
   std::unique_ptr<Encoder> m_run;
   std::uint64_t m_sampleFramesPerPacket = 0;
-  bool m_makesLinearPcm = false;
   std::uint64_t m_taken = 0;   ///< sample frames that the run was given
   std::uint64_t m_passed = 0;  ///< sample frames that its packets stand for
 };

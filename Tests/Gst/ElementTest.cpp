@@ -1,12 +1,19 @@
 /// Elements in a harness: samples in, buffers out, as GStreamer counts them.
 
-#include "Tests/Gst/GstTest.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gst/check/gstharness.h>
+#include <gst/gst.h>
 
-#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <random>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -14,6 +21,137 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+
+std::vector<std::string>& Warnings() {
+  static std::vector<std::string> warnings;
+  return warnings;
+}
+
+void Keep(const char* domain, GLogLevelFlags level, const char* text, void* /*data*/) {
+  if ((level & (G_LOG_LEVEL_ERROR | G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING)) != 0) {
+    Warnings().push_back(fmt::format("{}: {}", domain == nullptr ? "" : domain, text));
+  }
+}
+
+/// GStreamer with the plug-in, the elements of the tests and no others; modules in a folder.
+class GStreamer : public testing::Environment {
+ public:
+  void SetUp() override {
+    for (const std::string module :
+         {PCM_MODULE, ALL_SETTINGS, G711, BAD_MODULES "/NoFrame.so", BAD_MODULES "/TimesJump.so"}) {
+      const std::string name = fs::path(module).filename();
+      fs::copy(module, m_folder / (name.starts_with("lib") ? name.substr(3) : name));
+    }
+    for (const auto& [name, value] :
+         {std::pair("RHO_PLUGIN_PATH", m_folder.Path().c_str()), std::pair("RHO_MODULE_HELPER", HELPER),
+          std::pair("GST_REGISTRY_DISABLE", "yes"), std::pair("GST_PLUGIN_SYSTEM_PATH_1_0", ""),
+          std::pair("GST_PLUGIN_PATH_1_0", "")}) {
+      setenv(name, value, 1);
+    }
+    gst_init(nullptr, nullptr);
+    g_log_set_default_handler(Keep, nullptr);
+    for (const char* const plugin : {PLUGIN, GST_PLUGINS "/libgstcoreelements.so"}) {
+      GError* error = nullptr;
+      ASSERT_NE(gst_plugin_load_file(plugin, &error), nullptr) << error->message;
+    }
+  }
+
+ private:
+  TemporaryFolder m_folder;
+};
+
+const testing::Environment* const g_gstreamer = testing::AddGlobalTestEnvironment(new GStreamer);
+
+/// A buffer that an element has pushed.
+struct Pushed {
+  GstClockTime time = 0;
+  GstClockTime duration = 0;
+  std::uint64_t offset = 0;
+  std::uint64_t offsetEnd = 0;
+  std::string bytes;
+
+  bool operator==(const Pushed&) const = default;
+};
+std::ostream& operator<<(std::ostream& stream, const Pushed& pushed) {
+  return stream << fmt::format("{}+{} ns, frames {} to {}, {} bytes", pushed.time, pushed.duration, pushed.offset,
+                               pushed.offsetEnd, pushed.bytes.size());
+}
+
+/// An element between a source and a sink of the test.
+class Harness {
+ public:
+  Harness(const std::string& launchLine, const std::string& caps)
+      : m_harness(gst_harness_new_parse(launchLine.c_str())) {
+    gst_harness_set_src_caps_str(m_harness, caps.c_str());
+  }
+  Harness(const Harness&) = delete;
+  Harness& operator=(const Harness&) = delete;
+  ~Harness() { gst_harness_teardown(m_harness); }
+
+  GstHarness* Get() const { return m_harness; }
+  void Send(GstEvent* event) { gst_harness_push_event(m_harness, event); }
+  void SetCaps(const std::string& text) {
+    GstCaps* const caps = gst_caps_from_string(text.c_str());
+    Send(gst_event_new_caps(caps));
+    gst_caps_unref(caps);
+  }
+  GstFlowReturn Push(const std::string& bytes, GstClockTime time, GstBufferFlags flags = GstBufferFlags{}) {
+    GstBuffer* const buffer = gst_buffer_new_memdup(bytes.data(), bytes.size());
+    GST_BUFFER_PTS(buffer) = time;
+    GST_BUFFER_FLAG_SET(buffer, flags);
+    return gst_harness_push(m_harness, buffer);
+  }
+
+  /// What has come out since the last call.
+  std::vector<Pushed> Take() {
+    std::vector<Pushed> taken;
+    while (GstBuffer* const buffer = gst_harness_try_pull(m_harness)) {
+      std::string bytes(gst_buffer_get_size(buffer), '\0');
+      gst_buffer_extract(buffer, 0, bytes.data(), bytes.size());
+      taken.push_back({GST_BUFFER_PTS(buffer), GST_BUFFER_DURATION(buffer), GST_BUFFER_OFFSET(buffer),
+                       GST_BUFFER_OFFSET_END(buffer), bytes});
+      gst_buffer_unref(buffer);
+    }
+    return taken;
+  }
+
+  std::string OutputCaps() const {
+    GstCaps* const caps = gst_pad_get_current_caps(m_harness->sinkpad);
+    char* const text = gst_caps_to_string(caps);
+    std::string copy = text;
+    g_free(text);
+    gst_caps_unref(caps);
+    return copy;
+  }
+
+ private:
+  GstHarness* m_harness;
+};
+
+/// Elements, which may not leave warnings.
+class ElementTest : public testing::Test {
+ public:
+  ~ElementTest() override { EXPECT_THAT(TakeWarnings(), IsEmpty()); }
+
+ protected:
+  /// The warnings of GLib and GStreamer since the last call.
+  static std::vector<std::string> TakeWarnings() { return std::exchange(Warnings(), {}); }
+};
+
+/// "audio/x-raw" caps.
+std::string Caps(const std::string& format, int rate, int channels, const std::string& mask = "") {
+  return fmt::format("audio/x-raw, format=(string){}, layout=(string)interleaved, rate=(int){}, channels=(int){}{}",
+                     format, rate, channels, mask.empty() ? "" : ", channel-mask=(bitmask)" + mask);
+}
+
+std::string Noise(std::size_t size) {
+  std::minstd_rand random(7);
+  std::string noise(size, '\0');
+  for (char& byte : noise) {
+    byte = static_cast<char>(random() >> 8 & 0xFF);
+  }
+  return noise;
+}
 
 GstClockTime TimeOf(std::uint64_t frames, int rate) {
   return gst_util_uint64_scale(frames, GST_SECOND, static_cast<std::uint64_t>(rate));
@@ -31,8 +169,6 @@ std::vector<Pushed> Cut(const std::string& bytes, std::size_t frameBytes, std::s
   }
   return packets;
 }
-
-class ElementTest : public GstTest {};
 
 TEST_F(ElementTest, EachPacketIsOneBufferWithItsTime) {
   std::minstd_rand random(1);
@@ -74,6 +210,7 @@ struct Break {
 
 TEST_F(ElementTest, PacketsEndAtBreaks) {
   constexpr int kRate = 8000;
+  constexpr std::uint64_t kNone = GST_CLOCK_TIME_NONE;
   const auto nothing = [](Harness&) {};
   const auto segment = [](Harness& harness) {
     GstSegment whole;
@@ -89,6 +226,7 @@ TEST_F(ElementTest, PacketsEndAtBreaks) {
   for (const Break& tried : std::vector<Break>{
            {"nothing", 1000, {}, nothing, 1000, false},
            {"less jitter than the tolerance", 1007, {}, nothing, 1000, false},
+           {"no time", kNone, {}, nothing, 1000, false},
            {"a gap", 1400, {}, nothing, 1000, true},
            {"time goes back", 333, {}, nothing, 1000, true},
            {"a discontinuity", 1000, GST_BUFFER_FLAG_DISCONT, nothing, 1000, true},
@@ -102,7 +240,8 @@ TEST_F(ElementTest, PacketsEndAtBreaks) {
     const std::string samples = Noise(std::size_t{1000} * 4);
     EXPECT_EQ(harness.Push(samples, 0), GST_FLOW_OK);
     tried.happens(harness);
-    EXPECT_EQ(harness.Push(samples, TimeOf(tried.secondBegin, kRate), tried.flags), GST_FLOW_OK);
+    EXPECT_EQ(harness.Push(samples, tried.secondBegin == kNone ? kNone : TimeOf(tried.secondBegin, kRate), tried.flags),
+              GST_FLOW_OK);
     harness.Send(gst_event_new_eos());
     std::vector<Pushed> expected = Cut(samples.substr(0, tried.keptOfFirst * 4), 4, 320, kRate);
     if (tried.isBreak) {
@@ -168,24 +307,16 @@ TEST_F(ElementTest, SettingsAreProperties) {
        std::vector<std::tuple<const char*, const char*, const char*, const char*, const char*>>{
            {"sample-rate", "44100", "48000", "48000", ""},
            {"sample-rate", "48000", "12000", "48000", "allowed are 8000, "},
-           {"sample-size", "16", "24", "24", ""},
-           {"data-rate", "288000", "1", "288000", ""},
+           {"data-rate", "192000", "1", "192000", ""},
            {"channels", "stereo", "5.1", "5.1", ""},
-           {"data-rate", "864000", "1", "864000", ""},
-           {"frame-rate", "30/1", "30000/1001", "30000/1001", ""},
            {"all-switch", "true", "false", "false", ""},
            {"all-level", "0", "6", "6", ""},
            {"all-level", "6", "5", "6", "allowed are -6, 0 and 6, not 5"},
            {"all-level", "6", "7", "6", "out of range"},
-           {"all-offset", "-5", "-10", "-10", ""},
            {"all-rate", "29.969999999999999", "25", "25", ""},
-           {"all-rate", "25", "26", "25", "not 26"},
            {"all-scale", "0.10000000000000001", "1e300", "1.0000000000000001e+300", ""},
            {"all-mode", "fast-2", "careful-slow", "careful-slow", ""},
-           {"all-mode", "careful-slow", "empty", "empty", ""},
            {"all-mode-specified", "true", "false", "false", ""},
-           {"all-log", "/tmp/log", "/tmp/other", "/tmp/other", ""},
-           {"all-delay", "-1:00:00:007", "nonsense", "-1:00:00:007", "time codes"},
            {"all-gains", R"("1\,2\,3")", "4,5,6", R"("4\,5\,6")", ""},
            {"all-key", "00ff10", "xy", "00ff10", "hexadecimal"},
            {"all-asleep", R"("")", "x", R"("")", "not active"},
