@@ -287,14 +287,20 @@ GstFlowReturn Chain(GstPad* pad, GstObject* parent, GstBuffer* buffer) noexcept 
   return flow;
 }
 
-/// Times begin anew with a segment.
+/// Packets also end where it is announced that samples are missing or that a segment has ended, and times begin anew with
+/// a segment. The base class does the rest.
 gboolean SinkEvent(GstAudioEncoder* base, GstEvent* event) noexcept {
-  const bool isSegment = GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT;
-  const gboolean isDone = ParentClass().sink_event(base, event);
-  if (isSegment) {
+  const GstEventType type = GST_EVENT_TYPE(event);
+  if (type == GST_EVENT_GAP || type == GST_EVENT_SEGMENT_DONE) {
+    GST_AUDIO_ENCODER_STREAM_LOCK(base);
+    Guard(base, GST_FLOW_ERROR, [base] { return FinishRun(base); });
+    GST_AUDIO_ENCODER_STREAM_UNLOCK(base);
+  }
+  const gboolean isHandled = ParentClass().sink_event(base, event);
+  if (type == GST_EVENT_SEGMENT) {
     StateOf(base).nextTime = GST_CLOCK_TIME_NONE;
   }
-  return isDone;
+  return isHandled;
 }
 
 void Flush(GstAudioEncoder* base) noexcept {
