@@ -1,6 +1,7 @@
 # What is installed, and in which Debian package each part of it is: the components "tools", "plugin", "library",
 # "gstreamer" and "dev".
-# Nothing that is installed knows the prefix: the whole may be moved, or installed elsewhere with "cmake --install --prefix".
+# Programs and libraries find each other from where they are, so that the whole may be moved. The files for pkg-config have
+# the prefix that "cmake --install" is given.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -37,16 +38,24 @@ install(EXPORT RhoTargets NAMESPACE Rho:: DESTINATION ${cmake_dir} COMPONENT dev
 configure_package_config_file(cmake/package/RhoConfig.cmake.in ${CMAKE_BINARY_DIR}/package/RhoConfig.cmake
   INSTALL_DESTINATION ${cmake_dir} PATH_VARS plugin_dir)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/package/RhoConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-# pkg-config finds the prefix from the folder of its file.
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY
-  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE pc_to_prefix)
 if(RHO_LIBUUID)
   set(pc_uuid "-luuid ")
 endif()
 set(pc_files)
 foreach(name rho rho-host)
-  configure_file(cmake/package/${name}.pc.in ${CMAKE_BINARY_DIR}/package/${name}.pc @ONLY)
-  list(APPEND pc_files ${CMAKE_BINARY_DIR}/package/${name}.pc)
+  set(pc_file ${CMAKE_BINARY_DIR}/package/${name}.pc)
+  configure_file(cmake/package/${name}.pc.in ${pc_file}.in @ONLY)
+  # CPack installs into a folder of its own.
+  install(CODE "
+    set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
+    if(prefix MATCHES /_CPack_Packages/)
+      set(prefix /usr)
+    endif()
+    cmake_path(ABSOLUTE_PATH prefix)
+    file(READ \"${pc_file}.in\" text)
+    string(REPLACE PREFIX \"\${prefix}\" text \"\${text}\")
+    file(WRITE \"${pc_file}\" \"\${text}\")" COMPONENT dev)
+  list(APPEND pc_files ${pc_file})
 endforeach()
 install(FILES
   ${CMAKE_BINARY_DIR}/package/RhoConfig.cmake
