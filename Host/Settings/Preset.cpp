@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <nlohmann/json.hpp>
+#include <set>
 
 using Json = nlohmann::ordered_json;
 
@@ -73,19 +74,50 @@ std::string ReadPresetFile(const std::string& path) {
   return text;
 }
 
-Json ReadJson(const std::string& path) {
-  // A preset needs three levels. Copying or showing deep nesting would exhaust the stack.
-  const auto limitDepth = [&path](int depth, Json::parse_event_t /*event*/, const Json& /*value*/) {
+/// Refuses, while a preset is parsed, what JSON allows and no preset needs.
+class PresetRules {
+ public:
+  explicit PresetRules(const std::string& path) : m_path(path) {}
+
+  void Check(int depth, Json::parse_event_t event, const Json& parsed) {
+    // A preset needs three levels. Copying or showing deep nesting would exhaust the stack.
     if (depth > kDeepest) {
-      throw Failure(fmt::format("{}: not a preset: nested too deeply", path));
+      throw Failure(fmt::format("{}: not a preset: nested too deeply", m_path));
     }
-    return true;
-  };
+    const std::string* const text = parsed.is_string() ? parsed.get_ptr<const std::string*>() : nullptr;
+    if (text != nullptr && text->find('\0') != std::string::npos) {
+      throw Failure(fmt::format("{}: not a preset: a text in it contains a zero character", m_path));
+    }
+    if (event == Json::parse_event_t::object_start) {
+      m_keys.emplace_back();
+    } else if (event == Json::parse_event_t::object_end) {
+      m_keys.pop_back();
+    } else if (event == Json::parse_event_t::key && text != nullptr && !m_keys.back().insert(*text).second) {
+      // The parser would keep one of the two values.
+      throw Failure(fmt::format("{}: not a preset: \"{}\" occurs twice", m_path, ::Abbreviated(*text)));
+    }
+  }
+
+ private:
+  const std::string& m_path;
+  std::vector<std::set<std::string>> m_keys;  ///< of the objects that are being parsed
+};
+
+Json ReadJson(const std::string& path) {
   const std::string text = ReadPresetFile(path);
+  if (text.find('\0') != std::string::npos) {
+    throw Failure(fmt::format("{}: not a preset: it contains a zero byte", path));
+  }
+  PresetRules rules(path);
   try {
-    return Json::parse(text, limitDepth);
+    return Json::parse(text, [&rules](int depth, Json::parse_event_t event, const Json& parsed) {
+      rules.Check(depth, event, parsed);
+      return true;
+    });
   } catch (const Json::exception& error) {
-    throw Failure(fmt::format("{}: not a preset: {}", path, ::Abbreviated(error.what())));
+    // "[json.exception.parse_error.101] parse error at line 1, ..."
+    const std::string what = error.what();
+    throw Failure(fmt::format("{}: not a preset: {}", path, ::Abbreviated(what.substr(what.find(' ') + 1))));
   }
 }
 

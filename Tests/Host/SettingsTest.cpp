@@ -198,6 +198,9 @@ TEST_F(SettingsTest, RefusesPresetsWithoutBounds) {
            {std::string(30000, '[') + std::string(30000, ']'), "nested too deeply"},
            {R"({"settings": 1e999})", "not a preset: "},
            {"\xFF\xFE{}", "not a preset: "},
+           {start + R"("SampleSize":16,"SampleSize":24}})", "\"SampleSize\" occurs twice"},
+           {start + R"("Channels":"Stereo\u0000 "}})", "contains a zero character"},
+           {start + std::string("}}\0{", 4), "contains a zero byte"},
        }) {
     Write("preset", text);
     const Outcome outcome = RunHost("rhohost info --preset preset");
