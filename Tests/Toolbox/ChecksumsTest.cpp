@@ -69,7 +69,9 @@ TEST(PublishedChecksums, ComeOut) {
   EXPECT_EQ(Calc16BitCRC(data + 4, 5, Calc16BitCRC(data, 4, 0)), 0x31C3);
   EXPECT_EQ(Calc8BitCRC(data, 9, 0), 0xBC);
   EXPECT_TRUE(Calc8BitCRC(data, 9, 0x12FF) == 0x7C && Calc8BitCRC(data, 0, 0x12FF) == 0x12FF) << "the low byte counts";
-  EXPECT_EQ(Calc8BitCRC(nullptr, 1, 7) + Calc16BitCRC(nullptr, 1, 7) + Calc16BitCRCShort(nullptr, 1, 1, 1, 7), 21);
+  EXPECT_EQ(Calc8BitCRC(nullptr, 1, 7), 7);
+  EXPECT_EQ(Calc16BitCRC(nullptr, 1, 7), 7);
+  EXPECT_EQ(Calc16BitCRCShort(nullptr, 1, 1, 1, 7), 7);
 }
 
 TEST(ChecksumsOfSamples, AreThoseOfTheirLowBytesRowByRow) {
@@ -106,7 +108,8 @@ TEST(ChecksumTables, AreSourceTextOfTheTablesInUse) {
   EXPECT_EQ(CreateCRCTab(0x1021, path.data(), 24), 0U);
   EXPECT_NE(ReadFile(path).find(",  0xF1EF0,  \n};\n"), std::string::npos) << "wider than the register";
   std::string noFile = "/";
-  EXPECT_EQ(CreateCRCTab(0x1021, noFile.data(), 16) + CreateCRCTab(0x1021, nullptr, 16), 2U);
+  EXPECT_EQ(CreateCRCTab(0x1021, noFile.data(), 16), 1U);
+  EXPECT_EQ(CreateCRCTab(0x1021, nullptr, 16), 1U);
 }
 
 }  // namespace

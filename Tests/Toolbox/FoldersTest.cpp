@@ -192,7 +192,9 @@ TEST(Folders, ThatMayNotBeReadAreFilesThatCannotBeOpened) {
 
 TEST(CountFiles, NeedsEveryFileReadable) {
   const SampleTree tree;
-  EXPECT_EQ(KelCountFiles(tree / "empty") * 100 + KelCountFiles(tree.Path()) * 10 + KelCountFiles(tree / "a"), 31U);
+  EXPECT_EQ(KelCountFiles(tree / "empty"), 0U);
+  EXPECT_EQ(KelCountFiles(tree.Path()), 3U);
+  EXPECT_EQ(KelCountFiles(tree / "a"), 1U);
   fs::create_symlink("none", tree / "b/dangling");
   EXPECT_EQ(MessageOf([&] { KelCountFiles(tree.Path()); }), FailedToOpen(tree / "b/dangling"));
 }
