@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <climits>
+#include <cstring>
 #include <numeric>
 
 namespace {
@@ -42,8 +43,10 @@ TEST(Images, AreLaidOutAndSized) {
            {1, 0, 536870912, 4, true, "0 0 0 0 | - - - -", 0},
            {1, 0, -1, 4, true, "0 0 0 0 | - - - -", 4294967280U},
        }) {
-    KelImage_t image{};
+    KelImage_t image;
+    std::memset(&image, 0xEE, sizeof image);  // the record of another image
     InitKelImage(image, 7, buffer.data(), format, false, rowBytes, width, height, alpha);
+    EXPECT_EQ(image.packet, nullptr);
     EXPECT_EQ(Planes(image, buffer.data()), planes) << format << " by " << rowBytes;
     EXPECT_EQ(CalcFrameSize(image, alpha), size) << format << " by " << rowBytes;
     image.rowBytes[0] = rowBytes;
@@ -150,7 +153,16 @@ TEST(RowPacking, WritesComponentsMostSignificantByteFirst) {
     ProResb64aPacking(&source, &target);
     EXPECT_EQ(packed, expected);
   }
-  ProResb64aPacking(nullptr, nullptr);
+  KelImage_t empty{};
+  InitKelImage(empty, 0, nullptr, 20, false, 64, 8, 2, false);
+  Bytes bytes(128);
+  KelImage_t image{};
+  InitKelImage(image, 0, bytes.data(), 20, false, 64, 8, 2, false);
+  for (const auto& [source, target] : {std::pair(&empty, &image), {&image, &empty}, {nullptr, &image}}) {
+    ProResb64aPacking(source, target);
+  }
+  ProResb64aPacking(&image, nullptr);
+  EXPECT_EQ(bytes, Bytes(128)) << "nothing is packed without both planes";
 }
 
 TEST(ImagesDeathTest, ReportTheOperationInEveryBuild) {
