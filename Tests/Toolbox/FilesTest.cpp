@@ -53,6 +53,8 @@ TEST(SavingFiles, SaysWhetherAllOfItIsThere) {
     EXPECT_FALSE(KelWriteFile(folder / "c", std::string(size, 'x'))) << "told when it is closed";
   }
   EXPECT_FALSE(KelWriteFile(folder / "none/a", ""));
+  const Fault interrupted("close", 1, EINTR);
+  EXPECT_TRUE(KelWriteFile(folder / "d", "text")) << "an interrupted close loses nothing";
 }
 
 // The name with every hexadecimal digit of its identifier replaced by h.

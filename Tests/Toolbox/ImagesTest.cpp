@@ -43,7 +43,7 @@ TEST(Images, AreLaidOutAndSized) {
            {1, 0, 536870912, 4, true, "0 0 0 0 | - - - -", 0},
            {1, 0, -1, 4, true, "0 0 0 0 | - - - -", 4294967280U},
        }) {
-    KelImage_t image;
+    KelImage_t image{};
     std::memset(&image, 0xEE, sizeof image);  // the record of another image
     InitKelImage(image, 7, buffer.data(), format, false, rowBytes, width, height, alpha);
     EXPECT_EQ(image.packet, nullptr);

@@ -59,6 +59,9 @@ TEST(Handles, GrowShrinkAndEmpty) {
   KelDisposeHandle(handle);
   KelDisposeHandle(nullptr);
   EXPECT_EQ(KelNewHandle(ULONG_MAX), nullptr);
+  if (sizeof(long) > 4) {
+    EXPECT_EQ(KelNewHandle(static_cast<unsigned long>(1ULL << 32U)), nullptr) << "sizes have 32 bits";
+  }
   EXPECT_TRUE(KelGetHandleSize(nullptr) == 0 && KelSetHandleSize(nullptr, 9) == 0);
 }
 

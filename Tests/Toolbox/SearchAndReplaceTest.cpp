@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <cerrno>
+#include <chrono>
+#include <future>
 #include <thread>
 
 namespace {
@@ -68,12 +70,21 @@ TEST(SearchAndReplace, WaitsForTheWriterOfAFifo) {
   const TemporaryFolder folder;
   const std::string fifo = folder / "fifo";
   mkfifo(fifo.c_str(), 0600);
-  std::thread writer([&fifo] {
+  std::promise<void> waits;
+  std::thread writer([&] {
     std::ofstream stream(fifo);  // opens when there is a reader
     stream << "one" << std::flush;
+    waits.get_future().wait();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     stream << " two";
   });
-  EXPECT_TRUE(KelSearchAndReplace({{"one", "1"}}, fifo.c_str(), (folder / "out").c_str()));
+  {
+    const Fault second("read", 2, [&waits] { waits.set_value(); });
+    EXPECT_TRUE(KelSearchAndReplace({{"one", "1"}}, fifo.c_str(), (folder / "out").c_str()));
+    if (!second.Occurred()) {
+      waits.set_value();
+    }
+  }
   writer.join();
   EXPECT_EQ(ReadFile(folder / "out"), "1 two\n");
 }
