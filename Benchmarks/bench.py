@@ -82,7 +82,8 @@ def ratio(sides, against):
 
 def result(work, sides):
     goal = GOALS["cases"].get(work, {})
-    floor = GOALS["cases"].get(work.removesuffix(", processor time"), {}).get("against") or next((side for side in GOALS["floors"] if side in sides), None)
+    against = GOALS["cases"].get(work.removesuffix(", processor time"), {}).get("against")
+    floor = against or next((side for side in GOALS["floors"] if side in sides), None)
     peers = [side for side in sides if side not in ("ours", *GOALS["floors"])]
     best = min(peers, key=lambda side: statistics.median(sides[side]), default=None)
     found = {"sides": {side: summary(values) for side, values in sides.items()}}
@@ -160,7 +161,8 @@ def tables(report):
                          *([name, f"{found['slope']:.2f}", str(found.get("goal", "")), MET[found.get("met")]]
                            for name, found in sorted(report["slopes"].items())))]
     missed = [work for key in ("cases", "slopes") for work, found in report[key].items() if found.get("met") is False]
-    lines += ["", f"Missed: {'; '.join(missed) or 'none'}.", f"Not installed: {', '.join(report['missing']) or 'none'}.",
+    lines += ["", f"Missed: {'; '.join(missed) or 'none'}.",
+              f"Not installed: {', '.join(report['missing']) or 'none'}.",
               f"Commit {report['commit']}, {report['date']}, {report['processors']} processors, load "
               f"{report['load'][0]:.1f}."]
     return "\n".join(lines)
@@ -215,7 +217,7 @@ def main():
     parser.add_argument("--compare", metavar="OLD.json", help="print what has changed by more than the spread")
     parser.add_argument("--charts", metavar="FOLDER", type=pathlib.Path, help="draw charts, after --all")
     parser.add_argument("--document", metavar="FILE", type=pathlib.Path, help="replace the tables in it")
-    parser.add_argument("--from", dest="source", metavar="FILE", type=pathlib.Path, help="take these results, run nothing")
+    parser.add_argument("--from", dest="source", metavar="FILE", type=pathlib.Path, help="take results, run nothing")
     parser.add_argument("--build", default="build/release", type=pathlib.Path, help=argparse.SUPPRESS)
     arguments = parser.parse_args()
     report = json.loads(arguments.source.read_text()) if arguments.source else measure(arguments)
@@ -242,7 +244,8 @@ def measure(arguments):
                 run_case(case, samples, rounds=1, budget=0)
             check_goals(samples, build)
             return None
-        options = ["--benchmark_min_time=0.01", "--benchmark_repetitions=3", "--benchmark_enable_random_interleaving=true"]
+        options = ["--benchmark_min_time=0.01", "--benchmark_repetitions=3",
+                   "--benchmark_enable_random_interleaving=true"]
         for _ in range(arguments.rounds):
             run_benchmarks(build, samples, arguments.filter, options)
         for case in programs.cases(build) if arguments.all else []:

@@ -54,7 +54,8 @@ def draw_all(report, series, folder):
         points = sides_by_size(report, series[name])["ours"]
         most, last = points[-1]
         slope = report["slopes"][name]["slope"]
-        lines.append((f"{title}: {slope:.2f}", [(size / most, seconds / size / last * most) for size, seconds in points]))
+        lines.append((f"{title}: {slope:.2f}",
+                      [(size / most, seconds / size / last * most) for size, seconds in points]))
     draw(folder / "growth.svg", "Cost of one item against size, and the slope of the last decade", "size, largest 1",
          "time of one item, at the largest size 1", lines,
          both_logarithmic + "\nset ytics (0.2, 0.5, 1, 2, 5, 10, 20, 50, 100)")

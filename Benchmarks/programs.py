@@ -1,4 +1,4 @@
-"""The whole programs that scripts/bench measures: rhohost beside others that do the same work. Files lie in memory if possible."""
+"""The whole programs that scripts/bench measures: rhohost beside others that do the same. Files lie in memory."""
 
 import dataclasses
 import math
@@ -31,6 +31,7 @@ class Case:
     name: str
     sides: dict  # the command of each
     prepare: object = lambda: None
+    needs: str = "cp"  # the program that makes its input
 
 
 def remove_files():
@@ -76,8 +77,10 @@ def make_many(folder, count):
 
 
 def cases(build, is_quick=False):
-    """The cases, without the sides whose programs are missing."""
+    """The cases, without those, and the sides, whose programs are missing."""
     for case in all_cases(build / "rhohost", is_quick):
+        if shutil.which(case.needs) is None:
+            continue
         case.sides = {side: [str(word) for word in command] for side, command in case.sides.items()
                       if command[0] not in PEERS or shutil.which(command[0])}
         yield case
@@ -92,8 +95,8 @@ def all_cases(rhohost, is_quick=False):
             "ours": [*encode, wav, mkv],
             "cp": ["cp", wav, mkv],
             "sndfile-convert": ["sndfile-convert", "-pcm16", wav, OUTPUT / "out.aiff"],
-            "gst-launch": ["gst-launch-1.0", "-q", "filesrc", f"location={wav}", "!", "wavparse", "!", "matroskamux", "!",
-                           "filesink", f"location={mkv}"],
+            "gst-launch": ["gst-launch-1.0", "-q", "filesrc", f"location={wav}", "!", "wavparse", "!", "matroskamux",
+                           "!", "filesink", f"location={mkv}"],
             "mkvmerge": ["mkvmerge", "-q", "-o", mkv, wav],
             "ffmpeg": ["ffmpeg", "-v", "error", "-i", wav, "-c", "copy", mkv]})
     seconds = 1 if is_quick else 600
@@ -102,7 +105,7 @@ def all_cases(rhohost, is_quick=False):
         "ours": [*encode, "--verify", wav, mkv],
         "encoding alone": [*encode, wav, mkv]})
     flac = FOLDER / "24.flac"
-    yield Case(f"FLAC of 24 bits, {seconds} s", prepare=lambda: make_flac(flac, seconds), sides={
+    yield Case(f"FLAC of 24 bits, {seconds} s", needs="flac", prepare=lambda: make_flac(flac, seconds), sides={
         "ours": [*encode, flac, mkv],
         "decoding alone": ["flac", "--silent", "--test", flac],
         "ffmpeg": ["ffmpeg", "-v", "error", "-i", flac, "-c:a", "pcm_s24le", mkv]})
