@@ -169,6 +169,7 @@ std::string BatchReport::SummaryText(bool isInterrupted) const {
   add(m_counts.resampled, "of them resampled", "of them resampled");
   add(m_counts.dithered, "of them dithered", "of them dithered");
   add(m_counts.clipped, "of them clipped", "of them clipped");
+  add(m_counts.split, "of them split into tracks", "of them split into tracks");
   add(m_counts.skipped, "existing one skipped", "existing ones skipped");
   add(m_counts.outdated, "of them older than its input", "of them older than their inputs");
   add(m_counts.clashing, "skipped for its output", "skipped for their outputs");

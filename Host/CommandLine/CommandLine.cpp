@@ -138,6 +138,8 @@ void DeclareFormat(Declaration& declare, Options& options) {
       [&format](const char* option, const std::string& text) { format.bits = ReadWholeNumber(option, text); });
   declare.Value("-c,--channels", "LAYOUT", "Channel layout, as in 5.1 (default: by the input's channels)",
                 [&format](const char*, const std::string& text) { format.layout = text; });
+  declare.Flag("--split", options.split,
+               "Where no layout takes the input's channels, make each channel a track of its own in the output");
   declare.Value("--fps", "RATE", "Packets per second, as in 25, 29.97 or 30000/1001 (default: 30)",
                 [&options](const char* option, const std::string& text) {
                   options.request.framesPerSecond = ReadFrameRate(option, text);

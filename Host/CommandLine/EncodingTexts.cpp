@@ -11,8 +11,13 @@
 
 namespace {
 
-std::string FormatText(const std::string& compressor, const EncodingFormat& format) {
-  return fmt::format("{}, {} Hz, {} bits, {}", compressor, format.sampleRate, format.bits, format.layout);
+std::string FormatText(const std::string& compressor, const EncodingFormat& format,
+                       const std::vector<std::string>& trackNames) {
+  const std::string tracks = trackNames.empty()
+                                 ? std::string()
+                                 : fmt::format(" in {} tracks ({})", trackNames.size(), fmt::join(trackNames, ", "));
+  return fmt::format("{}, {} Hz, {} bits, {}{}", compressor, format.sampleRate, format.bits, format.layout,
+                     WithoutControls(tracks));
 }
 
 std::string ConversionText(const Conversion& conversion, const EncodingFormat& format) {
@@ -67,13 +72,14 @@ EncodedFile DescribeEncoded(const FileEncoding& encoding, const EncodingResult& 
           .output = encoding.Output(),
           .compressor = encoding.Compressor().GetName(),
           .format = encoding.Format(),
+          .trackNames = encoding.TrackNames(),
           .conversion = ConversionOf(encoding),
           .sampleFrames = result.sampleFrames,
           .packets = result.packets,
           .clippedSamples = result.clippedSamples,
           .notes = result.notes,
           .isVerified = encoding.IsToBeVerified(),
-          .audioHash = result.audioHash,
+          .audioHashes = result.audioHashes,
           .seconds = seconds};
 }
 
@@ -88,18 +94,18 @@ std::string PlanText(const FileEncoding& encoding) {
       WithoutControls(encoding.Input()), sound.sampleRate, CountText(sound.channels, "channel", "channels"),
       sound.significantBits, sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown",
       conversion.empty() ? "none, samples stay as they are" : conversion,
-      FormatText(encoding.Compressor().GetName(), encoding.Format()), encoding.Compressor().GetDataRate(),
-      encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()), WithoutControls(encoding.Output()),
-      encoding.IsToBeVerified() ? ", to be verified" : "");
+      FormatText(encoding.Compressor().GetName(), encoding.Format(), encoding.TrackNames()),
+      encoding.Compressor().GetDataRate(), encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()),
+      WithoutControls(encoding.Output()), encoding.IsToBeVerified() ? ", to be verified" : "");
 }
 
 std::string SummaryText(const EncodedFile& file) {
   const std::string conversion = ConversionText(file.conversion, file.format);
   const std::string notes = NotesText(file);
   return fmt::format("{}: {}, {} in {}, {}{:.0f} x real time{}{}", file.output == "-" ? "standard output" : file.output,
-                     FormatText(file.compressor, file.format), TimeText(file.sampleFrames, file.format.sampleRate),
-                     CountText(file.packets, "packet", "packets"), file.isVerified ? "verified, " : "",
-                     file.seconds > 0 ? file.SoundSeconds() / file.seconds : 0,
+                     FormatText(file.compressor, file.format, file.trackNames),
+                     TimeText(file.sampleFrames, file.format.sampleRate), CountText(file.packets, "packet", "packets"),
+                     file.isVerified ? "verified, " : "", file.seconds > 0 ? file.SoundSeconds() / file.seconds : 0,
                      conversion.empty() ? "" : "; " + conversion, notes.empty() ? "" : "; " + notes);
 }
 

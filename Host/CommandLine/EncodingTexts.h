@@ -22,15 +22,16 @@ struct Conversion {
 struct EncodedFile {
   std::string input;
   std::string output;
-  std::string compressor;  ///< name
-  EncodingFormat format;
+  std::string compressor;               ///< name
+  EncodingFormat format;                ///< of each track
+  std::vector<std::string> trackNames;  ///< FileEncoding::TrackNames
   Conversion conversion;
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
   std::uint64_t clippedSamples = 0;
   std::vector<std::string> notes;  ///< SoundSource::Notes
   bool isVerified = false;
-  std::optional<std::uint64_t> audioHash;  ///< EncodingResult::audioHash
+  std::vector<std::uint64_t> audioHashes;  ///< EncodingResult::audioHashes
   double seconds = 0;                      ///< that the encoding took
 
   double SoundSeconds() const { return static_cast<double>(sampleFrames) / format.sampleRate; }

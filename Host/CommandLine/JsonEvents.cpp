@@ -27,11 +27,25 @@ Json OrNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
 
+std::string HashText(std::uint64_t hash) { return fmt::format("{:016x}", hash); }
+
 Json FormatJson(const EncodingFormat& format) {
   return {{"sampleRate", format.sampleRate},
           {"bits", format.bits},
           {"channels", format.channels},
           {"layout", format.layout}};
+}
+
+/// Name and, once they are encoded, hash of each track that is a channel; empty for a sound of one track.
+Json TracksJson(const std::vector<std::string>& names, const std::vector<std::uint64_t>& hashes) {
+  Json tracks = Json::array();
+  for (std::size_t track = 0; track < names.size(); ++track) {
+    tracks.push_back({{"name", TextJson(names[track])}});
+    if (track < hashes.size()) {
+      tracks.back()["audioXxh3"] = HashText(hashes[track]);
+    }
+  }
+  return tracks;
 }
 
 Json ConversionJson(const Conversion& conversion) {
@@ -58,6 +72,7 @@ void BatchCounts::Add(const EncodedFile& file) {
   resampled += file.conversion.resampledFrom ? 1 : 0;
   dithered += file.conversion.ditheredFrom ? 1 : 0;
   clipped += file.clippedSamples != 0 ? 1 : 0;
+  split += file.trackNames.empty() ? 0 : 1;
   soundSeconds += file.SoundSeconds();
 }
 
@@ -85,6 +100,7 @@ void JsonEvents::Plan(const FileEncoding& encoding, const std::string& listName)
              {"listName", TextJson(listName)},
              {"output", TextJson(encoding.Output())},
              {"format", FormatJson(encoding.Format())},
+             {"tracks", TracksJson(encoding.TrackNames(), {})},
              {"framesPerPacket", encoding.SampleFramesPerPacket()},
              {"frames", OrNull(encoding.SampleFrames())},
              {"conversion", ConversionJson(ConversionOf(encoding))},
@@ -115,13 +131,14 @@ void JsonEvents::Encoded(const EncodedFile& file) {
              {"input", TextJson(file.input)},
              {"output", TextJson(file.output)},
              {"format", FormatJson(file.format)},
+             {"tracks", TracksJson(file.trackNames, file.audioHashes)},
              {"frames", file.sampleFrames},
              {"packets", file.packets},
              {"conversion", ConversionJson(file.conversion)},
              {"clippedSamples", file.clippedSamples},
              {"notes", std::move(notes)},
              {"verified", file.isVerified},
-             {"audioXxh3", file.audioHash ? Json(fmt::format("{:016x}", *file.audioHash)) : Json(nullptr)},
+             {"audioXxh3", file.audioHashes.size() == 1 ? Json(HashText(file.audioHashes.front())) : Json(nullptr)},
              {"soundSeconds", file.SoundSeconds()},
              {"seconds", file.seconds}});
 }
@@ -143,6 +160,7 @@ void JsonEvents::Summary(const BatchCounts& counts, bool isInterrupted, double s
              {"resampled", counts.resampled},
              {"dithered", counts.dithered},
              {"clipped", counts.clipped},
+             {"split", counts.split},
              {"skipped", counts.skipped},
              {"outdated", counts.outdated},
              {"clashing", counts.clashing},

@@ -18,6 +18,7 @@ struct BatchCounts {
   std::size_t resampled = 0;  ///< of the encoded
   std::size_t dithered = 0;   ///< of the encoded: bits were lost
   std::size_t clipped = 0;    ///< of the encoded: with samples beyond full scale
+  std::size_t split = 0;      ///< of the encoded: into tracks
   std::size_t skipped = 0;    ///< since the output exists
   std::size_t outdated = 0;   ///< of the skipped: older than the input
   std::size_t clashing = 0;   ///< since another input has the output

@@ -82,6 +82,8 @@ void CompleteOne(Options& options) {
 
 void CompleteEncodeOptions(Options& options) {
   options.hashAudio = options.json;
+  Exclude(options.split, "--split", options.request.format.layout.has_value(), "--channels");
+  Exclude(options.split, "--split", options.testSignalSeconds.has_value(), "--test-signal");
   const std::vector<std::string>& inputs = options.selection.inputs;
   if (std::find(inputs.begin(), inputs.end(), "") != inputs.end()) {
     throw WrongUse("a file name is empty");

@@ -108,6 +108,11 @@ void CheckChannels(IEnumSetting& layout, unsigned int channels, const SoundForma
 
 }  // namespace
 
+bool HasLayoutFor(IAudioCompressor& compressor, const SoundFormat& source) {
+  IEnumSetting& layout = Existing(compressor.GetChannelModeSetting(), "channel layout");
+  return layout.FindIndexOf(LayoutOfSource(source, layout, {}).name.c_str()) >= 0;
+}
+
 EncodingFormat ChooseFormat(IAudioCompressor& compressor, const SoundFormat* source, const Choices& choices,
                             const SuggestionPrefixes& suggestions) {
   Existing(compressor.GetSampleRateSetting(), "sample rate");

@@ -26,6 +26,9 @@ struct SuggestionPrefixes {
   const char* layout = "try ";
 };
 
+/// Whether the compressor allows the layout that follows from the channels of `source`.
+bool HasLayoutFor(IAudioCompressor& compressor, const SoundFormat& source);
+
 /// Completes the compressor's settings for `source` and validates them. What is not among the choices follows from the
 /// source: its rate, 24 bits if it has more than 16 significant ones and else 16, and the default layout of its number
 /// of channels. Without a source (null) the settings keep their values.

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -41,8 +42,8 @@ MatroskaReader::MatroskaReader(OutputFile& file, std::size_t largestPacket)
     : m_size(file.Size()), m_largestBlock(largestPacket + kBlockHeads), m_io(file), m_stream(m_io) {
   OpenSegment();
   NextCluster();
-  if (m_tick == 0 || m_track.codec.empty()) {
-    throw DamagedMatroska("segment information and track do not precede the first packet");
+  if (m_tick == 0 || m_tracks.empty()) {
+    throw DamagedMatroska("segment information and tracks do not precede the first packet");
   }
 }
 
@@ -54,7 +55,7 @@ std::optional<MatroskaPacket> MatroskaReader::Next() {
         m_clusterTick = time->GetValue();
       } else if (auto* const block = dynamic_cast<KaxSimpleBlock*>(m_block.get())) {
         MatroskaPacket packet = PacketOf(*block);
-        packet.durationNanoseconds = m_defaultDuration;
+        packet.durationNanoseconds = m_tracks[packet.track].defaultDuration;
         return packet;
       } else if (auto* const group = dynamic_cast<KaxBlockGroup*>(m_block.get())) {
         return PacketOf(*group);
@@ -80,7 +81,7 @@ void MatroskaReader::OpenSegment() {
   }
 }
 
-/// Goes to the next cluster of the segment, or to none at its end. Reads information and track on the way.
+/// Goes to the next cluster of the segment, or to none at its end. Reads information and tracks on the way.
 void MatroskaReader::NextCluster() {
   Element child = NextChild(*m_segment);
   for (; child != nullptr && dynamic_cast<KaxCluster*>(child.get()) == nullptr; child = NextChild(*m_segment)) {
@@ -89,7 +90,7 @@ void MatroskaReader::NextCluster() {
       ReadInfo(*info);
     } else if (auto* const tracks = dynamic_cast<KaxTracks*>(child.get())) {
       ReadContent(*tracks, kLargestHead);
-      ReadTrack(*tracks);
+      ReadTracks(*tracks);
     } else {
       m_io.setFilePointer(static_cast<int64>(child->GetEndPosition()), seek_beginning);
     }
@@ -100,23 +101,22 @@ void MatroskaReader::NextCluster() {
 void MatroskaReader::ReadInfo(KaxInfo& info) {
   m_tick = GetChild<KaxTimecodeScale>(info).GetValue();
   const auto* const duration = FindChild<KaxDuration>(info);
-  m_track.nanoseconds = duration == nullptr ? 0 : duration->GetValue() * static_cast<double>(m_tick);
+  m_nanoseconds = duration == nullptr ? 0 : duration->GetValue() * static_cast<double>(m_tick);
 }
 
-void MatroskaReader::ReadTrack(KaxTracks& tracks) {
-  if (tracks.ListSize() != 1) {
-    throw DamagedMatroska(fmt::format("expected one track, found {}", tracks.ListSize()));
+void MatroskaReader::ReadTracks(KaxTracks& tracks) {
+  for (EbmlElement* const child : tracks) {
+    if (auto* const entry = dynamic_cast<KaxTrackEntry*>(child)) {
+      auto& audio = GetChild<KaxTrackAudio>(*entry);
+      const auto* const duration = FindChild<KaxTrackDefaultDuration>(*entry);
+      m_tracks.push_back({.number = GetChild<KaxTrackNumber>(*entry).GetValue(),
+                          .codec = GetChild<KaxCodecID>(*entry).GetValue(),
+                          .sampleRate = GetChild<KaxAudioSamplingFreq>(audio).GetValue(),
+                          .channels = GetChild<KaxAudioChannels>(audio).GetValue(),
+                          .bitsPerSample = GetChild<KaxAudioBitDepth>(audio).GetValue(),
+                          .defaultDuration = duration == nullptr ? std::nullopt : std::optional(duration->GetValue())});
+    }
   }
-  auto& entry = GetChild<KaxTrackEntry>(tracks);
-  auto& audio = GetChild<KaxTrackAudio>(entry);
-  m_trackNumber = GetChild<KaxTrackNumber>(entry).GetValue();
-  if (const auto* const duration = FindChild<KaxTrackDefaultDuration>(entry)) {
-    m_defaultDuration = duration->GetValue();
-  }
-  m_track.codec = GetChild<KaxCodecID>(entry).GetValue();
-  m_track.sampleRate = GetChild<KaxAudioSamplingFreq>(audio).GetValue();
-  m_track.channels = GetChild<KaxAudioChannels>(audio).GetValue();
-  m_track.bitsPerSample = GetChild<KaxAudioBitDepth>(audio).GetValue();
 }
 
 MatroskaPacket MatroskaReader::PacketOf(KaxBlockGroup& group) const {
@@ -132,12 +132,15 @@ MatroskaPacket MatroskaReader::PacketOf(KaxBlockGroup& group) const {
 }
 
 MatroskaPacket MatroskaReader::PacketOf(KaxInternalBlock& block) const {
-  if (block.NumberFrames() != 1 || block.TrackNum() != m_trackNumber) {
+  const auto track = std::find_if(m_tracks.begin(), m_tracks.end(),
+                                  [&block](const MatroskaTrack& known) { return known.number == block.TrackNum(); });
+  if (block.NumberFrames() != 1 || track == m_tracks.end()) {
     throw InvalidElementAt(block.GetElementPosition());
   }
   const DataBuffer& frame = block.GetBuffer(0);
   const std::uint64_t tick = m_clusterTick + static_cast<std::uint64_t>(std::int64_t{block.GetRelativeTimestamp()});
-  return {{frame.Buffer(), frame.Size()}, tick * m_tick, std::nullopt};
+  return {
+      static_cast<std::size_t>(track - m_tracks.begin()), {frame.Buffer(), frame.Size()}, tick * m_tick, std::nullopt};
 }
 
 /// The child of `parent` that begins at the current position; null at the end of `parent`.

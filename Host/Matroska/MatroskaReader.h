@@ -21,24 +21,27 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
-/// The content of the file is not a valid Matroska file of one track. The text says what is wrong, as in "no valid
+/// The content of the file is not a valid Matroska file. The text says what is wrong, as in "no valid
 /// Matroska element at byte 4711".
 class DamagedMatroska : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What the file says about its only track.
+/// What the file says about a track.
 struct MatroskaTrack {
+  std::uint64_t number = 0;  ///< as blocks name it
   std::string codec;
   double sampleRate = 0;
   std::uint64_t channels = 0;
   std::uint64_t bitsPerSample = 0;
-  double nanoseconds = 0;  ///< duration of the whole file; 0 when the file does not state it
+  std::optional<std::uint64_t> defaultDuration;  ///< of a SimpleBlock, in nanoseconds
 };
 
 struct MatroskaPacket {
+  std::size_t track = 0;                 ///< index in Tracks()
   std::span<const unsigned char> bytes;  ///< valid until the next call of Next
   std::uint64_t nanoseconds = 0;         ///< timestamp, as rounded to the file's clock
   std::optional<std::uint64_t> durationNanoseconds;
@@ -58,7 +61,11 @@ class MatroskaReader {
   MatroskaReader& operator=(const MatroskaReader&) = delete;
   ~MatroskaReader() = default;
 
-  const MatroskaTrack& Track() const { return m_track; }
+  /// At least one.
+  const std::vector<MatroskaTrack>& Tracks() const { return m_tracks; }
+
+  /// The duration of the whole file; 0 when the file does not state it.
+  double Nanoseconds() const { return m_nanoseconds; }
 
   /// The next packet; nothing at the end.
   std::optional<MatroskaPacket> Next();
@@ -69,7 +76,7 @@ class MatroskaReader {
   void OpenSegment();
   void NextCluster();
   void ReadInfo(libmatroska::KaxInfo& info);
-  void ReadTrack(libmatroska::KaxTracks& tracks);
+  void ReadTracks(libmatroska::KaxTracks& tracks);
   MatroskaPacket PacketOf(libmatroska::KaxBlockGroup& group) const;
   MatroskaPacket PacketOf(libmatroska::KaxInternalBlock& block) const;
   Element NextChild(const libebml::EbmlElement& parent);
@@ -83,9 +90,8 @@ class MatroskaReader {
   Element m_segment;
   Element m_cluster;  ///< null behind the last one
   Element m_block;
-  MatroskaTrack m_track;
-  std::uint64_t m_trackNumber = 0;
-  std::optional<std::uint64_t> m_defaultDuration;  ///< of a SimpleBlock, in nanoseconds
-  std::uint64_t m_tick = 0;                        ///< in nanoseconds
+  std::vector<MatroskaTrack> m_tracks;
+  double m_nanoseconds = 0;
+  std::uint64_t m_tick = 0;  ///< in nanoseconds
   std::uint64_t m_clusterTick = 0;
 };

@@ -25,12 +25,17 @@ using namespace libmatroska;
 
 namespace {
 
-constexpr unsigned int kTrackNumber = 1;
-constexpr std::uint64_t kSeekHeadSpace = 160;  // six entries of at most 21 bytes, and heads
+constexpr unsigned int kFirstTrackNumber = 1;
+constexpr std::uint64_t kLargestShortNumber = 126;  // of a track, in one byte
+constexpr std::size_t kMostTracks = 16'000;         // a block states its track in two bytes
+constexpr std::uint64_t kSeekHeadSpace = 160;       // six entries of at most 21 bytes, and heads
 constexpr std::size_t kMostCues = 262'144;
 constexpr std::uint64_t kClusterNanoseconds = 500'000'000;
 
 const MatroskaDescription& Checked(const MatroskaDescription& description) {
+  if (description.trackNames.empty() || description.trackNames.size() > kMostTracks) {
+    throw Failure(fmt::format("a Matroska file cannot hold {} tracks", description.trackNames.size()));
+  }
   if (description.sampleRate == 0 || description.sampleRate > 1'000'000'000 || description.channels == 0 ||
       description.sampleFramesPerPacket == 0 ||
       (description.bitsPerSample != 16 && description.bitsPerSample != 24 && description.bitsPerSample != 32)) {
@@ -50,8 +55,7 @@ MatroskaWriter::MatroskaWriter(OutputFile& file, const MatroskaDescription& desc
       // A block's timestamp relative to its cluster has 16 bits.
       m_clusterTicks(
           std::min<std::uint64_t>(std::numeric_limits<int16>::max(), kClusterNanoseconds / m_clock.TickNanoseconds())),
-      m_simpleSampleFrames(SimpleSampleFrames(description.sampleFramesPerPacket)),
-      m_trackEntry(GetChild<KaxTrackEntry>(m_tracks)) {
+      m_simpleSampleFrames(SimpleSampleFrames(description.sampleFramesPerPacket)) {
   WriteEbmlHead();
   m_segment.Open(m_io);
   if (m_file.IsSeekable()) {
@@ -59,11 +63,12 @@ MatroskaWriter::MatroskaWriter(OutputFile& file, const MatroskaDescription& desc
     m_seekHeadSpace.Render(m_io);
   }
   WriteInfo(description);
-  WriteTrack(description);
+  WriteTracks(description);
   WriteMetadata(description.metadata);
 }
 
-void MatroskaWriter::WritePacket(std::span<const unsigned char> bytes, std::uint64_t time, std::uint64_t sampleFrames) {
+void MatroskaWriter::WritePacket(std::span<const unsigned char> bytes, std::uint64_t time, std::uint64_t sampleFrames,
+                                 std::size_t track) {
   constexpr std::size_t kLargestPacket = 0x7FFFFFEF;
   if (bytes.empty()) {
     return;
@@ -82,7 +87,7 @@ void MatroskaWriter::WritePacket(std::span<const unsigned char> bytes, std::uint
       AddCue({tick, m_segment.GetRelativePosition(*m_cluster)});
     }
   }
-  WriteBlock(bytes, tick, sampleFrames);
+  WriteBlock(bytes, tick, sampleFrames, *m_trackEntries.at(track));
   m_lastTime = time;
   m_endTime = time + sampleFrames;
 }
@@ -129,19 +134,31 @@ void MatroskaWriter::WriteInfo(const MatroskaDescription& description) {
   m_info.Render(m_io);
 }
 
-void MatroskaWriter::WriteTrack(const MatroskaDescription& description) {
-  m_trackEntry.SetGlobalTimecodeScale(m_clock.TickNanoseconds());
-  Set<KaxTrackNumber>(m_trackEntry, kTrackNumber);
-  Set<KaxTrackUID>(m_trackEntry, 1U);
-  Set<KaxTrackType>(m_trackEntry, unsigned{track_audio});
-  Set<KaxTrackFlagLacing>(m_trackEntry, 0U);
-  Set<KaxTrackDefaultDuration>(m_trackEntry, m_clock.Nanoseconds(description.sampleFramesPerPacket));
-  Set<KaxTrackLanguage>(m_trackEntry, std::string("und"));
-  Set<KaxCodecID>(m_trackEntry, std::string("A_PCM/INT/LIT"));
-  auto& audio = GetChild<KaxTrackAudio>(m_trackEntry);
-  SetAlways<KaxAudioSamplingFreq>(audio, double{1} * description.sampleRate);
-  SetAlways<KaxAudioChannels>(audio, description.channels);
-  Set<KaxAudioBitDepth>(audio, description.bitsPerSample);
+void MatroskaWriter::WriteTracks(const MatroskaDescription& description) {
+  for (const std::string& name : description.trackNames) {
+    const bool isFirst = m_trackEntries.empty();
+    const auto number = static_cast<unsigned int>(kFirstTrackNumber + m_trackEntries.size());
+    auto& entry = isFirst ? GetChild<KaxTrackEntry>(m_tracks) : AddNewChild<KaxTrackEntry>(m_tracks);
+    m_trackEntries.push_back(&entry);
+    entry.SetGlobalTimecodeScale(m_clock.TickNanoseconds());
+    Set<KaxTrackNumber>(entry, number);
+    Set<KaxTrackUID>(entry, number);
+    Set<KaxTrackType>(entry, unsigned{track_audio});
+    if (!isFirst) {
+      Set<KaxTrackFlagDefault>(entry, 0U);
+    }
+    Set<KaxTrackFlagLacing>(entry, 0U);
+    Set<KaxTrackDefaultDuration>(entry, m_clock.Nanoseconds(description.sampleFramesPerPacket));
+    if (!name.empty()) {
+      SetText<KaxTrackName>(entry, name);
+    }
+    Set<KaxTrackLanguage>(entry, std::string("und"));
+    Set<KaxCodecID>(entry, std::string("A_PCM/INT/LIT"));
+    auto& audio = GetChild<KaxTrackAudio>(entry);
+    SetAlways<KaxAudioSamplingFreq>(audio, double{1} * description.sampleRate);
+    SetAlways<KaxAudioChannels>(audio, description.channels);
+    Set<KaxAudioBitDepth>(audio, description.bitsPerSample);
+  }
   m_tracks.Render(m_io);
 }
 
@@ -156,27 +173,30 @@ void MatroskaWriter::WriteMetadata(const SoundMetadata& metadata) {
   }
 }
 
-void MatroskaWriter::WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames) {
-  if (sampleFrames == m_simpleSampleFrames) {
-    WriteSimpleBlock(bytes, static_cast<std::uint16_t>(tick - m_clusterTick));
+void MatroskaWriter::WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames,
+                                const KaxTrackEntry& track) {
+  const std::uint64_t number = track.TrackNumber().GetValue();
+  if (sampleFrames == m_simpleSampleFrames && number <= kLargestShortNumber) {
+    WriteSimpleBlock(bytes, static_cast<std::uint16_t>(tick - m_clusterTick), static_cast<unsigned char>(number));
     return;
   }
   // The block takes ownership of the DataBuffer, which only refers to the bytes.
   auto frame = std::make_unique<DataBuffer>(const_cast<binary*>(bytes.data()), static_cast<uint32>(bytes.size()));
   KaxBlockGroup group;
   group.SetParent(*m_cluster);
-  group.AddFrame(m_trackEntry, tick * m_clock.TickNanoseconds(), *frame.release(), LACING_NONE);
+  group.AddFrame(track, tick * m_clock.TickNanoseconds(), *frame.release(), LACING_NONE);
   Set<KaxBlockDuration>(group, m_clock.Ticks(sampleFrames));
   group.Render(m_io);
 }
 
 /// Writes what a KaxSimpleBlock renders. Building one for each packet takes a tenth of the time of a whole encoding.
-void MatroskaWriter::WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster) {
+void MatroskaWriter::WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster,
+                                      unsigned char trackNumber) {
   constexpr unsigned char kId = 0xA3;
-  constexpr unsigned char kTrack = 0x80 | kTrackNumber;
   constexpr unsigned char kKeyframe = 0x80;
   constexpr std::size_t kLongestSize = 8;
-  const std::array<unsigned char, 4> blockHead{kTrack, static_cast<unsigned char>(ticksInCluster >> 8U),
+  const std::array<unsigned char, 4> blockHead{static_cast<unsigned char>(0x80U | trackNumber),
+                                               static_cast<unsigned char>(ticksInCluster >> 8U),
                                                static_cast<unsigned char>(ticksInCluster & 0xFFU), kKeyframe};
   std::array<unsigned char, 1 + kLongestSize + blockHead.size()> head{kId};
   const std::uint64_t size = blockHead.size() + bytes.size();
@@ -232,7 +252,7 @@ void MatroskaWriter::WriteCues() {
     KaxCuePoint point;
     Set<KaxCueTime>(point, cue.tick);
     auto& positions = GetChild<KaxCueTrackPositions>(point);
-    Set<KaxCueTrack>(positions, kTrackNumber);
+    Set<KaxCueTrack>(positions, kFirstTrackNumber);
     Set<KaxCueClusterPosition>(positions, cue.position);
     point.Render(m_io);
   }

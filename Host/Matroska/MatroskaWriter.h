@@ -1,6 +1,6 @@
 #pragma once
 
-/// Writes one track of linear PCM as a Matroska file.
+/// Writes tracks of linear PCM, all of one format and as a rule one track, as a Matroska file.
 ///
 ///   MatroskaWriter writer(file, {.sampleRate = 44100, .channels = 2, .bitsPerSample = 16,
 ///                                .sampleFramesPerPacket = 1470});
@@ -42,7 +42,8 @@ struct MatroskaDescription {
   /// Length of the whole, where it is known beforehand. A stream, whose beginning cannot be rewritten, states its
   /// duration only in that case.
   std::optional<std::uint64_t> sampleFrames;
-  std::string application = "rhohost";  ///< the writing program, optionally with its version
+  std::vector<std::string> trackNames{""};  ///< one for each track, at least one and at most 16,000; "" for none
+  std::string application = "rhohost";      ///< the writing program, optionally with its version
   SoundMetadata metadata;
 };
 
@@ -66,10 +67,11 @@ class MatroskaWriter {
   /// Writes nothing: without Finish the file is incomplete.
   ~MatroskaWriter() = default;
 
-  /// Writes one packet that begins at sample frame `time` and holds `sampleFrames` of them. The bytes are not needed
-  /// afterwards. An empty packet is omitted. Throws Failure when the packet begins before the previous one or has
-  /// 2^31 - 16 bytes or more.
-  void WritePacket(std::span<const unsigned char> bytes, std::uint64_t time, std::uint64_t sampleFrames);
+  /// Writes one packet of a track (counted from 0) that begins at sample frame `time` and holds `sampleFrames` of them.
+  /// The bytes are not needed afterwards. An empty packet is omitted. Throws Failure when the packet begins before the
+  /// previous one of any track or has 2^31 - 16 bytes or more.
+  void WritePacket(std::span<const unsigned char> bytes, std::uint64_t time, std::uint64_t sampleFrames,
+                   std::size_t track = 0);
 
   /// Completes the file: cues, duration (the end of the last packet), sizes. The caller commits the file.
   void Finish();
@@ -83,10 +85,11 @@ class MatroskaWriter {
   std::uint64_t SimpleSampleFrames(std::uint64_t usual) const;
   void WriteEbmlHead();
   void WriteInfo(const MatroskaDescription& description);
-  void WriteTrack(const MatroskaDescription& description);
+  void WriteTracks(const MatroskaDescription& description);
   void WriteMetadata(const SoundMetadata& metadata);
-  void WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames);
-  void WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster);
+  void WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames,
+                  const libmatroska::KaxTrackEntry& track);
+  void WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster, unsigned char trackNumber);
   void BeginCluster(std::uint64_t tick);
   void EndCluster();
   void AddCue(const Cue& cue);
@@ -104,7 +107,7 @@ class MatroskaWriter {
   libebml::EbmlVoid m_seekHeadSpace;
   libmatroska::KaxInfo m_info;
   libmatroska::KaxTracks m_tracks;
-  libmatroska::KaxTrackEntry& m_trackEntry;
+  std::vector<libmatroska::KaxTrackEntry*> m_trackEntries;  ///< in m_tracks
   libmatroska::KaxChapters m_chapters;
   libmatroska::KaxAttachments m_attachments;
   libmatroska::KaxTags m_tags;

@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <deque>
 #include <filesystem>
 #include <utility>
 
@@ -23,22 +24,24 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
       m_durability(setup.options.noSync ? Durability::kLeftToSystem : Durability::kForced),
       m_isToBeVerified(setup.options.verify),
       m_framesPerSecond(setup.settings.FramesPerSecond()),
-      m_isToBeHashed(setup.options.hashAudio),
-      m_compressor(setup.module.CreateCompressor()) {
+      m_isToBeHashed(setup.options.hashAudio) {
   if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
     throw WrongUse(fmt::format("--verify: {} cannot be read back", m_output == "-" ? "standard output" : m_output));
   }
-  OpenSource(setup);
-  m_encoder = std::make_unique<Encoder>(*m_compressor, m_format,
-                                        EncoderOptions{.framesPerSecond = setup.settings.FramesPerSecond(),
-                                                       .fileFormat = FourCharacterCode(" MKV"),
-                                                       .packetType = IPacket::kPacketTypeLinearPCM});
+  CompressorOwner compressor = setup.module.CreateCompressor();
+  m_choices = setup.settings.ApplyTo(*compressor);
+  OpenSource(setup, *compressor);
+  AddTrack(setup, std::move(compressor), m_choices);
+  while (m_tracks.size() < m_trackNames.size()) {
+    compressor = setup.module.CreateCompressor();
+    const Choices choices = setup.settings.ApplyTo(*compressor);
+    AddTrack(setup, std::move(compressor), choices);
+  }
 }
 
-void FileEncoding::OpenSource(const EncodingSetup& setup) {
-  m_choices = setup.settings.ApplyTo(*m_compressor);
+void FileEncoding::OpenSource(const EncodingSetup& setup, IAudioCompressor& compressor) {
   if (const std::optional<double> seconds = setup.options.testSignalSeconds) {
-    m_format = ChooseFormat(*m_compressor, nullptr);
+    m_format = ChooseFormat(compressor, nullptr);
     m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
   }
@@ -56,7 +59,31 @@ void FileEncoding::OpenSource(const EncodingSetup& setup) {
       std::filesystem::is_regular_file(m_input)) {
     m_source = std::make_unique<ReadAhead>(std::move(m_source));
   }
-  m_format = ChooseFormat(*m_compressor, &Sound(), m_choices, setup.settings.Suggestions());
+  if (setup.options.split && !m_choices.Contains(compressor.GetChannelModeSetting()) &&
+      !HasLayoutFor(compressor, Sound())) {
+    m_trackNames = ChannelNames(Sound(), m_source->Metadata());
+  }
+}
+
+void FileEncoding::AddTrack(const EncodingSetup& setup, CompressorOwner compressor, const Choices& choices) {
+  const SoundFormat sound = TrackSound();
+  m_format = ChooseFormat(*compressor, setup.options.testSignalSeconds ? nullptr : &sound, choices,
+                          setup.settings.Suggestions());
+  auto encoder = std::make_unique<Encoder>(*compressor, m_format,
+                                           EncoderOptions{.framesPerSecond = m_framesPerSecond,
+                                                          .fileFormat = FourCharacterCode(" MKV"),
+                                                          .packetType = IPacket::kPacketTypeLinearPCM});
+  m_tracks.push_back({std::move(compressor), std::move(encoder)});
+}
+
+/// What the source is for one track.
+SoundFormat FileEncoding::TrackSound() const {
+  SoundFormat sound = Sound();
+  if (!m_trackNames.empty()) {
+    sound.channels = 1;
+    sound.speakers.reset();
+  }
+  return sound;
 }
 
 std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
@@ -78,7 +105,6 @@ SoundMetadata FileEncoding::OutputMetadata() const {
 }
 
 EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
-  SampleConverter converter(Sound(), m_format.sampleRate, m_format.bits);
   m_file = std::make_unique<OutputFile>(m_output, m_replaceExisting, m_durability);
   OutputFile& file = *m_file;
   MatroskaWriter writer(file, {.sampleRate = m_format.sampleRate,
@@ -86,37 +112,69 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
                                .bitsPerSample = m_format.bits,
                                .sampleFramesPerPacket = static_cast<unsigned int>(SampleFramesPerPacket()),
                                .sampleFrames = SampleFrames(),
+                               .trackNames = m_trackNames.empty() ? std::vector<std::string>{""} : m_trackNames,
                                .application = "rhohost " RHOHOST_VERSION,
                                .metadata = OutputMetadata()});
-  Verification verification(m_format);
-  AudioHash hash;
-  const auto write = [this, &writer, &verification, &hash](const EncodedPacket& packet) {
-    writer.WritePacket(packet.bytes, packet.time, packet.sampleFrames);
-    if (m_isToBeVerified) {
-      verification.Add(packet);
-    }
-    if (m_isToBeHashed) {
-      hash.Add(packet.bytes);
-    }
-  };
-  for (SampleBlock block = m_source->Read(); block.frames != 0; block = m_source->Read()) {
-    m_encoder->Encode(converter.Convert(block), write);
-    onProgress(Pass::kEncoding, m_encoder->EncodedSampleFrames());
-  }
-  m_encoder->Encode(converter.Finish(), write);
-  m_encoder->Finish(write);
+  Verification verification(m_format, m_tracks.size());
+  std::deque<AudioHash> hashes(m_isToBeHashed ? m_tracks.size() : 0);
+  EncodeTracks(
+      [&](std::size_t track, const EncodedPacket& packet) {
+        writer.WritePacket(packet.bytes, packet.time, packet.sampleFrames, track);
+        if (m_isToBeVerified) {
+          verification.Add(packet);
+        }
+        if (m_isToBeHashed) {
+          hashes[track].Add(packet.bytes);
+        }
+      },
+      [&onProgress](std::uint64_t done) { onProgress(Pass::kEncoding, done); });
   writer.Finish();
   if (m_isToBeVerified) {
     file.Sync();
     verification.Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
-  std::vector<std::string> notes = m_source->Notes();
-  if (const std::vector<std::string>& omitted = m_source->Metadata().omitted; !omitted.empty()) {
-    notes.push_back(fmt::format("not kept: {}", fmt::join(omitted, ", ")));
-  }
   if (m_modificationTime) {
     file.SetModificationTime(*m_modificationTime);
   }
-  return {m_encoder->EncodedSampleFrames(), m_encoder->Packets(), converter.ClippedSamples(), std::move(notes),
-          m_isToBeHashed ? std::optional(hash.Value()) : std::nullopt};
+  m_result.notes = m_source->Notes();
+  if (const std::vector<std::string>& omitted = m_source->Metadata().omitted; !omitted.empty()) {
+    m_result.notes.push_back(fmt::format("not kept: {}", fmt::join(omitted, ", ")));
+  }
+  for (const AudioHash& hash : hashes) {
+    m_result.audioHashes.push_back(hash.Value());
+  }
+  return std::move(m_result);
+}
+
+void FileEncoding::EncodeTracks(const PacketOrder::Sink& sink,
+                                const std::function<void(std::uint64_t sampleFrames)>& onProgress) {
+  const SoundFormat sound = TrackSound();
+  std::deque<SampleConverter> converters;
+  for (std::size_t track = 0; track < m_tracks.size(); ++track) {
+    converters.emplace_back(sound, m_format.sampleRate, m_format.bits);
+  }
+  PacketOrder order(m_tracks.size(), sink);
+  const auto forEachTrack = [this, &order](const auto& step) {
+    for (std::size_t track = 0; track < m_tracks.size(); ++track) {
+      step(track, [&order, track](const EncodedPacket& packet) { order.Add(track, packet); });
+    }
+    order.Flush();
+  };
+  std::vector<unsigned char> memory;
+  for (SampleBlock block = m_source->Read(); block.frames != 0; block = m_source->Read()) {
+    forEachTrack([&](std::size_t track, const Encoder::PacketSink& write) {
+      const SampleBlock part = m_trackNames.empty() ? block : TakeChannel(block, Sound(), track, memory);
+      m_tracks[track].encoder->Encode(converters[track].Convert(part), write);
+    });
+    onProgress(m_tracks.front().encoder->EncodedSampleFrames());
+  }
+  forEachTrack([&](std::size_t track, const Encoder::PacketSink& write) {
+    m_tracks[track].encoder->Encode(converters[track].Finish(), write);
+    m_tracks[track].encoder->Finish(write);
+  });
+  m_result.sampleFrames = m_tracks.front().encoder->EncodedSampleFrames();
+  for (std::size_t track = 0; track < m_tracks.size(); ++track) {
+    m_result.packets += m_tracks[track].encoder->Packets();
+    m_result.clippedSamples += converters[track].ClippedSamples();
+  }
 }

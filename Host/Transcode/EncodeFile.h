@@ -1,6 +1,6 @@
 #pragma once
 
-/// Encodes one sound into one Matroska file, and verifies it on request. Prints nothing: the objects hold what the
+/// Encodes one sound into one Matroska file, as a rule as one track, and verifies it on request. Prints nothing: the objects hold what the
 /// caller may want to report.
 ///
 ///     const EncodingSetup setup(options, "PCMPlugin", settings);
@@ -14,6 +14,7 @@
 #include "Host/Encode/RequestedSettings.h"
 #include "Host/Plugin/Module.h"
 #include "Host/System/OutputFile.h"
+#include "Host/Transcode/ChannelSplit.h"
 
 #include <cstdint>
 #include <ctime>
@@ -35,7 +36,8 @@ struct EncodingOptions {
   bool readAhead = false;                   ///< decode long sounds on a thread of their own
   bool verify = false;                      ///< read each output back and compare it with what was encoded
   bool newTimes = false;                    ///< do not give outputs the modification times of their inputs
-  bool hashAudio = false;                   ///< compute EncodingResult::audioHash
+  bool hashAudio = false;                   ///< compute EncodingResult::audioHashes
+  bool split = false;                       ///< channels that no layout takes become tracks of one channel
 };
 
 /// What all encodings of one run share; any number of threads may use it. `options` must outlive it.
@@ -49,13 +51,13 @@ struct EncodingSetup {
   RequestedSettings settings;
 };
 
-/// The result of one encoding.
+/// The result of one encoding, of all tracks together but for the sample frames.
 struct EncodingResult {
   std::uint64_t sampleFrames = 0;
   std::uint64_t packets = 0;
   std::uint64_t clippedSamples = 0;
   std::vector<std::string> notes;          ///< SoundSource::Notes
-  std::optional<std::uint64_t> audioHash;  ///< XXH3 (64 bits) of the bytes of all packets
+  std::vector<std::uint64_t> audioHashes;  ///< XXH3 (64 bits) of the bytes of each track, if asked for
 };
 
 class FileEncoding {
@@ -80,11 +82,14 @@ class FileEncoding {
   const std::string& Input() const { return Sound().name; }
   const std::string& Output() const { return m_output; }
   const SoundFormat& Sound() const { return m_source->Format(); }
-  const EncodingFormat& Format() const { return m_format; }
-  IAudioCompressor& Compressor() const { return *m_compressor; }
+  const EncodingFormat& Format() const { return m_format; }  ///< of each track
+
+  /// The names of the tracks; empty where the sound is one track, which has none.
+  const std::vector<std::string>& TrackNames() const { return m_trackNames; }
+  IAudioCompressor& Compressor() const { return *m_tracks.front().compressor; }
   const Choices& Chosen() const { return m_choices; }
   bool IsToBeVerified() const { return m_isToBeVerified; }
-  std::uint64_t SampleFramesPerPacket() const { return m_encoder->SampleFramesPerPacket(); }
+  std::uint64_t SampleFramesPerPacket() const { return m_tracks.front().encoder->SampleFramesPerPacket(); }
 
   /// The tags, chapters and attachments that the output gets, and what it cannot keep.
   SoundMetadata OutputMetadata() const;
@@ -93,7 +98,15 @@ class FileEncoding {
   std::optional<std::uint64_t> SampleFrames() const;
 
  private:
-  void OpenSource(const EncodingSetup& setup);
+  struct Track {
+    CompressorOwner compressor;
+    std::unique_ptr<Encoder> encoder;
+  };
+
+  void OpenSource(const EncodingSetup& setup, IAudioCompressor& compressor);
+  void AddTrack(const EncodingSetup& setup, CompressorOwner compressor, const Choices& choices);
+  SoundFormat TrackSound() const;
+  void EncodeTracks(const PacketOrder::Sink& sink, const std::function<void(std::uint64_t sampleFrames)>& onProgress);
 
   std::string m_input;
   std::string m_output;
@@ -103,10 +116,11 @@ class FileEncoding {
   double m_framesPerSecond;
   bool m_isToBeHashed;
   std::optional<timespec> m_modificationTime;  ///< for the output
-  CompressorOwner m_compressor;
   std::unique_ptr<SoundSource> m_source;
   Choices m_choices;
   EncodingFormat m_format;
-  std::unique_ptr<Encoder> m_encoder;
+  std::vector<std::string> m_trackNames;
+  std::vector<Track> m_tracks;  ///< at least one
+  EncodingResult m_result;
   std::unique_ptr<OutputFile> m_file;
 };

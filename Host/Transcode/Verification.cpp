@@ -13,6 +13,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -25,14 +26,19 @@ std::uint64_t SampleFrames(std::uint64_t nanoseconds, std::uint64_t sampleRate) 
   return nanoseconds / kSecond * sampleRate + (nanoseconds % kSecond * sampleRate + kSecond / 2) / kSecond;
 }
 
-bool HasFormat(const MatroskaTrack& track, const EncodingFormat& format) {
-  return track.codec == "A_PCM/INT/LIT" && track.sampleRate == format.sampleRate && track.channels == format.channels &&
-         track.bitsPerSample == format.bits;
+bool HaveFormat(const std::vector<MatroskaTrack>& tracks, const EncodingFormat& format) {
+  return std::all_of(tracks.begin(), tracks.end(), [&format](const MatroskaTrack& track) {
+    return track.codec == "A_PCM/INT/LIT" && track.sampleRate == format.sampleRate &&
+           track.channels == format.channels && track.bitsPerSample == format.bits;
+  });
 }
 
-/// How the packet that should be at `time` differs from what was encoded; empty when it does not.
-std::string Difference(const MatroskaPacket& packet, std::uint64_t time, std::uint64_t hash,
+/// How the packet that should be at `time` of `track` differs from what was encoded; empty when it does not.
+std::string Difference(const MatroskaPacket& packet, std::size_t track, std::uint64_t time, std::uint64_t hash,
                        const EncodingFormat& format) {
+  if (packet.track != track) {
+    return fmt::format("is of track {} in the file, not {}", packet.track, track);
+  }
   const std::uint64_t actual = SampleFrames(packet.nanoseconds, format.sampleRate);
   if (actual != time) {
     return fmt::format("is at {} in the file", actual);
@@ -62,22 +68,28 @@ void Verification::Compare(OutputFile& file, const std::function<void(std::uint6
   };
   try {
     MatroskaReader reader(file, m_largestPacket);
-    if (!HasFormat(reader.Track(), m_format)) {
-      throw Failure(file.Name() + ": the track's format differs from what was encoded");
+    if (reader.Tracks().size() != m_tracks) {
+      throw Failure(fmt::format("{}: expected {} tracks, found {}", file.Name(), m_tracks, reader.Tracks().size()));
+    }
+    if (!HaveFormat(reader.Tracks(), m_format)) {
+      throw Failure(file.Name() + ": a track's format differs from what was encoded");
     }
     for (; number < m_hashes.size(); ++number) {
       const std::optional<MatroskaPacket> packet = reader.Next();
-      const std::string difference = packet ? Difference(*packet, time, m_hashes[number], m_format) : "is missing";
+      const std::string difference =
+          packet ? Difference(*packet, number % m_tracks, time, m_hashes[number], m_format) : "is missing";
       if (!difference.empty()) {
         throw failure(difference);
       }
-      time += packet->bytes.size() / m_format.BytesPerSampleFrame();
+      if (number % m_tracks + 1 == m_tracks) {
+        time += packet->bytes.size() / m_format.BytesPerSampleFrame();
+      }
       onProgress(time);
     }
     if (reader.Next()) {
       throw failure("holds a packet that was not encoded");
     }
-    if (std::round(reader.Track().nanoseconds * m_format.sampleRate / kSecond) != static_cast<double>(time)) {
+    if (std::round(reader.Nanoseconds() * m_format.sampleRate / kSecond) != static_cast<double>(time)) {
       throw Failure(file.Name() + ": the duration differs from what was encoded");
     }
   } catch (const DamagedMatroska& error) {
