@@ -151,7 +151,6 @@ void DeclareEncode(CLI::App& app, Options& options) {
   Declaration declare(app);
   declare.Group("Input");
   declare.Flag("--no-tags", options.noTags, "Leave tags, chapters, pictures and other attachments out");
-  declare.Flag("--allow-truncated", options.allowTruncated, "Accept an input that is shorter than its header says");
   declare.Value("--raw", "RATE:FORMAT:CHANNELS", "Read samples without a header, as in 44100:s16le:2",
                 [&options](const char* option, const std::string& text) { options.raw = ReadRawFormat(option, text); });
   declare.Value("--test-signal", "SECONDS", "Encode a built-in signal of this length in place of INPUT",
@@ -160,11 +159,7 @@ void DeclareEncode(CLI::App& app, Options& options) {
                 });
   declare.Group("Output");
   declare.FileName("-o,--output", "FILE", options.output, "The output, in place of a second file name");
-  declare.Flag("-f,--force", options.force, "Replace existing outputs");
   declare.Flag("--no-preserve-times", options.newTimes, "Do not give outputs the modification times of their inputs");
-  declare.Flag("--verify", options.verify, "Read each output back from the disk and compare it with what was encoded");
-  declare.Flag("--no-sync", options.noSync,
-               "Do not wait for the disk: faster, but a power failure may leave empty files under the outputs' names");
   declare.Group("Format and settings");
   DeclareFormat(declare, options);
   DeclareSettings(declare, options);
@@ -177,9 +172,9 @@ void DeclareEncode(CLI::App& app, Options& options) {
       "--files-from", "LIST", selection.fileLists,
       "Also encode the files named in LIST, one on a line (- is standard input), to the same path below FOLDER");
   declare.Flag("-0,--null", selection.isNullSeparated, "Names in lists end with zero bytes, as of find -print0");
-  declare.Value("--include", "GLOB", "Include files and folders that match, whatever later rules say, as in rsync",
+  declare.Value("--include", "GLOB", "Include files and folders that match; of all --include and --exclude the first match decides, as in rsync",
                 [&selection](const char*, const std::string& text) { selection.filter.Include(text); });
-  declare.Value("--exclude", "GLOB", "Exclude files and folders that match, whatever later rules say, as in rsync",
+  declare.Value("--exclude", "GLOB", "Exclude files and folders that match",
                 [&selection](const char*, const std::string& text) { selection.filter.Exclude(text); });
   declare.Value(
       "--on-clash", "WHAT", "When inputs would have the same output: fail, skip, number or keep-extension",
@@ -196,9 +191,16 @@ void DeclareEncode(CLI::App& app, Options& options) {
                "Print the names of the files that would be encoded, for --files-from");
   declare.FileName("--list-failed", "LIST", options.failedList,
                    "Write the names of the files that failed to LIST, for --files-from");
+  declare.Group("Safety");
+  declare.Flag("-n,--dry-run", options.dryRun, "Show what would be done, and write nothing");
+  declare.Flag("-f,--force", options.force, "Replace existing outputs; accept one that is called .wav or the like");
+  declare.Flag("--verify", options.verify, "Read each output back from the disk and compare it with what was encoded");
+  declare.Flag("--allow-truncated", options.allowTruncated,
+               "Accept an input that is shorter than its header says, or whose checksum does not match");
+  declare.Flag("--no-sync", options.noSync,
+               "Do not wait for the disk: faster, but a power failure may leave empty files under the outputs' names");
   declare.Group("Messages");
   declare.Flag("--json", options.json, "Print plan, progress, failures and summary as JSON lines");
-  declare.Flag("-n,--dry-run", options.dryRun, "Show what would be done, and write nothing");
   declare.Flag("-q,--quiet", options.quiet, "Print only what went wrong");
   declare.Help();
   app.set_version_flag("--version", "rhohost " RHOHOST_VERSION, "Show the version and end")->group("Messages");

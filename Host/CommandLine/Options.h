@@ -40,7 +40,7 @@ struct Options : EncodingOptions {
   bool dryRun = false;
   ValidateOptions validate;
 
-  Options() { request.suggestions = {"try --rate ", "try --bits ", "try --channels "}; }
+  Options() { request.suggestions = {"try --rate ", "try --bits ", "try --channels ", "try --split"}; }
 
   /// Reads the preset. Throws Failure.
   RequestedSettings Settings() const { return RequestedSettings(request); }

@@ -37,14 +37,17 @@ struct SourceLayout {
 SourceLayout LayoutOfSource(const SoundFormat& source, IEnumSetting& setting, const SuggestionPrefixes& suggestions) {
   const std::string channels = ChannelsText(source.channels);
   const std::string byCount = DefaultLayout(source.channels);
+  const std::string split = *suggestions.split == 0 ? std::string() : fmt::format(": {}", suggestions.split);
   const SpeakerLayout stated =
       source.speakers ? LayoutOf(*source.speakers, source.channels) : SpeakerLayout{"", "", true};
   if (stated.isDefault) {
-    return {byCount.empty() ? channels : byCount, byCount.empty() ? "" : fmt::format(" ({})", channels), ""};
+    return {byCount.empty() ? channels : byCount, byCount.empty() ? "" : fmt::format(" ({})", channels), split};
   }
   const bool isAllowed = setting.FindIndexOf(byCount.c_str()) >= 0;
   return {stated.name, fmt::format(" ({})", stated.speakers.empty() ? channels : stated.speakers),
-          isAllowed ? fmt::format(": {}{} if it is that", suggestions.layout, byCount) : std::string()};
+          isAllowed ? fmt::format(": {}{} if it is that{}{}", suggestions.layout, byCount,
+                                  *suggestions.split == 0 ? "" : ", or ", suggestions.split)
+                    : split};
 }
 
 /// The allowed value nearest to `value`, the larger of two; `value` when none is allowed.

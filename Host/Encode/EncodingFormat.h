@@ -24,6 +24,7 @@ struct SuggestionPrefixes {
   const char* sampleRate = "try ";
   const char* bits = "try ";
   const char* layout = "try ";
+  const char* split = "";  ///< for channels that no layout takes; a whole suggestion
 };
 
 /// Whether the compressor allows the layout that follows from the channels of `source`.
