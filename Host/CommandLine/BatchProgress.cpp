@@ -54,9 +54,9 @@ bool BatchProgress::reportProgress(double fraction) {
 }
 
 std::string BatchProgress::Text(double fraction) const {
-  const std::string left = fraction > 0 ? RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left" : "";
-  return fmt::format("{} %, {} of {}, {} of {} files{}{}", static_cast<int>(fraction * 100), ByteText(m_bytesDone),
-                     ByteText(m_bytes), m_filesDone, m_files, left.empty() ? "" : ", ", left);
+  const std::string left = fraction > 0 ? RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left, " : "";
+  return fmt::format("{} %, {}{} of {} files, {} of {}", static_cast<int>(fraction * 100), left, m_filesDone, m_files,
+                     ByteText(m_bytesDone), ByteText(m_bytes));
 }
 
 double BatchProgress::Seconds() const { return std::chrono::duration<double>(Clock::now() - m_begin).count(); }

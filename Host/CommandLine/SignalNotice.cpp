@@ -13,7 +13,7 @@ constexpr int kEndOfWait = SIGURG;
 
 SignalNotice::SignalNotice(std::function<void()> onSignal) {
   sigemptyset(&m_signals);
-  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU}) {
     struct sigaction action {};
     // A blocked signal would arrive here even if it is ignored.
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {

@@ -203,15 +203,15 @@ TEST_F(BatchTest, SaysWhatAnInterruptedRunHasDone) {
 TEST_F(BatchTest, PrintsJsonLinesOfOneShape) {
   const std::map<std::string, std::set<std::string>> keys{
       {"start", {"version", "program", "files", "bytes", "dryRun"}},
-      {"plan", {"input", "listName", "output", "format", "framesPerPacket", "frames", "conversion", "verify"}},
+      {"plan", {"input", "listName", "output", "format", "tracks", "framesPerPacket", "frames", "conversion", "verify"}},
       {"progress", {"fraction", "seconds"}},
       {"skipped", {"input", "output"}},
       {"failed", {"input", "listName", "message"}},
       {"encoded",
-       {"input", "output", "format", "frames", "packets", "conversion", "clippedSamples", "notes", "verified",
+       {"input", "output", "format", "tracks", "frames", "packets", "conversion", "clippedSamples", "notes", "verified",
         "audioXxh3", "soundSeconds", "seconds"}},
       {"summary",
-       {"encoded", "resampled", "dithered", "clipped", "skipped", "outdated", "clashing", "repeated", "excluded",
+       {"encoded", "resampled", "dithered", "clipped", "split", "skipped", "outdated", "clashing", "repeated", "excluded",
         "others", "failed", "notReached", "interrupted", "soundSeconds", "seconds"}}};
   const std::string document = ReadFile(SOURCE_FOLDER "/docs/json.md");
   std::set<std::string> seen;
@@ -255,7 +255,7 @@ TEST_F(BatchTest, ShowsHowFarItIsAndLeavesOnlyWholeFiles) {
   const Outcome outcome = Wait(terminal);
   EXPECT_EQ(outcome.code, 128 + SIGTERM);
   EXPECT_THAT(outcome.output,
-              ContainsRegex("\rrhohost: [0-9]+ %, [0-9.]+ MB of 317.[0-9] MB, 1 of 2 files, [0-9]+:[0-9]+ left"));
+              ContainsRegex("\rrhohost: [0-9]+ %, [0-9]+:[0-9]+ left, 1 of 2 files, [0-9.]+ [kM]B of 317.[0-9] MB"));
   EXPECT_EQ(Run("ls -A out").output, "a.mkv\n");
 }
 
