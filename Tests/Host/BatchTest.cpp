@@ -203,7 +203,8 @@ TEST_F(BatchTest, SaysWhatAnInterruptedRunHasDone) {
 TEST_F(BatchTest, PrintsJsonLinesOfOneShape) {
   const std::map<std::string, std::set<std::string>> keys{
       {"start", {"version", "program", "files", "bytes", "dryRun"}},
-      {"plan", {"input", "listName", "output", "format", "tracks", "framesPerPacket", "frames", "conversion", "verify"}},
+      {"plan",
+       {"input", "listName", "output", "format", "tracks", "framesPerPacket", "frames", "conversion", "verify"}},
       {"progress", {"fraction", "seconds"}},
       {"skipped", {"input", "output"}},
       {"failed", {"input", "listName", "message"}},
@@ -211,8 +212,8 @@ TEST_F(BatchTest, PrintsJsonLinesOfOneShape) {
        {"input", "output", "format", "tracks", "frames", "packets", "conversion", "clippedSamples", "notes", "verified",
         "audioXxh3", "soundSeconds", "seconds"}},
       {"summary",
-       {"encoded", "resampled", "dithered", "clipped", "split", "skipped", "outdated", "clashing", "repeated", "excluded",
-        "others", "failed", "notReached", "interrupted", "soundSeconds", "seconds"}}};
+       {"encoded", "resampled", "dithered", "clipped", "split", "skipped", "outdated", "clashing", "repeated",
+        "excluded", "others", "failed", "notReached", "interrupted", "soundSeconds", "seconds"}}};
   const std::string document = ReadFile(SOURCE_FOLDER "/docs/json.md");
   std::set<std::string> seen;
   const std::string batch = "rhohost --json --quiet --skip-existing --to out";
