@@ -172,8 +172,10 @@ void DeclareEncode(CLI::App& app, Options& options) {
       "--files-from", "LIST", selection.fileLists,
       "Also encode the files named in LIST, one on a line (- is standard input), to the same path below FOLDER");
   declare.Flag("-0,--null", selection.isNullSeparated, "Names in lists end with zero bytes, as of find -print0");
-  declare.Value("--include", "GLOB", "Include files and folders that match; of all --include and --exclude the first match decides, as in rsync",
-                [&selection](const char*, const std::string& text) { selection.filter.Include(text); });
+  declare.Value(
+      "--include", "GLOB",
+      "Include files and folders that match; of all --include and --exclude the first match decides, as in rsync",
+      [&selection](const char*, const std::string& text) { selection.filter.Include(text); });
   declare.Value("--exclude", "GLOB", "Exclude files and folders that match",
                 [&selection](const char*, const std::string& text) { selection.filter.Exclude(text); });
   declare.Value(

@@ -7,15 +7,18 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace {
 
 std::string FormatText(const std::string& compressor, const EncodingFormat& format,
                        const std::vector<std::string>& trackNames) {
-  const std::string tracks = trackNames.empty()
-                                 ? std::string()
-                                 : fmt::format(" in {} tracks ({})", trackNames.size(), fmt::join(trackNames, ", "));
+  constexpr std::size_t kMostNames = 16;
+  std::string tracks = trackNames.empty() ? "" : fmt::format(" in {} tracks", trackNames.size());
+  if (!trackNames.empty() && trackNames.size() <= kMostNames) {
+    tracks += fmt::format(" ({})", fmt::join(trackNames, ", "));
+  }
   return fmt::format("{}, {} Hz, {} bits, {}{}", compressor, format.sampleRate, format.bits, format.layout,
                      WithoutControls(tracks));
 }
@@ -95,8 +98,9 @@ std::string PlanText(const FileEncoding& encoding) {
       sound.significantBits, sound.frames ? TimeText(*sound.frames, sound.sampleRate) : "length unknown",
       conversion.empty() ? "none, samples stay as they are" : conversion,
       FormatText(encoding.Compressor().GetName(), encoding.Format(), encoding.TrackNames()),
-      encoding.Compressor().GetDataRate(), encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()),
-      WithoutControls(encoding.Output()), encoding.IsToBeVerified() ? ", to be verified" : "");
+      encoding.Compressor().GetDataRate() * std::max<std::size_t>(1, encoding.TrackNames().size()),
+      encoding.SampleFramesPerPacket(), MetadataText(encoding.OutputMetadata()), WithoutControls(encoding.Output()),
+      encoding.IsToBeVerified() ? ", to be verified" : "");
 }
 
 std::string SummaryText(const EncodedFile& file) {
