@@ -5,10 +5,10 @@
 #include <functional>
 #include <thread>
 
-/// While it lives, the signals by which people and batch systems end programs (SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1,
-/// SIGUSR2, SIGXCPU) first call a function, on a thread of its own, and then take effect as they would have. Signals that
-/// the process ignores stay ignored. Threads that are started later must not unblock them. Where no thread can be had,
-/// nothing is called.
+/// While it lives, the signals by which people and batch systems end programs (SIGHUP, SIGINT, SIGQUIT, SIGTERM,
+/// SIGUSR1, SIGUSR2, SIGXCPU) first call a function, on a thread of its own, and then take effect as they would have.
+/// Signals that the process ignores stay ignored. Threads that are started later must not unblock them. Where no thread
+/// can be had, nothing is called.
 class SignalNotice {
  public:
   explicit SignalNotice(std::function<void()> onSignal);

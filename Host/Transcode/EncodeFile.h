@@ -1,7 +1,7 @@
 #pragma once
 
-/// Encodes one sound into one Matroska file, as a rule as one track, and verifies it on request. Prints nothing: the objects hold what the
-/// caller may want to report.
+/// Encodes one sound into one Matroska file, as a rule as one track, and verifies it on request. Prints nothing: the
+/// objects hold what the caller may want to report.
 ///
 ///     const EncodingSetup setup(options, "PCMPlugin", settings);
 ///     FileEncoding encoding(setup, "song.wav", "song.mkv");   // everything is checked, nothing written yet

@@ -72,7 +72,7 @@ void Verification::Compare(OutputFile& file, const std::function<void(std::uint6
       throw Failure(fmt::format("{}: expected {} tracks, found {}", file.Name(), m_tracks, reader.Tracks().size()));
     }
     if (!HaveFormat(reader.Tracks(), m_format)) {
-      throw Failure(file.Name() + ": a track's format differs from what was encoded");
+      throw Failure(file.Name() + ": the track's format differs from what was encoded");
     }
     for (; number < m_hashes.size(); ++number) {
       const std::optional<MatroskaPacket> packet = reader.Next();

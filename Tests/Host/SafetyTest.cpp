@@ -129,13 +129,14 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
 
 TEST_F(SafetyTest, CutsTheStatusLineToTheTerminal) {
   const Outcome outcome =
-      Run("exec script -qec 'stty cols 25; (sleep 1; stty -F /dev/stderr cols 40) & "
-          "timeout --foreground -s INT 2 rhohost --test-signal 86400 /dev/null' /dev/null");
+      Run("exec script -qec 'stty cols 25; (sleep 2; stty -F /dev/stderr cols 40) & "
+          "timeout --foreground -s INT 5 rhohost --test-signal 86400 /dev/null' /dev/null");
   std::istringstream shown(outcome.output);
   std::vector<std::size_t> lengths;
   for (std::string line; std::getline(shown, line, '\r');) {
     lengths.push_back(line.size());
   }
+  ASSERT_THAT(lengths, testing::Contains(24)) << outcome.output;
   EXPECT_EQ(lengths.front(), 0U);
   lengths.erase(lengths.begin());
   lengths.erase(std::unique(lengths.begin(), lengths.end()), lengths.end());
