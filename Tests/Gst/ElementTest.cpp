@@ -206,11 +206,11 @@ struct Break {
   std::function<void(Harness&)> happens;
   std::size_t keptOfFirst;  ///< sample frames of the first stretch that come out
   bool isBreak;             ///< whether the second one begins a packet
+  bool isTimed = true;      ///< whether the second one's buffer has a time
 };
 
 TEST_F(ElementTest, PacketsEndAtBreaks) {
   constexpr int kRate = 8000;
-  constexpr std::uint64_t kNone = GST_CLOCK_TIME_NONE;
   const auto nothing = [](Harness&) {};
   const auto segment = [](Harness& harness) {
     GstSegment whole;
@@ -226,7 +226,8 @@ TEST_F(ElementTest, PacketsEndAtBreaks) {
   for (const Break& tried : std::vector<Break>{
            {"nothing", 1000, {}, nothing, 1000, false},
            {"less jitter than the tolerance", 1007, {}, nothing, 1000, false},
-           {"no time", kNone, {}, nothing, 1000, false},
+           {"no time", 1000, {}, nothing, 1000, false, false},
+           {"another segment, no time", 0, {}, segment, 1000, true, false},
            {"a gap", 1400, {}, nothing, 1000, true},
            {"an event for a gap",
             1000,
@@ -246,8 +247,9 @@ TEST_F(ElementTest, PacketsEndAtBreaks) {
     const std::string samples = Noise(std::size_t{1000} * 4);
     EXPECT_EQ(harness.Push(samples, 0), GST_FLOW_OK);
     tried.happens(harness);
-    EXPECT_EQ(harness.Push(samples, tried.secondBegin == kNone ? kNone : TimeOf(tried.secondBegin, kRate), tried.flags),
-              GST_FLOW_OK);
+    EXPECT_EQ(
+        harness.Push(samples, tried.isTimed ? TimeOf(tried.secondBegin, kRate) : GST_CLOCK_TIME_NONE, tried.flags),
+        GST_FLOW_OK);
     harness.Send(gst_event_new_eos());
     std::vector<Pushed> expected = Cut(samples.substr(0, tried.keptOfFirst * 4), 4, 320, kRate);
     if (tried.isBreak) {
@@ -343,6 +345,8 @@ TEST_F(ElementTest, SettingsAreProperties) {
     g_value_init(&value, spec->value_type);
     g_param_value_set_default(spec, &value);
     EXPECT_FALSE(g_param_value_validate(spec, &value)) << spec->name << ": the default is not in the range";
+    g_object_get_property(G_OBJECT(element), spec->name, &value);
+    EXPECT_FALSE(g_param_value_validate(spec, &value)) << spec->name << ": the value is not in the range";
     g_value_unset(&value);
     EXPECT_STRNE(g_param_spec_get_blurb(spec), "") << spec->name;
   }
@@ -389,6 +393,20 @@ TEST_F(ElementTest, FaultsOfModulesAreErrorsOnTheBus) {
     gst_element_set_bus(harness.Get()->element, nullptr);
     gst_object_unref(bus);
   }
+}
+
+TEST_F(ElementTest, SettingsKeepTheirValuesWhileSamplesAreEncoded) {
+  Harness harness("rhoenc-pcmplugin", Caps("S16LE", 8000, 2));
+  harness.Push(Noise(8000), 0);
+  GstElement* const element = gst_harness_find_element(harness.Get(), "rhoenc-pcmplugin");
+  for (const auto& [state, held, warnings] :
+       {std::tuple(GST_STATE_PLAYING, "8000", 1), {GST_STATE_READY, "48000", 0}}) {
+    gst_element_set_state(element, state);
+    gst_util_set_object_arg(G_OBJECT(element), "sample-rate", "48000");
+    EXPECT_EQ(ValueOf(element, "sample-rate"), held);
+    EXPECT_EQ(TakeWarnings().size(), warnings);
+  }
+  gst_object_unref(element);
 }
 
 TEST_F(ElementTest, ChangesStatesAThousandTimes) {
