@@ -98,6 +98,15 @@ fs::path InstalledFolder(const std::string& folder) {
   return fs::path(RHO_PREFIX) / folder;
 }
 
+std::string FindOwnLibrary(const std::string& name) {
+  for (const fs::path& folder : {OwnFolder(), InstalledFolder(RHO_LIBDIR "/rho")}) {
+    if (TypeOf(folder / name) != fs::file_type::not_found) {
+      return folder / name;
+    }
+  }
+  return {};
+}
+
 std::vector<std::string> ModuleFolders() {
   std::vector<std::string> folders;
   const auto add = [&folders](const std::string& folder) {

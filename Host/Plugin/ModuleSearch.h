@@ -48,3 +48,7 @@ std::filesystem::path OwnFolder();
 /// prefix that the build was configured for.
 ///   "libexec/rho" -> "/usr/libexec/rho"
 std::filesystem::path InstalledFolder(const std::string& folder);
+
+/// A library of this program's own: beside it, or in "lib/rho" below the prefix. Empty if there is none.
+///   "TagReader.so" -> "/usr/lib/rho/TagReader.so"
+std::string FindOwnLibrary(const std::string& name);

@@ -4,6 +4,7 @@
 #include "Host/Audio/Metadata/FlacMetadata.h"
 #include "Host/Audio/Metadata/SndfileMetadata.h"
 #include "Host/Audio/Metadata/TaglibMetadata.h"
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/Text/Errors.h"
 
 #include <dlfcn.h>
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <filesystem>
 #include <stdexcept>
 #include <string_view>
 
@@ -24,14 +24,11 @@ constexpr std::uint64_t kStreamLimit = 4 << 20;
 /// Loads TagReader.so, once for all threads. It stays loaded.
 ReadTagsFunction* LoadTagReader() {
   static ReadTagsFunction* const function = [] {
-    const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    void* library = nullptr;
-    for (const char* const below : {".", RHO_LIBRARY_FOLDER}) {
-      library = library == nullptr ? dlopen((folder / below / "TagReader.so").c_str(), RTLD_NOW | RTLD_LOCAL) : library;
-    }
+    const std::string path = FindOwnLibrary("TagReader.so");
+    void* const library = path.empty() ? nullptr : dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* const symbol = library == nullptr ? nullptr : dlsym(library, kReadTags);
     if (symbol == nullptr) {
-      const char* const why = dlerror();
+      const char* const why = path.empty() ? "this installation has none" : dlerror();
       throw std::runtime_error(fmt::format("cannot load the tag reader: {}", why == nullptr ? "no reason given" : why));
     }
     return reinterpret_cast<ReadTagsFunction*>(symbol);

@@ -1,5 +1,6 @@
 #include "Host/Validate/Engine/CheckProcess.h"
 
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/System/ChildProcess.h"
 #include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Utf8.h"
@@ -98,10 +99,7 @@ CheckResult TryCheck(const Check& check, const std::string& module) {
 }
 
 /// The library of Host/Validate/Engine/FailingAllocations.h; empty when this installation has none.
-std::string AllocatorPath() {
-  const auto path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "FailingAllocations.so";
-  return std::filesystem::exists(path) ? path.string() : std::string();
-}
+std::string AllocatorPath() { return FindOwnLibrary("FailingAllocations.so"); }
 
 constexpr int kValgrindFoundErrors = 97;
 
