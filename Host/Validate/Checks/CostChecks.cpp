@@ -1,3 +1,4 @@
+#include "Host/Settings/SettingKinds.h"
 #include "Host/Settings/SettingText.h"
 #include "Host/Text/Errors.h"
 #include "Host/Validate/Engine/Check.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <limits>
 #include <list>
 #include <memory>
 
@@ -27,17 +29,48 @@ void Ask(IAudioCompressor& compressor) {
   compressor.SetOutputPacketType(types.empty() ? IPacket::kPacketTypeNone : types.front());
   compressor.SetOutputPacketType(static_cast<IPacket::TPacketType>(999));
   compressor.GetOutputPacketType();
-  compressor.IsFormatSupported(FourCharacterCode(" MKV"));
+  for (const unsigned int format : {FourCharacterCode(" MKV"), FourCharacterCode("UNDF"), 0U}) {
+    compressor.IsFormatSupported(format);
+    compressor.SetFileFormatHint(format);
+  }
+  compressor.SetStreamModeHint(kOutputStreamModeDefault);
   compressor.GetName();
   compressor.GetAbbreviatedName();
   EAudioFormatType type{};
   compressor.GetAudioFormatType(type);
   compressor.GetSubOutputFormatSetting(0);
   compressor.GetExtendedSettings(nullptr, nullptr);
+  compressor.SetExtendedSettings(nullptr, 0);
+  compressor.IsCodecExtendedSettingDialogSupported();
+  compressor.PlaceholderDoesNotCompress();
   compressor.GetCodecDelay();
   compressor.GetChannelMode();
   compressor.GetDataRate();
 }
+
+/// Calls with what is not on a setting's list.
+struct Misuse {
+  static constexpr unsigned int kFarthest = std::numeric_limits<unsigned int>::max();
+
+  template <class Number>
+  void operator()(INumericSetting<Number>& setting) const {
+    setting.SetSelected(kFarthest);
+    setting.GetAllowableValue(kFarthest);
+    setting.FindIndexOf(setting.GetMaxValue());
+  }
+  void operator()(IEnumSetting& setting) const {
+    setting.SetSelected(kFarthest);
+    setting.GetAllowableValue(kFarthest);
+    for (const char* const text : {"matches nothing", static_cast<const char*>(nullptr)}) {
+      setting.SetValue(text);
+      setting.FindIndexOf(text);
+    }
+  }
+  void operator()(ISettingArray& /*setting*/) const {}
+  template <SettingWithoutList Setting>
+  void operator()(Setting& /*setting*/) const {}
+  void operator()(const UnknownSetting& /*setting*/) const {}
+};
 
 void UseSettings(IAudioCompressor& compressor) {
   for (const NamedSetting& named : ValueSettingsOf(compressor)) {
@@ -51,11 +84,14 @@ void UseSettings(IAudioCompressor& compressor) {
     }
     named.setting->SetToolTipText("a text that is longer than what a string holds inside");
     named.setting->SetOptionalText("a text that is longer than what a string holds inside");
+    named.setting->GetToolTipText();
+    named.setting->GetOptionalText();
+    VisitSetting(*named.setting, Misuse());
     const std::unique_ptr<ISetting> copy(named.setting->CreateCopy());
   }
 }
 
-constexpr std::array<Action, 8> kActions{
+constexpr std::array<Action, 9> kActions{
     Action{"creating and releasing a compressor",
            [](const CheckedModule& module, const StreamSetup&, Bytes) { module.CreateCompressor().reset(); }},
     {"refused creations", [](const CheckedModule& module, const StreamSetup&, Bytes) { module.Create(0, 0); }},
@@ -81,10 +117,24 @@ constexpr std::array<Action, 8> kActions{
        run.Give(input);
        CompressorOwner(compressor->CreateCopy()).reset();
        compressor->CompressFrame(nullptr, nullptr);
+       KelAudio_t withoutData = setup.InputRecord(input);
+       withoutData.data = nullptr;
+       compressor->CompressFrame(&withoutData, &run.Output());
+       run.Output().sampleRate = 0;
+       compressor->CompressFrame(nullptr, &run.Output());
        compressor->SetFrameRateHint(0);
        compressor->CompressFrameBegin(nullptr);
        setup.ApplyHintsTo(*compressor);
        compressor->CompressFrameBegin(nullptr);
+     }},
+    {"a run that goes on after its end, and is copied then",
+     [](const CheckedModule& module, const StreamSetup& setup, Bytes input) {
+       const CompressorOwner compressor = setup.NewCompressor(module);
+       StreamRun run(*compressor, setup);
+       run.Flush();
+       run.Give(input);
+       CompressorOwner(compressor->CreateCopy()).reset();
+       run.End();
      }},
     {"cloning and moving packets", [](const CheckedModule& module, const StreamSetup& setup, Bytes input) {
        OutputRecord out(setup.format.sampleRate);
@@ -94,6 +144,9 @@ constexpr std::array<Action, 8> kActions{
          const OwnedPacket replaced(out.packets->replace(0, out.packets->get(1)->clone()));
          const OwnedPacket removed(out.packets->remove(1));
          out.packets->append(removed->clone());
+         out.packets->get(out.packets->size());
+         out.packets->remove(out.packets->size());
+         out.packets->replace(out.packets->size(), removed.get());
          out.packets->clear();
        }
      }}};

@@ -5,6 +5,7 @@
 #include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/SettingValues.h"
+#include "Host/Validate/Support/Situations.h"
 #include "Host/Validate/Support/Slots.h"
 
 #include <algorithm>
@@ -254,12 +255,12 @@ void TellsItsSettings(IAudioCompressor& compressor, const CompressorInfo& /*anno
 }
 
 /// The optional operations: flags are 0 or 1, and what is not supported touches nothing.
-void AnswersOptionalOperations(IAudioCompressor& compressor, const CompressorInfo& /*announced*/) {
+void AnswersOptionalOperations(IAudioCompressor& compressor, const std::string& when) {
   const unsigned int hasDialog = compressor.IsCodecExtendedSettingDialogSupported();
-  ExpectThat(hasDialog <= 1, fmt::to_string(hasDialog), "0 or 1 from IsCodecExtendedSettingDialogSupported");
+  ExpectThat(hasDialog <= 1, fmt::to_string(hasDialog), "0 or 1 from IsCodecExtendedSettingDialogSupported {}", when);
   if (hasDialog == 0) {
     ExpectThat(compressor.DisplayCodecExtendedSettingDialog() != kRhoStatusSuccess, "success",
-               "a status other than success from DisplayCodecExtendedSettingDialog, which is not supported");
+               "a status other than success from DisplayCodecExtendedSettingDialog, which is not supported, {}", when);
   }
   std::array<unsigned char, 4> bytes{1, 2, 3, 4};
   const std::array<unsigned char, 4> before = bytes;
@@ -267,37 +268,38 @@ void AnswersOptionalOperations(IAudioCompressor& compressor, const CompressorInf
   int size = 4;
   if (compressor.GetExtendedSettings(&data, &size) != kRhoStatusSuccess) {
     ExpectThat(data == bytes.data() && size == 4 && bytes == before, "arguments written",
-               "GetExtendedSettings, which is not supported, to touch neither argument");
+               "GetExtendedSettings, which is not supported, to touch neither argument {}", when);
     ExpectThat(compressor.SetExtendedSettings(bytes.data(), 4) != kRhoStatusSuccess && bytes == before,
                "success, or bytes written",
-               "a status other than success from SetExtendedSettings, as from GetExtendedSettings");
+               "a status other than success from SetExtendedSettings, as from GetExtendedSettings, {}", when);
     compressor.SetExtendedSettings(nullptr, 0);
   }
   const int delay = compressor.GetCodecDelay();
-  ExpectThat(delay >= 0, fmt::to_string(delay), "a delay of 0 sample frames or more from GetCodecDelay");
-  ExpectEqual(delay, compressor.GetCodecDelay(), "GetCodecDelay each time");
-  ExpectEqual(0U, compressor.PlaceholderDoesNotCompress(), "PlaceholderDoesNotCompress of a compressor");
-  EAudioFormatType type{};
+  ExpectThat(delay >= 0, fmt::to_string(delay), "a delay of 0 sample frames or more from GetCodecDelay {}", when);
+  ExpectEqual(delay, compressor.GetCodecDelay(), "GetCodecDelay each time {}", when);
+  ExpectEqual(0U, compressor.PlaceholderDoesNotCompress(), "PlaceholderDoesNotCompress {}", when);
+  auto type = static_cast<EAudioFormatType>(kUntouched);
   const RhoStatus status = compressor.GetAudioFormatType(type);
   ExpectThat(status == kRhoStatusSuccess && type <= kAudioFormatNone,
              fmt::format("{}, type {}", status, unsigned{type}),
-             "status 0 and a type from 0 to 12 from GetAudioFormatType");
+             "status 0 and a type from 0 to 12 from GetAudioFormatType {}", when);
 }
 
 /// Formats are supported or not, each time the same way; a code that cannot be a format's is not.
-void SupportsFormats(IAudioCompressor& compressor, const CompressorInfo& /*announced*/) {
+void SupportsFormats(IAudioCompressor& compressor, const std::string& when) {
   for (const unsigned int code :
        {FourCharacterCode(" MKV"), FourCharacterCode("UNDF"), FourCharacterCode("QTFF"), 0U}) {
     const unsigned int answer = compressor.IsFormatSupported(code);
-    ExpectThat(answer <= 1, fmt::to_string(answer), "0 or 1 from IsFormatSupported({:08X})", code);
+    ExpectThat(answer <= 1, fmt::to_string(answer), "0 or 1 from IsFormatSupported({:08X}) {}", code, when);
     compressor.SetFileFormatHint(code);
     compressor.SetStreamModeHint(kOutputStreamModeDefault);
-    ExpectEqual(answer, compressor.IsFormatSupported(code), "IsFormatSupported({:08X}) each time", code);
+    ExpectEqual(answer, compressor.IsFormatSupported(code), "IsFormatSupported({:08X}) each time {}", code, when);
   }
   for (const unsigned int code : {0U, 1U, 0xFFFFFFFFU, 0x00010203U, FourCharacterCode("?x!~")}) {
-    ExpectEqual(0U, compressor.IsFormatSupported(code), "IsFormatSupported({:08X}), which is not a format's code",
-                code);
+    ExpectEqual(0U, compressor.IsFormatSupported(code), "IsFormatSupported({:08X}), which is not a format's code, {}",
+                code, when);
   }
+  compressor.SetFileFormatHint(FourCharacterCode(" MKV"));
 }
 
 void HasPacketTypes(IAudioCompressor& compressor, const CompressorInfo& /*announced*/) {
@@ -340,6 +342,15 @@ void HasPacketTypes(IAudioCompressor& compressor, const CompressorInfo& /*announ
   }
 }
 
+/// Runs a check on each compressor as it is created, and on the first in every other situation.
+template <void (*kCheck)(IAudioCompressor& compressor, const std::string& when)>
+void InEverySituation(const CheckedModule& module) {
+  for (const CompressorInfo& info : module.Infos()) {
+    kCheck(*module.CreateCompressor(info), "of a new compressor");
+  }
+  ForEachSituation(module, kCheck);
+}
+
 constexpr std::array<const char*, 2> kTwoProcesses{"", ""};
 
 }  // namespace
@@ -369,9 +380,9 @@ std::span<const Check> InformationChecks() {
       {"info.getters", "A host that reads the sample rate from the compressor must not get another than the setting's.",
        OnEachCompressor<TellsItsSettings>, kHasSettings},
       {"info.optional-operations", "A host asks what else a compressor can do, and believes the answer.",
-       OnEachCompressor<AnswersOptionalOperations>, kHasSettings},
+       OnModule<InEverySituation<AnswersOptionalOperations>>, kHasSettings},
       {"info.file-formats", "A host offers a compressor for those formats that it supports, and no others.",
-       OnEachCompressor<SupportsFormats>, kHasCompressors},
+       OnModule<InEverySituation<SupportsFormats>>, kHasCompressors},
       {"info.packet-types", "A host picks a packet type that its files can hold, and relies on getting it.",
        OnEachCompressor<HasPacketTypes>, kHasCompressors},
   });

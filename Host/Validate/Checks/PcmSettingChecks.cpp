@@ -4,6 +4,7 @@
 #include "Host/Validate/Support/EntryMatch.h"
 #include "Host/Validate/Support/LinearPcm.h"
 #include "Host/Validate/Support/ShownTexts.h"
+#include "Host/Validate/Support/Situations.h"
 
 #include <array>
 #include <list>
@@ -13,7 +14,7 @@ namespace {
 
 constexpr unsigned int kMatroska = FourCharacterCode(" MKV");
 
-void ExpectText(std::string_view expected, const char* actual, const char* what) {
+void ExpectText(std::string_view expected, const char* actual, std::string_view what) {
   ExpectThat(actual != nullptr && actual == expected, Quoted(actual), "{} \"{}\"", what, expected);
 }
 
@@ -21,8 +22,14 @@ void IsWhatItSays(const CheckedModule& module) {
   const CompressorOwner compressor = module.CreateCompressor();
   const CompressorInfo announced = module.Infos().front();
   ExpectThat(announced.codec == FourCharacterCode("LPCM"), InfoText(announced), "the codec code LPCM");
-  ExpectText("Linear PCM", compressor->GetName(), "the name");
-  ExpectText("LPCM", compressor->GetAbbreviatedName(), "the abbreviated name");
+  ForEachSituation(module, [](IAudioCompressor& asked, const std::string& when) {
+    ExpectText("Linear PCM", asked.GetName(), "the name " + when);
+    ExpectText("LPCM", asked.GetAbbreviatedName(), "the abbreviated name " + when);
+    unsigned int manufacturer = 0;
+    unsigned int codec = 0;
+    asked.GetAudioCompressorInfo(manufacturer, codec);
+    ExpectEqual(unsigned{FourCharacterCode("LPCM")}, codec, "codec code {}", when);
+  });
   ExpectEqual(1, module.Count(), "number of compressors");
   for (const unsigned int index : {1U, 7U, ~0U}) {
     CompressorInfo info;
@@ -34,46 +41,56 @@ void IsWhatItSays(const CheckedModule& module) {
   }
 }
 
-void HasNoOptionalOperations(const CheckedModule& module) {
-  const CompressorOwner compressor = module.CreateCompressor();
+void ExpectNoOptionalOperations(IAudioCompressor& compressor, const std::string& when) {
   void* data = nullptr;
   int size = 0;
-  ExpectEqual(0U, compressor->IsCodecExtendedSettingDialogSupported(), "IsCodecExtendedSettingDialogSupported");
-  ExpectEqual(kRhoStatusNotSupported, compressor->DisplayCodecExtendedSettingDialog(),
-              "DisplayCodecExtendedSettingDialog");
-  ExpectEqual(kRhoStatusNotSupported, compressor->GetExtendedSettings(&data, &size), "GetExtendedSettings");
-  ExpectEqual(kRhoStatusNotSupported, compressor->SetExtendedSettings(&size, 4), "SetExtendedSettings");
-  ExpectEqual(kRhoStatusNotSupported, compressor->GetExtendedSettings(nullptr, nullptr),
-              "GetExtendedSettings(null, null)");
-  ExpectEqual(0, compressor->GetCodecDelay(), "GetCodecDelay");
-  ExpectEqual(0U, compressor->PlaceholderDoesNotCompress(), "PlaceholderDoesNotCompress");
-  Expect(compressor->GetNonStandardSettings() == nullptr, "null from GetNonStandardSettings", "a setting");
+  ExpectEqual(0U, compressor.IsCodecExtendedSettingDialogSupported(), "IsCodecExtendedSettingDialogSupported {}", when);
+  ExpectEqual(kRhoStatusNotSupported, compressor.DisplayCodecExtendedSettingDialog(),
+              "DisplayCodecExtendedSettingDialog {}", when);
+  ExpectEqual(kRhoStatusNotSupported, compressor.GetExtendedSettings(&data, &size), "GetExtendedSettings {}", when);
+  ExpectEqual(kRhoStatusNotSupported, compressor.SetExtendedSettings(&size, 4), "SetExtendedSettings {}", when);
+  ExpectEqual(kRhoStatusNotSupported, compressor.GetExtendedSettings(nullptr, nullptr),
+              "GetExtendedSettings(null, null) {}", when);
+  ExpectEqual(0, compressor.GetCodecDelay(), "GetCodecDelay {}", when);
+  ExpectEqual(0U, compressor.PlaceholderDoesNotCompress(), "PlaceholderDoesNotCompress {}", when);
+  Expect(compressor.GetNonStandardSettings() == nullptr, "null from GetNonStandardSettings " + when, "a setting");
   for (const unsigned int index : {0U, 1U, kMatroska, ~0U}) {
-    ExpectThat(compressor->GetSubOutputFormatSetting(index) == nullptr, "a setting",
-               "null from GetSubOutputFormatSetting({})", index);
+    ExpectThat(compressor.GetSubOutputFormatSetting(index) == nullptr, "a setting",
+               "null from GetSubOutputFormatSetting({}) {}", index, when);
   }
 }
 
-void SupportsMatroskaOnly(const CheckedModule& module) {
-  const CompressorOwner compressor = module.CreateCompressor();
-  ExpectEqual(1U, compressor->IsFormatSupported(kMatroska), "IsFormatSupported(' MKV')");
+void HasNoOptionalOperations(const CheckedModule& module) { ForEachSituation(module, ExpectNoOptionalOperations); }
+
+/// Codes of formats that are not Matroska.
+std::vector<unsigned int> OtherFormats() {
   std::vector<unsigned int> others{0, ~0U, ~kMatroska, __builtin_bswap32(kMatroska), kMatroska ^ 0x20202020U};
-  for (const char* const text :
-       {"UNDF", "MKV ", " mkv", "MKVA", "WEBM", "MPG4", "MOV ", "WAVE", "QTFF", " MP4", " AVI"}) {
+  for (const char* const text : {"UNDF", "MKV ", " mkv", "MKVA", "WEBM", "MPG4", "MOV ", "WAVE", "WAV ", "QTFF", " MP4",
+                                 " AVI", "AIFF", "MXF "}) {
     others.push_back(static_cast<unsigned int>(text[0]) << 24U | static_cast<unsigned int>(text[1]) << 16U |
                      static_cast<unsigned int>(text[2]) << 8U | static_cast<unsigned int>(text[3]));
   }
   for (unsigned int bit = 0; bit < 32; ++bit) {
     others.push_back(kMatroska ^ (1U << bit));
   }
-  for (const unsigned int code : others) {
-    ExpectEqual(0U, compressor->IsFormatSupported(code), "IsFormatSupported({:08X})", code);
-  }
-  std::list<IPacket::TPacketType> types;
-  compressor->QueryPossiblePacketTypes(types);
-  Expect(types == std::list{IPacket::kPacketTypeLinearPCM}, "packet type 24 and no other", "others");
-  ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, unsigned{compressor->GetOutputPacketType()},
-              "output packet type of a new compressor");
+  return others;
+}
+
+void SupportsMatroskaOnly(const CheckedModule& module) {
+  ForEachSituation(module, [others = OtherFormats()](IAudioCompressor& compressor, const std::string& when) {
+    for (const unsigned int hint : {kMatroska, FourCharacterCode("UNDF"), FourCharacterCode("WAVE")}) {
+      compressor.SetFileFormatHint(hint);
+      ExpectEqual(1U, compressor.IsFormatSupported(kMatroska), "IsFormatSupported(' MKV') {}", when);
+      for (const unsigned int code : others) {
+        ExpectEqual(0U, compressor.IsFormatSupported(code), "IsFormatSupported({:08X}) {}", code, when);
+      }
+    }
+    std::list<IPacket::TPacketType> types;
+    compressor.QueryPossiblePacketTypes(types);
+    ExpectThat(types == std::list{IPacket::kPacketTypeLinearPCM}, "others", "packet type 24 and no other {}", when);
+    ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, unsigned{compressor.GetOutputPacketType()},
+                "output packet type {}", when);
+  });
 }
 
 struct NumberTable {

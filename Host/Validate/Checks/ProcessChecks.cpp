@@ -36,12 +36,17 @@ void FillInput() {
 template <ProcessState (*Read)()>
 void Leaves(const std::string& path) {
   FillInput();
-  ProcessState before = Read();
-  ForEachPhase(path, [&before](const char* phase) {
-    ProcessState after = Read();
-    ExpectUnchanged(before, after, phase);
-    before = std::move(after);
-  });
+  for (const bool isUnusual : {false, true}) {
+    if (isUnusual) {
+      MakeProcessUnusual();
+    }
+    ProcessState before = Read();
+    ForEachPhase(path, [&before](const char* phase) {
+      ProcessState after = Read();
+      ExpectUnchanged(before, after, phase);
+      before = std::move(after);
+    });
+  }
 }
 
 void MakesNoSystemCalls(const std::string& path) {
@@ -88,6 +93,7 @@ void LetsTheProcessEnd(const std::string& path) {
 }
 
 void WorksOnOtherThreads(const std::string& path) {
+  const PrintedText printed;
   std::exception_ptr error;
   std::thread([&path, &error] {
     try {
@@ -99,6 +105,7 @@ void WorksOnOtherThreads(const std::string& path) {
   if (error != nullptr) {
     std::rethrow_exception(error);
   }
+  ExpectThat(printed.Text().empty(), printed.Text(), "nothing printed on a thread, or at its end");
 }
 
 }  // namespace

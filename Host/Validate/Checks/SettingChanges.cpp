@@ -212,9 +212,16 @@ void Transfer(IAudioCompressor& source, IAudioCompressor& target) {
   Assign(target, assignments);
 }
 
+/// Whether a control is enabled, or its box ticked, is for the host's dialog: values are taken all the same.
 void TakesAllowed(IAudioCompressor& compressor) {
   for (const NamedSetting& named : SettingsOf(compressor)) {
     VisitSetting(*named.setting, AllowedCheck{DisplayName(named)});
+    named.setting->SetIsActive(0);
+    VisitSetting(*named.setting, AllowedCheck{DisplayName(named) + ", which is not active,"});
+    named.setting->SetIsActive(1);
+    named.setting->SetIsOptional(1);
+    named.setting->SetIsOptionalValueSpecified(0);
+    VisitSetting(*named.setting, AllowedCheck{DisplayName(named) + ", an optional value that is not specified,"});
   }
 }
 

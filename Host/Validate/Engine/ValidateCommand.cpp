@@ -8,9 +8,14 @@
 #include "Host/Validate/Engine/Seed.h"
 #include "Host/Validate/Engine/Selection.h"
 
+#include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <string_view>
 
 namespace {
 
@@ -23,7 +28,7 @@ void CheckModuleFile(const std::string& module) {
     throw WrongUse(SystemFailure(module, "read the module", errno).what());
   }
   if (!S_ISREG(status.st_mode)) {
-    throw WrongUse(module + ": not a file, and so not a module");
+    throw WrongUse(module + ": is not a file: name the module's library, or its folder NAME.bundle");
   }
 }
 
@@ -44,6 +49,20 @@ void CheckReportFile(const std::string& path, const ValidateOptions& options) {
     throw WrongUse(path + ": is the module itself: name another file for the report");
   }
   CheckOutputTarget(path, options.force);
+}
+
+/// Whether PATH leads to valgrind, as the shell finds it.
+bool HasValgrind() {
+  const char* const path = std::getenv("PATH");
+  std::string_view rest = path == nullptr ? "" : path;
+  while (!rest.empty()) {
+    const std::string_view folder = rest.substr(0, rest.find(':'));
+    if (access(fmt::format("{}/valgrind", folder.empty() ? "." : folder).c_str(), X_OK) == 0) {
+      return true;
+    }
+    rest.remove_prefix(std::min(folder.size() + 1, rest.size()));
+  }
+  return false;
 }
 
 void WriteFile(const std::string& path, const std::string& text, bool replaceExisting) {
@@ -84,6 +103,9 @@ int Validate(const ValidateOptions& given) {
   }
   if (options.junit && options.junit == options.html) {
     throw WrongUse(*options.junit + ": both reports cannot be written to one file");
+  }
+  if (options.valgrind && !HasValgrind()) {
+    throw WrongUse("--valgrind: there is no program valgrind in PATH: install the package valgrind, or leave it out");
   }
   const RunnerOptions runner{options.jobs, {options.timeout, options.valgrind}};
   const auto outcomes = RunChecks(checks, options.module, runner, [&options](const CheckOutcome& outcome) {

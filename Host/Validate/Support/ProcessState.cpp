@@ -2,6 +2,8 @@
 
 #include "Host/Validate/Engine/Check.h"
 
+#include <algorithm>
+#include <array>
 #include <cfenv>
 #include <clocale>
 #include <csignal>
@@ -12,6 +14,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <limits>
 #include <locale>
@@ -68,6 +71,14 @@ bool HasAllLongDoubleBits() {
   return sum != one;
 }
 
+/// And raises all of them.
+bool AreAllExceptionsRaised() {
+  static const bool isFirst = std::feraiseexcept(FE_ALL_EXCEPT) == 0;
+  const bool areRaised = isFirst && std::fetestexcept(FE_ALL_EXCEPT) == FE_ALL_EXCEPT;
+  std::feraiseexcept(FE_ALL_EXCEPT);
+  return areRaised;
+}
+
 void AddStream(ProcessState& state, const char* name, const std::ios& stream) {
   state[name] = fmt::format(
       "flags {:#x}, precision {}, width {}, fill {:#x}, state {}, exceptions {}, buffer {}, tie {}, "
@@ -82,8 +93,13 @@ void AddFile(ProcessState& state, const char* name, FILE* file) {
                             ferror(file) != 0 ? ", error" : "", fwide(file, 0) > 0 ? ", wide" : "");
 }
 
-/// The next number of each of the C library's generators, which then start again.
-void AddGenerators(ProcessState& state) {
+/// What the C library keeps from call to call: the next numbers of its generators, which then start again, and results
+/// in static memory.
+void AddHiddenState(ProcessState& state) {
+  static const std::time_t time = 1'000'000'000;
+  static const std::tm* const shared = std::gmtime(&time);  // localtime, which shares the result, sets the time zone
+  state["result of localtime and gmtime"] = fmt::format("{}:{}", shared->tm_min, shared->tm_sec);
+  std::gmtime(&time);
   static const bool isSeeded = (std::srand(1), srand48(1), true);
   static char text[] = "a,b";
   static const char* const first = strtok(text, ",");
@@ -165,25 +181,28 @@ ProcessState Signals() {
 }
 
 ProcessState Surroundings() {
-  ProcessState state{{"locale", std::setlocale(LC_ALL, nullptr)},
-                     {"locale of the thread", AddressText(uselocale(nullptr))},
-                     {"C++ locale", std::locale().name()},
-                     {"working folder", fs::current_path()},
-                     {"root folder", fs::read_symlink("/proc/self/root")},
-                     {"rounding of numbers", fmt::to_string(std::fegetround())},
-                     {"trapped floating-point exceptions", fmt::to_string(fegetexcept())},
-                     {"subnormal results", AreSmallestNumbersZero() ? "flushed to zero" : "as they are"},
-                     {"subnormal operands", AreSmallestOperandsZero() ? "taken as zero" : "as they are"},
-                     {"precision of long double", HasAllLongDoubleBits() ? "full" : "reduced"},
-                     {"terminate handler", AddressText(std::get_terminate())},
-                     {"new handler", AddressText(std::get_new_handler())},
-                     {"time zone", fmt::format("{} {} {}", tzname[0], tzname[1], timezone)},
-                     {"optind", fmt::format("{}, opterr {}", optind, opterr)}};
+  ProcessState state;
+  AddHiddenState(state);
+  state.merge(ProcessState{{"locale", std::setlocale(LC_ALL, nullptr)},
+                           {"locale of the thread", AddressText(uselocale(nullptr))},
+                           {"C++ locale", std::locale().name()},
+                           {"working folder", fs::current_path()},
+                           {"root folder", fs::read_symlink("/proc/self/root")},
+                           {"rounding of numbers", fmt::to_string(std::fegetround())},
+                           {"trapped floating-point exceptions", fmt::to_string(fegetexcept())},
+                           {"subnormal results", AreSmallestNumbersZero() ? "flushed to zero" : "as they are"},
+                           {"subnormal operands", AreSmallestOperandsZero() ? "taken as zero" : "as they are"},
+                           {"raised floating-point exceptions", AreAllExceptionsRaised() ? "kept" : "cleared"},
+                           {"standard streams", std::ios::sync_with_stdio(true) ? "with stdio" : "on their own"},
+                           {"precision of long double", HasAllLongDoubleBits() ? "full" : "reduced"},
+                           {"terminate handler", AddressText(std::get_terminate())},
+                           {"new handler", AddressText(std::get_new_handler())},
+                           {"time zone", fmt::format("{} {} {}", tzname[0], tzname[1], timezone)},
+                           {"optind", fmt::format("{}, opterr {}", optind, opterr)}});
   AddStream(state, "std::cin", std::cin);
   AddStream(state, "std::cout", std::cout);
   AddStream(state, "std::cerr", std::cerr);
   AddStream(state, "std::clog", std::clog);
-  AddGenerators(state);
   for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     const std::string text(*entry);
     state["environment variable " + text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
@@ -224,6 +243,51 @@ ProcessState Privileges() {
     state[file] = ReadAll(fmt::format("/proc/self/{}", file).c_str());
   }
   return state;
+}
+
+void MakeProcessUnusual() {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    if (signal != SIGCHLD && signal != SIGABRT && signal != SIGSEGV && signal != SIGBUS && signal != SIGFPE &&
+        signal != SIGILL && signal != SIGTERM) {
+      std::signal(
+          signal, signal % 2 == 0 ? SIG_IGN : [](int) {});
+    }
+  }
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  static std::array<char, 65536> signalStack{};
+  stack_t stack{};
+  stack.ss_sp = signalStack.data();
+  stack.ss_size = signalStack.size();
+  sigaltstack(&stack, nullptr);
+  const itimerval inADay{{0, 0}, {86400, 0}};
+  for (const auto timer : {ITIMER_REAL, ITIMER_VIRTUAL, ITIMER_PROF}) {
+    setitimer(timer, &inADay, nullptr);
+  }
+  setenv("TZ", "HOST-7", 1);
+  tzset();
+  std::setlocale(LC_ALL, "C.UTF-8");
+  uselocale(newlocale(LC_ALL_MASK, "C", nullptr));
+  std::fesetround(FE_DOWNWARD);
+  std::set_terminate([] { std::abort(); });
+  std::set_new_handler([] { throw std::bad_alloc(); });
+  std::cin.tie(nullptr);
+  std::cout << std::hex << std::setprecision(9) << std::setfill('*');
+  std::cerr << std::hex << std::nounitbuf;
+  fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK);
+  umask(027);
+  prctl(PR_SET_NAME, "unusual");
+  prctl(PR_SET_TIMERSLACK, 60000);
+  for (const auto limit : {RLIMIT_CORE, RLIMIT_FSIZE}) {
+    rlimit value{};
+    getrlimit(limit, &value);
+    value.rlim_cur = std::min<rlim_t>(value.rlim_max, rlim_t{1} << 30U);
+    setrlimit(limit, &value);
+  }
+  optind = 3;
+  opterr = 0;
 }
 
 void ExpectUnchanged(const ProcessState& before, const ProcessState& after, const std::string& when) {

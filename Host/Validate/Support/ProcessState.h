@@ -16,6 +16,10 @@ ProcessState Signals();      ///< handlers, blocked and pending signals, timers
 ProcessState Surroundings();
 ProcessState Privileges();  ///< identity, file mode mask, limits, scheduling, attributes of the process
 
+/// Changes what a host may change and a library might set back to the default: signal handling, timers, locale, time
+/// zone, rounding, handlers of the C++ runtime, streams, limits. For a process that is about to end.
+void MakeProcessUnusual();
+
 /// Fails the check unless both are the same; says what changed `when`, as in "loading".
 void ExpectUnchanged(const ProcessState& before, const ProcessState& after, const std::string& when);
 

@@ -7,6 +7,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
@@ -44,7 +45,7 @@ constexpr std::array kWatched{
     Watched{SYS_open, "open", Watched::kBits, 1, kWriting}, Watched{SYS_openat, "openat", Watched::kBits, 2, kWriting},
     Watched{SYS_clone, "clone", Watched::kNotBits, 0, CLONE_THREAD}, Watched{SYS_read, "read", Watched::kEquals, 0, 0},
     Watched{SYS_rt_sigaction, "rt_sigaction", Watched::kNotZero, 1}, Watched{SYS_prlimit64, "prlimit64", Watched::kNotZero, 2},
-    Watched{SYS_sigaltstack, "sigaltstack", Watched::kNotZero, 0},
+    Watched{SYS_sigaltstack, "sigaltstack", Watched::kNotZero, 0}, Watched{SYS_ioctl, "ioctl", Watched::kEquals, 1, TCSETS},
     ALWAYS(creat), ALWAYS(mkdir), ALWAYS(mkdirat), ALWAYS(rmdir), ALWAYS(unlink), ALWAYS(unlinkat), ALWAYS(rename),
     ALWAYS(renameat), ALWAYS(renameat2), ALWAYS(link), ALWAYS(linkat), ALWAYS(symlink), ALWAYS(symlinkat), ALWAYS(mknod),
     ALWAYS(mknodat), ALWAYS(truncate), ALWAYS(chmod), ALWAYS(fchmod), ALWAYS(fchmodat), ALWAYS(chown), ALWAYS(fchown),
@@ -56,7 +57,8 @@ constexpr std::array kWatched{
     ALWAYS(setpgid), ALWAYS(setsid), ALWAYS(setuid), ALWAYS(setgid), ALWAYS(setreuid), ALWAYS(setregid),
     ALWAYS(setresuid), ALWAYS(setresgid), ALWAYS(setgroups), ALWAYS(capset), ALWAYS(nanosleep), ALWAYS(clock_nanosleep),
     ALWAYS(pause), ALWAYS(mlock), ALWAYS(mlock2), ALWAYS(mlockall), ALWAYS(shmget), ALWAYS(semget), ALWAYS(msgget),
-    ALWAYS(mq_open), ALWAYS(mount), ALWAYS(sethostname), ALWAYS(ioprio_set), ALWAYS(unshare)};
+    ALWAYS(mq_open), ALWAYS(mount), ALWAYS(sethostname), ALWAYS(ioprio_set), ALWAYS(unshare),
+    ALWAYS(settimeofday), ALWAYS(clock_settime), ALWAYS(adjtimex), ALWAYS(clock_adjtime)};
 // clang-format on
 #undef ALWAYS
 
