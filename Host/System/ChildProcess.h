@@ -17,10 +17,10 @@
 #include <vector>
 
 struct ChildTask {
-  std::vector<std::string> arguments;    ///< behind the program's name
-  std::vector<std::string> environment;  ///< "NAME=VALUE", beside or in place of what this process has
-  std::chrono::milliseconds timeLimit{};
-  std::string program{};  ///< path of the program to start; empty: this one
+  std::vector<std::string> arguments;     ///< behind the program's name
+  std::vector<std::string> environment;   ///< "NAME=VALUE", beside or in place of what this process has
+  std::chrono::milliseconds timeLimit{};  ///< without the time that the work waits for a processor
+  std::string program{};                  ///< path of the program to start; empty: this one
 };
 
 /// How a child ended, and its output.

@@ -1,4 +1,3 @@
-#include "Host/Settings/SettingKinds.h"
 #include "Host/Settings/SettingText.h"
 #include "Host/Text/Errors.h"
 #include "Host/Validate/Engine/Check.h"
@@ -11,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <limits>
 #include <list>
 #include <memory>
 
@@ -48,30 +46,6 @@ void Ask(IAudioCompressor& compressor) {
   compressor.GetDataRate();
 }
 
-/// Calls with what is not on a setting's list.
-struct Misuse {
-  static constexpr unsigned int kFarthest = std::numeric_limits<unsigned int>::max();
-
-  template <class Number>
-  void operator()(INumericSetting<Number>& setting) const {
-    setting.SetSelected(kFarthest);
-    setting.GetAllowableValue(kFarthest);
-    setting.FindIndexOf(setting.GetMaxValue());
-  }
-  void operator()(IEnumSetting& setting) const {
-    setting.SetSelected(kFarthest);
-    setting.GetAllowableValue(kFarthest);
-    for (const char* const text : {"matches nothing", static_cast<const char*>(nullptr)}) {
-      setting.SetValue(text);
-      setting.FindIndexOf(text);
-    }
-  }
-  void operator()(ISettingArray& /*setting*/) const {}
-  template <SettingWithoutList Setting>
-  void operator()(Setting& /*setting*/) const {}
-  void operator()(const UnknownSetting& /*setting*/) const {}
-};
-
 void UseSettings(IAudioCompressor& compressor) {
   for (const NamedSetting& named : ValueSettingsOf(compressor)) {
     for (const std::string& value : ValuesToTry(*named.setting)) {
@@ -86,7 +60,7 @@ void UseSettings(IAudioCompressor& compressor) {
     named.setting->SetOptionalText("a text that is longer than what a string holds inside");
     named.setting->GetToolTipText();
     named.setting->GetOptionalText();
-    VisitSetting(*named.setting, Misuse());
+    MisuseSetting(*named.setting);
     const std::unique_ptr<ISetting> copy(named.setting->CreateCopy());
   }
 }

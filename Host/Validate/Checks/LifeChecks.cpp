@@ -2,6 +2,7 @@
 #include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/MemoryUsage.h"
 #include "Host/Validate/Support/ProcessState.h"
+#include "Host/Validate/Support/Situations.h"
 #include "Host/Validate/Support/StreamRun.h"
 
 #include <algorithm>
@@ -134,6 +135,14 @@ void TakesCallsInAnyOrder(const CheckedModule& module) {
   }
 }
 
+/// Release answers success, whatever state it ends.
+void ReleasesWithSuccess(const CheckedModule& module) {
+  ExpectEqual(kRhoStatusSuccess, module.CreateCompressor().release()->Release(), "status of Release");
+  ForEachSituation(module, [](IAudioCompressor& compressor, const std::string& when) {
+    ExpectEqual(kRhoStatusSuccess, CopyOf(compressor).release()->Release(), "status of Release of a copy, {}", when);
+  });
+}
+
 constexpr std::array<const char*, 3> kMemoryContents{"", "GLIBC_TUNABLES=glibc.malloc.perturb=85",
                                                      "GLIBC_TUNABLES=glibc.malloc.perturb=170"};
 
@@ -145,6 +154,8 @@ std::span<const Check> LifeChecks() {
        OnModule<CreatesAThousand>, kHasCompressors},
       {"life.thousand-runs", "A host encodes many pieces with one compressor, and runs for weeks.",
        OnModule<RunsAThousandTimes>, kHasSettings},
+      {"life.release", "A host that is told that a release failed does not know what it still owns.",
+       OnModule<ReleasesWithSuccess>, kHasSettings},
       {"life.copies-in-any-order", "A host copies a compressor, and releases original and copies in any order.",
        OnModule<CopiesEndInAnyOrder>, kHasSettings},
       {"life.initialised", "What depends on the content of fresh memory is different each time.",

@@ -78,15 +78,6 @@ std::string Work(const CheckedModule& module) {
   return fmt::format("{}, \"{}\"", InfoText(module.Infos().front()), name == nullptr ? "" : name);
 }
 
-void WorksForTwoWhoLoadIt(const std::string& path) {
-  CheckedModule first(path);
-  const CheckedModule second(path);
-  const std::string before = Work(second);
-  first.Unload();
-  const std::string after = Work(second);
-  ExpectThat(after == before, after, "{} also when another part of the host has unloaded it", before);
-}
-
 /// A copy of a file that lives as long as the object, and a path to it.
 class MemoryCopy {
  public:
@@ -187,8 +178,6 @@ std::span<const Check> LoadingChecks() {
       {"load.unloads", "A module that stays in memory cannot be replaced while the host runs.", Unloads, kLoads},
       {"load.ten-times", "Hosts load a module whenever they need it, and unload it after.", LoadsTenTimes,
        kHasCompressors},
-      {"load.two-users", "Two parts of a host load a module independently, and each unloads it on its own.",
-       WorksForTwoWhoLoadIt, kHasCompressors},
       {"load.two-copies", "Two versions of a module may be installed, and a host that lists both loads both.",
        WorksBesideACopy, kHasCompressors},
       {"load.hardened", "Memory that is both writable and executable turns any overrun in the host into an attack.",

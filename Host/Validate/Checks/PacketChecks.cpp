@@ -1,11 +1,15 @@
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Engine/Seed.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/MemoryUsage.h"
 #include "Host/Validate/Support/StreamRun.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
+#include <algorithm>
 #include <array>
 #include <memory>
+#include <random>
+#include <utility>
 
 namespace {
 
@@ -17,8 +21,10 @@ struct Filled {
   std::vector<PacketRecord> records;
 };
 
-Filled FillBundle(const CheckedModule& module) {
-  const StreamSetup setup = DefaultSetup(module);
+/// The packets are `times` as large as usual.
+Filled FillBundle(const CheckedModule& module, unsigned int times = 1) {
+  StreamSetup setup = DefaultSetup(module);
+  setup.framesPerSecond /= times;
   const CompressorOwner compressor = setup.NewCompressor(module);
   OutputRecord out(setup.format.sampleRate);
   const std::vector<unsigned char> input = SomeInput(setup, 20 * setup.SampleFramesPerPacket() + 7);
@@ -50,11 +56,54 @@ void ExpectIsBundle(const IPacketBundle& bundle) {
   ExpectThat(bundle.getTimeBase() != 0, "0", "a time base of a bundle");
 }
 
+/// Random operations on a bundle, which has the packets of `expected`, do to it what they do to a list.
+void ExpectLikeAList(IPacketBundle& bundle, std::vector<PacketRecord> expected) {
+  constexpr int kSteps = 300;
+  const std::string seed = SeedText();
+  std::mt19937_64 random(Seed());
+  const OwnedBundle source(static_cast<IPacketBundle*>(bundle.clone()));
+  for (int step = 0; step < kSteps; ++step) {
+    const IPacket& next = *source->get(static_cast<unsigned long>(step) % source->size());
+    const auto index = static_cast<unsigned long>(random() % (expected.size() + 1));
+    const char* operation = "append";
+    OwnedPacket taken;
+    if (const auto choice = random() % 32; choice == 0) {
+      operation = "clear";
+      bundle.clear();
+      expected.clear();
+    } else if (choice < 16 || index == expected.size()) {
+      OwnedPacket added(next.clone());
+      expected.push_back(RecordOf(added.get()));
+      bundle.append(added.release());
+    } else if (choice < 20) {
+      operation = "replace";
+      OwnedPacket added(next.clone());
+      expected.push_back(RecordOf(added.get()));
+      std::iter_swap(expected.begin() + static_cast<std::ptrdiff_t>(index), expected.end() - 1);
+      taken.reset(bundle.replace(index, added.release()));
+    } else {
+      operation = "remove";
+      const unsigned long from = choice < 26 ? 0 : index;
+      std::rotate(expected.begin() + static_cast<std::ptrdiff_t>(from),
+                  expected.begin() + static_cast<std::ptrdiff_t>(from) + 1, expected.end());
+      taken.reset(bundle.remove(from));
+    }
+    const std::string after = fmt::format("after random operation {}, {} at {}{}", step, operation, index, seed);
+    if (*operation == 'r') {
+      ExpectSamePackets({expected.back()}, {RecordOf(taken.get())}, after);
+      expected.pop_back();
+    }
+    ExpectPackets(bundle, expected, after.c_str());
+  }
+  const OwnedBundle copy(static_cast<IPacketBundle*>(bundle.clone()));
+  ExpectPackets(*copy, expected, "that is a clone of one after random operations");
+}
+
 void RemovesAndReplaces(const CheckedModule& module) {
   auto [bundle, expected] = FillBundle(module);
   ExpectIsBundle(*bundle);
   ExpectPackets(*bundle, expected, "after a run");
-  const auto at = [&expected](std::size_t index) { return expected.begin() + static_cast<std::ptrdiff_t>(index); };
+  const auto at = [&list = expected](std::size_t index) { return list.begin() + static_cast<std::ptrdiff_t>(index); };
   for (const std::size_t index : {std::size_t{2}, std::size_t{0}, expected.size() - 3}) {
     const OwnedPacket removed(bundle->remove(static_cast<unsigned long>(index)));
     ExpectThat(removed != nullptr, "null", "a packet from remove({})", index);
@@ -82,6 +131,7 @@ void RemovesAndReplaces(const CheckedModule& module) {
   expected.push_back(RecordOf(replaced.get()));
   bundle->append(nullptr);
   ExpectPackets(*bundle, expected, "after append, and append of null");
+  ExpectLikeAList(*OwnedBundle(static_cast<IPacketBundle*>(bundle->clone())), expected);
   while (bundle->size() != 0) {
     OwnedPacket(bundle->remove(0)).reset();
   }
@@ -94,7 +144,7 @@ void RemovesAndReplaces(const CheckedModule& module) {
 }
 
 void ClonesIndependently(const CheckedModule& module) {
-  auto [bundle, expected] = FillBundle(module);
+  auto [bundle, expected] = FillBundle(module, 16);
   OwnedBundle copy(static_cast<IPacketBundle*>(bundle->clone()));
   Expect(copy != nullptr && copy.get() != bundle.get(), "a new bundle from clone", "null, or the bundle itself");
   ExpectIsBundle(*copy);

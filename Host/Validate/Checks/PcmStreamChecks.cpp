@@ -93,7 +93,10 @@ void ReadsDataOnly(const CheckedModule& module) {
     const CompressorOwner compressor = setup.NewCompressor(module);
     const unsigned int rate = setup.format.sampleRate + 1;
     OutputRecord out(rate);
-    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrameBegin(nullptr), "CompressFrameBegin(null)");
+    KelAudio_t format = OddInput(input);
+    const KelAudio_t formatBefore = format;
+    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrameBegin(&format), "CompressFrameBegin");
+    ExpectInputKept(formatBefore, format, "CompressFrameBegin");
     std::uint64_t emitted = 0;
     std::size_t block = 0;
     std::vector<unsigned char> odd;
@@ -302,6 +305,12 @@ void RoundsPacketSizes(const CheckedModule& module) {
   };
   for (const unsigned int rate : kPcmRates) {
     const CompressorOwner compressor = PcmSetup(rate, 16, "Mono", 25).NewCompressor(module);
+    for (unsigned int hint = 2; hint < 500; ++hint) {
+      if (2 * rate / hint % 2 != 0) {  // the quotient is nearly a half, or is one
+        compressor->SetFrameRateHint(hint);
+        expectSize(*compressor, rate, hint, "");
+      }
+    }
     for (const double hint : {23.976,
                               24000.0 / 1001,
                               24.0,
@@ -396,10 +405,14 @@ void PacksAnySize(const CheckedModule& module) {
   ExpectEqual(16U, out.packets == nullptr ? 0 : out.packets->size(), "packets from a block of 64 MiB");
   for (unsigned long index = 0; index < 16; ++index) {
     const IPacket& packet = *out.packets->get(index);
+    ExpectEqual(index * usual.SampleFramesPerPacket(), packet.getTime(), "time of packet {} of a block of 64 MiB",
+                index);
     ExpectThat(
         packet.getDataSize() == second.size() && std::memcmp(packet.getData(), second.data(), second.size()) == 0,
         "others", "the bytes of the input in packet {} of a block of 64 MiB", index);
   }
+  ExpectEqual(16 * usual.SampleFramesPerPacket(), out.sampleCount, "sample count for a block of 64 MiB");
+  ExpectEqual(16 * usual.SampleFramesPerPacket(), out.duration, "duration for a block of 64 MiB");
   const StreamSetup small = PcmSetup(8000, 16, "Mono", 8000);
   const std::vector<unsigned char> many = SomeInput(small, 70000);
   ExpectSamePackets(PackedLike(small, small.format.sampleRate, many), EncodeAtOnce(module, small, many),

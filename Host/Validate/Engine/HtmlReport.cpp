@@ -40,7 +40,12 @@ td:first-child { width: 5rem; }
 td:nth-child(2) { width: 15rem; font-family: ui-monospace, monospace; font-size: .9rem; }
 td:last-child { width: 5rem; text-align: right; color: var(--quiet); font-variant-numeric: tabular-nums; }
 td small { color: var(--quiet); display: block; }
-@media (max-width: 40rem) { td:last-child { display: none; } td:nth-child(2) { width: auto; } dl { display: block; } }
+@media (max-width: 40rem) {
+  dl, tr { display: block; }
+  tr { border-top: 1px solid var(--line); padding: .4rem .7rem; }
+  td:first-child, td:nth-child(2) { display: inline; border: 0; padding: 0 .6rem 0 0; }
+  td:nth-child(3) { display: block; border: 0; padding: 0; }
+  td:last-child { display: none; } }
 @media print { body { background: none; } article { break-inside: avoid; } }
 )";
 

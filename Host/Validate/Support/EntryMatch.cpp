@@ -65,11 +65,11 @@ std::size_t MatchOf(const std::vector<std::string>& entries, const std::string& 
 }
 
 std::vector<std::string> TextsToMatch(const std::vector<std::string>& entries) {
-  std::set<std::string> texts{"", "?? no such entry ??", "\xE9", std::string(1000, 'x')};
+  std::set<std::string> texts{"", "?", "?? no such entry ??", "\xE9", std::string(1000, 'x')};
   for (const std::string& entry : entries) {
     for (const std::string& spelled : {entry, Changed(entry, tolower), Changed(entry, toupper)}) {
       for (std::size_t size = 0; size <= spelled.size(); ++size) {
-        texts.insert(spelled.substr(0, size));
+        texts.insert({spelled.substr(0, size), spelled.substr(0, size) + '~'});
       }
       texts.insert(
           {spelled + " x", spelled + '0', ' ' + spelled, '0' + spelled, spelled.substr(spelled.empty() ? 0 : 1)});

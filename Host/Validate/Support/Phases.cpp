@@ -16,6 +16,7 @@ void UseCompressor(const CheckedModule& module, const StreamSetup& setup, Bytes 
   after("creation");
   for (const NamedSetting& named : ValueSettingsOf(*compressor)) {
     if (changesSettings) {
+      MisuseSetting(*named.setting);
       ChangeValue(*named.setting);
     }
     const std::unique_ptr<ISetting> copy(named.setting->CreateCopy());

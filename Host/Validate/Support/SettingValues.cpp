@@ -132,6 +132,30 @@ struct Fault {
   }
 };
 
+/// Calls with what is not on the list.
+struct Misuse {
+  static constexpr unsigned int kFarthest = std::numeric_limits<unsigned int>::max();
+
+  template <class Number>
+  void operator()(INumericSetting<Number>& setting) const {
+    setting.SetSelected(kFarthest);
+    setting.GetAllowableValue(kFarthest);
+    setting.FindIndexOf(setting.GetMaxValue());
+  }
+  void operator()(IEnumSetting& setting) const {
+    setting.SetSelected(kFarthest);
+    setting.GetAllowableValue(kFarthest);
+    for (const char* const text : {"?", static_cast<const char*>(nullptr)}) {
+      setting.SetValue(text);
+      setting.FindIndexOf(text);
+    }
+  }
+  void operator()(ISettingArray& /*setting*/) const {}
+  template <SettingWithoutList Setting>
+  void operator()(Setting& /*setting*/) const {}
+  void operator()(const UnknownSetting& /*setting*/) const {}
+};
+
 }  // namespace
 
 std::vector<std::string> ValuesToTry(ISetting& setting) { return VisitSetting(setting, Samples()); }
@@ -153,3 +177,5 @@ bool ChangeValue(ISetting& setting) {
   }
   return false;
 }
+
+void MisuseSetting(ISetting& setting) { VisitSetting(setting, Misuse()); }

@@ -18,3 +18,6 @@ std::string ValueFault(ISetting& setting);
 
 /// Gives `setting` another value than it has. False when it takes none.
 bool ChangeValue(ISetting& setting);
+
+/// Selects, reads and looks up what `setting` does not have: indexes out of range and texts that match nothing.
+void MisuseSetting(ISetting& setting);

@@ -4,6 +4,7 @@
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Engine/Seed.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/OutputRecord.h"
 #include "Host/Validate/Support/SettingValues.h"
 
 #include <algorithm>
@@ -101,6 +102,7 @@ KelAudio_t StreamSetup::InputRecord(std::span<const unsigned char> bytes) const 
   record.dataSize = static_cast<unsigned int>(bytes.size());
   record.sampleCount = record.dataSize / format.BytesPerSampleFrame();
   record.duration = record.sampleCount;
+  record.reserved1 = record.reserved2 = OutputRecord::kUntouched;
   record.data = const_cast<unsigned char*>(bytes.data());
   return record;
 }

@@ -57,7 +57,7 @@ constexpr std::array kWatched{
     ALWAYS(setpgid), ALWAYS(setsid), ALWAYS(setuid), ALWAYS(setgid), ALWAYS(setreuid), ALWAYS(setregid),
     ALWAYS(setresuid), ALWAYS(setresgid), ALWAYS(setgroups), ALWAYS(capset), ALWAYS(nanosleep), ALWAYS(clock_nanosleep),
     ALWAYS(pause), ALWAYS(mlock), ALWAYS(mlock2), ALWAYS(mlockall), ALWAYS(shmget), ALWAYS(semget), ALWAYS(msgget),
-    ALWAYS(mq_open), ALWAYS(mount), ALWAYS(sethostname), ALWAYS(ioprio_set), ALWAYS(unshare),
+    ALWAYS(mq_open), ALWAYS(mount), ALWAYS(sethostname), ALWAYS(ioprio_set), ALWAYS(unshare), ALWAYS(flock),
     ALWAYS(settimeofday), ALWAYS(clock_settime), ALWAYS(adjtimex), ALWAYS(clock_adjtime)};
 // clang-format on
 #undef ALWAYS

@@ -64,6 +64,16 @@ constexpr std::array kProcessFaults{
     ProcessFault{"StartsThread", "CompressFrame", [] { std::thread([] { pause(); }).detach(); }},
     ProcessFault{"StartsProcess", "flush", [] { g_ended = fork() == 0 ? (_exit(0), 0) : wait(nullptr); }},
     ProcessFault{"MakesFile", "CompressFrameBegin", [] { std::ofstream("/dev/null"); }},
+    ProcessFault{"PrintsLate", "CompressFrame",
+                 [] {
+                   struct Late {
+                     ~Late() { std::puts("late"); }
+                     volatile int used = 0;
+                   };
+                   thread_local Late late;
+                   late.used = 1;
+                 }},
+    ProcessFault{"ResetsLocale", "ValidateSettings", [] { std::setlocale(LC_ALL, "C"); }},
     ProcessFault{"ExitsOtherwise", "CompressFrameBegin", [] { on_exit([](int, void*) { _exit(9); }, nullptr); }},
     ProcessFault{"NeedsStack", "CompressFrame", UseStack<200'000>}};
 
@@ -94,6 +104,12 @@ bool Load() {
       g_ended = static_cast<int>(write(descriptor, "{\"verdict\":\"passed\"}\n", 21));
     }
     _exit(0);
+  } else if (kFault == "StaysLoaded") {
+    Dl_info file{};
+    dladdr(reinterpret_cast<void*>(&FaultOfThisFile), &file);
+    dlopen(file.dli_fname, RTLD_NOW | RTLD_NODELETE);
+  } else if (kFault == "LoadsOnce") {
+    std::getenv("LOADED") == nullptr ? static_cast<void>(setenv("LOADED", "yes", 1)) : std::abort();
   } else if (kFault == "Litters") {
     open("/dev/null", O_RDONLY);
     std::signal(SIGUSR1, SIG_IGN);
@@ -135,6 +151,20 @@ unsigned int g_shared = 2;
 const std::size_t kLabelStart = kFault == "SettingNotUtf8" ? 4 : kFault == "SettingEmpty" ? 5 : 0;
 const void* g_current;
 std::atomic<int> g_inside{0};
+
+void UseMemoryUnasked() {
+  g_block = std::malloc(1);
+  *static_cast<char*>(g_block) = 1;
+  std::free(g_block);
+}
+
+/// Gives an object a virtual table of its own that ends early.
+void CutSlots(void* object, std::size_t count) {
+  static std::array<void*, 64> slots{};
+  void**& table = *static_cast<void***>(object);
+  std::copy_n(table, count, slots.begin());
+  table = slots.data();
+}
 
 /// A setting of 1 or 2, for the faults that settings have.
 class Extra : public UnsignedIntSetting {
@@ -193,6 +223,10 @@ class Compressor : public CPCMCompressor {
   explicit Compressor(unsigned int codec) : CPCMCompressor(codec) {
     if (kFault == "Leaks") {
       g_block = std::malloc(100);
+    } else if (kFault == "NeedsMemory") {
+      UseMemoryUnasked();
+    } else if (kFault == "SettingSlotless") {
+      CutSlots(&m_extra, 28);
     }
   }
 
@@ -207,7 +241,7 @@ class Compressor : public CPCMCompressor {
     codec += kFault == "OtherCodec" ? 1 : 0;
   }
   const char* GetName() override { return kFault == "OtherName" ? "Linear" : CPCMCompressor::GetName(); }
-  int GetCodecDelay() override { return kFault == "Delays" ? 1 : 0; }
+  int GetCodecDelay() override { return kFault == "Delays" && CPCMCompressor::GetSampleSize() == 24 ? 1 : 0; }
   unsigned int PlaceholderDoesNotCompress() const override { return kFault == "IsPlaceholder" ? 1 : 0; }
   unsigned int GetDataRate() override { return CPCMCompressor::GetDataRate() * (kFault == "TellsBits" ? 8 : 1); }
   IEnumSetting* GetChannelModeSetting() override {
@@ -218,6 +252,9 @@ class Compressor : public CPCMCompressor {
                                    : CPCMCompressor::GetSampleSizeSetting();
   }
   IAudioCompressor* CreateCopy() override {
+    if (kFault == "NeedsMemory") {
+      UseMemoryUnasked();
+    }
     const bool isPlain = kFault == "CopiesNothing";
     return kFault == "NoCopy" ? nullptr : isPlain ? new Compressor(kPCMCodecCode) : CPCMCompressor::CreateCopy();
   }
@@ -274,9 +311,7 @@ class Compressor : public CPCMCompressor {
     if (kFault == "Uninitialised") {
       SetFrameRateHint(20.0 + UnknownNumber() / 256.0);  // of three bits, one run in eight would look sound
     } else if (kFault == "NeedsMemory") {
-      g_block = std::malloc(1);
-      *static_cast<char*>(g_block) = 1;
-      std::free(g_block);
+      UseMemoryUnasked();
     }
     return kFault == "NoBegin" ? kRhoStatusNoObject : CPCMCompressor::CompressFrameBegin(format);
   }
@@ -331,7 +366,8 @@ class Compressor : public CPCMCompressor {
     if (kFault == "OwnsPackets" && m_bundle != nullptr) {
       m_bundle->destroy();
     }
-    return CPCMCompressor::Release();
+    const RhoStatus status = CPCMCompressor::Release();
+    return kFault == "DeniesRelease" ? kRhoStatusNotSupported : status;
   }
 
  private:
@@ -398,13 +434,17 @@ class Compressor : public CPCMCompressor {
 
 }  // namespace
 
-int RhoGetNumberAudioCompressors() { return kFault == "NoCompressors" ? 0 : kFault == "TwoCompressors" ? 2 : 1; }
+int RhoGetNumberAudioCompressors() {
+  static int calls = 0;
+  const int count = kFault == "CountsUp" ? 1 + calls++ : 1;
+  return kFault == "NoCompressors" ? 0 : kFault == "TwoCompressors" ? 2 : count;
+}
 
 void RhoGetAudioCompressorInfo(unsigned int, unsigned int* manufacturer, unsigned int* codec, unsigned int* version) {
   unsigned int unwanted = 0;
   *(manufacturer != nullptr ? manufacturer : &unwanted) = kPCMManufacturerCode;
   *(codec != nullptr || kFault == "NeedsPointers" ? codec : &unwanted) = kPCMCodecCode;
-  *(version != nullptr ? version : &unwanted) = 1;
+  *(version != nullptr ? version : &unwanted) = kFault == "NewVersion" ? static_cast<unsigned int>(getpid()) : 1;
 }
 
 #ifndef WITHOUT_ENTRY_POINT
