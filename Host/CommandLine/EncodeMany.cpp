@@ -208,5 +208,8 @@ bool EncodeMany(const Options& options) {
   if (!options.dryRun && !list.items.empty()) {
     MakeFolders(options.naming.folder);
   }
+  if (!options.dryRun && !options.failedList.empty()) {
+    CheckOutputTarget(options.failedList, true);  // not after hours of work
+  }
   return Batch(options, setup, list).Run();
 }

@@ -9,9 +9,17 @@
 #include "Host/Text/Messages.h"
 #include "Host/Transcode/EncodeFile.h"
 
+#include <fmt/format.h>
+
+#include <filesystem>
+
 namespace {
 
 void CheckTarget(const Options& options) {
+  std::error_code error;
+  if (options.output.ends_with('/') || std::filesystem::is_directory(options.output, error)) {
+    throw WrongUse(fmt::format("{}: is a folder: use --to {} to encode into it", options.output, options.output));
+  }
   if (!options.testSignalSeconds && IsSameFile(options.input, options.output)) {
     throw Failure(options.output + ": the output would overwrite the input");
   }

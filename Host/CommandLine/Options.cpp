@@ -50,7 +50,7 @@ void CompleteOne(Options& options) {
   Need("--to", !options.failedList.empty(), "--list-failed");
   Need("--to", options.jobs.has_value(), "--jobs");
   Need("--to", !options.selection.fileLists.empty(), "--files-from");
-  Need("--to", !options.selection.filter.IsEmpty(), "--include and --exclude");
+  Need("--to", !options.selection.filter.IsEmpty(), "--include or --exclude");
   Need("--to", options.naming.onClash != OnClash::kFail, "--on-clash");
   std::vector<std::string>& files = options.selection.inputs;
   if (files.empty() && options.output.empty() && !options.savePreset.empty() && !options.testSignalSeconds) {

@@ -105,7 +105,8 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
        }) {
     ExpectRefused({"rhohost " + arguments, 2, says});
   }
-  for (const char* const arguments : {"--to new twin", "--to new --files-from none", "--to new.d one.wav in/a.wav"}) {
+  for (const char* const arguments : {"--to new twin", "--to new --files-from none",
+                                      "--to old --list-failed none/list one.wav", "--to new.d one.wav in/a.wav"}) {
     EXPECT_EQ(RunHost(std::string("rhohost --quiet ") + arguments).code, 1) << arguments;
   }
   const Outcome plan = RunHost("rhohost --to new/out --rate 48000 --dry-run in");

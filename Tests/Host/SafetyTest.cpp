@@ -71,7 +71,7 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost - new.mkv", 1, {"standard input", "empty"}},
       {"rhohost - new.mkv <&-", 1, {"standard input", "Bad file descriptor"}},
       {"rhohost in.wav old.mkv", 1, {"old.mkv", "exists", "--force"}},
-      {"rhohost in.wav folder", 1, {"folder", "Is a directory"}},
+      {"rhohost in.wav folder", 2, {"folder: is a folder", "--to folder"}},
       {"rhohost in.wav none/new.mkv", 1, {"none/new.mkv", "No such file or directory"}},
       {"rhohost in.wav old.mkv/new.mkv", 1, {"old.mkv/new.mkv", "Not a directory"}},
       {"rhohost --force in.wav in.wav", 1, {"in.wav", "input"}},
