@@ -20,8 +20,11 @@ namespace {
 constexpr std::uint64_t kLongestSearch = std::uint64_t{64} << 20;
 constexpr std::size_t kLargestBlock = std::size_t{8} << 20;
 
-/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB.
+/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB. Throws Failure for more
+/// blocks than any program writes: zeros look like empty blocks, and libFLAC would read them to the end.
 bool HasModestComments(InputBytes& bytes) {
+  constexpr int kMostBlocks = 1024;
+  int blocks = 0;
   constexpr std::size_t kMostComments = std::size_t{1} << 20;
   constexpr unsigned int kCommentType = 4;
   std::array<unsigned char, 4> block{};
@@ -29,6 +32,9 @@ bool HasModestComments(InputBytes& bytes) {
   for (bool isLast = false; !isLast; position += block.size() + ReadNumber(block.data() + 1, 3, true)) {
     if (bytes.ReadAt(position, block.data(), block.size()) != block.size()) {
       return false;
+    }
+    if (++blocks > kMostBlocks) {
+      throw Failure(bytes.Name() + ": cannot be read as FLAC: too many blocks of metadata");
     }
     isLast = (block[0] & 0x80U) != 0;
     if ((block[0] & 0x7FU) == kCommentType && ReadNumber(block.data() + 1, 3, true) > kMostComments) {

@@ -46,8 +46,14 @@ struct MpegSource::Callbacks {
   static off_t Seek(void*, off_t, int) { return -1; }
 };
 
-MpegSource::MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata)
+MpegSource::MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata,
+                       const std::optional<SampleData>& data)
     : m_bytes(std::move(bytes)), m_truncation(truncation), m_metadata(std::move(metadata)) {
+  if (data) {
+    m_bytes->ReplaceHead({}, data->start);
+    m_stated = data->size;
+    m_bytes->EndAt(m_stated.value_or(m_bytes->Length()));
+  }
   mpg123_init();
   m_decoder.reset(mpg123_new(nullptr, nullptr));
   if (m_decoder == nullptr) {
@@ -128,6 +134,9 @@ void MpegSource::HandleEnd(int result) {
   if (m_framesRead < stated && m_bytes->CameShort()) {
     complaint = fmt::format("is incomplete: the file promises {} sample frames of sound, {} are missing", stated,
                             stated - m_framesRead);
+  } else if (m_bytes->PresentLength() < m_stated.value_or(0)) {
+    complaint = fmt::format("is incomplete: the file promises {} bytes of sound, {} are missing", *m_stated,
+                            *m_stated - m_bytes->PresentLength());
   } else if (result != MPG123_DONE) {
     complaint = fmt::format("is damaged after sample frame {}: {}", m_framesRead,
                             result == MPG123_NEW_FORMAT ? "the format changes" : mpg123_strerror(m_decoder.get()));
@@ -137,7 +146,7 @@ void MpegSource::HandleEnd(int result) {
   }
   if (!complaint.empty()) {
     m_notes.push_back("it " + complaint);
-  } else if (!m_format.frames) {
+  } else if (!m_format.frames && !m_stated) {
     m_notes.emplace_back(kLengthIsNotStated);
   }
 }

@@ -4,6 +4,7 @@
 /// stops at a guessed length where the file states none.
 
 #include "Host/Audio/InputBytes.h"
+#include "Host/Audio/SoundContainers.h"
 #include "Host/Audio/SoundInput.h"
 
 #include <mpg123.h>
@@ -12,13 +13,15 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 class MpegSource : public SoundSource {
  public:
-  /// See OpenSound. Throws NotASoundFile if no frame can be decoded.
-  MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata);
+  /// See OpenSound. With `data`, the sound lies there in a container. Throws NotASoundFile if no frame can be decoded.
+  MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata,
+             const std::optional<SampleData>& data = std::nullopt);
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
@@ -43,8 +46,9 @@ class MpegSource : public SoundSource {
   SoundFormat m_format;
   SoundMetadata m_metadata;
   std::vector<std::string> m_notes;
-  std::uint64_t m_position = 0;  ///< of the next byte
-  std::exception_ptr m_failure;  ///< what InputBytes threw within libmpg123's code
+  std::uint64_t m_position = 0;           ///< of the next byte
+  std::exception_ptr m_failure;           ///< what InputBytes threw within libmpg123's code
+  std::optional<std::uint64_t> m_stated;  ///< bytes of sound that the container states
   std::vector<float> m_samples;
   std::uint64_t m_framesRead = 0;
   bool m_isAtEnd = false;

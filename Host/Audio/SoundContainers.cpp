@@ -14,6 +14,8 @@ namespace {
 constexpr std::uint64_t kOpen32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t kWavFirstChunk = 12;
 constexpr std::uint64_t kExtensible = 0xFFFE;  // the format tag of WAVEFORMATEXTENSIBLE
+constexpr std::uint64_t kMpegLayer1Or2 = 0x50;
+constexpr std::uint64_t kMpegLayer3 = 0x55;
 constexpr std::size_t kCafEditCount = 4;
 constexpr std::uint64_t kMostCopied = std::uint64_t{1} << 20;
 constexpr unsigned int kMostChunks = 1024;  // more than any program writes; each costs a read
@@ -147,6 +149,10 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
   while (chunk.Next() && !chunk.IsNamed(grammar.dataName)) {
     std::array<unsigned char, 16> body{};
     std::array<unsigned char, 24> format{};
+    if (chunk.IsNamed("fmt ") && bytes.ReadAt(chunk.Body(), format.data(), 2) == 2) {
+      const std::uint64_t tag = ReadNumber(format.data(), 2, grammar.isBigEndian);
+      found.isMpeg = tag == kMpegLayer1Or2 || tag == kMpegLayer3;
+    }
     if (chunk.IsNamed("fmt ") && bytes.ReadAt(chunk.Body(), format.data(), format.size()) == format.size() &&
         chunk.Size() >= format.size() && ReadNumber(format.data(), 2, grammar.isBigEndian) == kExtensible) {
       found.speakers = static_cast<std::uint32_t>(ReadNumber(format.data() + 20, 4, grammar.isBigEndian));

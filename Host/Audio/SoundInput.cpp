@@ -5,6 +5,7 @@
 #include "Host/Audio/Metadata/ReadMetadata.h"
 #include "Host/Audio/MpegSource.h"
 #include "Host/Audio/SndfileSource.h"
+#include "Host/Audio/SoundContainers.h"
 
 #include <utility>
 
@@ -26,6 +27,13 @@ std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation trunc
   if (MpegSource::IsMpeg(*bytes)) {
     SoundMetadata metadata = isToBeRead ? ReadMpegMetadata(*bytes) : SoundMetadata();
     return std::make_unique<MpegSource>(std::move(bytes), truncation, std::move(metadata));
+  }
+  if (const std::optional<SampleData> data = FindSampleData(*bytes); data && data->isMpeg) {
+    SoundMetadata metadata;
+    if (isToBeRead) {
+      metadata.omitted.emplace_back("metadata of WAV files with MPEG audio: not supported");
+    }
+    return std::make_unique<MpegSource>(std::move(bytes), truncation, std::move(metadata), data);
   }
   return std::make_unique<SndfileSource>(std::move(bytes), truncation, metadataUse, std::nullopt);
 }

@@ -164,6 +164,14 @@ TEST_F(HostTest, NoBeginningOfASoundPassesForAWholeOne) {
         "ffmpeg -v error -i in.wav -f flac - | rhohost - 3.mkv", "sox in.wav in.sf && rhohost in.sf 4.mkv"}) {
     EXPECT_THAT(RunHost(command).errors, HasSubstr("it may be incomplete")) << command;
   }
+  // libsndfile counts MPEG frames in WAV files wrongly, and lets libmpg123 write to standard error.
+  EXPECT_EQ(RunHost("ffmpeg -v error -i in.wav -c:a libmp3lame mp3.wav && rhohost mp3.wav 6.mkv && cat mp3.wav | "
+                    "rhohost - 7.mkv && cmp 6.mkv 7.mkv")
+                .code,
+            0);
+  EXPECT_GE(Decode("6.mkv").size(), 2 * kFrames);
+  Write("cut.wav", Read("mp3.wav").substr(0, 5000));
+  ExpectRefused({"rhohost cut.wav 8.mkv", 1, {"is incomplete", "missing"}});
   // libsndfile would read the headers of further blocks as samples.
   MakeSound("in.voc", 44100, 1, "ffmpeg -c:a pcm_alaw");
   ExpectRefused({"rhohost in.voc 5.mkv", 1, {"more than one block of sound"}});
@@ -220,6 +228,8 @@ TEST_F(HostTest, LargeOrHostileHeadersTakeNeitherTimeNorMemory) {
            {"no samples", head, kSparse, "rhohost sound out.mkv", 1},
            {"zeros follow", wav, kSparse, "rhohost sound out.mkv", 0},
            {"many chunks", manyChunks + wav.substr(head.size()), 0, "rhohost sound out.mkv", 1},
+           {"FLAC, empty blocks", "fLaC" + Read("in.flac").substr(4, 38).replace(0, 1, 1, '\0'), kSparse,
+            "rhohost sound out.mkv", 1},
            {"FLAC and zeros", Read("in.flac").substr(0, 9000), kSparse, "rhohost sound out.mkv", 1},
            {"CAF without samples", caf, 0, "cat sound | rhohost - out.mkv", 1},
        }) {

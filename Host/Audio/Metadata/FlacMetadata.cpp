@@ -68,14 +68,17 @@ void AddTracks(const FLAC__StreamMetadata_CueSheet& sheet, unsigned int sampleRa
   }
 }
 
-/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB.
+/// Whether the comments take up to 1 MiB, for 16 MiB of empty ones libFLAC would allocate 200 MiB, and there are no more
+/// blocks than programs write.
 bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
   constexpr std::size_t kMostComments = std::size_t{1} << 20;
   constexpr unsigned int kCommentType = 4;
+  constexpr int kMostBlocks = 1024;
+  int blocks = 0;
   std::array<unsigned char, 4> block{};
   bytes.Seek(start + 4);
   for (bool isLast = false; !isLast;) {
-    if (bytes.Read(block.data(), block.size()) != block.size()) {
+    if (++blocks > kMostBlocks || bytes.Read(block.data(), block.size()) != block.size()) {
       return false;
     }
     const auto size = static_cast<std::size_t>(ReadNumber(block.data() + 1, 3, true));
