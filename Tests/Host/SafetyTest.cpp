@@ -101,6 +101,20 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
   }
 }
 
+TEST_F(SafetyTest, NamesCannotCommandTheTerminal) {
+  // NOLINTNEXTLINE(misc-misleading-bidirectional): that is what the terminal must not get.
+  Write("a\xC2\x9B\x37m\xE2\x80\xAE\x1B[7m\x9B\n.wav", Read("in.wav"));
+  for (const char* const command :
+       {"rhohost a*.wav old.mkv", "rhohost --dry-run a*.wav new.mkv", "rhohost --to folder a*.wav",
+        "rhohost info --module ./a*", "rhohost --set \"$(echo a*)\" in.wav new.mkv", "rhohost validate ./a*.wav",
+        "rhohost \"--$(echo a*)\""}) {
+    const Outcome outcome = Run(command);
+    for (const char* const text : {"\xC2\x9B", "\xE2\x80\xAE", "\x1B", "\n.wav"}) {
+      EXPECT_THAT(outcome.output + outcome.errors, testing::Not(HasSubstr(text))) << command;
+    }
+  }
+}
+
 TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
   const std::string before = Listing();
   const Outcome plan = RunHost("rhohost --dry-run --verify --force --bits 24 --fps 25 in.wav old.mkv");

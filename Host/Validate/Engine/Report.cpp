@@ -1,22 +1,26 @@
 #include "Host/Validate/Engine/Report.h"
 
+#include "Host/Text/Messages.h"
 #include "Host/Text/Utf8.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 using Json = nlohmann::ordered_json;
 
 namespace {
 
-/// For a terminal: control characters become question marks, and each line after the first is indented under it.
+/// For a terminal, as WithoutControls; but lines stay lines, each after the first indented under it.
 std::string Shown(const std::string& text, std::size_t indent) {
   std::string shown;
-  for (const char character : ToUtf8(text)) {
-    const auto byte = static_cast<unsigned char>(character);
-    shown += byte == '\n' || byte == '\t' || (byte >= 0x20 && byte != 0x7F) ? character : '?';
-    if (character == '\n') {
-      shown.append(indent, ' ');
+  std::istringstream lines(ToUtf8(text));
+  for (std::string line; std::getline(lines, line);) {
+    std::replace(line.begin(), line.end(), '\t', ' ');
+    if (!shown.empty()) {
+      shown.append("\n").append(indent, ' ');
     }
+    shown.append(WithoutControls(line));
   }
   return shown.substr(0, shown.find_last_not_of("\n ") + 1);
 }
@@ -54,7 +58,7 @@ std::string OutcomeText(const CheckOutcome& outcome) {
 }
 
 std::string SummaryText(const std::string& module, const Counts& counts) {
-  return fmt::format("{}: {} passed, {} failed, {} skipped{}\n", Shown(module, 0), counts.passed, counts.failed,
+  return fmt::format("{}: {} passed, {} failed, {} skipped{}\n", WithoutControls(module), counts.passed, counts.failed,
                      counts.skipped, counts.passed + counts.failed == 0 ? ": nothing was checked" : "");
 }
 
