@@ -151,6 +151,7 @@ void RefusesWithoutEffect(const CheckedModule& module) {
   KelAudio_t in = setup.InputRecord(input);
   ExpectStatus(kRhoStatusBadArgument, fresh->CompressFrame(&in, &out), "CompressFrame before CompressFrameBegin");
   ExpectStatus(kRhoStatusBadArgument, fresh->CompressFrame(nullptr, &out), "a flush before CompressFrameBegin");
+  ExpectStatus(kRhoStatusSuccess, fresh->CompressFrameEnd(), "CompressFrameEnd before CompressFrameBegin");
 
   const CompressorOwner compressor = setup.NewCompressor(module);
   const auto refuse = [&](RhoStatus status, const std::vector<unsigned char>& before, const std::string& call) {
@@ -355,6 +356,10 @@ void RoundsPacketSizes(const CheckedModule& module) {
   const CompressorOwner fresh = module.CreateCompressor();
   fresh->GetChannelModeSetting()->SetValue("Mono");
   expectSize(*fresh, 44100, 30, ", which a new compressor has");
+  for (const unsigned int rate : {30U, 12345U, 192000U}) {
+    fresh->GetSampleRateSetting()->SetValue(rate);
+    expectSize(*fresh, rate, 30, ", a rate that is not on the list");
+  }
 }
 
 /// Samples of every value, whatever they are: silence, constants, ramps, full scale.

@@ -137,6 +137,11 @@ void RunsForAMinute(const CheckedModule& module) {
   expectFlat(end.mapped, warm.mapped, kMappedSlack, "mapped");
   run.Flush();
   run.End();
+  StreamRun next(*compressor, setup);
+  std::vector<PacketRecord> packets = next.Give(second).packets;
+  Append(packets, next.Flush().packets);
+  next.End();
+  ExpectSamePackets(EncodeAtOnce(module, setup, second), packets, "of a run after one of a minute");
 }
 
 }  // namespace
