@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <utility>
@@ -23,6 +24,7 @@ struct State {
   explicit State(const std::string& modulePath) : encoder(modulePath) {}
 
   ModuleEncoder encoder;
+  std::mutex frameRateMutex;
   int rateNumerator = 30;
   int rateDenominator = 1;
   GstPadChainFunction baseChain = nullptr;
@@ -70,6 +72,7 @@ void WriteFrameRate(State& state, const GValue* value) {
   const int numerator = gst_value_get_fraction_numerator(value);
   const int denominator = gst_value_get_fraction_denominator(value);
   state.encoder.SetFramesPerSecond(static_cast<double>(numerator) / denominator);
+  const std::lock_guard lock(state.frameRateMutex);
   state.rateNumerator = numerator;
   state.rateDenominator = denominator;
 }
@@ -94,6 +97,7 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
 void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) noexcept {
   State& state = StateOf(object);
   if (id == kFrameRateId) {
+    const std::lock_guard lock(state.frameRateMutex);
     return gst_value_set_fraction(value, state.rateNumerator, state.rateDenominator);
   }
   try {

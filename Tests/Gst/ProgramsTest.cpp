@@ -64,16 +64,16 @@ TEST_F(ProgramTest, GivesTheSamplesAndPacketsOfRhohost) {
   Put(PCM_MODULE, "PCMPlugin.so");
   for (const auto* const sound :
        {"-b 16 -c 1 -r 8000", "-b 16 -c 2 -r 44100", "-b 24 -c 6 -r 48000", "-b 24 -c 8 -r 96000"}) {
-    EXPECT_EQ(
-        Run(fmt::format("sox -R -n {} in.wav synth 1.234 pinknoise gain -3 && gst-launch-1.0 -q filesrc "
-                        "location=in.wav ! wavparse ! rhoenc-pcmplugin frame-rate=25 ! matroskamux ! filesink "
-                        "location=gst.mkv && {} -q -f --fps 25 in.wav rho.mkv && for name in gst rho; do ffprobe -v "
-                        "error -show_entries stream=codec_name,channels,sample_rate:packet=size,data_hash "
-                        "-show_data_hash md5 $name.mkv >$name.txt && ffmpeg -v error -y -i $name.mkv -f s32le "
-                        "$name.raw; done && ffmpeg -v error -y -i in.wav -f s32le in.raw && cmp gst.txt rho.txt && "
-                        "cmp gst.raw in.raw && test $(grep -c size gst.txt) = 31",
-                        sound, RHOHOST)),
-        "exit code 0\n")
+    // The commands of docs/gstreamer.md, word for word.
+    EXPECT_EQ(Run(fmt::format(
+                  "sox -R -n {} in.wav synth 1.234 pinknoise gain -3 && sed -n '/^```sh$/,/^```$/{{/^```/!p}}' {} "
+                  ">commands && sh -e commands >/dev/null && {} -q -f --fps 25 in.wav rho.mkv && for name in "
+                  "out rho; do ffprobe -v error -show_entries stream=codec_name,channels,sample_rate:packet="
+                  "size,data_hash -show_data_hash md5 $name.mkv >$name.txt && ffmpeg -v error -y -i $name.mkv "
+                  "-f s32le $name.raw; done && ffmpeg -v error -y -i in.wav -f s32le in.raw && cmp out.txt "
+                  "rho.txt && cmp out.raw in.raw && test $(grep -c size out.txt) = 31",
+                  sound, DOCUMENT, RHOHOST)),
+              "exit code 0\n")
         << sound;
   }
 }
