@@ -56,7 +56,10 @@ class ArgumentOrder {
     const std::size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
     const std::string& valueName = ValueName(name);
-    if (valueName.empty() || equals == std::string::npos) {
+    if (valueName.empty() && equals != std::string::npos) {
+      throw WrongUse(fmt::format("{}: takes no value", name));
+    }
+    if (equals == std::string::npos) {
       m_ordered.push_back(text);
       AddValue(name, valueName);
     } else {

@@ -159,7 +159,12 @@ void DeclareEncode(CLI::App& app, Options& options) {
                 });
   declare.Group("Output");
   declare.FileName("-o,--output", "FILE", options.output, "The output, in place of a second file name");
-  declare.Flag("--no-preserve-times", options.newTimes, "Do not give outputs the modification times of their inputs");
+  declare.Flag("--no-preserve-times", options.newTimes,
+               "Do not give outputs the modification times of their inputs, as --preserve-times does (the default)");
+  app.add_flag_callback(
+         "--preserve-times", [&options] { options.newTimes = false; }, "")
+      ->type_name("")
+      ->group("");
   declare.Group("Format and settings");
   DeclareFormat(declare, options);
   DeclareSettings(declare, options);

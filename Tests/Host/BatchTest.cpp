@@ -101,7 +101,7 @@ TEST_F(BatchTest, RefusesBeforeAnythingIsWritten) {
            {"--to new --force --skip-existing in", {"--force", "--skip-existing"}},
            {"--to new --save-preset p in", {"--save-preset", "--to"}},
            {"--to new --test-signal 1 in", {"--test-signal", "--to"}},
-           {"--to new --rate 5 in", {"Sample Rate", "5 Hz"}},
+           {"--to new --preserve-times --rate 5 in", {"Sample Rate", "5 Hz"}},
        }) {
     ExpectRefused({"rhohost " + arguments, 2, says});
   }

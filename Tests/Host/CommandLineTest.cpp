@@ -40,6 +40,7 @@ TEST_F(CommandLineTest, NamesTheFirstWrongArgumentAndHowToGetHelp) {
   for (const auto& [arguments, says] : std::vector<std::pair<std::string, const char*>>{
            {"--bits x --rate x in.wav old.mkv", "--bits: \"x\""},
            {"in.wav old.mkv -r x -b x", "--rate: \"x\""},
+           {"--quiet=1 in.wav old.mkv", "--quiet: takes no value"},
            {"--rate= in.wav old.mkv", "--rate: \"\""},
            {"--bits 7 in.wav old.mkv", "Sample Size: "},
            {"in.wav old.mkv --rate", "--rate: HZ is missing"},
