@@ -267,6 +267,9 @@ TEST(Removal, IsNotLedAstrayByWhatOthersDo) {
   tree.Write("empty/file", "");
   EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "empty"));
   EXPECT_EQ(tree.Tree(), "a= link@ ");
+  fs::create_directory(tree / "gone");
+  const Fault removesAll("unlinkat", 1, [&tree] { fs::remove(tree / "gone"); });
+  EXPECT_TRUE(kel_remove_dir_recursively_UTF8(tree / "gone")) << "another process has done it";
 }
 
 TEST(Removal, GoesDeeperThanTheStack) {
