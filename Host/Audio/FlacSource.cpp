@@ -20,8 +20,8 @@ namespace {
 constexpr std::uint64_t kLongestSearch = std::uint64_t{64} << 20;
 constexpr std::size_t kLargestBlock = std::size_t{8} << 20;
 
-/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB. Throws Failure for more
-/// blocks than any program writes: zeros look like empty blocks, and libFLAC would read them to the end.
+/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB. Throws Failure
+/// for more blocks than any program writes: zeros look like empty blocks, and libFLAC would read them to the end.
 bool HasModestComments(InputBytes& bytes) {
   constexpr int kMostBlocks = 1024;
   int blocks = 0;

@@ -205,6 +205,7 @@ std::optional<SampleData> FindInAu(const Head& head) {
     return std::nullopt;
   }
   SampleData found;
+  found.endIsMisread = true;
   found.start = ReadNumber(head.data() + 4, 4, isBigEndian);
   const std::uint64_t size = ReadNumber(head.data() + 8, 4, isBigEndian);
   if (size != kOpen32) {

@@ -23,7 +23,7 @@ struct SampleData {
   bool isLittleEndianWav = false;  ///< RIFF, RF64 or BW64
   bool isCaf = false;
   bool isMpeg = false;                    ///< WAV or W64 around MPEG audio
-  bool endIsMisread = false;              ///< libsndfile reads on after the samples: W64, AIFF with an offset
+  bool endIsMisread = false;              ///< libsndfile may read on after the samples: W64, AU, AIFF with an offset
   std::optional<std::uint32_t> speakers;  ///< channel mask of a WAV or W64 file that has one
   bool isStreamable = true;               ///< the samples can be read front to back
 };
