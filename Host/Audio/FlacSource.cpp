@@ -196,7 +196,7 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
     m_damage = m_damage == nullptr ? "the format changes" : m_damage;
     return;
   }
-  // libFLAC puts frames of silence in the place of damaged ones, all in one go.
+  // libFLAC replaces damaged frames by silence, all of them at once.
   const std::size_t frameSize = SizeOf(m_format.sampleType) * m_format.channels;
   if ((m_blockFrames + header.blocksize) * frameSize > kLargestBlock) {
     throw Failure(fmt::format("{}: is damaged after sample frame {}: too much is missing there", m_bytes->Name(),
@@ -240,7 +240,7 @@ bool FlacSource::DecodeFrame() {
   return isAlive && FLAC__stream_decoder_get_state(m_decoder.get()) < FLAC__STREAM_DECODER_END_OF_STREAM;
 }
 
-/// libFLAC reads on for the end of a damaged frame, or for the next one; in a sparse file both may be far away.
+/// libFLAC searches for the end of a damaged frame, or for the next one; both may be far away in a sparse file.
 bool FlacSource::IsSearchingTooFar() {
   const bool isComplete = m_format.frames && m_framesDecoded >= *m_format.frames;
   const bool isFar = m_isHeaderRead && m_position - m_lastFrameEnd > kLongestSearch;

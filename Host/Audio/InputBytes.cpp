@@ -52,7 +52,7 @@ InputBytes::InputBytes(const std::string& path)
 }
 
 std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wanted) {
-  // A decoder may ask for no bytes, and name no place for them.
+  // Decoders may ask for no bytes, with a null pointer.
   if (wanted == 0) {
     m_cameShort = false;
     return 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// A sound that libsndfile decodes. Added is what libsndfile leaves to its callers: sounds that are shorter than their
-/// header says are noticed, streams are read, channels come in one order, and errors name the file.
+/// A sound that libsndfile decodes. The class adds what libsndfile leaves to its callers: it notices sounds that are
+/// shorter than their header says, reads streams, brings the channels into one order, and names the file in errors.
 
 #include "Host/Audio/InputBytes.h"
 #include "Host/Audio/SndfileIo.h"

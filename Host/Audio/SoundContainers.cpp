@@ -87,7 +87,7 @@ class ChunkWalker {
     if (m_grammar.sizeCountsHeader) {
       m_size = m_size < headerSize ? 0 : m_size - headerSize;
     }
-    // A size beyond the end is the last chunk's.
+    // A chunk that extends beyond the end is the last one.
     const std::uint64_t padded = m_size + (m_grammar.alignment - m_size % m_grammar.alignment) % m_grammar.alignment;
     m_next = padded < m_size || padded > InputBytes::kEndless - m_body ? InputBytes::kEndless : m_body + padded;
     return true;
@@ -110,8 +110,8 @@ class ChunkWalker {
   std::uint64_t m_next;
 };
 
-/// Whether a 32-bit size is one that writers leave who cannot come back to fill it in. A regular file may have such a
-/// size in earnest; then the size of the whole, in the header too, agrees with the file's.
+/// Whether a 32-bit size is one that writers leave who cannot come back to fill it in. The size of a
+/// regular file may really be such a value: then the total size in the header matches the file.
 bool IsLeftOpen(std::uint64_t size, std::uint64_t wholeSize, bool isAiff, const InputBytes& bytes) {
   if (size >= 0xFFFFF000) {
     return true;
@@ -191,7 +191,7 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
   return found;
 }
 
-/// Whether RF64 may hold samples of this format, in libsndfile's view: integers, floating point, A-law, mu-law.
+/// Whether libsndfile reads samples of this format in RF64: integers, floating point, A-law, mu-law.
 bool IsPlainWavFormat(InputBytes& bytes, std::uint64_t formatAt) {
   constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, kExtensible};
   std::array<unsigned char, 2> tag{};

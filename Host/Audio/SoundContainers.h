@@ -2,7 +2,7 @@
 
 /// Where the samples lie in a container, and how many bytes of them its header states. libsndfile reads a truncated file,
 /// or one whose writer could not know the size yet, as a shorter sound; a host that must tell a complete sound from a
-/// part of one has to look for itself.
+/// truncated one has to read the header itself.
 ///
 /// Known are WAV (RIFF, RIFX, RF64, BW64), W64, AIFF and AIFC, CAF, 8SVX and 16SV, and AU.
 

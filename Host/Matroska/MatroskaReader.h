@@ -1,7 +1,7 @@
 #pragma once
 
-/// Reads back a file that a MatroskaWriter has written, from front to back and with libmatroska. It uses nothing that
-/// the writer knew.
+/// Reads back a file that a MatroskaWriter has written, from front to back and with libmatroska. It shares no
+/// state with the writer.
 ///
 ///   file.Sync();
 ///   MatroskaReader reader(file, largestPacket);

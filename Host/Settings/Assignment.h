@@ -1,6 +1,6 @@
 #pragma once
 
-/// Giving several settings their values at once, in whatever order they depend on each other.
+/// Sets several settings at once, in the order that their dependencies require.
 
 #include "Host/Settings/SettingTree.h"
 #include "Host/Settings/SettingValue.h"
@@ -28,7 +28,7 @@ struct Assignment {
   std::string suggestion{};
 };
 
-/// Whether the setting leaves no choice: it has one allowable value only, which follows from other settings (a data
+/// Whether the setting has no choice: it has one allowable value only, which follows from other settings (a data
 /// rate), and is not optional.
 bool IsFixed(ISetting& setting);
 

@@ -142,7 +142,7 @@ void AddSetting(Lines& lines, const Json& setting) {
   lines.Add("help", text("toolTip"));
 }
 
-/// Which of the settings that every compressor has this one is; empty for those that it offers besides.
+/// The role of a setting that every compressor has; empty for additional settings.
 std::string_view StandardName(IAudioCompressor& compressor, const ISetting* setting) {
   const std::array<std::pair<const ISetting*, std::string_view>, 4> standard{{
       {compressor.GetSampleRateSetting(), "sampleRate"},

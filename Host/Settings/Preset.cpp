@@ -31,7 +31,7 @@ std::string Abbreviated(const Json& value) {
   return ::Abbreviated(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
-/// Waits until more of a pipe can be read. A writer that never comes must not hold the program for ever.
+/// Waits until more of a pipe can be read. A pipe without a writer must not block the program forever.
 void WaitForPipe(int descriptor, const std::string& path) {
   constexpr int kSeconds = 10;
   pollfd pipe{descriptor, POLLIN, 0};
@@ -74,7 +74,7 @@ std::string ReadPresetFile(const std::string& path) {
   return text;
 }
 
-/// Refuses, while a preset is parsed, what JSON allows and no preset needs.
+/// Refuses what JSON allows and no preset needs, while a preset is parsed.
 class PresetRules {
  public:
   explicit PresetRules(const std::string& path) : m_path(path) {}

@@ -13,7 +13,7 @@
 
 class IAudioCompressor;
 
-/// What a user has chosen, as opposed to what follows from an input or is a default.
+/// The choices of a user, as opposed to defaults and to values that follow from an input.
 struct Choices {
   std::vector<const ISetting*> settings{};  ///< of one compressor
   std::optional<double> framesPerSecond{};  ///< the frame-rate hint, which no setting holds

@@ -31,8 +31,8 @@ std::string ValueText(ISetting& setting, const SettingValue& value);
 /// The setting's value as text. Whether an optional value is specified makes no difference.
 std::string ValueText(ISetting& setting);
 
-/// The value that `text` stands for; nothing if it is not a value of the setting's kind. Whether the setting allows the
-/// value is for IsAllowed and SetValue to say.
+/// The value that `text` stands for; nothing if it is not a value of the setting's kind. IsAllowed and SetValue
+/// decide whether the setting allows the value.
 std::optional<SettingValue> ParseValue(ISetting& setting, std::string_view text);
 
 /// SetValue with the value that `text` stands for; also throws WrongUse if there is none.

@@ -22,8 +22,8 @@ struct SettingPosition {
   std::size_t index = 0;   ///< among its siblings, empty places counted
 };
 
-/// Calls `visit` for each setting; it returns the setting's name, which the prefix of what the setting contains
-/// ends with.
+/// Calls `visit` for each setting; it returns the setting's name, which becomes the last part of the
+/// prefix of what the setting contains.
 void WalkSettings(IAudioCompressor& compressor,
                   const std::function<std::string(ISetting& setting, const SettingPosition& position)>& visit);
 

@@ -121,7 +121,7 @@ void CommitGroup::CommitOnDevice(dev_t device, const std::vector<Pending*>& file
   }
   std::set<ino_t> folders;
   for (Pending* const pending : files) {
-    pending->Try(&OutputFile::ForceData);  // also tells which file is to blame for a failure above
+    pending->Try(&OutputFile::ForceData);  // also finds the file that caused a failure above
     pending->Try(&OutputFile::TakeName);
   }
   for (Pending* const pending : files) {

@@ -21,12 +21,13 @@ int ForceNames(int folder, int file) {
   if (readable.IsOpen()) {
     return ForceToDisk(readable.Get());
   }
-  // A folder that may be written to, but not read.
+  // The folder can be written to, but not read.
   return errno == EACCES ? ForceFileSystem(file) : errno;
 }
 
 bool CanForceFileSystem(int descriptor) {
-  // On others syncfs does less than fsync: FUSE does not tell the server, FAT does not empty the disk's own cache.
+  // On other file systems syncfs does less than fsync: FUSE does not tell the server, FAT does not empty the disk's own
+  // cache.
   constexpr long kKnown[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
                              F2FS_SUPER_MAGIC, TMPFS_MAGIC,     OVERLAYFS_SUPER_MAGIC};
   struct statfs status {};

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Waiting until data is on the disk, so that it survives a power failure. What a file system cannot force, such as a
-/// pipe or a device without memory, counts as forced.
+/// Waiting until data is on the disk, so that it survives a power failure. Files that cannot be forced, such as
+/// pipes, count as forced.
 
 /// Forces an open file, or a folder opened for reading. Returns 0 or an errno.
 int ForceToDisk(int descriptor);

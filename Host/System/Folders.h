@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// Makes the folder and those above it that are missing, with 0777 less the umask. Their names are forced onto the disk,
-/// where CommitGroup::Finish does not do that for the whole file system anyway. Something else of the name is no
-/// failure: creating a file in it is. Throws Failure.
+/// Makes the folder and the missing ones above it, with 0777 less the umask. Forces their names onto the disk, unless
+/// CommitGroup::Finish does so for the whole file system. Ignores something else of that name: creating a file in it
+/// fails later. Throws Failure.
 void MakeFolders(const std::string& folder);

@@ -13,8 +13,8 @@ namespace {
 
 constexpr const char* kAccessList = "system.posix_acl_access";
 
-/// What `get(buffer, size)` writes, which is at most as long as any attribute or list of their names; nothing, and
-/// errno, when it returns -1.
+/// Calls `get(buffer, size)` with room for any attribute or list of names, and returns what it has written; nothing,
+/// with errno set, when it returns -1.
 template <class Get>
 std::optional<std::string> GetText(Get get) {
   constexpr std::size_t kMostBytes = 65536;
@@ -48,7 +48,7 @@ bool KeepAccessList(const std::string& oldPath, int newFile) {
     return fsetxattr(newFile, kAccessList, list->data(), list->size(), 0) == 0;
   }
   const bool isKnown = errno == ENODATA || errno == EOPNOTSUPP;
-  // The folder may have given the new file a list, whose entries wider permissions would bring into force.
+  // The new file may have inherited a list from the folder. Wider permissions would activate its entries.
   fremovexattr(newFile, kAccessList);
   return isKnown;
 }
@@ -73,7 +73,7 @@ void KeepAttributes(const std::string& oldPath, const struct stat& old, int newF
   const bool isGroupKept = KeepOwnerAndGroup(old, newFile);
   mode_t permissions = old.st_mode & mode_t{0777};
   if (!isGroupKept || !KeepAccessList(oldPath, newFile)) {
-    // The old group's rights, or the mask of the list that is lost, must not become those of another group.
+    // Another group must not get the rights of the old group, or those in the mask of the lost list.
     fremovexattr(newFile, kAccessList);
     permissions &= ~mode_t{070} | ((permissions & mode_t{07}) << 3);
   }

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// Gives the open file `newFile`, which is to replace the file at `oldPath` with the status `old` and holds no data yet,
-/// what other people may do with the old one:
+/// Copies the access rights of the file at `oldPath`, which has the status `old`, to the open file `newFile`, which
+/// will replace it and holds no data yet:
 /// - the owner and the group, if this process may set them;
 /// - the access control list and the permissions, without setuid, setgid and sticky bits. Where the group or the list
 ///   cannot be kept, the new group gets no more rights than everybody has.

@@ -128,8 +128,8 @@ void OutputFile::WriteAt(std::uint64_t position, const void* bytes, std::size_t 
 }
 
 // Disk space is reserved in growing steps ahead of the data: block by block it costs a seventh of the whole time
-// (ext4). Small files do without, and so does a system that once refuses. In memory (tmpfs) it is the reservation that
-// costs a seventh.
+// (ext4). Small files need none, and after a refusal no more is reserved. On tmpfs the reservation itself costs a
+// seventh.
 void OutputFile::ReserveSpace() {
   constexpr std::uint64_t kFirstStep = 4 << 20;
   constexpr std::uint64_t kLargestStep = 64 << 20;
@@ -144,7 +144,7 @@ void OutputFile::ReserveSpace() {
   m_reserved = isReserved ? m_flushed + step : std::numeric_limits<std::uint64_t>::max();
 }
 
-// What the disk writes while the encoding goes on need not be waited for in the end.
+// The end needs no wait for data that the disk writes during the encoding.
 void OutputFile::StartWriteOut() {
   if (IsSeekable() && m_durability == Durability::kForced && m_flushed > m_writtenOut) {
     sync_file_range(m_file.Get(), static_cast<off_t>(m_writtenOut), static_cast<off_t>(m_flushed - m_writtenOut),

@@ -20,8 +20,8 @@
 
 namespace {
 
-// What the signal handler reads. A thread blocks its signals while it creates a file: the handler then runs on another
-// thread and can wait for the file.
+// The signal handler reads the slots. A thread blocks its signals while it creates a file, so that the handler runs on
+// another thread and can wait until the file exists.
 enum class SlotState { free, creating, guarded };
 struct Slot {
   std::atomic<SlotState> state{SlotState::free};
@@ -107,8 +107,8 @@ bool Exists(int folder, const char* name) {
 
 int Rename(int folder, const char* from, const char* to) { return renameat(folder, from, folder, to) == 0 ? 0 : errno; }
 
-// Not all file systems have a rename that does not replace. A hard link does not replace either; the owner of the name
-// `from` removes it.
+// Some file systems cannot rename without replacing. A hard link does the same; the owner of the name `from` removes
+// that name.
 int MoveWithoutReplacing(int folder, const char* from, const char* to) {
   if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) {
     return 0;
@@ -179,7 +179,7 @@ int TemporaryName::CheckIdentity(int descriptor) const {
 }
 
 int TemporaryName::MoveTo(int descriptor, const std::string& name, bool replaceExisting) {
-  // Whoever may write to the folder can have put another file in place of this one.
+  // Another program that may write to the folder can have replaced the file.
   int error = CheckIdentity(descriptor);
   m_isCreated = error != ESTALE;
   if (error == 0) {

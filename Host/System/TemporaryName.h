@@ -1,7 +1,7 @@
 #pragma once
 
-/// Files that must not outlive the work in progress: whether it ends by an exception, by a signal or as planned, the
-/// file is removed or has its final name.
+/// Temporary files that get their final name when the work succeeds, and are removed when it ends by an exception or a
+/// signal.
 
 #include <sys/stat.h>
 

@@ -96,7 +96,7 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
 SoundMetadata FileEncoding::OutputMetadata() const {
   SoundMetadata metadata = m_source->Metadata();
   if (const std::optional<std::uint64_t> inputTime = metadata.timeReference) {
-    // Readers count it in sample frames of the file that it stands in.
+    // Readers count it in sample frames of the output.
     const std::uint64_t time = SampleConverter::OutputFrames(*inputTime, Sound().sampleRate, m_format.sampleRate);
     metadata.AddText("TIME_REFERENCE", fmt::format("{}", time));
     metadata.AddText("TIMECODE", TimeCodeText(time, m_format.sampleRate, m_framesPerSecond));

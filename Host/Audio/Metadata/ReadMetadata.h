@@ -1,7 +1,7 @@
 #pragma once
 
-/// Reads what a sound says beside its samples. To be called before the samples are read, while a stream's beginning is
-/// kept. Whatever is damaged or cannot be had is omitted and named in the result; no function throws for it.
+/// Reads the metadata of a sound. Call these functions before the samples are read, while a stream's beginning is kept.
+/// Damaged or unsupported metadata is omitted and named in the result; no function throws for it.
 
 #include "Host/Audio/InputBytes.h"
 #include "Host/Audio/Metadata/SoundMetadata.h"
