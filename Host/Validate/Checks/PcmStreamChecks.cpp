@@ -284,6 +284,12 @@ void KeepsSettingsDuringARun(const CheckedModule& module) {
   const std::vector<unsigned char> nextInput = SomeInput(next);
   ExpectSamePackets(PackedLike(next, next.format.sampleRate, nextInput), Encode(*compressor, next, nextInput, {999}),
                     "of the next run, with the settings as they were changed");
+  for (unsigned int hint = 0; hint < 8; ++hint) {
+    compressor->SetStreamModeHint(static_cast<EOutputStreamMode>(hint));
+    compressor->SetFileFormatHint(hint);
+    ExpectSamePackets(PackedLike(next, next.format.sampleRate, nextInput), Encode(*compressor, next, nextInput, {999}),
+                      fmt::format("of a run at the stream mode and file format hint {}", hint));
+  }
 }
 
 /// The number of sample frames in a packet is the sample rate over the hint, to the nearest whole number, halves up.

@@ -125,6 +125,7 @@ void WorksOnASmallStack(const CheckedModule& module) {
 /// Several threads encode at the same time, each with a compressor of its own.
 void WorksSideBySide(const CheckedModule& module) {
   constexpr int kRuns = 60;
+  constexpr std::size_t kDenseSampleFrames = 8000;
   std::vector<StreamSetup> setups;
   ForEachSetup(module, [&setups](const StreamSetup& setup) {
     if (setups.size() < 4) {
@@ -135,6 +136,15 @@ void WorksSideBySide(const CheckedModule& module) {
   std::vector<std::unique_ptr<Worker>> workers;
   std::vector<std::vector<unsigned char>> inputs;
   std::vector<std::vector<PacketRecord>> expected;
+  // Besides, packets of a few sample frames: as many as it takes for calls on two threads to meet.
+  std::vector<StreamSetup> dense = setups;
+  std::vector<std::vector<unsigned char>> denseInputs;
+  std::vector<std::vector<PacketRecord>> denseExpected;
+  for (StreamSetup& setup : dense) {
+    setup.framesPerSecond = setup.format.sampleRate / 16.0;
+    denseInputs.push_back(SomeInput(setup, kDenseSampleFrames));
+    denseExpected.push_back(EncodeAtOnce(module, setup, denseInputs.back()));
+  }
   for (const StreamSetup& setup : setups) {
     inputs.push_back(SomeInput(setup));
     inputs.back().front() ^= static_cast<unsigned char>(inputs.size());
@@ -147,6 +157,7 @@ void WorksSideBySide(const CheckedModule& module) {
         std::this_thread::yield();
       }
       const CompressorOwner compressor = setups[index].NewCompressor(module);
+      const CompressorOwner another = dense[index].NewCompressor(module);
       for (int run = 0; run < kRuns; ++run) {
         ExpectSamePackets(
             expected[index], Encode(*compressor, setups[index], inputs[index], {500, 4000}),
@@ -154,6 +165,11 @@ void WorksSideBySide(const CheckedModule& module) {
         const std::vector<SettingState> states = StatesOf(SettingsOf(*compressor));
         ExpectSameStates(states, StatesOf(SettingsOf(*setups[index].NewCompressor(module))),
                          "setting up a compressor on another thread");
+        ExpectSamePackets(denseExpected[index], Encode(*another, dense[index], denseInputs[index], {500}),
+                          "of a few sample frames each, beside other threads as alone, with " + setups[index].name);
+        for (int begun = 0; begun < 200; ++begun) {
+          StreamRun(*compressor, setups[index]).End();
+        }
       }
     }));
   }
