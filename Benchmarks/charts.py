@@ -35,7 +35,7 @@ def sides_by_size(report, works):
     for size, work in works.items():
         for side, values in report["cases"][work]["sides"].items():
             found.setdefault(side, []).append((size, values["median"]))
-    return dict(sorted(found.items(), key=lambda item: item[0] != "ours"))
+    return dict(sorted(found.items(), key=lambda item: (item[0] != "ours", item[0])))
 
 
 def draw_all(report, series, folder):
