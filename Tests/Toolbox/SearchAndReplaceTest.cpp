@@ -23,6 +23,7 @@ TEST(SearchAndReplace, GoesLineByLine) {
   const std::tuple<Replacements, std::string, std::string> cases[] = {
       {{{"k", "K"}}, "k=1\r\n\nk=2", "K=1\r\nK=2\n"},
       {{{"k", ""}}, "\nk\nkk\n\n", "\n\n"},
+      {{{"k", "K"}}, "\nk", "K\n"},
       {{{"\nb", "c"}, {"a", "A"}}, "a\nb\na", "A\nb\nA\n"},
       {{{"a", "\nb\n"}, {"b\n", "c"}, {"c\n", "d"}}, "a\na", "\nc\n\nc\n"},
       {{{"b", "B"}}, std::string("\0b\na\0b\n\0\nb", 10), "a\nB\n"},
