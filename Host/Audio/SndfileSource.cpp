@@ -207,6 +207,12 @@ SF_INFO SndfileSource::Open() {
   if (info.channels <= 0 || info.samplerate <= 0) {
     throw Failure(m_bytes->Name() + ": has no channels or no sample rate");
   }
+  const int encoding = info.format & SF_FORMAT_SUBMASK;
+  if (m_bytes->IsStream() &&
+      (encoding == SF_FORMAT_DWVW_12 || encoding == SF_FORMAT_DWVW_16 || encoding == SF_FORMAT_DWVW_24)) {
+    // The decoder does not stop where the bytes end.
+    throw Failure(m_bytes->Name() + ": DWVW samples cannot be read from a pipe; save it to a file first");
+  }
   ReadFormat(info);
   return info;
 }
