@@ -176,16 +176,17 @@ def write_document(path, text):
 
 
 def print_changes(old, new):
-    """What has changed by more than the spread: ratios to the floor where there is one, else the times themselves."""
+    """What has changed by more than the spread and a twentieth: ratios to the floor where there is one, else the times themselves."""
     for work, found in new["cases"].items():
         before = old["cases"].get(work)
         if before is None or "ours" not in found["sides"] or "ours" not in before["sides"]:
             continue
         is_ratio = "floor" in found and found["floor"]["side"] == before.get("floor", {}).get("side")
         was, now = (side["floor"] if is_ratio else side["sides"]["ours"] for side in (before, found))
-        if now["low"] > was["high"] or now["high"] < was["low"]:
+        change = now["median"] / was["median"] - 1
+        if (now["low"] > was["high"] or now["high"] < was["low"]) and abs(change) > 0.05:
             kind = f"ratio to {found['floor']['side']}" if is_ratio else "time"
-            print(f"{work}: {kind} {now['median'] / was['median'] - 1:+.0%}"
+            print(f"{work}: {kind} {change:+.0%}"
                   + (f" ({was['median']:.2f} to {now['median']:.2f})" if is_ratio else ""))
 
 
