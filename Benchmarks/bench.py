@@ -237,23 +237,20 @@ def measure(arguments):
     """Runs what the command line asks for, and returns the report, which is written as JSON; none for --quick."""
     build = arguments.build.resolve()
     samples = {}
-    try:
-        if arguments.quick:
-            largest = "-(walk 20000|copy tree 4000|remove 5000)/"  # would take most of the time
-            run_benchmarks(build, samples, largest, ["--benchmark_min_time=0"])
-            for case in programs.cases(build, is_quick=True):
-                run_case(case, samples, rounds=1, budget=0)
-            check_goals(samples, build)
-            return None
-        options = ["--benchmark_min_time=0.01", "--benchmark_repetitions=3",
-                   "--benchmark_enable_random_interleaving=true"]
-        for _ in range(arguments.rounds):
-            run_benchmarks(build, samples, arguments.filter, options)
-        for case in programs.cases(build) if arguments.all else []:
-            if re.search(arguments.filter, case.name):
-                run_case(case, samples, rounds=40, budget=arguments.budget)
-    finally:
-        programs.remove_files()
+    if arguments.quick:
+        largest = "-(walk 20000|copy tree 4000|remove 5000)/"  # would take most of the time
+        run_benchmarks(build, samples, largest, ["--benchmark_min_time=0"])
+        for case in programs.cases(build, is_quick=True):
+            run_case(case, samples, rounds=1, budget=0)
+        check_goals(samples, build)
+        return None
+    options = ["--benchmark_min_time=0.01", "--benchmark_repetitions=3",
+               "--benchmark_enable_random_interleaving=true"]
+    for _ in range(arguments.rounds):
+        run_benchmarks(build, samples, arguments.filter, options)
+    for case in programs.cases(build) if arguments.all else []:
+        if re.search(arguments.filter, case.name):
+            run_case(case, samples, rounds=40, budget=arguments.budget)
     cases = {work: result(work, sides) for work, sides in samples.items()}
     commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], stdout=subprocess.PIPE, text=True).stdout.strip()
     report = {"commit": commit, "date": datetime.date.today().isoformat(), "processors": os.cpu_count(),

@@ -1,5 +1,6 @@
 """The whole programs that scripts/bench measures: rhohost beside others that do the same. Files lie in memory."""
 
+import atexit
 import dataclasses
 import math
 import os
@@ -13,6 +14,7 @@ import wave
 MEMORY = "/dev/shm"
 HAS_MEMORY = os.path.isdir(MEMORY) and shutil.disk_usage(MEMORY).free > 4 << 30
 FOLDER = pathlib.Path(tempfile.mkdtemp(prefix="bench-", dir=MEMORY if HAS_MEMORY else None))
+atexit.register(shutil.rmtree, FOLDER, ignore_errors=True)
 OUTPUT = FOLDER / "output"
 RATE = 44100
 PEERS = {
@@ -32,10 +34,6 @@ class Case:
     sides: dict  # the command of each
     prepare: object = lambda: None
     needs: str = "cp"  # the program that makes its input
-
-
-def remove_files():
-    shutil.rmtree(FOLDER, ignore_errors=True)
 
 
 def missing():
