@@ -109,10 +109,7 @@ void ReadsDataOnly(const CheckedModule& module) {
       KelAudio_t in = OddInput(Bytes(odd).subspan(1));
       const KelAudio_t inBefore = in;
       FillOddly(out);
-      std::array<unsigned char, sizeof(KelEncAudio_t)> bytes{};
-      std::memcpy(bytes.data(), &out, sizeof(KelEncAudio_t));
-      KelEncAudio_t outBefore;
-      std::memcpy(&outBefore, bytes.data(), sizeof outBefore);
+      const KelEncAudio_t outBefore = static_cast<const KelEncAudio_t&>(out);
       const unsigned long packetsBefore = out.packets == nullptr ? 0 : out.packets->size();
       ExpectStatus(kRhoStatusSuccess, compressor->CompressFrame(&in, &out), "CompressFrame");
       ExpectInputKept(inBefore, in, "CompressFrame");

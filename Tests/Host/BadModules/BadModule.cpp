@@ -241,7 +241,9 @@ class Compressor : public CPCMCompressor {
     codec += kFault == "OtherCodec" ? 1 : 0;
   }
   const char* GetName() override { return kFault == "OtherName" ? "Linear" : CPCMCompressor::GetName(); }
-  int GetCodecDelay() override { return kFault == "Delays" && CPCMCompressor::GetSampleSize() == 24 ? 1 : 0; }
+  int GetCodecDelay() override {
+    return kFault == "Delays" && CPCMCompressor::GetSampleSizeSetting()->GetValue() == 24 ? 1 : 0;
+  }
   unsigned int PlaceholderDoesNotCompress() const override { return kFault == "IsPlaceholder" ? 1 : 0; }
   unsigned int GetDataRate() override { return CPCMCompressor::GetDataRate() * (kFault == "TellsBits" ? 8 : 1); }
   IEnumSetting* GetChannelModeSetting() override {
