@@ -77,9 +77,9 @@ void WriteFrameRate(State& state, const GValue* value) {
   state.rateDenominator = denominator;
 }
 
-void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) noexcept {
+void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) noexcept {
   const auto refuse = [&](const char* why) {
-    g_warning("%s: property \"%s\" keeps its value: %s", GST_OBJECT_NAME(object), spec->name, why);
+    g_warning("%s: property \"%s\" keeps its value: %s", GST_OBJECT_NAME(object), pspec->name, why);
   };
   try {
     if (id == kFrameRateId) {
@@ -94,7 +94,7 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
   }
 }
 
-void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) noexcept {
+void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) noexcept {
   State& state = StateOf(object);
   if (id == kFrameRateId) {
     const std::lock_guard lock(state.frameRateMutex);
@@ -104,7 +104,7 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) noe
     ReadProperty(state.encoder, ClassOf(object).properties->at(id - kFirstSettingId), value);
   } catch (...) {
     // A module that cannot be loaded is an error when the element is opened.
-    g_param_value_set_default(spec, value);
+    g_param_value_set_default(pspec, value);
   }
 }
 

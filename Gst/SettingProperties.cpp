@@ -159,8 +159,8 @@ class Installer {
   std::vector<SettingProperty> Take() { return std::move(m_properties); }
 
  private:
-  void Install(GParamSpec* spec, const SettingProperty& property) {
-    g_object_class_install_property(m_class, m_next++, spec);
+  void Install(GParamSpec* pspec, const SettingProperty& property) {
+    g_object_class_install_property(m_class, m_next++, pspec);
     m_properties.push_back(property);
   }
 
@@ -168,7 +168,7 @@ class Installer {
     return g_param_spec_boolean(m_name.c_str(), m_label.c_str(), m_blurb.c_str(), value ? TRUE : FALSE, m_flags);
   }
 
-  /// Makes the property's specification and completes `property`.
+  /// Makes the property's GParamSpec and completes `property`.
   GParamSpec* MakeSpec(const Json& setting, const std::string& kind, SettingProperty& property) const {
     using Kind = SettingProperty::Kind;
     const auto number = [this](auto* make) {

@@ -339,18 +339,18 @@ TEST_F(ElementTest, SettingsAreProperties) {
     EXPECT_THAT(warnings.empty() ? "" : warnings[0], HasSubstr(warning));
   }
   unsigned int count = 0;
-  GParamSpec** const specs = g_object_class_list_properties(G_OBJECT_GET_CLASS(element), &count);
-  for (GParamSpec* const spec : std::vector<GParamSpec*>(specs, specs + count)) {
+  GParamSpec** const pspecs = g_object_class_list_properties(G_OBJECT_GET_CLASS(element), &count);
+  for (GParamSpec* const pspec : std::vector<GParamSpec*>(pspecs, pspecs + count)) {
     GValue value{};
-    g_value_init(&value, spec->value_type);
-    g_param_value_set_default(spec, &value);
-    EXPECT_FALSE(g_param_value_validate(spec, &value)) << spec->name << ": the default is not in the range";
-    g_object_get_property(G_OBJECT(element), spec->name, &value);
-    EXPECT_FALSE(g_param_value_validate(spec, &value)) << spec->name << ": the value is not in the range";
+    g_value_init(&value, pspec->value_type);
+    g_param_value_set_default(pspec, &value);
+    EXPECT_FALSE(g_param_value_validate(pspec, &value)) << pspec->name << ": the default is not in the range";
+    g_object_get_property(G_OBJECT(element), pspec->name, &value);
+    EXPECT_FALSE(g_param_value_validate(pspec, &value)) << pspec->name << ": the value is not in the range";
     g_value_unset(&value);
-    EXPECT_STRNE(g_param_spec_get_blurb(spec), "") << spec->name;
+    EXPECT_STRNE(g_param_spec_get_blurb(pspec), "") << pspec->name;
   }
-  g_free(specs);
+  g_free(pspecs);
   gst_object_unref(element);
 }
 
