@@ -98,7 +98,7 @@ class ArgumentOrder {
         return found->second;
       }
     }
-    throw WrongUse(option + ": there is no such option");
+    throw WrongUse(option + ": no such option");
   }
 
   std::vector<std::string>::const_iterator m_next;

@@ -73,8 +73,9 @@ void CompleteOne(Options& options) {
   options.output = files.back();
   options.input = options.testSignalSeconds ? std::string() : files.front();
   if (!options.force && HasForeignExtension(options.output)) {
-    throw WrongUse(options.output +
-                   ": the output is a Matroska file, which its extension denies: call it .mkv or .mka, or use --force");
+    throw WrongUse(
+        options.output +
+        ": the output is a Matroska file, but its extension says otherwise: name it .mkv or .mka, or use --force");
   }
 }
 
