@@ -116,8 +116,8 @@ template <class Number, class Make>
 GParamSpec* NumberSpec(const Json& setting, Make make) {
   constexpr Number kLowest = std::numeric_limits<Number>::lowest();
   constexpr Number kHighest = std::numeric_limits<Number>::max();
-  Number lowest = NumberOf<Number>(setting["minimum"], kLowest);
-  Number highest = NumberOf<Number>(setting["maximum"], kHighest);
+  auto lowest = NumberOf<Number>(setting["minimum"], kLowest);
+  auto highest = NumberOf<Number>(setting["maximum"], kHighest);
   if (const Json& values = setting["allowableValues"]; !values.empty() && !IsFixed(setting)) {
     lowest = NumberOf<Number>(*std::min_element(values.begin(), values.end()), kLowest);
     highest = NumberOf<Number>(*std::max_element(values.begin(), values.end()), kHighest);
@@ -127,7 +127,7 @@ GParamSpec* NumberSpec(const Json& setting, Make make) {
   }
   // An optional setting that is not specified has no value in the description, but a text.
   const Json parsed = Json::parse(Text(setting, "text"), nullptr, false);
-  const Number value = NumberOf<Number>(setting["value"].is_null() ? parsed : setting["value"], lowest);
+  const auto value = NumberOf<Number>(setting["value"].is_null() ? parsed : setting["value"], lowest);
   return make(std::min(lowest, value), std::max(highest, value), value);
 }
 

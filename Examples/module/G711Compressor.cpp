@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 #include <memory>
@@ -24,6 +25,7 @@ unsigned int Magnitude(std::int16_t sample) { return static_cast<unsigned int>(s
 /// Segment and step of a biased or large magnitude: segments begin at powers of two, and each has sixteen steps.
 /// `firstBits` is the number of bits of magnitudes in segment 0.
 unsigned int SegmentAndStep(unsigned int magnitude, unsigned int firstBits) {
+  assert(magnitude >> (firstBits - 1) != 0);
   const auto segment = static_cast<unsigned int>(std::bit_width(magnitude)) - firstBits;
   return segment << 4 | (magnitude >> (segment + firstBits - 5) & 0xFU);
 }
@@ -103,8 +105,11 @@ RhoStatus CG711Compressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     return kRhoStatusSuccess;
   }
   const std::size_t bytesPerFrame = std::size_t{m_run.channels} * kBytesPerSample;
-  if (out == nullptr || out->sampleRate == 0 || bytesPerFrame == 0 ||
-      (in != nullptr && in->data == nullptr && in->dataSize >= bytesPerFrame)) {
+  if (out == nullptr || out->sampleRate == 0 || bytesPerFrame == 0) {
+    return kRhoStatusBadArgument;
+  }
+  const std::size_t frames = in == nullptr ? 0 : in->dataSize / bytesPerFrame;
+  if (frames > 0 && in->data == nullptr) {
     return kRhoStatusBadArgument;
   }
   auto& output = *static_cast<KelEncAudio_t*>(out);
@@ -119,7 +124,7 @@ RhoStatus CG711Compressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     m_run.isEnded = true;
     return kRhoStatusSuccess;
   }
-  const std::size_t samples = in->dataSize / bytesPerFrame * m_run.channels;
+  const std::size_t samples = frames * m_run.channels;
   m_run.companded.reserve(m_run.bytesPerPacket);
   for (std::size_t index = 0; index < samples; ++index) {
     const std::int16_t sample = SampleAt(in->data + index * kBytesPerSample);

@@ -16,7 +16,6 @@
 #include <string_view>
 #include <utility>
 
-namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 namespace {

@@ -20,7 +20,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 std::vector<std::string>& Warnings() {
   static std::vector<std::string> warnings;
@@ -181,7 +180,7 @@ TEST_F(ElementTest, EachPacketIsOneBufferWithItsTime) {
       const std::string caps = Caps(format, rate, channels, mask);
       SCOPED_TRACE(caps);
       Harness harness(fmt::format("rhoenc-pcmplugin frame-rate={}", frameRate), caps);
-      const auto frameBytes = static_cast<std::size_t>(size * channels);
+      const auto frameBytes = static_cast<std::size_t>(size) * static_cast<std::size_t>(channels);
       const std::string samples = Noise(20011 * frameBytes);
       for (std::size_t frame = 0; frame < 20011;) {
         const std::size_t frames = 1 + random() % 3000;

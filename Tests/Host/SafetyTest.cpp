@@ -109,6 +109,7 @@ TEST_F(SafetyTest, NamesCannotCommandTheTerminal) {
         "rhohost info --module ./a*", "rhohost --set \"$(echo a*)\" in.wav new.mkv", "rhohost validate ./a*.wav",
         "rhohost \"--$(echo a*)\""}) {
     const Outcome outcome = Run(command);
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): as above.
     for (const char* const text : {"\xC2\x9B", "\xE2\x80\xAE", "\x1B", "\n.wav"}) {
       EXPECT_THAT(outcome.output + outcome.errors, testing::Not(HasSubstr(text))) << command;
     }

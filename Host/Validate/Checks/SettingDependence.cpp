@@ -67,6 +67,7 @@ void LeavesOthersValid(const CheckedModule& module) {
 
 std::vector<std::string> ValuesOf(const std::vector<NamedSetting>& settings) {
   std::vector<std::string> values;
+  values.reserve(settings.size());
   for (const NamedSetting& named : settings) {
     values.push_back(ValueText(*named.setting));
   }

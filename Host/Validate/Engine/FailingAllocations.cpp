@@ -125,8 +125,9 @@ void* Place(void* base, std::size_t alignment, std::size_t size) {
   if (base == nullptr) {
     return nullptr;
   }
-  const auto first = reinterpret_cast<std::uintptr_t>(base) + sizeof(Header);
-  auto* const block = reinterpret_cast<unsigned char*>((first + alignment - 1) / alignment * alignment);
+  auto* const first = static_cast<unsigned char*>(base) + sizeof(Header);
+  const std::size_t excess = reinterpret_cast<std::uintptr_t>(first) % alignment;
+  unsigned char* const block = excess == 0 ? first : first + (alignment - excess);
   Header* const header = HeaderOf(block);
   header->size = size;
   header->base = base;

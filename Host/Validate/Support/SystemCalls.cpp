@@ -28,8 +28,8 @@ namespace {
 struct Watched {
   enum When { kAlways, kBits, kNotBits, kNotZero, kEquals };
 
-  int number;
-  const char* name;
+  int number = 0;
+  const char* name = "";
   When when = kAlways;
   unsigned int argument = 0;
   unsigned int value = 0;
@@ -74,6 +74,7 @@ void Note(int /*signal*/, siginfo_t* info, void* context) {
                                                      : 0;
     g_path[0] = '\0';
     if (path != 0) {
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): a register holds the argument of a system call as a number.
       std::strncpy(g_path.data(), reinterpret_cast<const char*>(path), g_path.size() - 1);
     }
     g_number = info->si_syscall;
@@ -143,7 +144,7 @@ std::string WatchedSystemCall() {
   if (g_number == -1) {
     return {};
   }
-  const auto watched =
+  const auto* const watched =
       std::find_if(kWatched.begin(), kWatched.end(), [](const Watched& entry) { return entry.number == g_number; });
   const char* const name = watched == kWatched.end() ? "another system call" : watched->name;
   std::string text = g_path[0] == '\0' ? fmt::format("{}()", name) : fmt::format("{}(\"{}\")", name, g_path.data());
