@@ -7,7 +7,8 @@
 
 namespace {
 
-/// A channel's place in WAV's order; -1 for channels that have none.
+/// The place of one of libsndfile's channels in WAV's order, which is its bit in dwChannelMask; -1 for channels that
+/// have none.
 int PlaceOf(int channel) {
   switch (channel) {
     case SF_CHANNEL_MAP_MONO:
@@ -41,7 +42,8 @@ int PlaceOf(int channel) {
   }
 }
 
-/// The channels of Vorbis and Opus, by their number, as both formats define them.
+/// The order of the channels that Vorbis I and Opus (RFC 7845) define for `count` channels. Empty where the order is
+/// WAV's already (1, 2 and 4 channels) or not defined.
 std::vector<int> VorbisChannels(std::size_t count) {
   constexpr int kLeft = SF_CHANNEL_MAP_FRONT_LEFT;
   constexpr int kCenter = SF_CHANNEL_MAP_FRONT_CENTER;
@@ -67,13 +69,15 @@ std::vector<int> VorbisChannels(std::size_t count) {
   }
 }
 
+/// libsndfile's name (SF_CHANNEL_MAP_...) for each channel of the file; empty where the file does not say, or where
+/// there is nothing to reorder.
 std::vector<int> ChannelsOf(SNDFILE* file, const SF_INFO& info) {
   const auto count = static_cast<std::size_t>(info.channels);
   const int subtype = info.format & SF_FORMAT_SUBMASK;
   if (subtype == SF_FORMAT_VORBIS || subtype == SF_FORMAT_OPUS) {
     return VorbisChannels(count);
   }
-  // WAV's channels are in order by definition, and libsndfile's answer for AIFF is not to be relied on.
+  // WAV's channels are in order by definition, and libsndfile's answer for AIFF is unreliable.
   std::vector<int> channels(count);
   if ((info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_CAF ||
       sf_command(file, SFC_GET_CHANNEL_MAP_INFO, channels.data(), static_cast<int>(count * sizeof(int))) == SF_FALSE) {
@@ -90,6 +94,7 @@ ChannelOrder WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
   std::vector<std::size_t> order(places.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
+  // A channel without a place, or two channels in the same place.
   const bool isUnclear = std::any_of(places.begin(), places.end(), [](int place) { return place < 0; }) ||
                          std::adjacent_find(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
                            return places[a] == places[b];
@@ -107,6 +112,7 @@ ChannelOrder WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
 }
 
 std::optional<std::uint32_t> DefinedSpeakers(unsigned int channels) {
+  // 1 to 8 channels: C, L R, L R C, quadrophonic, 5.0, 5.1, 6.1 with a back center, 7.1 with back and side speakers.
   constexpr std::array<std::uint32_t, 8> kMasks{0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x70F, 0x63F};
   return channels >= 1 && channels <= kMasks.size() ? std::optional(kMasks.at(channels - 1)) : std::nullopt;
 }
@@ -117,6 +123,7 @@ void ReorderChannels(void* samples, std::size_t frames, std::size_t sampleSize,
   std::vector<unsigned char> source(frameSize);
   auto* frame = static_cast<unsigned char*>(samples);
   for (std::size_t i = 0; i < frames; ++i, frame += frameSize) {
+    // A copy of the frame, since channels move within it.
     std::memcpy(source.data(), frame, frameSize);
     for (std::size_t channel = 0; channel < sources.size(); ++channel) {
       std::memcpy(frame + channel * sampleSize, source.data() + sources[channel] * sampleSize, sampleSize);

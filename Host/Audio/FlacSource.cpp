@@ -17,17 +17,22 @@
 
 namespace {
 
+/// Bytes after the last decoded frame in which libFLAC may search for the next one.
 constexpr std::uint64_t kLongestSearch = std::uint64_t{64} << 20;
+/// The most bytes of samples in a block that Read() returns.
 constexpr std::size_t kLargestBlock = std::size_t{8} << 20;
 
-/// Whether the comments take up to 1 MiB: for 16 MiB of empty ones libFLAC would allocate 200 MiB. Throws Failure
-/// for more blocks than any program writes: zeros look like empty blocks, and libFLAC would read them to the end.
+/// Whether the Vorbis comments take up to 1 MiB: for 16 MiB of empty comments libFLAC would allocate 200 MiB. Throws
+/// Failure for more metadata blocks than any program writes: zeros look like empty blocks, and libFLAC would read them
+/// to the end of the file.
 bool HasModestComments(InputBytes& bytes) {
   constexpr int kMostBlocks = 1024;
   int blocks = 0;
   constexpr std::size_t kMostComments = std::size_t{1} << 20;
   constexpr unsigned int kCommentType = 4;
   std::array<unsigned char, 4> block{};
+  // A metadata block header is a flag for the last block (1 bit), the type (7 bits) and the size of the body (24
+  // bits).
   std::uint64_t position = AfterId3(bytes) + 4;
   for (bool isLast = false; !isLast; position += block.size() + ReadNumber(block.data() + 1, 3, true)) {
     if (bytes.ReadAt(position, block.data(), block.size()) != block.size()) {
@@ -44,7 +49,8 @@ bool HasModestComments(InputBytes& bytes) {
   return true;
 }
 
-/// Writes the samples of all channels frame by frame, shifted to the left. A channel at a time: a quarter faster.
+/// Writes the samples of all channels frame by frame, shifted to the left by `shift` bits. The loop takes one channel
+/// at a time, which is a quarter faster than one frame at a time.
 template <class Sample>
 void Interleave(const FLAC__int32* const channels[], std::size_t count, std::size_t frames, unsigned int shift,
                 unsigned char* to) {
@@ -56,15 +62,17 @@ void Interleave(const FLAC__int32* const channels[], std::size_t count, std::siz
   }
 }
 
+/// The object that FLAC__stream_decoder_init_stream was given as client data.
 FlacSource& Self(void* client) { return *static_cast<FlacSource*>(client); }
 
 }  // namespace
 
-/// libFLAC's C code must not see exceptions.
+/// libFLAC's callbacks. Exceptions must not pass through its C code: m_failure keeps them until libFLAC returns.
 struct FlacSource::Callbacks {
   static FLAC__StreamDecoderReadStatus Read(const FLAC__StreamDecoder*, FLAC__byte to[], std::size_t* size,
                                             void* client) {
     FlacSource& self = Self(client);
+    // Aborting is the only way to end a search within libFLAC.
     if (self.IsSearchingTooFar()) {
       return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
     }
@@ -99,12 +107,14 @@ struct FlacSource::Callbacks {
         self.TakeChannelMask(metadata->data.vorbis_comment);
       }
     } catch (...) {
+      // This callback returns nothing, so it cannot abort; ReadHeader() rethrows.
       self.m_failure = std::current_exception();
     }
   }
 
   static void Error(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* client) {
     FlacSource& self = Self(client);
+    // The first error names the cause: more errors follow from it.
     if (self.m_damage == nullptr) {
       switch (status) {
         case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC:
@@ -134,9 +144,12 @@ FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation,
   m_format.name = m_bytes->Name();
   FLAC__stream_decoder_set_md5_checking(m_decoder.get(), 1);
   if (HasModestComments(*m_bytes)) {
+    // Only TakeChannelMask needs the comments.
     FLAC__stream_decoder_set_metadata_respond(m_decoder.get(), FLAC__METADATA_TYPE_VORBIS_COMMENT);
   }
   m_bytes->StopKeeping();
+  // Without seek callbacks libFLAC reads front to back, as a pipe needs it. With valid callbacks, initialization fails
+  // only for lack of memory.
   if (FLAC__stream_decoder_init_stream(m_decoder.get(), Callbacks::Read, nullptr, nullptr, nullptr, nullptr,
                                        Callbacks::Write, Callbacks::Metadata, Callbacks::Error,
                                        this) != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
@@ -151,6 +164,7 @@ bool FlacSource::IsFlac(InputBytes& bytes) {
          std::string_view(magic.data(), magic.size()) == "fLaC";
 }
 
+/// Decodes the metadata blocks. Throws Failure if they do not describe the stream.
 void FlacSource::ReadHeader() {
   FLAC__stream_decoder_process_until_end_of_metadata(m_decoder.get());
   if (m_failure) {
@@ -163,6 +177,7 @@ void FlacSource::ReadHeader() {
   m_lastFrameEnd = m_position;
 }
 
+/// Takes the format from STREAMINFO (RFC 9639), the first metadata block.
 void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
   m_bits = info.bits_per_sample;
   m_format.sampleRate = info.sample_rate;
@@ -170,12 +185,15 @@ void FlacSource::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
   m_format.sampleType = m_bits <= 16 ? SampleType::kInt16 : SampleType::kInt32;
   m_format.significantBits = m_bits <= 16 ? 16 : m_bits <= 20 ? 20 : m_bits <= 24 ? 24 : 32;
   m_format.speakers = DefinedSpeakers(m_format.channels);
+  // An encoder leaves the MD5 sum zero where it did not calculate it, and the number of samples where it did not know
+  // it.
   m_hasSum = std::any_of(std::begin(info.md5sum), std::end(info.md5sum), [](FLAC__byte byte) { return byte != 0; });
   if (info.total_samples != 0) {
     m_format.frames = info.total_samples;
   }
 }
 
+/// Takes the speakers from the Vorbis comment that RFC 9639 defines for channel masks. They replace FLAC's default.
 void FlacSource::TakeChannelMask(const FLAC__StreamMetadata_VorbisComment& comments) {
   constexpr std::string_view kMask = "WAVEFORMATEXTENSIBLE_CHANNEL_MASK=0x";
   for (FLAC__uint32 index = 0; index < comments.num_comments; ++index) {
@@ -189,14 +207,17 @@ void FlacSource::TakeChannelMask(const FLAC__StreamMetadata_VorbisComment& comme
   }
 }
 
+/// Appends the samples of a frame to the block, left-justified. Throws Failure if the block becomes too large.
 void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]) {
   const FLAC__FrameHeader& header = frame.header;
   if (header.channels != m_format.channels || header.bits_per_sample != m_bits ||
       header.sample_rate != m_format.sampleRate) {
+    // SoundFormat never changes: the frame is dropped, and counts as damage.
     m_damage = m_damage == nullptr ? "the format changes" : m_damage;
     return;
   }
-  // libFLAC replaces damaged frames by silence, all of them at once.
+  // libFLAC replaces all frames that are lost in one place by silence, within one call. The limit keeps a forged frame
+  // number from filling the memory.
   const std::size_t frameSize = SizeOf(m_format.sampleType) * m_format.channels;
   if ((m_blockFrames + header.blocksize) * frameSize > kLargestBlock) {
     throw Failure(fmt::format("{}: is damaged after sample frame {}: too much is missing there", m_bytes->Name(),
@@ -204,6 +225,7 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
   }
   const bool isShort = m_format.sampleType == SampleType::kInt16;
   const unsigned int shift = (isShort ? 16 : 32) - m_bits;
+  // The vector's elements are 32 bits wide: one more holds the rest of the division.
   m_samples.resize((m_blockFrames + header.blocksize) * frameSize / sizeof(std::int32_t) + 1);
   auto* const bytes = reinterpret_cast<unsigned char*>(m_samples.data()) + m_blockFrames * frameSize;
   if (isShort) {
@@ -218,6 +240,7 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
 
 SampleBlock FlacSource::Read() {
   m_blockFrames = 0;
+  // A call may decode nothing but a damaged or dropped frame.
   while (m_blockFrames == 0 && DecodeFrame()) {
   }
   if (m_blockFrames == 0) {
@@ -226,7 +249,7 @@ SampleBlock FlacSource::Read() {
   return {m_samples.data(), m_blockFrames};
 }
 
-/// Decodes the next frame, if it is whole; false at the end.
+/// Lets libFLAC decode the next frame; returns false at the end. Throws Failure for damage, unless it is allowed.
 bool FlacSource::DecodeFrame() {
   const bool isAlive = FLAC__stream_decoder_process_single(m_decoder.get()) != 0;
   if (m_failure) {
@@ -237,10 +260,12 @@ bool FlacSource::DecodeFrame() {
   if (m_damage != nullptr && m_truncation == Truncation::kRefused && !isComplete && !m_bytes->CameShort()) {
     throw Failure(fmt::format("{}: is damaged after sample frame {}: {}", m_bytes->Name(), m_framesDecoded, m_damage));
   }
+  // The states from END_OF_STREAM on are the end and the errors that libFLAC cannot recover from.
   return isAlive && FLAC__stream_decoder_get_state(m_decoder.get()) < FLAC__STREAM_DECODER_END_OF_STREAM;
 }
 
-/// libFLAC searches for the end of a damaged frame, or for the next one; both may be far away in a sparse file.
+/// Whether libFLAC should stop searching for the end of a damaged frame or for the next frame: both may be far away in
+/// a sparse file. Once damage is to be refused, any further search is wasted.
 bool FlacSource::IsSearchingTooFar() {
   const bool isComplete = m_format.frames && m_framesDecoded >= *m_format.frames;
   const bool isFar = m_isHeaderRead && m_position - m_lastFrameEnd > kLongestSearch;
@@ -250,10 +275,12 @@ bool FlacSource::IsSearchingTooFar() {
   return isFar || (m_damage != nullptr && m_truncation == Truncation::kRefused && !isComplete);
 }
 
+/// Checks the whole sound at its end, once: missing frames first, since without them the MD5 sum cannot match either.
 void FlacSource::Finish() {
   if (std::exchange(m_isFinished, true)) {
     return;
   }
+  // Fails only for a sum that does not match; libFLAC skips the comparison where the header has no sum.
   const bool isMatching = FLAC__stream_decoder_finish(m_decoder.get()) != 0;
   const std::uint64_t stated = m_format.frames.value_or(m_framesDecoded);
   if (m_framesDecoded < stated) {
@@ -268,6 +295,7 @@ void FlacSource::Finish() {
   }
 }
 
+/// Throws Failure with `complaint` if truncations are refused, else adds it to the notes.
 void FlacSource::RefuseOrNote(const std::string& complaint) {
   if (m_truncation == Truncation::kRefused) {
     throw Failure(m_bytes->Name() + ": " + complaint);

@@ -14,9 +14,12 @@
 
 namespace {
 
+/// Bytes of a stream's beginning that are kept at most.
 constexpr std::size_t kMostKept = std::size_t{4} << 20;
+/// Bytes of a file's beginning that one read fetches: see CopyBeginning.
 constexpr std::size_t kBeginning = 4096;
 
+/// Opens `path` for reading, or duplicates standard input, which stays open for its owner. Throws Failure.
 Descriptor OpenDescriptor(const std::string& path, const std::string& name) {
   const bool isStandardInput = path == "-";
   Descriptor descriptor(isStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
@@ -47,6 +50,7 @@ InputBytes::InputBytes(const std::string& path)
   if (position == -1) {
     throw SystemFailure(m_name, "read its status", errno);
   }
+  // The bytes before the position of standard input belong to whoever has read them: the rest is read like a pipe.
   m_isStream = !isFile || position != 0;
   m_length = m_isStream ? kEndless : static_cast<std::uint64_t>(status.st_size);
 }
@@ -58,6 +62,7 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wan
     return 0;
   }
   auto* bytes = static_cast<unsigned char*>(to);
+  // Length() may be more than there is: see Lengthen.
   const std::uint64_t end = m_present.value_or(m_length);
   const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, end - std::min(end, position)));
   if (m_isStream && m_keeping && position < kMostKept) {
@@ -76,7 +81,9 @@ std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wan
   return done;
 }
 
+/// Reads behind m_head. `size` bytes must exist according to the file's length; throws Failure if they do not.
 std::size_t InputBytes::ReadFile(std::uint64_t position, unsigned char* to, std::size_t size) {
+  // m_head stands for the first m_headFileEnd bytes of the file.
   const std::uint64_t filePosition = position - m_head.size() + m_headFileEnd;
   const bool isInBeginning = size <= kBeginning && filePosition <= kBeginning - size;
   const std::size_t done = isInBeginning ? CopyBeginning(static_cast<std::size_t>(filePosition), to, size)
@@ -87,7 +94,8 @@ std::size_t InputBytes::ReadFile(std::uint64_t position, unsigned char* to, std:
   return done;
 }
 
-/// Headers are asked for in twenty small pieces. One read for all of them spares a batch of short files 3 % of its time.
+/// Copies bytes of the file's beginning, which is read at the first call. Decoders read a header in some twenty small
+/// pieces: one system call for all of them saves 3 % of the time of a batch of short files.
 std::size_t InputBytes::CopyBeginning(std::size_t filePosition, unsigned char* to, std::size_t size) {
   if (m_beginning.empty()) {
     m_beginning.resize(kBeginning);
@@ -100,6 +108,7 @@ std::size_t InputBytes::CopyBeginning(std::size_t filePosition, unsigned char* t
   return done;
 }
 
+/// Reads behind the bytes that are kept. Throws Failure for a position that has passed and is not kept.
 std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, std::size_t size) {
   if (position < m_streamPosition) {
     throw Failure(m_name + ": a sound of this kind cannot be read from a pipe; save it to a file first");
@@ -108,6 +117,7 @@ std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, st
     return 0;
   }
   if (!m_keeping) {
+    // The reader has passed the kept bytes and cannot return to them.
     m_head = {};
   }
   const std::size_t done = ReadFully(0, to, size);
@@ -115,8 +125,9 @@ std::size_t InputBytes::ReadStream(std::uint64_t position, unsigned char* to, st
   return done;
 }
 
+/// Keeps a stream's bytes up to `position`, as far as there are any.
 void InputBytes::KeepUpTo(std::uint64_t position) {
-  // Bytes that were read without being kept leave a gap: nothing beyond it can be kept.
+  // Bytes that were read but not kept leave a gap, and nothing beyond it can be kept.
   if (position <= m_head.size() || m_streamPosition != m_head.size()) {
     return;
   }
@@ -127,6 +138,7 @@ void InputBytes::KeepUpTo(std::uint64_t position) {
   m_streamPosition = m_head.size();
 }
 
+/// Reads `size` bytes, fewer only at the end; `filePosition` is ignored for streams. Throws Failure for system errors.
 std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
@@ -135,6 +147,7 @@ std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to,
                    : pread(m_descriptor.Get(), to + done, size - done, static_cast<off_t>(filePosition + done));
     if (count < 0 && errno == EAGAIN) {  // the other side may have made the pipe non-blocking
       pollfd ready{m_descriptor.Get(), POLLIN, 0};
+      // The next read reports whatever goes wrong here.
       poll(&ready, 1, -1);
     } else if (count < 0 && errno != EINTR) {
       throw SystemFailure(m_name, "read", errno);
@@ -143,6 +156,7 @@ std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to,
       m_sawEnd = m_isStream;
       break;
     }
+    // After EINTR and EAGAIN the count is negative and the loop tries again.
     done += count > 0 ? static_cast<std::size_t>(count) : 0;
   }
   return done;
@@ -155,6 +169,7 @@ void InputBytes::ReplaceHead(std::vector<unsigned char> head, std::uint64_t repl
   if (m_isStream) {
     const std::size_t oldSize = m_head.size();
     head.insert(head.end(), m_head.begin() + static_cast<std::ptrdiff_t>(replaced), m_head.end());
+    // The difference may be negative: modulo 2^64 the sums are right.
     m_streamPosition += head.size() - oldSize;
     m_length += head.size() - oldSize;
   } else {

@@ -12,11 +12,13 @@
 
 namespace {
 
+/// Sample frames in a block that Read() returns: 32 KiB of stereo.
 constexpr std::size_t kBlockFrames = 4096;
 
 /// Whether the file states its number of frames, in a Xing or Info header within its first frame. Otherwise libmpg123
-/// guesses its length from its size.
+/// guesses the length from the size of the file.
 bool StatesLength(InputBytes& bytes) {
+  // Layer III at 320 kbit/s and 32 kHz takes 1440 bytes, and one of padding.
   constexpr std::size_t kLongestFrame = 1441;
   std::array<char, kLongestFrame> frame{};
   const std::size_t size = bytes.ReadAt(AfterId3(bytes), frame.data(), frame.size());
@@ -24,11 +26,12 @@ bool StatesLength(InputBytes& bytes) {
   return text.find("Xing") != std::string_view::npos || text.find("Info") != std::string_view::npos;
 }
 
+/// The object that mpg123_open_handle was given.
 MpegSource& Self(void* client) { return *static_cast<MpegSource*>(client); }
 
 }  // namespace
 
-/// libmpg123's C code must not see exceptions.
+/// libmpg123's input. Exceptions must not pass through its C code: m_failure keeps them until libmpg123 returns.
 struct MpegSource::Callbacks {
   static ssize_t Read(void* client, void* to, size_t size) {
     MpegSource& self = Self(client);
@@ -50,6 +53,7 @@ MpegSource::MpegSource(std::unique_ptr<InputBytes> bytes, Truncation truncation,
                        const std::optional<SampleData>& data)
     : m_bytes(std::move(bytes)), m_truncation(truncation), m_metadata(std::move(metadata)) {
   if (data) {
+    // Positions count from the samples on: libmpg123 sees bare MPEG audio, and no chunk behind it.
     m_bytes->ReplaceHead({}, data->start);
     m_stated = data->size;
     m_bytes->EndAt(m_stated.value_or(m_bytes->Length()));
@@ -68,10 +72,14 @@ bool MpegSource::IsMpeg(InputBytes& bytes) {
          (sync[1] & 0xE0U) == 0xE0;
 }
 
+/// Finds the first frame and reads the format from it. Throws NotASoundFile where there is none.
 void MpegSource::Open() {
   mpg123_handle* const decoder = m_decoder.get();
+  // This reads the beginning, so it comes before a stream stops keeping it.
   const bool statesLength = StatesLength(*m_bytes);
   m_bytes->StopKeeping();
+  // GAPLESS removes the samples that the encoder added at both ends. Nothing may be written to standard error, and the
+  // sample rate must stay that of the file.
   mpg123_param(decoder, MPG123_ADD_FLAGS, MPG123_QUIET | MPG123_FORCE_FLOAT | MPG123_GAPLESS, 0);
   mpg123_param(decoder, MPG123_REMOVE_FLAGS, MPG123_AUTO_RESAMPLE, 0);
   long rate = 0;
@@ -90,6 +98,7 @@ void MpegSource::Open() {
   m_format.sampleRate = static_cast<unsigned int>(rate);
   m_format.channels = static_cast<unsigned int>(channels);
   m_format.sampleType = SampleType::kFloat;
+  // The significand of a float.
   m_format.significantBits = 24;
   if (const off_t length = mpg123_length(decoder); statesLength && length > 0) {
     m_format.frames = static_cast<std::uint64_t>(length);
@@ -97,7 +106,7 @@ void MpegSource::Open() {
   m_samples.resize(kBlockFrames * m_format.channels);
 }
 
-/// Whether what libmpg123 decodes next has the sound's format.
+/// Whether the samples that libmpg123 decodes next have the sound's format, which must not change.
 bool MpegSource::HasFormat() const {
   long rate = 0;
   int channels = 0;
@@ -113,6 +122,7 @@ SampleBlock MpegSource::Read() {
   }
   std::size_t size = 0;
   int result = mpg123_read(m_decoder.get(), m_samples.data(), m_samples.size() * sizeof(float), &size);
+  // libmpg123 may announce a format that equals the sound's: decoding goes on. Any other ends the sound.
   while (result == MPG123_NEW_FORMAT && size == 0 && HasFormat()) {
     result = mpg123_read(m_decoder.get(), m_samples.data(), m_samples.size() * sizeof(float), &size);
   }
@@ -128,9 +138,12 @@ SampleBlock MpegSource::Read() {
   return {m_samples.data(), frames};
 }
 
+/// Handles the end of the sound: throws Failure for an early end or damage, or adds a note where truncations are
+/// allowed. `result` is what mpg123_read returned.
 void MpegSource::HandleEnd(int result) {
   const std::uint64_t stated = m_format.frames.value_or(0);
   std::string complaint;
+  // Truncation and damage both end the decoding. Truncation has ended the bytes, too.
   if (m_framesRead < stated && m_bytes->CameShort()) {
     complaint = fmt::format("is incomplete: the file promises {} sample frames of sound, {} are missing", stated,
                             stated - m_framesRead);

@@ -10,6 +10,7 @@
 
 namespace {
 
+/// How --raw names a sample encoding, libsndfile's number for it, and the bytes of a sample.
 struct Encoding {
   std::string_view name;
   int format;
@@ -39,9 +40,11 @@ constexpr std::array<Encoding, 14> kEncodings{{
 }  // namespace
 
 std::optional<RawFormat> ParseRawFormat(std::string_view text) {
+  // The limits keep all products of these numbers within the types that hold them.
   constexpr unsigned int kMostChannels = 256;
   constexpr unsigned int kHighestRate = 10'000'000;
   const std::size_t first = text.find(':');
+  // A search from npos finds nothing, so a text without a colon has no second one either.
   const std::size_t second = text.find(':', first == std::string_view::npos ? first : first + 1);
   if (second == std::string_view::npos) {
     return std::nullopt;

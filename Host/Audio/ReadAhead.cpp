@@ -8,6 +8,7 @@ ReadAhead::ReadAhead(std::unique_ptr<SoundSource> source) : m_source(std::move(s
 
 ReadAhead::~ReadAhead() {
   {
+    // Under the lock, so that the thread cannot miss it between its check and its wait.
     const std::lock_guard lock(m_mutex);
     m_isStopped = true;
   }
@@ -25,6 +26,7 @@ SampleBlock ReadAhead::Read() {
     try {
       m_thread = std::thread([this] { ReadSource(); });
     } catch (const std::system_error&) {
+      // The system has no more threads. Decoding on this one is slower, but gives the same samples.
       m_isDirect = true;
     }
   }
@@ -32,12 +34,15 @@ SampleBlock ReadAhead::Read() {
     return m_source->Read();
   }
   std::unique_lock lock(m_mutex);
+  // The call gives back the slot that the previous one returned. The thread waits until kFewSlots are left; m_returned
+  // grows by one, so the number meets that value exactly.
   if (std::exchange(m_isHeld, true) && m_filled - ++m_returned == kFewSlots) {
     m_changed.notify_one();
   }
   if (m_filled == m_returned) {
     m_changed.wait(lock, [this] { return m_filled - m_returned >= kFewSlots || m_isComplete; });
   }
+  // The thread does not touch this slot before it is given back, so it can be read without the lock.
   const Slot& slot = m_slots[m_returned % m_slots.size()];
   lock.unlock();
   m_isAtEnd = slot.frames == 0;
@@ -50,6 +55,7 @@ SampleBlock ReadAhead::Read() {
   return {slot.samples.data(), slot.frames};
 }
 
+/// What the thread does: fills slots until the sound ends or fails, or the object is destroyed.
 void ReadAhead::ReadSource() {
   for (bool isLast = false; !isLast;) {
     std::unique_lock lock(m_mutex);
@@ -72,6 +78,7 @@ void ReadAhead::ReadSource() {
   }
 }
 
+/// Copies the source's next block into `slot`. A failure makes it the last slot: Read() throws it in its place.
 void ReadAhead::Fill(Slot& slot) {
   slot.frames = 0;
   try {

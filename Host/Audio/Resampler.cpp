@@ -10,10 +10,11 @@
 
 namespace {
 
+/// The most sample frames that one call of libsoxr takes or gives.
 constexpr std::size_t kStepFrames = 4096;
 constexpr unsigned int kMostRatio = 64;
 
-/// The functions of libsoxr, under their own names.
+/// The functions of libsoxr that Resampler uses. The constructor loads the library and throws Failure if it cannot.
 struct Soxr {
   Soxr() {
     void* const library = dlopen("libsoxr.so.0", RTLD_NOW | RTLD_LOCAL);
@@ -48,6 +49,7 @@ const Soxr& LoadedSoxr() {
   return soxr;
 }
 
+/// libsoxr's number for interleaved samples of `type`.
 soxr_datatype_t DataType(SampleType type) {
   switch (type) {
     case SampleType::kInt16:
@@ -75,12 +77,13 @@ Resampler::Resampler(const SoundFormat& source, unsigned int rate)
   const soxr_io_spec_t types = soxr.ioSpec(DataType(source.sampleType), SOXR_FLOAT64_I);
   const soxr_quality_spec_t quality = soxr.qualitySpec(SOXR_VHQ, 0);
   const soxr_runtime_spec_t runtime = soxr.runtimeSpec(1);
-  // The first one fills tables that all threads share.
+  // The first call of soxr_create fills tables that all threads share.
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
   soxr_error_t error = nullptr;
   m_resampler = soxr.create(source.sampleRate, rate, source.channels, &error, &types, &quality, &runtime);
   if (m_resampler == nullptr || error != nullptr) {
+    // The destructor does not run for a constructor that throws.
     soxr.destroy(m_resampler);
     throw Failure(task + (error == nullptr ? "out of memory" : error));
   }
@@ -91,6 +94,7 @@ Resampler::~Resampler() { LoadedSoxr().destroy(m_resampler); }
 void Resampler::Process(const void* samples, std::size_t frames, const Sink& sink) {
   const auto* bytes = static_cast<const unsigned char*>(samples);
   Progress progress{0, 0};
+  // A step that fills the room may leave more in libsoxr: steps without input fetch it.
   for (std::size_t left = frames; left != 0 || progress.made == kStepFrames; left -= progress.taken) {
     progress = Step(bytes, std::min(left, kStepFrames), sink);
     bytes += progress.taken * m_frameSize;

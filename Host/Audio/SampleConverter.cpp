@@ -2,6 +2,7 @@
 
 namespace {
 
+/// A packer for what reaches it: the source's own samples, or the resampler's doubles where the rate changes.
 SamplePacker PackerFor(const SoundFormat& source, unsigned int rate, unsigned int bits) {
   return rate == source.sampleRate ? SamplePacker(source.sampleType, source.significantBits, bits)
                                    : SamplePacker(SampleType::kDouble, 53, bits);
@@ -38,6 +39,7 @@ SampleConverter::Bytes SampleConverter::Finish() {
   return m_bytes;
 }
 
+/// Packs interleaved samples behind m_bytes. They have the type that PackerFor has chosen.
 void SampleConverter::Append(const void* samples, std::size_t frames) {
   const std::size_t count = frames * m_channels;
   const std::size_t size = m_bytes.size();
@@ -50,5 +52,6 @@ bool SampleConverter::IsExact(const SoundFormat& source, unsigned int rate, unsi
 }
 
 std::uint64_t SampleConverter::OutputFrames(std::uint64_t frames, unsigned int from, unsigned int to) {
+  // Whole seconds and the rest are scaled apart, since frames × to may exceed 64 bits.
   return frames / from * to + (frames % from * to + from / 2) / from;
 }

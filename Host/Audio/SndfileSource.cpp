@@ -13,16 +13,19 @@
 
 namespace {
 
+/// The most bytes in a block that Read() returns, unless a single sample frame is larger.
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
-constexpr std::uint64_t kWavGsmBlock = 65;  // bytes, of
+/// GSM 6.10 in WAV (format tag 0x31): each block of 65 bytes holds 320 sample frames.
+constexpr std::uint64_t kWavGsmBlock = 65;  // bytes of a block
 constexpr std::uint64_t kWavGsmFrames = 320;
 
+/// How Read() represents the samples: see the fields of the same names in SoundFormat.
 struct Representation {
   SampleType type;
   unsigned int significantBits;
 };
 
-/// The smallest representation that holds all that the subtype's decoder gives.
+/// The smallest representation that holds all bits that libsndfile's decoder for the subtype gives.
 Representation RepresentationOf(int format) {
   switch (format & SF_FORMAT_SUBMASK) {
     case SF_FORMAT_ALAC_20:
@@ -41,6 +44,7 @@ Representation RepresentationOf(int format) {
       return {SampleType::kFloat, 24};
     case SF_FORMAT_DOUBLE:
       return {SampleType::kDouble, 53};
+    // PCM of 8 and 16 bits, A-law, mu-law, and compressed formats whose decoders give at most 16 bits.
     default:
       return {SampleType::kInt16, 16};
   }
@@ -83,11 +87,13 @@ bool HasBlocksOfOneSize(const SF_INFO& info) {
   }
 }
 
+/// "the file promises 100 bytes of sound, 3 are missing". `unit` is a noun in the plural.
 std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
   return fmt::format("the file promises {} {} of sound, {} {} missing", promised, unit, missing,
                      missing == 1 ? "is" : "are");
 }
 
+/// Removes full stops, spaces and line feeds from the end: libsndfile's texts are sentences, Failure's are clauses.
 std::string WithoutFullStop(std::string text) {
   while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == '\n')) {
     text.pop_back();
@@ -100,6 +106,7 @@ std::string WithoutFullStop(std::string text) {
 SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, MetadataUse metadataUse,
                              const std::optional<RawFormat>& raw)
     : m_bytes(std::move(bytes)), m_truncation(truncation), m_raw(raw), m_io(*m_bytes) {
+  // Samples without a header have nothing to find or to correct.
   if (!m_raw) {
     FindSamples();
   }
@@ -107,18 +114,22 @@ SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation trunc
   if (metadataUse == MetadataUse::kRead && !m_raw) {
     m_metadata = ReadMetadata(m_file.get(), info, m_io, *m_bytes);
   }
+  // From here on libsndfile reads the samples front to back.
   m_bytes->StopKeeping();
   AllocateBlock();
 }
 
+/// Makes room for the whole sample frames that fit kBlockBytes, at least for one.
 void SndfileSource::AllocateBlock() {
   const std::size_t fittingFrames = kBlockBytes / (SizeOf(m_format.sampleType) * m_format.channels);
   m_blockFrames = std::max<std::size_t>(1, fittingFrames);
   const std::size_t blockBytes = m_blockFrames * m_format.channels * SizeOf(m_format.sampleType);
+  // Rounded up to whole doubles.
   m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
 }
 
-/// Corrects headers that libsndfile would misread, and refuses faults that it would not notice.
+/// Finds the samples before libsndfile opens the file: corrects headers that it would misread, and refuses truncations
+/// that it would not notice.
 void SndfileSource::FindSamples() {
   m_data = FindSampleData(*m_bytes);
   if (m_bytes->IsStream()) {
@@ -127,6 +138,7 @@ void SndfileSource::FindSamples() {
   if (m_data) {
     CorrectHeader();
   } else if (!m_bytes->IsStream()) {
+    // The format is not made of chunks: the length is in a header of another kind, in Ogg's last page, or nowhere.
     m_lacksLength = LacksLength(*m_bytes);
     if (LacksOggEnd(*m_bytes)) {
       NoteMissing("the Ogg stream has no last page");
@@ -138,6 +150,7 @@ void SndfileSource::FindSamples() {
   }
 }
 
+/// Throws Failure for a stream that needs seeking, or whose header leaves its end ambiguous.
 void SndfileSource::RefuseUnreadableStream() {
   if (!m_data || !m_data->isStreamable) {
     throw Failure(
@@ -145,12 +158,15 @@ void SndfileSource::RefuseUnreadableStream() {
         ": is not in a format that can be read from a pipe (WAV, W64, AIFF, CAF, AU, FLAC or MP3); save it to a "
         "file first");
   }
+  // The size 0 is ambiguous when bytes follow: it may be real, or the placeholder of a writer that could not seek
+  // back.
   unsigned char sample = 0;
   if (m_data && m_data->size == std::uint64_t{0} && m_bytes->ReadAt(m_data->start, &sample, 1) != 0) {
     throw Failure(m_bytes->Name() +
                   ": the header says that there are no samples, but more bytes follow; save it to a file first");
   }
-  // Some of libsndfile's decoders for compressed samples read all of them when opened: show it a short file.
+  // Some of libsndfile's decoders for compressed samples read all of them when they open a file. The limit on its
+  // length keeps this trial from waiting for the end of the stream.
   SF_INFO info{};
   if (m_data && !m_data->size && m_io.Open(info, m_data->start + kBlockBytes) && !IsUncompressed(info)) {
     throw Failure(m_bytes->Name() +
@@ -160,11 +176,15 @@ void SndfileSource::RefuseUnreadableStream() {
   m_io.RethrowFailure();
 }
 
+/// Makes the header's size agree with the bytes that there are. Throws Failure for a truncated file, unless
+/// truncations are allowed. m_data must be known.
 void SndfileSource::CorrectHeader() {
+  // The length of a stream is unknown: the value used for it exceeds any sound, and sums with it do not overflow.
   const std::uint64_t available =
       m_bytes->IsStream() ? InputBytes::kEndless / 2 : m_bytes->Length() - std::min(m_bytes->Length(), m_data->start);
   if (m_data->size && (m_bytes->IsStream() || m_data->endIsMisread)) {
-    // In a stream, libsndfile's decoders for compressed samples rely on an end too.
+    // libsndfile must not read on behind the samples. In a stream, its decoders for compressed samples rely on an end
+    // too.
     m_bytes->EndAt(m_data->start + *m_data->size);
   }
   if (!m_data->size && m_data->isLittleEndianWav) {
@@ -172,11 +192,13 @@ void SndfileSource::CorrectHeader() {
   } else if (!m_data->size && m_data->isCaf) {
     SetCafSize(*m_bytes, *m_data, available);
   } else if (m_data->size && *m_data->size > available) {
+    // Throws unless truncations are allowed; what follows lets libsndfile read the rest.
     NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
     SF_INFO info{};
     if (m_data->isCaf) {
       SetCafSize(*m_bytes, *m_data, available);
     } else if (m_io.Open(info) && HasBlocksOfOneSize(info)) {
+      // libsndfile then derives the number of frames from the stated size, and FramesPresent() scales it down.
       m_bytes->Lengthen(m_data->start + *m_data->size);
     }
     m_io.RethrowFailure();
@@ -185,14 +207,18 @@ void SndfileSource::CorrectHeader() {
   }
 }
 
+/// Opens the file and reads its format. Throws NotASoundFile for an unknown format, Failure for one that cannot be
+/// read.
 SF_INFO SndfileSource::Open() {
   SF_INFO info{};
   if (m_raw) {
+    // sf_open takes the format of headerless samples from its argument. ParseRawFormat keeps both numbers small.
     info.samplerate = static_cast<int>(m_raw->sampleRate);
     info.channels = static_cast<int>(m_raw->channels);
     info.format = m_raw->format;
   }
   m_file = m_io.Open(info);
+  // An error of the input goes first: libsndfile's own error would only follow from it.
   m_io.RethrowFailure();
   if (!m_file && m_io.OpenError() == SF_ERR_UNRECOGNISED_FORMAT) {
     throw NotASoundFile(m_bytes->Name() + ": is not a sound file of a known format");
@@ -210,13 +236,14 @@ SF_INFO SndfileSource::Open() {
   const int encoding = info.format & SF_FORMAT_SUBMASK;
   if (m_bytes->IsStream() &&
       (encoding == SF_FORMAT_DWVW_12 || encoding == SF_FORMAT_DWVW_16 || encoding == SF_FORMAT_DWVW_24)) {
-    // The decoder does not stop where the bytes end.
+    // libsndfile's decoder does not stop where the bytes end.
     throw Failure(m_bytes->Name() + ": DWVW samples cannot be read from a pipe; save it to a file first");
   }
   ReadFormat(info);
   return info;
 }
 
+/// Fills m_format and what depends on it from what libsndfile says, with corrections where it is wrong.
 void SndfileSource::ReadFormat(const SF_INFO& info) {
   const Representation representation = RepresentationOf(info.format);
   m_format.name = m_bytes->Name();
@@ -225,25 +252,30 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
   m_format.sampleType = representation.type;
   m_format.significantBits = representation.significantBits;
   m_isUncompressed = IsUncompressed(info);
-  // libsndfile's SF_COUNT_MAX means unknown.
+  // libsndfile's SF_COUNT_MAX means unknown. For a stream without a stated size libsndfile counts from a made-up
+  // length.
   const bool isOpenStream = m_bytes->IsStream() && (m_raw || (m_data && m_data->size.value_or(0) == 0));
   if (info.frames >= 0 && info.frames < SF_COUNT_MAX && !isOpenStream) {
     m_format.frames = static_cast<std::uint64_t>(info.frames);
   }
   if ((info.format & (SF_FORMAT_TYPEMASK | SF_FORMAT_SUBMASK)) == (SF_FORMAT_WAV | SF_FORMAT_GSM610) && m_data &&
       m_data->size) {
-    // libsndfile takes a padding byte for another block.
+    // libsndfile takes RIFF's padding byte for another block.
     m_format.frames = *m_data->size / kWavGsmBlock * kWavGsmFrames;
   }
   m_hasBlocksOfOneSize = HasBlocksOfOneSize(info);
+  // Only a truncated file that CorrectHeader lengthened ends early.
   if (m_hasBlocksOfOneSize && !m_bytes->IsStream() && m_bytes->EndedEarly()) {
     m_format.frames = FramesPresent();
   }
   ChannelOrder order = WavChannelOrder(m_file.get(), info);
   m_order = std::move(order.sources);
+  // The channel mask in a WAV header overrides what follows from the format alone.
   m_format.speakers = m_data && m_data->speakers ? m_data->speakers : order.speakers;
 }
 
+/// Decodes up to `frames` sample frames into m_block and returns their number. libsndfile justifies integers to the
+/// left of the type, as SampleType demands.
 sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
   void* to = m_block.data();
   switch (m_format.sampleType) {
@@ -260,12 +292,14 @@ sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
 }
 
 SampleBlock SndfileSource::Read() {
+  // The stated number of frames is the limit: some decoders would go on with what follows the samples.
   const std::uint64_t left =
       m_format.frames ? *m_format.frames - std::min(*m_format.frames, m_framesRead) : m_blockFrames;
   const auto wanted = static_cast<sf_count_t>(std::min<std::uint64_t>(left, m_blockFrames));
   sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
   m_io.RethrowFailure();
   const bool hasStatedEnd = m_bytes->IsStream() && m_data && m_data->size;
+  // Bytes behind the last decodable sample show whether the stream is complete.
   if (hasStatedEnd && frames == 0) {
     ReadToStatedEnd();
   }
@@ -285,25 +319,29 @@ SampleBlock SndfileSource::Read() {
   return block;
 }
 
-/// The sample frames that the present bytes hold of a sound with blocks of one size.
+/// The sample frames of a sound with blocks of one size that the present bytes hold: in proportion to the stated size.
 std::uint64_t SndfileSource::FramesPresent() const {
+  // The product of frames and bytes may exceed 64 bits.
   __extension__ using Wide = unsigned __int128;
   const std::uint64_t present = m_bytes->PresentLength() - std::min(m_bytes->PresentLength(), m_data->start);
+  // At least 1, since it is a divisor.
   const std::uint64_t stated = std::max<std::uint64_t>(*m_data->size, 1);
   return static_cast<std::uint64_t>(Wide{m_format.frames.value_or(0)} * std::min(present, stated) / stated);
 }
 
-/// Notes what is missing of a stream that has ended too early. Of the `frames` last read, those that its bytes hold.
+/// Notes what is missing of a stream that has ended too early. Returns how many of the `frames` read last are real.
 sf_count_t SndfileSource::HandleCutStream(sf_count_t frames) {
   const std::uint64_t present = m_bytes->PresentLength() - std::min(m_bytes->PresentLength(), m_data->start);
   NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - present));
+  // Decoders of blocks of one size invent frames behind the end; the others stop there.
   const std::uint64_t most = m_hasBlocksOfOneSize ? FramesPresent() : m_framesRead + static_cast<std::uint64_t>(frames);
   return std::min(frames, static_cast<sf_count_t>(most - std::min(most, m_framesRead)));
 }
 
-/// Reads a stream to the end of its samples, behind the last of them that can be decoded, so that one that ends too early
-/// is noticed.
+/// Reads a stream on to the stated end of its samples after the last one that can be decoded, so that a stream that
+/// ends too early is noticed.
 void SndfileSource::ReadToStatedEnd() {
+  // A wrong size in the header must not make the program read for ever.
   constexpr std::uint64_t kMostBytes = std::uint64_t{64} << 20;
   const std::uint64_t end = m_bytes->PresentLength() + kMostBytes;
   std::vector<unsigned char> rest(kBlockBytes);
@@ -312,6 +350,7 @@ void SndfileSource::ReadToStatedEnd() {
   }
 }
 
+/// Notes the bytes at the end of headerless samples that do not fill a sample frame.
 void SndfileSource::CheckRawEnd() {
   const std::uint64_t length = m_bytes->PresentLength();
   if (const std::uint64_t rest = length % m_raw->frameSize; rest != 0) {
@@ -320,9 +359,11 @@ void SndfileSource::CheckRawEnd() {
   }
 }
 
-/// Handles a read that returned fewer frames than wanted: the end, an early end, or damage.
+/// Handles a read that returned fewer frames than wanted: the end, an early end, or damage. `isLast`: it returned
+/// none.
 void SndfileSource::HandleShortRead(bool isLast) {
   const bool isError = sf_error(m_file.get()) != SF_ERR_NO_ERROR;
+  // A short read without an error may precede another one with frames.
   const bool isMissing = (isLast || isError) && m_format.frames && m_framesRead < *m_format.frames;
   if (isMissing && m_bytes->CameShort()) {
     NoteMissing(PromiseText("sample frames", *m_format.frames, *m_format.frames - m_framesRead));
@@ -334,6 +375,7 @@ void SndfileSource::HandleShortRead(bool isLast) {
   }
 }
 
+/// Throws Failure with `text` if truncations are refused, else keeps it for Notes().
 void SndfileSource::NoteMissing(std::string text) {
   if (m_truncation == Truncation::kRefused) {
     throw Failure(m_bytes->Name() + ": is incomplete: " + text);

@@ -11,19 +11,26 @@
 
 namespace {
 
+/// FFFFFFFF: the size of a RIFF file or of its data chunk when ds64 has it (EBU Tech 3306), and AU's unknown size.
 constexpr std::uint64_t kOpen32 = std::numeric_limits<std::uint32_t>::max();
+/// Behind "RIFF", the size of the whole, and "WAVE".
 constexpr std::size_t kWavFirstChunk = 12;
 constexpr std::uint64_t kExtensible = 0xFFFE;  // the format tag of WAVEFORMATEXTENSIBLE
+/// WAVE_FORMAT_MPEG and WAVE_FORMAT_MPEGLAYER3.
 constexpr std::uint64_t kMpegLayer1Or2 = 0x50;
 constexpr std::uint64_t kMpegLayer3 = 0x55;
+/// Bytes of mEditCount, which precedes the samples in a CAF data chunk and counts into its size.
 constexpr std::size_t kCafEditCount = 4;
+/// The longest part of a header, in bytes, that is copied into memory.
 constexpr std::uint64_t kMostCopied = std::uint64_t{1} << 20;
 constexpr unsigned int kMostChunks = 1024;  // more than any program writes; each costs a read
 
+// AIFF's Sound Data chunk, and the body of an IFF 8SVX file.
 constexpr std::string_view kAiffData = "SSND";
 constexpr std::string_view kSvxData = "BODY";
 
-/// How a family of containers strings its chunks together.
+/// How a family of containers strings its chunks together. Positions and sizes are in bytes. With sizeCountsHeader,
+/// the size in a chunk's header includes that header. Chunk bodies are padded to `alignment`.
 struct ChunkGrammar {
   std::string_view magic;  ///< the file's first bytes
   std::size_t typeAt;      ///< where the type lies
@@ -37,6 +44,8 @@ struct ChunkGrammar {
   std::string_view dataName;
 };
 
+/// RIFF, RF64 (EBU Tech 3306), BW64 (ITU-R BS.2088), RIFX (RIFF in big-endian order), W64, AIFF, AIFF-C, IFF 8SVX and
+/// 16SV, CAF. W64 names chunks by GUIDs of 16 bytes, which begin with RIFF's names in small letters.
 constexpr std::array<ChunkGrammar, 10> kGrammars{{
     {"RIFF", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
     {"RF64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
@@ -50,13 +59,16 @@ constexpr std::array<ChunkGrammar, 10> kGrammars{{
     {"caff", 0, "caff", 8, 4, 8, true, false, 1, "data"},
 }};
 
+/// The first bytes of a file: as many as precede W64's first chunk. Also a chunk's header, of 24 bytes at most.
 using Head = std::array<unsigned char, 40>;
 
+/// Whether `text` lies at `at`. All of it must lie within the head.
 bool HasText(const Head& head, std::size_t at, std::string_view text) {
   return std::equal(text.begin(), text.end(), head.begin() + static_cast<std::ptrdiff_t>(at),
                     [](char expected, unsigned char byte) { return static_cast<unsigned char>(expected) == byte; });
 }
 
+/// The lowest `size` bytes (up to 8) of `value` in the given byte order.
 std::vector<unsigned char> NumberBytes(std::uint64_t value, std::size_t size, bool isBigEndian) {
   std::vector<unsigned char> bytes(size);
   for (std::size_t i = 0; i < size; ++i) {
@@ -85,9 +97,10 @@ class ChunkWalker {
     m_body = m_start + headerSize;
     m_size = ReadNumber(m_header.data() + m_grammar.nameSize, m_grammar.sizeSize, m_grammar.isBigEndian);
     if (m_grammar.sizeCountsHeader) {
+      // A size smaller than the header itself is damage, and counts as an empty chunk.
       m_size = m_size < headerSize ? 0 : m_size - headerSize;
     }
-    // A chunk that extends beyond the end is the last one.
+    // The sums must not overflow: a chunk that extends beyond any possible end is the last one.
     const std::uint64_t padded = m_size + (m_grammar.alignment - m_size % m_grammar.alignment) % m_grammar.alignment;
     m_next = padded < m_size || padded > InputBytes::kEndless - m_body ? InputBytes::kEndless : m_body + padded;
     return true;
@@ -110,19 +123,25 @@ class ChunkWalker {
   std::uint64_t m_next;
 };
 
-/// Whether a 32-bit size is one that writers leave who cannot come back to fill it in. The size of a
-/// regular file may really be such a value: then the total size in the header matches the file.
+/// Whether a 32-bit size is a placeholder of a writer that could not seek back to fill it in. A regular file may
+/// really have such a size: then the size of the whole in its header (`wholeSize`, without the first 8 bytes) matches
+/// the file.
 bool IsLeftOpen(std::uint64_t size, std::uint64_t wholeSize, bool isAiff, const InputBytes& bytes) {
   if (size >= 0xFFFFF000) {
     return true;
   }
+  // Placeholders are 0 and values around 7FFFFFFF, in AIFF from 7F000000 on.
   const bool isSuspect = size == 0 || (size >= (isAiff ? 0x7F000000 : 0x7FFF0000) && size <= 0x80000000);
+  // Programs differ in whether the size of the whole counts the last padding byte.
   const bool isInEarnest = !bytes.IsStream() && wholeSize + 8 <= bytes.Length() && bytes.Length() <= wholeSize + 9;
   return isSuspect && !isInEarnest;
 }
 
+/// The bytes of samples that the data chunk's header states; none where it leaves them open. `size64` is the size of
+/// the data chunk that ds64 states, 0 where there is none.
 std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGrammar& grammar, const Head& head,
                                           std::uint64_t size64, const InputBytes& bytes) {
+  // CAF states -1 for an unknown size; ChunkWalker takes all sizes that large for endless.
   if (grammar.sizeSize == 8) {
     return data.End() == InputBytes::kEndless ? std::nullopt : std::optional(data.Size());
   }
@@ -142,6 +161,7 @@ void SkipPreamble(SampleData& found, std::uint64_t preamble) {
   }
 }
 
+/// The samples of a file that follows `grammar`. Throws Failure where it has no chunk of samples.
 SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const Head& head) {
   SampleData found;
   std::uint64_t size64 = 0;
@@ -150,14 +170,17 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
     std::array<unsigned char, 16> body{};
     std::array<unsigned char, 24> format{};
     if (chunk.IsNamed("fmt ") && bytes.ReadAt(chunk.Body(), format.data(), 2) == 2) {
+      // wFormatTag is the first field of WAVEFORMATEX.
       const std::uint64_t tag = ReadNumber(format.data(), 2, grammar.isBigEndian);
       found.isMpeg = tag == kMpegLayer1Or2 || tag == kMpegLayer3;
     }
     if (chunk.IsNamed("fmt ") && bytes.ReadAt(chunk.Body(), format.data(), format.size()) == format.size() &&
         chunk.Size() >= format.size() && ReadNumber(format.data(), 2, grammar.isBigEndian) == kExtensible) {
+      // dwChannelMask of WAVEFORMATEXTENSIBLE.
       found.speakers = static_cast<std::uint32_t>(ReadNumber(format.data() + 20, 4, grammar.isBigEndian));
     }
     if (chunk.IsNamed("ds64") && bytes.ReadAt(chunk.Body(), body.data(), body.size()) == body.size()) {
+      // dataSize follows riffSize in ds64. Its numbers are little-endian.
       size64 = ReadNumber(body.data() + 8, 8, false);
     }
   }
@@ -174,31 +197,37 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
     SkipPreamble(found, kCafEditCount);
   } else if (grammar.dataName == kAiffData) {
     constexpr std::size_t kOffsetSize = 4;
-    std::array<unsigned char, 8> preamble{};  // the offset of the samples, and the size of a block
+    std::array<unsigned char, 8> preamble{};  // offset and blockSize of SSND
     if (bytes.ReadAt(chunk.Body(), preamble.data(), preamble.size()) != preamble.size()) {
       throw Failure(bytes.Name() + ": is incomplete: it ends within its header");
     }
     const std::uint64_t offset = ReadNumber(preamble.data(), kOffsetSize, true);
+    // With an offset, libsndfile may read on after the samples.
     found.endIsMisread = offset != 0;
     SkipPreamble(found, preamble.size() + offset);
   }
   if (!bytes.IsStream() && found.size.value_or(0) != 0) {
     while (chunk.Next() && !chunk.IsNamed(grammar.dataName)) {
     }
-    // libsndfile would go on looking for chunks, for hours in a large sparse file, and prefer a second chunk of samples.
+    // libsndfile would go on looking for chunks, for hours in a large sparse file, and would prefer a second chunk of
+    // samples to the first.
     bytes.EndAt(std::max(chunk.Start(), found.start + *found.size));
   }
   return found;
 }
 
-/// Whether libsndfile reads samples of this format in RF64: integers, floating point, A-law, mu-law.
+/// Whether libsndfile reads samples of the format in RF64: by wFormatTag, integers, floating point, A-law, mu-law and
+/// WAVEFORMATEXTENSIBLE. `formatAt` is the position of the body of "fmt ".
 bool IsPlainWavFormat(InputBytes& bytes, std::uint64_t formatAt) {
   constexpr std::array<std::uint64_t, 5> kPlain{1, 3, 6, 7, kExtensible};
   std::array<unsigned char, 2> tag{};
+  // A failed read leaves the tag 0, which is not among them.
   bytes.ReadAt(formatAt, tag.data(), tag.size());
   return std::find(kPlain.begin(), kPlain.end(), ReadNumber(tag.data(), tag.size(), false)) != kPlain.end();
 }
 
+/// The samples of an AU file: after the magic number come the position and the size of the samples, 32 bits each.
+/// "dns." marks little-endian byte order.
 std::optional<SampleData> FindInAu(const Head& head) {
   const bool isBigEndian = HasText(head, 0, ".snd");
   if (!isBigEndian && !HasText(head, 0, "dns.")) {
@@ -242,17 +271,20 @@ void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   appendText("RF64");
   appendNumber(kOpen32, 4);
   appendText("WAVEds64");
+  // The body of ds64: riffSize, dataSize, sampleCount (64 bits each) and the length of its table (32 bits).
   appendNumber(28, 4);
   const std::size_t wholeSizeAt = head.size();
   appendNumber(0, 8);
   appendNumber(size, 8);
   appendNumber(0, 8);  // number of sample frames: left to the reader
   appendNumber(0, 4);  // no table of other long chunks
+  // RIFF, RF64 and BW64 differ only in their magic: one grammar serves for all.
   for (ChunkWalker chunk(bytes, kGrammars[0]); chunk.Next() && !chunk.IsNamed("data");) {
     const std::uint64_t length = chunk.End() - chunk.Start();
     if (chunk.IsNamed("fmt ") && !IsPlainWavFormat(bytes, chunk.Body())) {
       return;
     }
+    // libsndfile needs "fmt "; the other chunks are metadata, of which a reader may have less.
     const bool isToBeKept = chunk.IsNamed("fmt ") || head.size() <= kMostCopied;
     if (!chunk.IsNamed("ds64") && length <= kMostCopied && isToBeKept) {
       std::vector<unsigned char> copy(static_cast<std::size_t>(length));
@@ -262,6 +294,7 @@ void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   }
   appendText("data");
   appendNumber(kOpen32, 4);
+  // riffSize does not count the first 8 bytes: "RF64" and the 32-bit size.
   const std::vector<unsigned char> wholeSize = NumberBytes(head.size() - 8 + size, 8, false);
   std::copy(wholeSize.begin(), wholeSize.end(), head.begin() + static_cast<std::ptrdiff_t>(wholeSizeAt));
   bytes.ReplaceHead(std::move(head), data.start);
@@ -273,6 +306,7 @@ void SetCafSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   }
   std::vector<unsigned char> head(static_cast<std::size_t>(data.start));
   bytes.ReadAt(0, head.data(), head.size());
+  // The header of the data chunk ends with its size, and the edit count follows. Both lie before data.start.
   const std::vector<unsigned char> sizeBytes = NumberBytes(size + kCafEditCount, 8, true);
   std::copy(sizeBytes.begin(), sizeBytes.end(), head.end() - kCafEditCount - 8);
   bytes.ReplaceHead(std::move(head), data.start);

@@ -12,6 +12,7 @@
 std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation, MetadataUse metadataUse,
                                        const std::optional<RawFormat>& raw) {
   auto bytes = std::make_unique<InputBytes>(path);
+  // No look at the bytes: samples without a header may begin like any format, and may be none at all.
   if (raw) {
     return std::make_unique<SndfileSource>(std::move(bytes), truncation, metadataUse, raw);
   }
@@ -20,6 +21,7 @@ std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation trunc
     throw NotASoundFile(bytes->Name() + ": is empty, not a sound file");
   }
   const bool isToBeRead = metadataUse == MetadataUse::kRead;
+  // FLAC and MPEG go to their own decoders before libsndfile, which would accept both.
   if (FlacSource::IsFlac(*bytes)) {
     SoundMetadata metadata = isToBeRead ? ReadFlacMetadata(*bytes) : SoundMetadata();
     return std::make_unique<FlacSource>(std::move(bytes), truncation, std::move(metadata));

@@ -8,7 +8,9 @@ namespace {
 
 constexpr std::size_t kFramesPerBlock = 1024;
 constexpr double kAmplitude = 0.5;
+/// Pitch in Hz at which the first channel begins; each further channel begins that much higher.
 constexpr double kLowestPitch = 55.0;
+/// Cycles per sample at the end: a little below the Nyquist frequency of 0.5.
 constexpr double kHighestStep = 0.45;
 
 }  // namespace
@@ -23,6 +25,7 @@ TestSignal::TestSignal(unsigned int rate, unsigned int channels, double seconds)
       m_samples(kFramesPerBlock * channels) {
   for (unsigned int channel = 0; channel < channels; ++channel) {
     const double step = kLowestPitch * (channel + 1) / rate;
+    // The step grows by the same factor with each sample, and reaches kHighestStep after the last one.
     m_sweeps.push_back({step, std::pow(kHighestStep / step, 1 / std::max(seconds * rate, 1.0))});
   }
 }
@@ -34,6 +37,7 @@ SampleBlock TestSignal::Read() {
     for (Sweep& sweep : m_sweeps) {
       *sample++ = kAmplitude * std::sin(2 * std::numbers::pi * sweep.phase);
       sweep.phase += sweep.step;
+      // A phase below 1 keeps its precision however long the signal is.
       sweep.phase -= std::floor(sweep.phase);
       sweep.step *= sweep.growth;
     }

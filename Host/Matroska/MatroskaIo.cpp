@@ -5,7 +5,7 @@
 
 namespace {
 
-// Small enough to stay in the processor's cache until it is parsed.
+/// Bytes read at a time: few enough to stay in the processor's cache until they are parsed.
 constexpr std::size_t kBufferSize = 64 * std::size_t{1024};
 
 }  // namespace
@@ -20,6 +20,7 @@ uint32 MatroskaIo::read(void* buffer, size_t size) {
     done += taken;
     m_position += taken;
   }
+  // The type is libebml's; MatroskaReader limits the size of elements long before it overflows.
   return static_cast<uint32>(done);
 }
 
@@ -35,6 +36,7 @@ size_t MatroskaIo::write(const void* bytes, size_t size) {
 
 void MatroskaIo::setFilePointer(int64 offset, libebml::seek_mode mode) {
   const std::uint64_t base = mode == libebml::seek_current ? m_position : mode == libebml::seek_end ? m_file.Size() : 0;
+  // A negative offset wraps modulo 2^64 to the right sum.
   m_position = base + static_cast<std::uint64_t>(offset);
 }
 

@@ -25,12 +25,14 @@ void FillChapters(KaxChapters& element, const SoundMetadata& metadata) {
   if (metadata.chapters.empty()) {
     return;
   }
+  // UIDs must not be 0 and must differ. Counting them, instead of random numbers, gives the same file every time.
   auto& edition = AddNewChild<KaxEditionEntry>(element);
   Set<KaxEditionUID>(edition, 1U);
   unsigned int number = 0;
   for (const SoundMetadata::Chapter& chapter : metadata.chapters) {
     auto& atom = AddNewChild<KaxChapterAtom>(edition);
     Set<KaxChapterUID>(atom, ++number);
+    // libebml would omit the time 0 of a first chapter.
     SetAlways<KaxChapterTimeStart>(atom, chapter.nanoseconds);
     if (!chapter.label.empty()) {
       auto& display = AddNewChild<KaxChapterDisplay>(atom);
@@ -50,6 +52,7 @@ void FillAttachments(KaxAttachments& element, const SoundMetadata& metadata) {
     SetText<KaxFileName>(file, attachment.name);
     Set<KaxMimeType>(file, attachment.mimeType);
     Set<KaxFileUID>(file, ++number);
+    // Attachments are limited to MetadataBytes::kLimit, so their sizes fit 32 bits.
     GetChild<KaxFileData>(file).CopyBuffer(reinterpret_cast<const binary*>(attachment.bytes.data()),
                                            static_cast<uint32>(attachment.bytes.size()));
   }

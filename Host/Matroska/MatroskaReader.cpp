@@ -23,12 +23,13 @@ namespace {
 constexpr std::uint64_t kLargestHead = 32 << 20;  // titles may be long
 constexpr std::uint64_t kBlockHeads = 64;         // a BlockGroup without the bytes of the packet
 
+/// The exception for a missing, unknown or incomplete element. `position` is in bytes from the beginning of the file.
 DamagedMatroska InvalidElementAt(std::uint64_t position) {
   return DamagedMatroska{fmt::format("no valid Matroska element at byte {}", position)};
 }
 
-// libebml scans ahead to the next element that it knows; only an element that begins at `begin` and ends by `end`
-// counts.
+/// Throws unless `element` begins at `begin` and ends by `end`: libebml skips bytes that it does not understand until
+/// it finds an element that it knows. A null element, one of unknown kind and one of unknown size are invalid too.
 void CheckPosition(const EbmlElement* element, std::uint64_t begin, std::uint64_t end) {
   if (element == nullptr || element->GetElementPosition() != begin || element->IsDummy() || !element->IsFiniteSize() ||
       element->GetEndPosition() > end) {
@@ -42,6 +43,7 @@ MatroskaReader::MatroskaReader(OutputFile& file, std::size_t largestPacket)
     : m_size(file.Size()), m_largestBlock(largestPacket + kBlockHeads), m_io(file), m_stream(m_io) {
   OpenSegment();
   NextCluster();
+  // Packets cannot be told apart and timed without these.
   if (m_tick == 0 || m_tracks.empty()) {
     throw DamagedMatroska("segment information and tracks do not precede the first packet");
   }
@@ -49,12 +51,14 @@ MatroskaReader::MatroskaReader(OutputFile& file, std::size_t largestPacket)
 
 std::optional<MatroskaPacket> MatroskaReader::Next() {
   while (m_cluster != nullptr) {
+    // m_block keeps the bytes of the returned packet alive until the next call.
     while ((m_block = NextChild(*m_cluster)) != nullptr) {
       ReadContent(*m_block, m_largestBlock);
       if (const auto* const time = dynamic_cast<KaxClusterTimecode*>(m_block.get())) {
         m_clusterTick = time->GetValue();
       } else if (auto* const block = dynamic_cast<KaxSimpleBlock*>(m_block.get())) {
         MatroskaPacket packet = PacketOf(*block);
+        // A SimpleBlock has no duration of its own.
         packet.durationNanoseconds = m_tracks[packet.track].defaultDuration;
         return packet;
       } else if (auto* const group = dynamic_cast<KaxBlockGroup*>(m_block.get())) {
@@ -66,6 +70,7 @@ std::optional<MatroskaPacket> MatroskaReader::Next() {
   return std::nullopt;
 }
 
+/// Reads the EBML head and opens the segment, which must extend exactly to the end of the file.
 void MatroskaReader::OpenSegment() {
   const Element head(m_stream.FindNextID(EBML_INFO(EbmlHead), m_size));
   CheckPosition(head.get(), 0, m_size);
@@ -98,12 +103,14 @@ void MatroskaReader::NextCluster() {
   m_cluster = std::move(child);
 }
 
+/// Takes the tick and the duration from the segment information. An absent TimestampScale has its default, 1 ms.
 void MatroskaReader::ReadInfo(KaxInfo& info) {
   m_tick = GetChild<KaxTimecodeScale>(info).GetValue();
   const auto* const duration = FindChild<KaxDuration>(info);
   m_nanoseconds = duration == nullptr ? 0 : duration->GetValue() * static_cast<double>(m_tick);
 }
 
+/// Takes the audio format of each track. Absent elements have the defaults of Matroska.
 void MatroskaReader::ReadTracks(KaxTracks& tracks) {
   for (EbmlElement* const child : tracks) {
     if (auto* const entry = dynamic_cast<KaxTrackEntry*>(child)) {
@@ -119,6 +126,7 @@ void MatroskaReader::ReadTracks(KaxTracks& tracks) {
   }
 }
 
+/// The packet of a BlockGroup, with the group's own duration if it states one.
 MatroskaPacket MatroskaReader::PacketOf(KaxBlockGroup& group) const {
   auto* const block = FindChild<KaxBlock>(group);
   if (block == nullptr) {
@@ -131,6 +139,7 @@ MatroskaPacket MatroskaReader::PacketOf(KaxBlockGroup& group) const {
   return packet;
 }
 
+/// The packet of a block, without a duration. Lacing and unknown tracks are damage.
 MatroskaPacket MatroskaReader::PacketOf(KaxInternalBlock& block) const {
   const auto track = std::find_if(m_tracks.begin(), m_tracks.end(),
                                   [&block](const MatroskaTrack& known) { return known.number == block.TrackNum(); });
@@ -138,6 +147,7 @@ MatroskaPacket MatroskaReader::PacketOf(KaxInternalBlock& block) const {
     throw InvalidElementAt(block.GetElementPosition());
   }
   const DataBuffer& frame = block.GetBuffer(0);
+  // A block's timestamp is relative to its cluster and signed; the sum is right modulo 2^64.
   const std::uint64_t tick = m_clusterTick + static_cast<std::uint64_t>(std::int64_t{block.GetRelativeTimestamp()});
   return {
       static_cast<std::size_t>(track - m_tracks.begin()), {frame.Buffer(), frame.Size()}, tick * m_tick, std::nullopt};
@@ -153,6 +163,7 @@ MatroskaReader::Element MatroskaReader::NextChild(const EbmlElement& parent) {
   int levelsUp = 0;
   Element child(m_stream.FindNextElement(EBML_CONTEXT(&parent), levelsUp, end - begin, true));
   CheckPosition(child.get(), begin, end);
+  // The element found belongs to a level above `parent`, whose stated end it lies before.
   if (levelsUp > 0) {
     throw InvalidElementAt(begin);
   }

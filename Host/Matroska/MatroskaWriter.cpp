@@ -26,12 +26,15 @@ using namespace libmatroska;
 namespace {
 
 constexpr unsigned int kFirstTrackNumber = 1;
-constexpr std::uint64_t kLargestShortNumber = 126;  // of a track, in one byte
+constexpr std::uint64_t kLargestShortNumber = 126;  // of a track, in one byte of an EBML variable-size integer
 constexpr std::size_t kMostTracks = 16'000;         // a block states its track in two bytes
 constexpr std::uint64_t kSeekHeadSpace = 160;       // six entries of at most 21 bytes, and heads
+/// The number of cues that AddCue halves. It is even.
 constexpr std::size_t kMostCues = 262'144;
+/// Length after which a cluster ends.
 constexpr std::uint64_t kClusterNanoseconds = 500'000'000;
 
+/// Returns `description`. Throws Failure if it is out of bounds.
 const MatroskaDescription& Checked(const MatroskaDescription& description) {
   if (description.trackNames.empty() || description.trackNames.size() > kMostTracks) {
     throw Failure(fmt::format("a Matroska file cannot hold {} tracks", description.trackNames.size()));
@@ -59,16 +62,19 @@ MatroskaWriter::MatroskaWriter(OutputFile& file, const MatroskaDescription& desc
   WriteEbmlHead();
   m_segment.Open(m_io);
   if (m_file.IsSeekable()) {
+    // A Void element keeps room for the SeekHead, whose positions are known at the end only.
     m_seekHeadSpace.SetSize(kSeekHeadSpace);
     m_seekHeadSpace.Render(m_io);
   }
   WriteInfo(description);
   WriteTracks(description);
+  // Before the first cluster, so that a reader of a pipe gets it too.
   WriteMetadata(description.metadata);
 }
 
 void MatroskaWriter::WritePacket(std::span<const unsigned char> bytes, std::uint64_t time, std::uint64_t sampleFrames,
                                  std::size_t track) {
+  // The packet and the head of its block must stay below 2^31 bytes together.
   constexpr std::size_t kLargestPacket = 0x7FFFFFEF;
   if (bytes.empty()) {
     return;
@@ -84,6 +90,7 @@ void MatroskaWriter::WritePacket(std::span<const unsigned char> bytes, std::uint
     EndCluster();
     BeginCluster(tick);
     if (m_file.IsSeekable()) {
+      // A cue points to the beginning of a cluster, relative to the segment's content.
       AddCue({tick, m_segment.GetRelativePosition(*m_cluster)});
     }
   }
@@ -98,6 +105,8 @@ void MatroskaWriter::Finish() {
   }
   EndCluster();
   if (m_file.IsSeekable()) {
+    // The cues come first, since the SeekHead lists their position; the segment's size comes last, since it covers
+    // all.
     WriteCues();
     WriteSeekHead();
     WriteDuration();
@@ -111,6 +120,7 @@ std::uint64_t MatroskaWriter::SimpleSampleFrames(std::uint64_t usual) const {
   return m_clock.Nanoseconds(usual) / m_clock.TickNanoseconds() == m_clock.Ticks(usual) ? usual : 0;
 }
 
+/// Writes the EBML head (RFC 8794). SimpleBlock came with version 2 of Matroska.
 void MatroskaWriter::WriteEbmlHead() {
   constexpr unsigned int kFirstVersionWithSimpleBlock = 2;
   EbmlHead head;
@@ -120,9 +130,11 @@ void MatroskaWriter::WriteEbmlHead() {
   head.Render(m_io, true);
 }
 
+/// Writes the segment information. It has neither DateUTC nor SegmentUID, so that equal input gives equal files.
 void MatroskaWriter::WriteInfo(const MatroskaDescription& description) {
   SetAlways<KaxTimecodeScale>(m_info, m_clock.TickNanoseconds());
   if (m_file.IsSeekable() || description.sampleFrames.value_or(0) != 0) {
+    // WriteDuration overwrites the value of a seekable file in place, so its width must not depend on it.
     Set<KaxDuration>(m_info, m_clock.ExactTicks(description.sampleFrames.value_or(0)))
         .SetPrecision(EbmlFloat::FLOAT_64);
   }
@@ -134,16 +146,20 @@ void MatroskaWriter::WriteInfo(const MatroskaDescription& description) {
   m_info.Render(m_io);
 }
 
+/// Writes one TrackEntry for each name, all of the same format.
 void MatroskaWriter::WriteTracks(const MatroskaDescription& description) {
   for (const std::string& name : description.trackNames) {
     const bool isFirst = m_trackEntries.empty();
     const auto number = static_cast<unsigned int>(kFirstTrackNumber + m_trackEntries.size());
+    // libmatroska creates Tracks with a first TrackEntry, since one is mandatory.
     auto& entry = isFirst ? GetChild<KaxTrackEntry>(m_tracks) : AddNewChild<KaxTrackEntry>(m_tracks);
     m_trackEntries.push_back(&entry);
+    // KaxBlockGroup takes timestamps in nanoseconds and divides them by this.
     entry.SetGlobalTimecodeScale(m_clock.TickNanoseconds());
     Set<KaxTrackNumber>(entry, number);
     Set<KaxTrackUID>(entry, number);
     Set<KaxTrackType>(entry, unsigned{track_audio});
+    // Players choose the first track by themselves; the default of the flag is 1.
     if (!isFirst) {
       Set<KaxTrackFlagDefault>(entry, 0U);
     }
@@ -155,6 +171,7 @@ void MatroskaWriter::WriteTracks(const MatroskaDescription& description) {
     Set<KaxTrackLanguage>(entry, std::string("und"));
     Set<KaxCodecID>(entry, std::string("A_PCM/INT/LIT"));
     auto& audio = GetChild<KaxTrackAudio>(entry);
+    // libebml omits values that equal Matroska's defaults (8000 Hz, one channel); some readers do not know these.
     SetAlways<KaxAudioSamplingFreq>(audio, double{1} * description.sampleRate);
     SetAlways<KaxAudioChannels>(audio, description.channels);
     Set<KaxAudioBitDepth>(audio, description.bitsPerSample);
@@ -162,6 +179,7 @@ void MatroskaWriter::WriteTracks(const MatroskaDescription& description) {
   m_tracks.Render(m_io);
 }
 
+/// Writes chapters, attachments and tags, as far as there are any: an element without children is invalid.
 void MatroskaWriter::WriteMetadata(const SoundMetadata& metadata) {
   FillChapters(m_chapters, metadata);
   FillAttachments(m_attachments, metadata);
@@ -173,6 +191,7 @@ void MatroskaWriter::WriteMetadata(const SoundMetadata& metadata) {
   }
 }
 
+/// Writes a packet as a SimpleBlock where its duration is the track's default, else as a BlockGroup with its duration.
 void MatroskaWriter::WriteBlock(std::span<const unsigned char> bytes, std::uint64_t tick, std::uint64_t sampleFrames,
                                 const KaxTrackEntry& track) {
   const std::uint64_t number = track.TrackNumber().GetValue();
@@ -180,7 +199,8 @@ void MatroskaWriter::WriteBlock(std::span<const unsigned char> bytes, std::uint6
     WriteSimpleBlock(bytes, static_cast<std::uint16_t>(tick - m_clusterTick), static_cast<unsigned char>(number));
     return;
   }
-  // The block takes ownership of the DataBuffer, which only refers to the bytes.
+  // The block takes ownership of the DataBuffer, which only refers to the bytes and does not change them. WritePacket
+  // has limited their size to 31 bits.
   auto frame = std::make_unique<DataBuffer>(const_cast<binary*>(bytes.data()), static_cast<uint32>(bytes.size()));
   KaxBlockGroup group;
   group.SetParent(*m_cluster);
@@ -189,12 +209,15 @@ void MatroskaWriter::WriteBlock(std::span<const unsigned char> bytes, std::uint6
   group.Render(m_io);
 }
 
-/// Writes what a KaxSimpleBlock renders. Building one for each packet takes a tenth of the time of a whole encoding.
+/// Writes the same bytes as a rendered KaxSimpleBlock. Building such an object for each packet would take a tenth of
+/// the time of a whole encoding.
 void MatroskaWriter::WriteSimpleBlock(std::span<const unsigned char> bytes, std::uint16_t ticksInCluster,
                                       unsigned char trackNumber) {
   constexpr unsigned char kId = 0xA3;
   constexpr unsigned char kKeyframe = 0x80;
   constexpr std::size_t kLongestSize = 8;
+  // Track number as a variable-size integer of one byte, timestamp relative to the cluster (16 bits, big-endian),
+  // flags.
   const std::array<unsigned char, 4> blockHead{static_cast<unsigned char>(0x80U | trackNumber),
                                                static_cast<unsigned char>(ticksInCluster >> 8U),
                                                static_cast<unsigned char>(ticksInCluster & 0xFFU), kKeyframe};
@@ -206,17 +229,20 @@ void MatroskaWriter::WriteSimpleBlock(std::span<const unsigned char> bytes, std:
   m_io.write(bytes.data(), bytes.size());
 }
 
+/// Begins a cluster at `tick`, the timestamp of its first block.
 void MatroskaWriter::BeginCluster(std::uint64_t tick) {
   m_cluster = std::make_unique<OpenMaster<KaxCluster>>();
   m_cluster->SetParent(m_segment);
   m_cluster->InitTimecode(tick, static_cast<int64>(m_clock.TickNanoseconds()));
   m_cluster->Open(m_io);
+  // OpenMaster renders no children of its own.
   KaxClusterTimecode time;
   time.SetValue(tick);
   time.Render(m_io);
   m_clusterTick = tick;
 }
 
+/// Ends the current cluster, if there is one.
 void MatroskaWriter::EndCluster() {
   if (m_cluster == nullptr) {
     return;
@@ -224,17 +250,21 @@ void MatroskaWriter::EndCluster() {
   if (m_file.IsSeekable()) {
     m_cluster->Close(m_io);
   } else {
+    // The size stays unknown, which tells readers of a pipe to go on until the next cluster.
     m_file.Flush();
   }
   m_cluster.reset();
 }
 
+/// Adds a cue for every m_clustersPerCue-th cluster.
 void MatroskaWriter::AddCue(const Cue& cue) {
   if (m_clusterCount++ % m_clustersPerCue != 0) {
     return;
   }
   m_cues.push_back(cue);
   if (m_cues.size() == kMostCues) {
+    // Every second cue stays, and twice as many clusters share a cue from here on: memory is bounded, the cues stay
+    // evenly spaced.
     for (std::size_t index = 0; index < kMostCues / 2; ++index) {
       m_cues[index] = m_cues[2 * index];
     }
@@ -243,6 +273,7 @@ void MatroskaWriter::AddCue(const Cue& cue) {
   }
 }
 
+/// Writes the cues one by one, without an element in memory for each.
 void MatroskaWriter::WriteCues() {
   if (m_cues.empty()) {
     return;
@@ -259,6 +290,7 @@ void MatroskaWriter::WriteCues() {
   m_cuesElement.Close(m_io);
 }
 
+/// Writes the SeekHead into the space that the constructor has kept for it.
 void MatroskaWriter::WriteSeekHead() {
   KaxSeekHead seekHead;
   seekHead.IndexThis(m_info, m_segment);
@@ -274,6 +306,7 @@ void MatroskaWriter::WriteSeekHead() {
   m_seekHeadSpace.ReplaceWith(seekHead, m_io);
 }
 
+/// Overwrites the duration by that of the packets written. It ends with the last of them.
 void MatroskaWriter::WriteDuration() {
   auto& duration = GetChild<KaxDuration>(m_info);
   if (m_endTime == 0) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Gives channels the names that a recorder has stated in its iXML, as far as it has.
+/// Replaces the names of channels by those that the iXML of a recorder gives to its tracks. Damaged XML gives none.
 void TakeTrackNames(const std::string& iXml, std::vector<std::string>& names) {
   pugi::xml_document document;
   if (!document.load_buffer(iXml.data(), iXml.size())) {
@@ -20,6 +20,7 @@ void TakeTrackNames(const std::string& iXml, std::vector<std::string>& names) {
   for (const pugi::xml_node track : document.child("BWFXML").child("TRACK_LIST").children("TRACK")) {
     const unsigned int number = track.child("INTERLEAVE_INDEX").text().as_uint();
     const std::string name = track.child("NAME").text().get();
+    // INTERLEAVE_INDEX counts the channels of the file from 1.
     if (number >= 1 && number <= names.size() && !name.empty()) {
       names[number - 1] = name;
     }
@@ -30,6 +31,7 @@ void TakeTrackNames(const std::string& iXml, std::vector<std::string>& names) {
 
 std::vector<std::string> ChannelNames(const SoundFormat& sound, const SoundMetadata& metadata) {
   std::vector<std::string> names;
+  // The layout lists its speakers with blanks between them ("FL FR").
   std::istringstream speakers(LayoutOf(sound.speakers.value_or(0), sound.channels).speakers);
   for (unsigned int channel = 1; channel <= sound.channels; ++channel) {
     std::string name;
@@ -61,11 +63,13 @@ void PacketOrder::Add(std::size_t track, const EncodedPacket& packet) {
   if (m_tracks == 1) {
     m_sink(track, packet);
   } else {
+    // A copy: the packet's bytes are valid during this call only.
     m_packets.push_back({track, {packet.bytes.begin(), packet.bytes.end()}, packet.time, packet.sampleFrames});
   }
 }
 
 void PacketOrder::Flush() {
+  // Stable: packets of the same time keep the order of their tracks.
   std::stable_sort(m_packets.begin(), m_packets.end(),
                    [](const Packet& a, const Packet& b) { return a.time < b.time; });
   for (const Packet& packet : m_packets) {

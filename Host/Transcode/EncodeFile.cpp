@@ -25,6 +25,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
       m_isToBeVerified(setup.options.verify),
       m_framesPerSecond(setup.settings.FramesPerSecond()),
       m_isToBeHashed(setup.options.hashAudio) {
+  // Checked first, before any work is done.
   if (m_isToBeVerified && IsWrittenDirectly(m_output)) {
     throw WrongUse(fmt::format("--verify: {} cannot be read back", m_output == "-" ? "standard output" : m_output));
   }
@@ -32,6 +33,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
   m_choices = setup.settings.ApplyTo(*compressor);
   OpenSource(setup, *compressor);
   AddTrack(setup, std::move(compressor), m_choices);
+  // A compressor holds the state of one run, so each track needs its own, with the same settings.
   while (m_tracks.size() < m_trackNames.size()) {
     compressor = setup.module.CreateCompressor();
     const Choices choices = setup.settings.ApplyTo(*compressor);
@@ -39,12 +41,14 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
   }
 }
 
+/// Opens the input, or the test signal in the compressor's own format, and chooses the names of tracks.
 void FileEncoding::OpenSource(const EncodingSetup& setup, IAudioCompressor& compressor) {
   if (const std::optional<double> seconds = setup.options.testSignalSeconds) {
     m_format = ChooseFormat(compressor, nullptr);
     m_source = std::make_unique<TestSignal>(m_format.sampleRate, m_format.channels, *seconds);
     return;
   }
+  // A failure of stat is ignored: OpenSound reports what is wrong with the file.
   struct stat status {};
   if (!setup.options.newTimes && m_input != "-" && stat(m_input.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
     m_modificationTime = status.st_mtim;
@@ -59,12 +63,15 @@ void FileEncoding::OpenSource(const EncodingSetup& setup, IAudioCompressor& comp
       std::filesystem::is_regular_file(m_input)) {
     m_source = std::make_unique<ReadAhead>(std::move(m_source));
   }
+  // Channels are split only where the user has chosen no channel mode and no layout takes them all.
   if (setup.options.split && !m_choices.Contains(compressor.GetChannelModeSetting()) &&
       !HasLayoutFor(compressor, Sound())) {
     m_trackNames = ChannelNames(Sound(), m_source->Metadata());
   }
 }
 
+/// Chooses the format for a track and begins the run of its compressor. All tracks get the same format, since all have
+/// one channel of the same sound, or there is one track.
 void FileEncoding::AddTrack(const EncodingSetup& setup, CompressorOwner compressor, const Choices& choices) {
   const SoundFormat sound = TrackSound();
   m_format = ChooseFormat(*compressor, setup.options.testSignalSeconds ? nullptr : &sound, choices,
@@ -76,7 +83,7 @@ void FileEncoding::AddTrack(const EncodingSetup& setup, CompressorOwner compress
   m_tracks.push_back({std::move(compressor), std::move(encoder)});
 }
 
-/// What the source is for one track.
+/// The sound as the encoder of one track gets it: the whole sound, or one channel without a speaker.
 SoundFormat FileEncoding::TrackSound() const {
   SoundFormat sound = Sound();
   if (!m_trackNames.empty()) {
@@ -96,7 +103,7 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
 SoundMetadata FileEncoding::OutputMetadata() const {
   SoundMetadata metadata = m_source->Metadata();
   if (const std::optional<std::uint64_t> inputTime = metadata.timeReference) {
-    // Readers count it in sample frames of the output.
+    // Readers count the time reference in sample frames of the output.
     const std::uint64_t time = SampleConverter::OutputFrames(*inputTime, Sound().sampleRate, m_format.sampleRate);
     metadata.AddText("TIME_REFERENCE", fmt::format("{}", time));
     metadata.AddText("TIMECODE", TimeCodeText(time, m_format.sampleRate, m_framesPerSecond));
@@ -116,6 +123,7 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
                                .application = "rhohost " RHOHOST_VERSION,
                                .metadata = OutputMetadata()});
   Verification verification(m_format, m_tracks.size());
+  // A deque, since AudioHash can be neither copied nor moved.
   std::deque<AudioHash> hashes(m_isToBeHashed ? m_tracks.size() : 0);
   EncodeTracks(
       [&](std::size_t track, const EncodedPacket& packet) {
@@ -130,12 +138,14 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
       [&onProgress](std::uint64_t done) { onProgress(Pass::kEncoding, done); });
   writer.Finish();
   if (m_isToBeVerified) {
+    // The comparison must read from the disk, not from the system's memory.
     file.Sync();
     verification.Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
   if (m_modificationTime) {
     file.SetModificationTime(*m_modificationTime);
   }
+  // The notes are complete only after the last read.
   m_result.notes = m_source->Notes();
   if (const std::vector<std::string>& omitted = m_source->Metadata().omitted; !omitted.empty()) {
     m_result.notes.push_back(fmt::format("not kept: {}", fmt::join(omitted, ", ")));
@@ -146,6 +156,8 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
   return std::move(m_result);
 }
 
+/// Reads the source to its end and gives each track its channel, or the only track all of them. `sink` gets the
+/// packets in the order of time.
 void FileEncoding::EncodeTracks(const PacketOrder::Sink& sink,
                                 const std::function<void(std::uint64_t sampleFrames)>& onProgress) {
   const SoundFormat sound = TrackSound();
@@ -158,6 +170,7 @@ void FileEncoding::EncodeTracks(const PacketOrder::Sink& sink,
     for (std::size_t track = 0; track < m_tracks.size(); ++track) {
       step(track, [&order, track](const EncodedPacket& packet) { order.Add(track, packet); });
     }
+    // All tracks have got the same sample frames, so no earlier packet can follow.
     order.Flush();
   };
   std::vector<unsigned char> memory;
@@ -169,6 +182,7 @@ void FileEncoding::EncodeTracks(const PacketOrder::Sink& sink,
     onProgress(m_tracks.front().encoder->EncodedSampleFrames());
   }
   forEachTrack([&](std::size_t track, const Encoder::PacketSink& write) {
+    // The converter first: a change of rate holds sample frames back.
     m_tracks[track].encoder->Encode(converters[track].Finish(), write);
     m_tracks[track].encoder->Finish(write);
   });

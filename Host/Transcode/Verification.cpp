@@ -17,6 +17,7 @@
 
 namespace {
 
+/// In nanoseconds.
 constexpr std::uint64_t kSecond = 1'000'000'000;
 
 std::uint64_t Hash(std::span<const unsigned char> bytes) { return XXH3_64bits(bytes.data(), bytes.size()); }
@@ -26,6 +27,7 @@ std::uint64_t SampleFrames(std::uint64_t nanoseconds, std::uint64_t sampleRate) 
   return nanoseconds / kSecond * sampleRate + (nanoseconds % kSecond * sampleRate + kSecond / 2) / kSecond;
 }
 
+/// Whether all tracks are linear PCM (signed, little-endian) of that format.
 bool HaveFormat(const std::vector<MatroskaTrack>& tracks, const EncodingFormat& format) {
   return std::all_of(tracks.begin(), tracks.end(), [&format](const MatroskaTrack& track) {
     return track.codec == "A_PCM/INT/LIT" && track.sampleRate == format.sampleRate &&
@@ -33,7 +35,8 @@ bool HaveFormat(const std::vector<MatroskaTrack>& tracks, const EncodingFormat& 
   });
 }
 
-/// How the packet that should be at `time` of `track` differs from what was encoded; empty when it does not.
+/// How the packet that should begin at sample frame `time` of `track` differs from what was encoded; empty when it
+/// does not. The duration follows from the number of bytes, since the packets are linear PCM.
 std::string Difference(const MatroskaPacket& packet, std::size_t track, std::uint64_t time, std::uint64_t hash,
                        const EncodingFormat& format) {
   if (packet.track != track) {
@@ -81,6 +84,7 @@ void Verification::Compare(OutputFile& file, const std::function<void(std::uint6
       if (!difference.empty()) {
         throw failure(difference);
       }
+      // The packets of all tracks take turns at the same time.
       if (number % m_tracks + 1 == m_tracks) {
         time += packet->bytes.size() / m_format.BytesPerSampleFrame();
       }
@@ -89,6 +93,7 @@ void Verification::Compare(OutputFile& file, const std::function<void(std::uint6
     if (reader.Next()) {
       throw failure("holds a packet that was not encoded");
     }
+    // The file's duration is a double, in ticks; its rounding errors are far below a sample frame.
     if (std::round(reader.Nanoseconds() * m_format.sampleRate / kSecond) != static_cast<double>(time)) {
       throw Failure(file.Name() + ": the duration differs from what was encoded");
     }

@@ -22,13 +22,14 @@ struct IteratorDeleter {
   void operator()(FLAC__Metadata_Iterator* iterator) const { FLAC__metadata_iterator_delete(iterator); }
 };
 
+/// The object that libFLAC was given as I/O handle.
 MetadataBytes& Bytes(FLAC__IOHandle handle) { return *static_cast<MetadataBytes*>(handle); }
 
 /// libFLAC's input, in the manner of the C library's functions.
 constexpr FLAC__IOCallbacks kCallbacks{
     .read = [](void* to, std::size_t size, std::size_t count, FLAC__IOHandle handle) -> std::size_t {
       const std::size_t done = size == 0 ? 0 : Bytes(handle).Read(to, size * count) / size;
-      // libFLAC takes any errno for a failed read, also that of an interrupted call which was repeated.
+      // libFLAC takes any errno for a failed read, even one that an interrupted and repeated call has left.
       errno = 0;
       return done;
     },
@@ -36,6 +37,7 @@ constexpr FLAC__IOCallbacks kCallbacks{
     .seek = [](FLAC__IOHandle handle, FLAC__int64 offset, int whence) -> int {
       MetadataBytes& bytes = Bytes(handle);
       const std::uint64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? bytes.Position() : bytes.Length();
+      // A position beyond the end is no error: Read returns nothing there.
       bytes.Seek(base + static_cast<std::uint64_t>(offset));
       return 0;
     },
@@ -44,6 +46,7 @@ constexpr FLAC__IOCallbacks kCallbacks{
     .close = nullptr,
 };
 
+/// Adds Vorbis comments. An entry without "=" is invalid and ignored.
 void AddComments(const FLAC__StreamMetadata_VorbisComment& comments, SoundMetadata& metadata) {
   for (const auto& comment : std::span(comments.comments, comments.num_comments)) {
     const std::string_view entry(reinterpret_cast<const char*>(comment.entry), comment.length);
@@ -58,6 +61,8 @@ void AddPicture(const FLAC__StreamMetadata_Picture& picture, SoundMetadata& meta
                       std::string(reinterpret_cast<const char*>(picture.data), picture.data_length));
 }
 
+/// Adds the tracks of a cue sheet as chapters, without the lead-out, which marks the end. RFC 9639 numbers it 170 in
+/// the cue sheet of a CD, else 255.
 void AddTracks(const FLAC__StreamMetadata_CueSheet& sheet, unsigned int sampleRate, SoundMetadata& metadata) {
   constexpr unsigned int kLeadOutOfCd = 170;
   constexpr unsigned int kLeadOut = 255;
@@ -68,8 +73,8 @@ void AddTracks(const FLAC__StreamMetadata_CueSheet& sheet, unsigned int sampleRa
   }
 }
 
-/// Whether the comments take up to 1 MiB, for 16 MiB of empty ones libFLAC would allocate 200 MiB, and there are no more
-/// blocks than programs write.
+/// Whether the Vorbis comments take up to 1 MiB (for 16 MiB of empty comments libFLAC would allocate 200 MiB), and the
+/// file has no more metadata blocks than programs write. `start` is the position of "fLaC".
 bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
   constexpr std::size_t kMostComments = std::size_t{1} << 20;
   constexpr unsigned int kCommentType = 4;
@@ -81,6 +86,8 @@ bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
     if (++blocks > kMostBlocks || bytes.Read(block.data(), block.size()) != block.size()) {
       return false;
     }
+    // A metadata block header is a flag for the last block (1 bit), the type (7 bits) and the size of the body (24
+    // bits).
     const auto size = static_cast<std::size_t>(ReadNumber(block.data() + 1, 3, true));
     isLast = (block[0] & 0x80U) != 0;
     if ((block[0] & 0x7FU) == kCommentType && size > kMostComments) {
@@ -88,6 +95,7 @@ bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
     }
     bytes.Seek(bytes.Position() + size);
   }
+  // libFLAC steps over an ID3v2 tag by itself.
   bytes.Seek(0);
   return true;
 }
@@ -99,6 +107,7 @@ void AddFlacMetadata(MetadataBytes& bytes, std::uint64_t start, SoundMetadata& m
   const std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator(FLAC__metadata_iterator_new());
   if (chain == nullptr || iterator == nullptr || !HasModestComments(bytes, start) ||
       FLAC__metadata_chain_read_with_callbacks(chain.get(), &bytes, kCallbacks) == 0) {
+    // A file that cannot be read is a failure of its own, not damage of its metadata.
     bytes.RethrowFailure();
     metadata.omitted.emplace_back("FLAC metadata: damaged or too large");
     return;

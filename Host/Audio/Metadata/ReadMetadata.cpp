@@ -18,7 +18,7 @@
 
 namespace {
 
-/// A stream's beginning is kept up to here.
+/// Bytes of a stream's beginning that InputBytes keeps.
 constexpr std::uint64_t kStreamLimit = 4 << 20;
 
 /// Loads TagReader.so, once for all threads. It stays loaded.
@@ -29,6 +29,7 @@ ReadTagsFunction* LoadTagReader() {
     void* const symbol = library == nullptr ? nullptr : dlsym(library, kReadTags);
     if (symbol == nullptr) {
       const char* const why = path.empty() ? "this installation has none" : dlerror();
+      // Not a Failure: a sound without its tags is better than none. Try names them as omitted.
       throw std::runtime_error(fmt::format("cannot load the tag reader: {}", why == nullptr ? "no reason given" : why));
     }
     return reinterpret_cast<ReadTagsFunction*>(symbol);
@@ -36,8 +37,8 @@ ReadTagsFunction* LoadTagReader() {
   return function;
 }
 
-/// Reads one kind of metadata. Damage that makes a library throw leaves out that kind only; a Failure says that the file
-/// itself cannot be read.
+/// Reads one kind of metadata, `what` in messages. If a library throws because of damage, only that kind is omitted; a
+/// Failure, which says that the file itself cannot be read, passes through.
 template <class Read>
 void Try(SoundMetadata& metadata, std::string_view what, const Read& read) {
   try {
@@ -51,6 +52,7 @@ void Try(SoundMetadata& metadata, std::string_view what, const Read& read) {
   }
 }
 
+/// Reads tags with TagLib, and names what is omitted.
 void ReadTags(TagFormat format, MetadataBytes& bytes, SoundMetadata& metadata) {
   Try(metadata, "tags", [&] {
     LoadTagReader()(format, bytes, metadata);
@@ -61,15 +63,17 @@ void ReadTags(TagFormat format, MetadataBytes& bytes, SoundMetadata& metadata) {
   });
 }
 
+/// Reads the ID3v2 tag that a chunk holds. `name` is the file's.
 void ReadId3v2(const std::string& name, const std::string& tag, SoundMetadata& metadata) {
   MetadataBytes bytes(name, tag.size(), [&tag](std::uint64_t position, void* to, std::size_t size) {
+    // MetadataBytes asks only for bytes within the length that it was given.
     std::memcpy(to, tag.data() + position, size);
     return size;
   });
   ReadTags(TagFormat::kId3v2, bytes, metadata);
 }
 
-/// All bytes of a file; the first `kept` ones of a stream.
+/// All bytes of a file; of a stream the first `kept` bytes, as far as InputBytes keeps them.
 MetadataBytes AllBytes(InputBytes& bytes, std::uint64_t kept) {
   return {bytes.Name(), bytes.IsStream() ? std::min(kept, kStreamLimit) : bytes.Length(),
           [&bytes](std::uint64_t position, void* to, std::size_t size) { return bytes.ReadAt(position, to, size); }};
@@ -90,6 +94,7 @@ SoundMetadata ReadFlacMetadata(InputBytes& bytes) {
 SoundMetadata ReadMpegMetadata(InputBytes& bytes) {
   SoundMetadata metadata;
   Try(metadata, "metadata", [&] {
+    // The other tags of MPEG audio lie at its end, which a stream cannot show yet.
     if (!bytes.IsStream() || AfterId3(bytes) != 0) {
       MetadataBytes all = AllBytes(bytes, AfterId3(bytes));
       ReadTags(TagFormat::kMpeg, all, metadata);

@@ -15,12 +15,13 @@
 
 namespace {
 
+/// A field's or chunk's four-character code, and the Vorbis comment name that AddText takes for it.
 struct Name {
   std::string_view id;
   std::string_view name;
 };
 
-/// RIFF INFO, under the names that ffmpeg and TagLib have for its fields.
+/// The fields of RIFF INFO, under the names that ffmpeg and TagLib give them.
 constexpr Name kInfoFields[] = {
     {"IART", "ARTIST"},      {"ICMS", "COMMISSIONED"}, {"ICMT", "COMMENT"},     {"ICNT", "COUNTRY"},
     {"ICOP", "COPYRIGHT"},   {"ICRD", "DATE"},         {"IENG", "ENGINEER"},    {"IFRM", "TRACKTOTAL"},
@@ -30,22 +31,26 @@ constexpr Name kInfoFields[] = {
     {"ISRF", "SOURCE_FORM"}, {"ITCH", "ENCODED_BY"},   {"ITRK", "TRACKNUMBER"}, {"IWRI", "LYRICIST"},
 };
 
+/// AIFF's text chunks: Name, Author, Copyright, Annotation.
 constexpr Name kAiffTexts[] = {{"NAME", "TITLE"}, {"AUTH", "ARTIST"}, {"(c) ", "COPYRIGHT"}, {"ANNO", "COMMENT"}};
 
+/// A chunk that becomes an attachment as it is.
 struct Document {
   std::string_view id;
   const char* file;
   const char* mimeType;
 };
 
+/// XML documents of Broadcast WAV files (iXML, axml) and of XMP (_PMX).
 constexpr Document kDocuments[] = {
     {"iXML", "iXML.xml", "text/xml"}, {"axml", "aXML.xml", "text/xml"}, {"_PMX", "XMP.xmp", "application/rdf+xml"}};
 
-/// Chunks that hold samples, their format, padding, or what libsndfile has commands for.
+/// Chunks that need no mention: samples, their format, padding, and those that libsndfile has commands for.
 constexpr std::string_view kKnownChunks[] = {
     "RIFF", "RIFX", "RF64", "WAVE", "fmt ", "fact", "data", "ds64", "JUNK", "PAD ", "FLLR", "PEAK", "bext", "cue ",
     "FORM", "COMM", "SSND", "FVER", "MARK", "caff", "desc", "chan", "kuki", "pakt", "free", "info", "peak", "wave"};
 
+/// The row of `table` with that id; null where there is none.
 template <class Table>
 auto Find(const Table& table, std::string_view id) {
   const auto* const found =
@@ -53,7 +58,8 @@ auto Find(const Table& table, std::string_view id) {
   return found == std::end(table) ? nullptr : found;
 }
 
-/// The texts of a LIST chunk of type INFO. TagLib would keep one of several fields of the same name only.
+/// Adds the texts of a LIST chunk of type INFO (`fields` is what follows the type). TagLib would keep only one of
+/// several fields of the same name.
 void AddInfo(std::string_view fields, SoundMetadata& metadata) {
   constexpr std::size_t kHead = 8;
   while (fields.size() >= kHead) {
@@ -61,15 +67,18 @@ void AddInfo(std::string_view fields, SoundMetadata& metadata) {
     const auto size =
         static_cast<std::size_t>(ReadNumber(reinterpret_cast<const unsigned char*>(fields.data()) + 4, 4, false));
     const Name* const known = Find(kInfoFields, id);
+    // A field whose size exceeds the chunk is added as far as it goes.
     metadata.AddText(known == nullptr ? id : known->name, fields.substr(kHead, size));
     if (size > fields.size() - kHead) {
       metadata.omitted.emplace_back("end of the RIFF INFO: damaged");
       return;
     }
+    // RIFF pads fields to an even size.
     fields.remove_prefix(std::min(fields.size(), kHead + size + size % 2));
   }
 }
 
+/// Adds the chunks of a file that hold texts, tags or documents to the metadata, and names all others as omitted.
 class ChunkReader {
  public:
   ChunkReader(SNDFILE* file, const OnId3v2& onId3v2, SoundMetadata& metadata)
@@ -83,11 +92,13 @@ class ChunkReader {
   }
 
  private:
+  /// Adds one chunk. `info.datalen` is the size of the chunk or of the room for it, depending on the call.
   void Read(const SF_CHUNK_ITERATOR* chunk) {
     SF_CHUNK_INFO info{};
     char first = 0;
     info.data = &first;
-    // libsndfile divides by the size, so nothing may be read of an empty chunk. Only reading tells the name.
+    // libsndfile tells a chunk's name only when the chunk is read, and divides by its size then: an empty chunk must
+    // not be read. One byte suffices for the name.
     if (sf_get_chunk_size(chunk, &info) != SF_ERR_NO_ERROR || info.datalen == 0) {
       return;
     }
@@ -104,6 +115,7 @@ class ChunkReader {
       m_metadata.omitted.push_back(fmt::format("chunk \"{}\" of {} bytes: not supported", id, info.datalen));
       return;
     }
+    // A damaged file may state sizes of gigabytes: all chunks together are limited before memory is allocated.
     m_left -= std::min<std::uint64_t>(m_left, info.datalen);
     if (m_left == 0) {
       m_metadata.omitted.push_back(fmt::format("chunk \"{}\" of {} bytes: too large", id, info.datalen));
@@ -118,11 +130,13 @@ class ChunkReader {
     Add(id, std::move(bytes));
   }
 
+  /// Whether Add takes chunks of that name.
   static bool IsKept(std::string_view id) {
     return id == "LIST" || id == "id3 " || id == "ID3 " || Find(kAiffTexts, id) != nullptr ||
            Find(kDocuments, id) != nullptr;
   }
 
+  /// Adds a chunk that is kept. A LIST of another type than INFO is ignored: "adtl" holds the labels of cue points.
   void Add(std::string_view id, std::string bytes) {
     if (id == "LIST" && bytes.starts_with("INFO")) {
       AddInfo(std::string_view(bytes).substr(4), m_metadata);
@@ -131,6 +145,7 @@ class ChunkReader {
     } else if (const Name* const text = Find(kAiffTexts, id)) {
       m_metadata.AddText(text->name, bytes);
     } else if (const Document* const document = Find(kDocuments, id)) {
+      // Writers pad these texts with zeros.
       bytes.erase(bytes.find_last_not_of('\0') + 1);
       m_metadata.attachments.push_back({.name = document->file,
                                         .mimeType = document->mimeType,
@@ -145,13 +160,14 @@ class ChunkReader {
   std::uint64_t m_left = MetadataBytes::kLimit;
 };
 
-/// A field of fixed size, whose text may fill it.
+/// The text of a field of fixed size. A text that fills its field has no zero at its end.
 template <std::size_t kSize>
 std::string_view Field(const char (&field)[kSize]) {
   return {field, kSize};
 }
 
-/// A SMPTE unique material identifier as ffmpeg writes it; empty when there is none. The basic one has 32 bytes.
+/// A SMPTE unique material identifier (UMID) of 64 bytes as ffmpeg writes it; empty when there is none. A basic UMID
+/// has 32 bytes, and zeros fill the rest of the field.
 std::string UmidText(std::span<const char> umid) {
   constexpr std::size_t kBasic = 32;
   const auto isZero = [](char c) { return c == 0; };
@@ -166,7 +182,8 @@ std::string UmidText(std::span<const char> umid) {
   return text;
 }
 
-/// Loudness of version 2, in hundredths of a unit; 0x7FFF stands for an unknown one.
+/// Adds the loudness fields of a bext chunk of version 2 (EBU Tech 3285), which count hundredths of a unit. 0x7FFF
+/// stands for an unknown value.
 void AddLoudness(const SF_BROADCAST_INFO& info, SoundMetadata& metadata) {
   constexpr std::int16_t kUnknown = 0x7FFF;
   const std::pair<const char*, std::int16_t> values[] = {{"LOUDNESS_VALUE", info.loudness_value},
@@ -181,11 +198,13 @@ void AddLoudness(const SF_BROADCAST_INFO& info, SoundMetadata& metadata) {
   }
 }
 
+/// Adds the fields of a Broadcast WAV file's bext chunk, if it has one.
 void AddBroadcastInfo(SNDFILE* file, SoundMetadata& metadata) {
   SF_BROADCAST_INFO head{};
   if (sf_command(file, SFC_GET_BROADCAST_INFO, &head, sizeof head) == SF_FALSE) {
     return;
   }
+  // SF_BROADCAST_INFO has room for 256 bytes of coding history; the second request has room for a longer one.
   constexpr std::size_t kLongestHistory = 1 << 16;
   using BroadcastInfo = SF_BROADCAST_INFO_VAR(kLongestHistory);
   const auto info = std::make_unique<BroadcastInfo>();
@@ -203,12 +222,13 @@ void AddBroadcastInfo(SNDFILE* file, SoundMetadata& metadata) {
   }
 }
 
+/// Adds cue points (WAV) and markers (AIFF) as chapters.
 void AddCues(SNDFILE* file, unsigned int sampleRate, SoundMetadata& metadata) {
   std::uint32_t count = 0;
   if (sf_command(file, SFC_GET_CUE_COUNT, &count, sizeof count) == SF_FALSE || count == 0) {
     return;
   }
-  // libsndfile takes no less than room for a hundred.
+  // SF_CUES declares an array of a hundred cue points, and libsndfile refuses less room than that.
   constexpr std::size_t kFewest = 100;
   const std::size_t size = sizeof(SF_CUES) + std::max<std::size_t>(count, kFewest) * sizeof(SF_CUE_POINT);
   std::vector<SF_CUES> room(size / sizeof(SF_CUES) + 1);
@@ -219,11 +239,13 @@ void AddCues(SNDFILE* file, unsigned int sampleRate, SoundMetadata& metadata) {
   const auto* const bytes = reinterpret_cast<const unsigned char*>(room.data()) + offsetof(SF_CUES, cue_points);
   for (std::size_t index = 0; index < std::min(count, room.front().cue_count); ++index) {
     SF_CUE_POINT point{};
+    // A copy, since an index beyond the declared array would be undefined behaviour.
     std::memcpy(&point, bytes + index * sizeof point, sizeof point);
     metadata.AddChapter(point.sample_offset, sampleRate, std::string(Field(point.name)));
   }
 }
 
+/// Adds the texts that libsndfile offers for all formats alike.
 void AddStrings(SNDFILE* file, SoundMetadata& metadata) {
   const std::pair<const char*, int> strings[] = {
       {"TITLE", SF_STR_TITLE},     {"ARTIST", SF_STR_ARTIST},           {"ALBUM", SF_STR_ALBUM},
@@ -243,6 +265,7 @@ void AddSndfileMetadata(SNDFILE* file, const SF_INFO& info, const OnId3v2& onId3
   AddCues(file, static_cast<unsigned int>(info.samplerate), metadata);
   const std::size_t before = metadata.tags.size();
   ChunkReader(file, onId3v2, metadata).ReadAll();
+  // libsndfile takes these texts from the same chunks, and knows fewer fields: they are the last resort.
   if (metadata.title.empty() && metadata.tags.size() == before) {
     AddStrings(file, metadata);
   }

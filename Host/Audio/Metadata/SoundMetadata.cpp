@@ -18,8 +18,8 @@ struct Renaming {
   std::string_view to;
 };
 
-// Names that mkvmerge and ffmpeg change on the way to Matroska. Tags of the album keep names of their own, as ffmpeg
-// has them: readers that show no levels would take an ALBUM's ARTIST for the track's.
+/// Names that mkvmerge and ffmpeg change on the way to Matroska. Tags of the album keep names of their own, as ffmpeg
+/// has them: readers that do not show levels would take the ARTIST of the level ALBUM for the track's.
 constexpr Renaming kRenamings[] = {
     {"ALBUMARTIST", "ALBUM_ARTIST"},    {"DATE", "DATE_RECORDED"},      {"DISCNUMBER", "DISC"},
     {"ENCODED-BY", "ENCODED_BY"},       {"ENCODEDBY", "ENCODED_BY"},    {"ENCODING", "ENCODER"},
@@ -27,7 +27,7 @@ constexpr Renaming kRenamings[] = {
     {"REMIXER", "REMIXED_BY"},          {"TRACKNUMBER", "PART_NUMBER"}, {"UNSYNCEDLYRICS", "LYRICS"},
 };
 
-// mkvmerge's names for the kinds of pictures.
+/// mkvmerge's names for the kinds of pictures, in the order in which ID3v2 (APIC) and FLAC number them.
 constexpr std::string_view kPictureNames[] = {"other",
                                               "icon",
                                               "other icon",
@@ -56,6 +56,7 @@ struct ImageType {
   std::string_view extension;
 };
 
+/// Image formats by their first bytes, since the MIME types in tags are often wrong or missing.
 constexpr ImageType kImageTypes[] = {
     {"\xFF\xD8\xFF", "image/jpeg", "jpg"}, {"\x89PNG", "image/png", "png"},
     {"GIF8", "image/gif", "gif"},          {"BM", "image/bmp", "bmp"},
@@ -63,8 +64,8 @@ constexpr ImageType kImageTypes[] = {
     {"MM", "image/tiff", "tif"},
 };
 
-/// Text for a tag: UTF-8, line feeds only, no other control characters, no blanks at the end. Fields of fixed size are
-/// filled up with zero bytes.
+/// Text for a tag: UTF-8, without control characters other than line feed and tab, without white space at the end. It
+/// ends at a zero byte, since fields of fixed size are filled up with zeros.
 std::string CleanText(std::string_view text) {
   std::string clean = ToUtf8(text.substr(0, text.find('\0')));
   std::erase_if(clean, [](char c) { return (c >= 0 && c < ' ' && c != '\n' && c != '\t') || c == '\x7F'; });
@@ -72,6 +73,7 @@ std::string CleanText(std::string_view text) {
   return clean;
 }
 
+/// The name that a tag has in Matroska: capital letters, underscores for spaces, renamed by kRenamings.
 std::string TagName(std::string_view name) {
   std::string result = CleanText(name);
   for (char& c : result) {
@@ -82,7 +84,7 @@ std::string TagName(std::string_view name) {
   return renaming == std::end(kRenamings) ? result : std::string(renaming->to);
 }
 
-/// Nanoseconds of "HH:MM:SS.fff"; nothing for any other text.
+/// Nanoseconds of "HH:MM:SS" or "HH:MM:SS.fff"; nothing for any other text.
 std::optional<std::uint64_t> ParseChapterTime(std::string_view text) {
   if (text.size() < 8 || text[2] != ':' || text[5] != ':') {
     return std::nullopt;
@@ -104,6 +106,7 @@ void SoundMetadata::AddText(std::string_view name, std::string_view text) {
   if (tag.text.empty() || tag.name.empty() || AddChapterMark(tag.name, tag.text)) {
     return;
   }
+  // A second, different title becomes a tag.
   if (tag.name == "TITLE" && (title.empty() || title == tag.text)) {
     title = tag.text;
   } else if (std::find(tags.begin(), tags.end(), tag) == tags.end()) {
@@ -111,6 +114,8 @@ void SoundMetadata::AddText(std::string_view name, std::string_view text) {
   }
 }
 
+/// Takes the Vorbis comments CHAPTER001 (a time) and CHAPTER001NAME. Returns false for any other text, which then is a
+/// tag. `name` is in capital letters.
 bool SoundMetadata::AddChapterMark(std::string_view name, std::string_view text) {
   constexpr std::string_view kPrefix = "CHAPTER";
   constexpr std::size_t kDigits = 3;
@@ -132,7 +137,9 @@ bool SoundMetadata::AddChapterMark(std::string_view name, std::string_view text)
 
 void SoundMetadata::AddPicture(unsigned int kind, const std::string& mimeType, std::string_view description,
                                std::string bytes) {
+  // Kinds beyond the table are "other", which is the first.
   const std::string_view name = kPictureNames[kind < std::size(kPictureNames) ? kind : 0];
+  // ID3v2 and FLAC mark a link in place of a picture by the MIME type "-->".
   if (mimeType == "-->" || bytes.empty()) {
     omitted.push_back(fmt::format("picture \"{}\": {}", name, bytes.empty() ? "empty" : "only a link"));
     return;
@@ -152,12 +159,14 @@ void SoundMetadata::AddPicture(unsigned int kind, const std::string& mimeType, s
 void SoundMetadata::AddChapter(std::uint64_t sampleFrames, unsigned int sampleRate, std::string label) {
   constexpr std::uint64_t kSecond = 1'000'000'000;
   chapters.push_back(
+      // Whole seconds and the rest are scaled apart, since sampleFrames × 10^9 may exceed 64 bits.
       {sampleFrames / sampleRate * kSecond + (sampleFrames % sampleRate * kSecond + sampleRate / 2) / sampleRate,
        std::move(label)});
 }
 
 void SoundMetadata::Complete() {
   for (const auto& [digits, mark] : m_chapterMarks) {
+    // A label without a time marks nothing.
     if (mark.nanoseconds) {
       chapters.push_back({*mark.nanoseconds, mark.label});
     }
@@ -172,6 +181,7 @@ void SoundMetadata::Complete() {
   std::set<std::string> names;
   for (Attachment& attachment : attachments) {
     const std::string name = CleanText(attachment.name);
+    // Names from tags must not lead out of the folder that a reader extracts attachments to.
     const std::string file = name.substr(name.find_last_of("/\\") + 1);
     const std::size_t dot = std::min(file.rfind('.'), file.size());
     attachment.name = file.empty() ? "attachment" : file;
@@ -181,7 +191,8 @@ void SoundMetadata::Complete() {
   }
 }
 
-/// A picture that the file calls neither front cover nor anything else is the cover where there is no other.
+/// Makes the first picture of the kind "other" the cover where the file has no front cover: many programs do not state
+/// the kind.
 void SoundMetadata::NameCover() {
   const auto begins = [](const char* start) {
     return [start](const Attachment& attachment) { return attachment.name.starts_with(start); };
@@ -197,7 +208,8 @@ std::string TimeCodeText(std::uint64_t sampleFrames, unsigned int sampleRate, do
   const std::uint64_t wholeSeconds = sampleFrames / sampleRate;
   const double seconds =
       static_cast<double>(wholeSeconds) + static_cast<double>(sampleFrames % sampleRate) / sampleRate;
-  // A frame that begins a rounding error after the sample frame contains it.
+  // The tolerance absorbs rounding errors: a sample frame at the beginning of a video frame belongs to that video
+  // frame.
   const auto frames = static_cast<std::uint64_t>(seconds * framesPerSecond + 1e-6);
   const std::uint64_t codeSeconds = frames / framesPerCodeSecond;
   return fmt::format("{:02}:{:02}:{:02}:{:02}", codeSeconds / 3600 % 24, codeSeconds / 60 % 60, codeSeconds % 60,

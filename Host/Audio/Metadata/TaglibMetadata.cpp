@@ -22,7 +22,7 @@ using namespace TagLib;
 
 namespace {
 
-/// MetadataBytes as TagLib's input.
+/// MetadataBytes as TagLib's input. TagLib only reads, so the functions that write do nothing.
 class Stream final : public IOStream {
  public:
   explicit Stream(MetadataBytes& bytes) : m_bytes(bytes) {}
@@ -34,7 +34,7 @@ class Stream final : public IOStream {
   long length() override { return static_cast<long>(m_bytes.Length()); }
 
   ByteVector readBlock(unsigned long length) override {
-    // A damaged tag asks for more than there is.
+    // A damaged tag asks for more than there is: memory must not be allocated by its size.
     const std::uint64_t left = m_bytes.Length() - std::min(m_bytes.Position(), m_bytes.Length());
     const auto size = std::min<std::uint64_t>({length, left, MetadataBytes::kLimit});
     ByteVector block(static_cast<unsigned int>(size), '\0');
@@ -44,6 +44,7 @@ class Stream final : public IOStream {
 
   void seek(long offset, Position from) override {
     const long base = from == Beginning ? 0 : from == Current ? tell() : length();
+    // A damaged file may send TagLib to a place before its beginning.
     m_bytes.Seek(static_cast<std::uint64_t>(std::max(0L, base + offset)));
   }
 
@@ -58,6 +59,7 @@ class Stream final : public IOStream {
 
 std::string Bytes(const ByteVector& vector) { return {vector.data(), vector.size()}; }
 
+/// Adds all texts. TagLib's `to8Bit(true)` is UTF-8.
 void AddTexts(const PropertyMap& properties, SoundMetadata& metadata) {
   for (const auto& [name, texts] : properties) {
     for (const String& text : texts) {
@@ -66,6 +68,7 @@ void AddTexts(const PropertyMap& properties, SoundMetadata& metadata) {
   }
 }
 
+/// Adds the chapter of an ID3v2 CHAP frame. Its time is in milliseconds, its title in an embedded TIT2 frame.
 void AddChapterFrame(const ID3v2::ChapterFrame& chapter, SoundMetadata& metadata) {
   constexpr unsigned int kTicksPerSecond = 1000;
   const ID3v2::FrameList& titles = chapter.embeddedFrameList("TIT2");
@@ -73,6 +76,7 @@ void AddChapterFrame(const ID3v2::ChapterFrame& chapter, SoundMetadata& metadata
                       titles.isEmpty() ? std::string() : titles.front()->toString().to8Bit(true));
 }
 
+/// Adds the file in an ID3v2 GEOB frame as an attachment.
 void AddObject(const ID3v2::GeneralEncapsulatedObjectFrame& object, SoundMetadata& metadata) {
   metadata.attachments.push_back(
       {.name = object.fileName().to8Bit(true),
@@ -81,6 +85,7 @@ void AddObject(const ID3v2::GeneralEncapsulatedObjectFrame& object, SoundMetadat
        .bytes = Bytes(object.object())});
 }
 
+/// Adds the frames of an ID3v2 tag, and names those that are omitted.
 void AddId3v2(const ID3v2::Tag& tag, SoundMetadata& metadata) {
   const PropertyMap properties = tag.properties();
   AddTexts(properties, metadata);
@@ -96,12 +101,14 @@ void AddId3v2(const ID3v2::Tag& tag, SoundMetadata& metadata) {
   }
   for (const String& name : properties.unsupportedData()) {
     const std::string id = name.to8Bit(true);
+    // unsupportedData() also names the frames handled above, and CTOC, whose table of contents the chapters replace.
     if (!id.starts_with("APIC") && !id.starts_with("CHAP") && !id.starts_with("GEOB") && !id.starts_with("CTOC")) {
       metadata.omitted.push_back(fmt::format("ID3v2 frame {}: not supported", id));
     }
   }
 }
 
+/// Adds the Vorbis comments and pictures of an Ogg stream.
 void AddXiph(Ogg::XiphComment& comments, SoundMetadata& metadata) {
   AddTexts(comments.properties(), metadata);
   for (const FLAC::Picture* const picture : comments.pictureList()) {
@@ -110,8 +117,10 @@ void AddXiph(Ogg::XiphComment& comments, SoundMetadata& metadata) {
   }
 }
 
+/// Adds the comments of an Ogg stream. `name` is the format as messages name it.
 template <class File>
 void AddOgg(Stream& stream, const char* name, SoundMetadata& metadata) {
+  // `false`: without the audio properties, which would be read from the whole file.
   File file(&stream, false);
   if (file.tag() == nullptr) {
     metadata.omitted.push_back(fmt::format("comments of {}: damaged", name));
@@ -120,6 +129,7 @@ void AddOgg(Stream& stream, const char* name, SoundMetadata& metadata) {
   }
 }
 
+/// Adds the tags of MPEG audio: ID3v2 at the beginning, APE and ID3v1 at the end.
 void AddMpeg(Stream& stream, SoundMetadata& metadata) {
   MPEG::File file(&stream, ID3v2::FrameFactory::instance(), false);
   if (file.hasID3v2Tag()) {
@@ -132,7 +142,7 @@ void AddMpeg(Stream& stream, SoundMetadata& metadata) {
       metadata.omitted.push_back(fmt::format("APE item {}: not supported", name.to8Bit(true)));
     }
   }
-  // An ID3v1 tag repeats the others, shortened.
+  // An ID3v1 tag repeats the other tags in fields of 30 characters.
   if (file.hasID3v1Tag() && !file.hasID3v2Tag() && !file.hasAPETag()) {
     AddTexts(file.ID3v1Tag()->properties(), metadata);
   }
