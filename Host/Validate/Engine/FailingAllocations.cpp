@@ -12,7 +12,8 @@
 #include <cstring>
 #include <utility>
 
-// The C library's own functions by their other names: looking the usual ones up would itself allocate.
+// The C library's own functions by the names under which it also exports them. A look-up by dlsym would itself allocate
+// and so call the functions that are being replaced.
 extern "C" {
 void* SystemMalloc(std::size_t size) __asm__("__libc_malloc");
 void SystemFree(void* block) __asm__("__libc_free");
@@ -20,12 +21,14 @@ void SystemFree(void* block) __asm__("__libc_free");
 
 namespace {
 
+// Initialized at compile time: other libraries allocate before this one's constructors run.
 constinit std::atomic<long> g_counted{0};
 constinit std::atomic<long> g_failing{0};
 constinit std::atomic<long> g_held{0};
 constinit std::atomic<long> g_heldBytes{0};
 constinit std::atomic<bool> g_failsBehind{false};
 
+/// FailAllocation. Disarms first, so that no allocation of another thread fails while the count restarts.
 void Arm(long n, bool andAllBehindIt) {
   g_failing = 0;
   g_failsBehind = andAllBehindIt;
@@ -33,6 +36,7 @@ void Arm(long n, bool andAllBehindIt) {
   g_failing = n;
 }
 
+/// A malformed FAIL_ALLOCATION counts as 0: none fails.
 [[gnu::constructor]] void ArmFromEnvironment() {
   if (const char* const text = std::getenv("FAIL_ALLOCATION"); text != nullptr) {
     char* end = nullptr;
@@ -41,7 +45,7 @@ void Arm(long n, bool andAllBehindIt) {
   }
 }
 
-/// Counts an allocation; whether it is the one, or one of those, that is to fail.
+/// Counts an allocation. True, with errno set as malloc sets it, for the one or those that must fail.
 bool IsToFail() {
   const long counted = ++g_counted;
   const long failing = g_failing;
@@ -52,26 +56,35 @@ bool IsToFail() {
   return fails;
 }
 
-/// In front of each block.
+/// Stored directly in front of each block. Its alignment of 16 is what malloc guarantees to callers.
 struct alignas(16) Header {
   std::size_t size;
-  void* base;           ///< what the C library has allocated
-  std::uintptr_t mark;  ///< whether the block is in use, told from memory that is not a header
+  void* base;           ///< the block as the C library has allocated it
+  std::uintptr_t mark;  ///< Mark(), which tells the block's state and any other memory from a header
 };
 
+/// States of a block, part of its mark.
 constexpr std::uintptr_t kUsed = 0x5AFE0B10;
 constexpr std::uintptr_t kFreed = 0xF4EED;
+/// Fills the bytes behind a block; another value there means a write beyond its end.
 constexpr unsigned char kEdge = 0xC5;
+/// Fills freed blocks; another value there means a write after the free.
 constexpr unsigned char kFill = 0xDD;
+/// Bytes behind each block that are checked.
 constexpr std::size_t kEdgeSize = 16;
+/// Larger sizes and alignments fail; smaller ones cannot overflow when they are added up.
 constexpr std::size_t kMost = SIZE_MAX / 4;
 
+/// The header of a block that Place has returned.
 Header* HeaderOf(void* block) { return static_cast<Header*>(block) - 1; }
 
+/// The mark of a header in this state. It depends on address and size, so that a copied header, or one whose size has
+/// been overwritten, does not match.
 std::uintptr_t Mark(const Header* header, std::uintptr_t state) {
   return reinterpret_cast<std::uintptr_t>(header) ^ state ^ header->size;
 }
 
+/// Ends the process with a message. Allocates nothing: the heap may be damaged.
 [[noreturn]] void Report(const char* fault, std::size_t size) {
   std::array<char, 128> text{};
   const int length = std::snprintf(text.data(), text.size(), "memory: %s a block of %zu bytes\n", fault, size);
@@ -79,15 +92,17 @@ std::uintptr_t Mark(const Header* header, std::uintptr_t state) {
   std::abort();
 }
 
+/// Whether all bytes have this value: the first has it, and each equals its successor.
 bool AreAll(const unsigned char* bytes, std::size_t size, unsigned char value) {
   return size == 0 || (bytes[0] == value && std::memcmp(bytes, bytes + 1, size - 1) == 0);
 }
 
-/// Blocks that were freed lately, oldest first; each waits until it is overtaken by others, to see whether it is written
-/// to meanwhile.
+/// The blocks that were freed last, in a ring. None is reused while it is here, so that writes to it show.
 class Quarantine {
  public:
+  /// Takes ownership of a freed and filled block; checks and frees the oldest one.
   void Add(Header* header) {
+    // A spin lock: it needs no construction, and the critical section is a few instructions.
     while (m_lock.test_and_set(std::memory_order_acquire)) {
     }
     std::swap(header, m_headers[m_next]);
@@ -98,6 +113,7 @@ class Quarantine {
       SystemFree(header->base);
     }
   }
+  /// Takes no lock: no other thread may free memory meanwhile.
   void CheckAll() {
     for (Header* const header : m_headers) {
       if (header != nullptr) {
@@ -119,8 +135,10 @@ class Quarantine {
 };
 
 constinit Quarantine g_quarantine;
+/// Bytes of the largest block that waits in the quarantine, which so holds 4 MiB at most.
 constexpr std::size_t kMostInQuarantine = std::size_t{16} * 1024;
 
+/// Writes the header and the edge around a block in `base`, memory of the C library; null when that is null.
 void* Place(void* base, std::size_t alignment, std::size_t size) {
   if (base == nullptr) {
     return nullptr;
@@ -138,6 +156,8 @@ void* Place(void* base, std::size_t alignment, std::size_t size) {
   return block;
 }
 
+/// A block of `size` bytes; null when it must fail or memory is out. `alignment` is a power of 2. A refused size
+/// counts as an allocation too.
 void* AllocateAligned(std::size_t alignment, std::size_t size) {
   const std::size_t beside = sizeof(Header) + kEdgeSize + (alignment > sizeof(Header) ? alignment : 0);
   return IsToFail() || size > kMost || alignment > kMost
@@ -147,6 +167,7 @@ void* AllocateAligned(std::size_t alignment, std::size_t size) {
 
 void* Allocate(std::size_t size) { return AllocateAligned(alignof(Header), size); }
 
+/// Checks the block and frees it, or ends the process with a report.
 void Free(void* block) {
   if (block == nullptr) {
     return;
@@ -165,6 +186,7 @@ void Free(void* block) {
   --g_held;
   g_heldBytes -= static_cast<long>(header->size);
   header->mark = Mark(header, kFreed);
+  // A larger block goes back at once; its beginning is filled, so that reading it has an effect.
   if (header->size <= kMostInQuarantine) {
     std::memset(bytes, kFill, header->size);
     g_quarantine.Add(header);
@@ -174,6 +196,7 @@ void Free(void* block) {
   }
 }
 
+/// realloc that always moves, so that a stale pointer to the old block shows. Size 0 frees, as in glibc.
 void* Reallocate(void* block, std::size_t size) {
   if (block == nullptr) {
     return Allocate(size);
@@ -192,6 +215,7 @@ void* Reallocate(void* block, std::size_t size) {
 
 }  // namespace
 
+// The library is compiled with hidden visibility; only exported functions replace those of the C library.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -205,6 +229,7 @@ void* malloc(std::size_t size) noexcept { return Allocate(size); }
 void free(void* ptr) noexcept { Free(ptr); }
 void* calloc(std::size_t nmemb, std::size_t size) noexcept {
   std::size_t bytes = 0;
+  // The product must be checked: a wrapped one would give a block that is too small.
   if (__builtin_mul_overflow(nmemb, size, &bytes)) {
     errno = ENOMEM;
     return nullptr;
@@ -215,8 +240,10 @@ void* calloc(std::size_t nmemb, std::size_t size) noexcept {
 void* realloc(void* ptr, std::size_t size) noexcept { return Reallocate(ptr, size); }
 void* memalign(std::size_t alignment, std::size_t size) noexcept { return AllocateAligned(alignment, size); }
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept { return AllocateAligned(alignment, size); }
+// The C library's own function would read its chunk header in front of the block, where Header is.
 std::size_t malloc_usable_size(void* ptr) noexcept { return ptr == nullptr ? 0 : HeaderOf(ptr)->size; }
 int posix_memalign(void** memptr, std::size_t alignment, std::size_t size) noexcept {
+  // POSIX: a power of 2 and a multiple of sizeof(void*); errno is not set, the error is returned.
   if (alignment < sizeof(void*) || (alignment & (alignment - 1)) != 0) {
     return EINVAL;
   }

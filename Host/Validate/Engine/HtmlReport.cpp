@@ -9,6 +9,8 @@
 
 namespace {
 
+/// The style sheet, inside the page so that the file can be mailed or archived alone. It must not contain <, > or &:
+/// the XML writer escapes them, and browsers do not decode escapes in <style>.
 constexpr const char* kStyle = R"(
 :root { --ink: #1d2330; --quiet: #5d6778; --line: #dfe3ea; --paper: #fff; --back: #f4f6f9;
         --passed: #1a7f4b; --failed: #b3261e; --skipped: #8a6100; }
@@ -49,6 +51,7 @@ td small { color: var(--quiet); display: block; }
 @media print { body { background: none; } article { break-inside: avoid; } }
 )";
 
+/// Appends an element with this text, escaped; `className` may be null. Returns the element.
 pugi::xml_node Add(pugi::xml_node parent, const char* element, const std::string& text,
                    const char* className = nullptr) {
   pugi::xml_node node = parent.append_child(element);
@@ -59,6 +62,7 @@ pugi::xml_node Add(pugi::xml_node parent, const char* element, const std::string
   return node;
 }
 
+/// Appends a list item with a large number above its verdict, which is also its class in the style sheet.
 void AddCount(pugi::xml_node list, std::size_t count, const char* verdict) {
   pugi::xml_node item = list.append_child("li");
   item.append_attribute("class").set_value(verdict);
@@ -66,6 +70,7 @@ void AddCount(pugi::xml_node list, std::size_t count, const char* verdict) {
   item.append_child(pugi::node_pcdata).set_value(verdict);
 }
 
+/// Appends a box that describes a failed check. Leaves out details that are empty.
 void AddFailure(pugi::xml_node parent, const CheckOutcome& outcome) {
   pugi::xml_node article = parent.append_child("article");
   Add(article, "h3", outcome.check->name);
@@ -81,6 +86,7 @@ void AddFailure(pugi::xml_node parent, const CheckOutcome& outcome) {
   }
 }
 
+/// Appends a table row for a check: verdict, name, why it matters (and why it was skipped), duration.
 void AddRow(pugi::xml_node table, const CheckOutcome& outcome) {
   const char* const verdict = VerdictText(outcome.result.verdict);
   pugi::xml_node row = table.append_child("tr");
@@ -100,6 +106,7 @@ std::string HtmlReport(const std::string& module, const std::vector<CheckOutcome
   const Counts counts = CountOutcomes(outcomes);
   const std::string file = module.substr(module.rfind('/') + 1);
   pugi::xml_document document;
+  // Without the doctype, browsers lay the page out in quirks mode.
   document.append_child(pugi::node_doctype).set_value("html");
   pugi::xml_node html = document.append_child("html");
   html.append_attribute("lang").set_value("en");
@@ -131,6 +138,7 @@ std::string HtmlReport(const std::string& module, const std::vector<CheckOutcome
       AddFailure(body, outcome);
     }
   }
+  // A table for each group. Checks of one group need not follow one another, so each group keeps its table.
   std::map<std::string, pugi::xml_node> tables;
   for (const CheckOutcome& outcome : outcomes) {
     const std::string name = outcome.check->name;
@@ -142,6 +150,7 @@ std::string HtmlReport(const std::string& module, const std::vector<CheckOutcome
     AddRow(tables[group], outcome);
   }
   std::ostringstream text;
+  // HTML knows neither an XML declaration nor empty elements such as <td/>.
   document.save(text, "", pugi::format_raw | pugi::format_no_declaration | pugi::format_no_empty_element_tags);
   return text.str();
 }

@@ -7,12 +7,15 @@
 
 namespace {
 
+/// Seconds with three decimals, the form of the attribute "time".
 std::string SecondsText(double seconds) { return fmt::format("{:.3f}", seconds); }
 
+/// Appends an attribute. `value` must be valid in XML (see XmlText); pugixml escapes markup only.
 void Set(pugi::xml_node node, const char* name, const std::string& value) {
   node.append_attribute(name).set_value(value.c_str());
 }
 
+/// The attributes that <testsuites> and each <testsuite> have in common.
 void SetNumbers(pugi::xml_node node, const std::vector<CheckOutcome>& outcomes) {
   const Counts counts = CountOutcomes(outcomes);
   double seconds = 0;
@@ -21,11 +24,13 @@ void SetNumbers(pugi::xml_node node, const std::vector<CheckOutcome>& outcomes) 
   }
   Set(node, "tests", fmt::to_string(outcomes.size()));
   Set(node, "failures", fmt::to_string(counts.failed));
+  // The form tells failures from errors of the test itself; every check that does not pass is a failure.
   Set(node, "errors", "0");
   Set(node, "skipped", fmt::to_string(counts.skipped));
   Set(node, "time", SecondsText(seconds));
 }
 
+/// Appends a <testcase> of `group`. Its name is the check's without the group, which is its class name.
 void AddCase(pugi::xml_node suite, const std::string& group, const CheckOutcome& outcome) {
   const CheckResult& result = outcome.result;
   pugi::xml_node testCase = suite.append_child("testcase");

@@ -11,7 +11,8 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-/// For a terminal, as WithoutControls; but lines stay lines, each after the first indented under it.
+/// Text of several lines for a terminal: each line as WithoutControls gives it, without tabs, and indented by `indent`
+/// from the second on. Blank lines and spaces at the end are cut.
 std::string Shown(const std::string& text, std::size_t indent) {
   std::string shown;
   std::istringstream lines(ToUtf8(text));
@@ -25,7 +26,9 @@ std::string Shown(const std::string& text, std::size_t indent) {
   return shown.substr(0, shown.find_last_not_of("\n ") + 1);
 }
 
+/// Appends a line for a detail of a failed check, unless it is empty.
 void AddDetail(std::string& text, const char* key, const std::string& detail) {
+  // 9 columns in front of the key and 10 for it.
   constexpr std::size_t kIndent = 19;
   if (!detail.empty()) {
     text += fmt::format("         {:10}{}\n", key, Shown(detail, kIndent));
@@ -64,6 +67,7 @@ std::string SummaryText(const std::string& module, const Counts& counts) {
 
 std::string JsonReport(const std::string& module, const std::vector<CheckOutcome>& outcomes) {
   const Counts counts = CountOutcomes(outcomes);
+  // ToUtf8, here and below: dump() throws on invalid UTF-8; file names and the module's texts may be any bytes.
   Json report{
       {"module", ToUtf8(module)}, {"passed", counts.passed}, {"failed", counts.failed}, {"skipped", counts.skipped}};
   Json& checks = report["checks"] = Json::array();

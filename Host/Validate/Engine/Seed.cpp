@@ -8,6 +8,7 @@
 #include <random>
 
 std::uint64_t Seed() {
+  // Once per process: all that is random in it begins with the same number.
   static const std::uint64_t seed = [] {
     const char* const text = std::getenv("RHOHOST_SEED");
     if (text == nullptr || *text == '\0') {

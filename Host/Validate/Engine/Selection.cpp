@@ -7,6 +7,7 @@
 
 namespace {
 
+/// fnmatch(3) without flags: '*' also matches the dots between the parts of a name.
 bool Matches(const std::string& pattern, const Check* check) { return fnmatch(pattern.c_str(), check->name, 0) == 0; }
 
 bool MatchesOneOf(const std::vector<std::string>& patterns, const Check* check) {
@@ -14,6 +15,7 @@ bool MatchesOneOf(const std::vector<std::string>& patterns, const Check* check) 
                      [check](const std::string& pattern) { return Matches(pattern, check); });
 }
 
+/// Throws WrongUse for a pattern that matches no check, which is most likely misspelt.
 void RefuseUnmatched(const char* option, const std::vector<std::string>& patterns,
                      const std::vector<const Check*>& checks) {
   for (const std::string& pattern : patterns) {

@@ -19,6 +19,7 @@
 
 namespace {
 
+/// Throws WrongUse unless `module` is a regular file. Anything else, such as a named pipe, could block the loader.
 void CheckModuleFile(const std::string& module) {
   struct stat status {};
   if (module.empty()) {
@@ -32,6 +33,7 @@ void CheckModuleFile(const std::string& module) {
   }
 }
 
+/// The text of --list: each name, and below it, indented, why the check matters.
 std::string ListText(const std::vector<const Check*>& checks) {
   std::string text;
   for (const Check* const check : checks) {
@@ -44,6 +46,7 @@ std::string ListText(const std::vector<const Check*>& checks) {
 void CheckReportFile(const std::string& path, const ValidateOptions& options) {
   struct stat report {};
   struct stat module {};
+  // By device and inode, which links and other spellings of the path have in common.
   if (stat(path.c_str(), &report) == 0 && stat(options.module.c_str(), &module) == 0 &&
       report.st_dev == module.st_dev && report.st_ino == module.st_ino) {
     throw WrongUse(path + ": is the module itself: name another file for the report");
@@ -56,15 +59,18 @@ bool HasValgrind() {
   const char* const path = std::getenv("PATH");
   std::string_view rest = path == nullptr ? "" : path;
   while (!rest.empty()) {
+    // An empty element stands for the working folder (POSIX).
     const std::string_view folder = rest.substr(0, rest.find(':'));
     if (access(fmt::format("{}/valgrind", folder.empty() ? "." : folder).c_str(), X_OK) == 0) {
       return true;
     }
+    // The last element has no colon behind it.
     rest.remove_prefix(std::min(folder.size() + 1, rest.size()));
   }
   return false;
 }
 
+/// Writes a file that appears under `path` only when it is complete. Throws Failure.
 void WriteFile(const std::string& path, const std::string& text, bool replaceExisting) {
   OutputFile file(path, replaceExisting);
   file.Write(text.data(), text.size());
@@ -107,6 +113,7 @@ int Validate(const ValidateOptions& given) {
   if (options.valgrind && !HasValgrind()) {
     throw WrongUse("--valgrind: there is no program valgrind in PATH: install the package valgrind, or leave it out");
   }
+  // All that can be refused has been by now: the checks may take minutes.
   const RunnerOptions runner{options.jobs, {options.timeout, options.valgrind}};
   const auto outcomes = RunChecks(checks, options.module, runner, [&options](const CheckOutcome& outcome) {
     if (!options.json && (!options.quiet || CountOutcomes({outcome}).failed != 0)) {
@@ -125,5 +132,6 @@ int Validate(const ValidateOptions& given) {
   if (options.html) {
     WriteFile(*options.html, HtmlReport(options.module, outcomes), options.force);
   }
+  // A run in which every check was skipped shows nothing, and must not pass in a script.
   return counts.failed == 0 && counts.passed != 0 ? 0 : 1;
 }

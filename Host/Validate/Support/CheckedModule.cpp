@@ -7,8 +7,10 @@
 
 namespace {
 
+/// A larger count is taken for a fault, and is no size for a list.
 constexpr int kMostCompressors = 1000;
 
+/// The function of that name. Fails the check when the library lacks it.
 template <class Function>
 Function EntryPoint(const SharedLibrary& library, const char* name) {
   void* const address = library.Find(name);
@@ -19,6 +21,7 @@ Function EntryPoint(const SharedLibrary& library, const char* name) {
 }  // namespace
 
 std::string InfoText(const CompressorInfo& info) {
+  // Eight characters and the terminating NUL.
   std::array<char, 9> codes{};
   KelGetManufactureCodecEightCCString(codes.data(), info.manufacturer, info.codec);
   return fmt::format("{}, version {:#010x}", codes.data(), info.version);

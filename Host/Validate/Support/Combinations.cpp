@@ -13,9 +13,10 @@
 
 namespace {
 
-/// Which of so many values to take; at least one.
+/// Returns the index of the value to take, given the number of values, which is at least 1.
 using Choice = std::function<std::size_t(std::size_t)>;
 
+/// Chooses a value for each setting that has values to try, files excepted.
 Combination Choose(const std::string& name, const std::vector<NamedSetting>& settings, const Choice& choice) {
   Combination combination{name, {}};
   for (const NamedSetting& named : settings) {
@@ -33,13 +34,14 @@ void Combination::ApplyTo(IAudioCompressor& compressor) const {
   const std::vector<NamedSetting> settings = SettingsOf(compressor);
   for (const auto& [setting, value] : values) {
     ISetting* const found = FindSetting(settings, setting);
+    // Settings may come and go as others change.
     if (found == nullptr) {
       continue;
     }
     try {
       SetValueText(*found, value);
     } catch (const WrongUse&) {
-      continue;  // not together with the others
+      continue;  // the value is not allowed together with the others
     }
     if (found->GetIsOptional() != 0) {
       found->SetIsOptionalValueSpecified(1);
@@ -61,6 +63,7 @@ std::vector<Combination> CombinationsOf(IAudioCompressor& compressor, unsigned i
   std::vector<Combination> combinations{
       Choose("the lowest settings", settings, [](std::size_t) { return 0; }),
       Choose("the highest settings", settings, [](std::size_t count) { return count - 1; })};
+  // Seeded anew: the same combinations each time in this process.
   std::mt19937_64 random(Seed());
   for (unsigned int i = 1; i <= randomOnes; ++i) {
     combinations.push_back(Choose(fmt::format("random settings {}", i), settings,

@@ -4,12 +4,14 @@
 
 IAudioCompressor* CompressorUnderTest::CreateCopy() {
   IAudioCompressor* const copy = Call("CreateCopy").CreateCopy();
+  // Before it is owned: releasing it twice would crash.
   Expect(copy != &m_compressor, "a new object from CreateCopy", "the compressor itself");
   return copy == nullptr ? nullptr : new CompressorUnderTest(copy);
 }
 
 RhoStatus CompressorUnderTest::Release() {
   const RhoStatus status = Call("Release").Release();
+  // The owner calls Release in place of deleting, and so gives up this object with the module's.
   delete this;
   return status;
 }
@@ -26,6 +28,7 @@ std::vector<NamedSetting> ValueSettingsOf(IAudioCompressor& compressor) {
 }
 
 std::string DisplayName(const NamedSetting& named) {
+  // A '#' is the mark of a name that ListSettings has made up.
   if (named.name.find('#') == std::string::npos) {
     return '"' + named.name + '"';
   }
@@ -34,4 +37,5 @@ std::string DisplayName(const NamedSetting& named) {
                                             : fmt::format("the setting labelled \"{}\"", label);
 }
 
+// glibc's M_PERTURB. FailingAllocations.so, where it is loaded, fills freed memory by itself.
 void SpoilFreedMemory() { mallopt(M_PERTURB, 0xA5); }

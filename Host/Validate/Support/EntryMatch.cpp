@@ -7,8 +7,11 @@
 
 namespace {
 
+/// How well a text matches an entry, worst first. kPrefix: either one begins with the other, letter case ignored.
 enum class Likeness { kNone, kPrefix, kOtherCase, kEqual };
 
+/// The text with `change`, tolower or toupper, applied to each byte. The cast is needed: negative values other than EOF
+/// are undefined for both.
 std::string Changed(std::string text, int (*change)(int)) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [change](char character) { return static_cast<char>(change(static_cast<unsigned char>(character))); });
@@ -24,6 +27,7 @@ Likeness Compare(const std::string& entry, const std::string& text) {
   return lowerEntry.starts_with(lowerText) || lowerText.starts_with(lowerEntry) ? Likeness::kPrefix : Likeness::kNone;
 }
 
+/// The best match of the text among the entries.
 Likeness BestOf(const std::vector<std::string>& entries, const std::string& text) {
   Likeness best = Likeness::kNone;
   for (const std::string& entry : entries) {
@@ -58,6 +62,7 @@ std::size_t MatchOf(const std::vector<std::string>& entries, const std::string& 
     return entries.size();
   }
   if (best == Likeness::kPrefix) {
+    // As RhoapiSettings.h does: of several entries with the prefix, the last one is selected.
     const auto last = std::find_if(entries.rbegin(), entries.rend(), matches);
     return static_cast<std::size_t>(entries.rend() - last) - 1;
   }
@@ -65,6 +70,7 @@ std::size_t MatchOf(const std::vector<std::string>& entries, const std::string& 
 }
 
 std::vector<std::string> TextsToMatch(const std::vector<std::string>& entries) {
+  // "\xE9" is a lone byte of Latin-1, negative where char is signed.
   std::set<std::string> texts{"", "?", "?? no such entry ??", "\xE9", std::string(1000, 'x')};
   for (const std::string& entry : entries) {
     for (const std::string& spelled : {entry, Changed(entry, tolower), Changed(entry, toupper)}) {

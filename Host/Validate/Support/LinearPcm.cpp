@@ -11,6 +11,7 @@ bool IsLinearPcm(IAudioCompressor& compressor) {
 }
 
 StreamSetup PcmSetup(unsigned int sampleRate, unsigned int bits, const char* layout, double framesPerSecond) {
+  // The layouts of kPcmLayouts are all known by name.
   const unsigned int channels = KelGetNumberChannels(KelGetChannelMode(layout));
   return {.name = fmt::format("{} Hz, {} bits, {}, {} packets per second", sampleRate, bits, layout, framesPerSecond),
           .settings = {"",

@@ -10,6 +10,8 @@ std::vector<Mapping> ReadMappings() {
   std::vector<Mapping> mappings;
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
+    // "begin-end rights offset device inode path", see proc(5). Begin and end are hexadecimal; the rest is read as
+    // text.
     std::istringstream words(line);
     Mapping mapping;
     char dash = 0;
@@ -18,6 +20,7 @@ std::vector<Mapping> ReadMappings() {
     std::string inode;
     words >> std::hex >> mapping.begin >> dash >> mapping.end >> rights >> offset >> mapping.id >> inode >> std::ws;
     std::getline(words, mapping.file);
+    // Inodes are unique within a device only.
     mapping.id += ' ' + inode;
     mapping.isExecutable = rights.find('x') != std::string::npos;
     mapping.isWritable = rights.find('w') != std::string::npos;
@@ -33,6 +36,7 @@ const Mapping* FindMapping(const std::vector<Mapping>& mappings, const void* add
 }
 
 const void* DynamicSection(void* handle) {
+  // The section lies in the library itself, so its address leads to the library's mapping.
   link_map* map = nullptr;
   const bool isKnown = dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0;
   return isKnown ? static_cast<const void*>(map->l_ld) : nullptr;

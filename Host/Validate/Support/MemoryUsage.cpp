@@ -9,6 +9,7 @@
 
 namespace {
 
+/// A function that is there only if its library is loaded into this process; null otherwise.
 template <class Function>
 Function Find(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name));
@@ -18,6 +19,7 @@ Function Find(const char* name) {
 
 MemoryUsage::MemoryUsage() {
   std::size_t resident = 0;
+  // The first two numbers, in pages: the size of the mapped memory, and how much of it is resident.
   std::ifstream("/proc/self/statm") >> mapped >> resident;
   mapped *= static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   // Sanitizers have allocating functions of their own, which know how much is in use.
@@ -28,6 +30,7 @@ MemoryUsage::MemoryUsage() {
     heap = static_cast<std::size_t>(held());
     blocks = Find<decltype(&HeldAllocations)>("HeldAllocations")();
   } else {
+    // Bytes in use: in the heap, and in blocks with a mapping of their own.
     const struct mallinfo2 info = mallinfo2();
     heap = info.uordblks + info.hblkhd;
   }

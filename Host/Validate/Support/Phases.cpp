@@ -9,7 +9,8 @@
 
 namespace {
 
-/// One compressor's life. Looks at no result: other checks do.
+/// The life of one compressor, which is set up as `setup` and encodes `input`. Ignores all results, which
+/// other checks look at.
 void UseCompressor(const CheckedModule& module, const StreamSetup& setup, Bytes input, bool changesSettings,
                    const std::function<void(const char* phase)>& after) {
   CompressorOwner compressor = module.CreateCompressor();
@@ -19,6 +20,7 @@ void UseCompressor(const CheckedModule& module, const StreamSetup& setup, Bytes 
       MisuseSetting(*named.setting);
       ChangeValue(*named.setting);
     }
+    // Destroyed at once: creating and deleting it belongs to the phase.
     const std::unique_ptr<ISetting> copy(named.setting->CreateCopy());
   }
   compressor->ValidateSettings();
@@ -43,6 +45,7 @@ void UseCompressor(const CheckedModule& module, const StreamSetup& setup, Bytes 
   after("the flush");
   compressor->CompressFrameEnd();
   after("CompressFrameEnd");
+  // Refused, or without effect: no output record, no packets per second, no description of the input.
   compressor->CompressFrame(nullptr, nullptr);
   compressor->SetFrameRateHint(0);
   compressor->CompressFrameBegin(nullptr);
@@ -58,17 +61,19 @@ void UseCompressor(const CheckedModule& module, const StreamSetup& setup, Bytes 
 }  // namespace
 
 void ForEachPhase(const std::string& path, const std::function<void(const char* phase)>& after) {
+  // Loaded apart from the module below, so that "loading" is over before anything of it is called.
   SharedLibrary library(path);
   after("loading");
   std::optional<CheckedModule> module;
   std::optional<StreamSetup> setup;
   try {
     module.emplace(path);
+    // Codes that no module announces: a refusal.
     module->Create(0, 0);
     setup = DefaultSetup(*module);
   } catch (const CheckSkipped&) {
   } catch (const CheckFailed&) {
-    // Other checks say so.
+    // Both: the module lacks what further phases need. Other checks report that.
   }
   after("a refused creation, creation and Release");
   if (setup) {
@@ -78,6 +83,7 @@ void ForEachPhase(const std::string& path, const std::function<void(const char* 
     }
   }
   module.reset();
+  // The last of two references to the library, so this unloads it.
   library.Unload();
   after("unloading");
 }

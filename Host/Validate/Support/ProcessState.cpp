@@ -37,11 +37,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The file's contents; empty when it cannot be read, as where the kernel has no such file in /proc.
 std::string ReadAll(const char* path) {
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// The handler by its address, which tells two of them apart; sa_handler and sa_sigaction share their place.
 std::string HandlerText(const struct sigaction& action) {
   const auto address = reinterpret_cast<std::uintptr_t>(action.sa_handler);
   return action.sa_handler == SIG_DFL   ? "the default"
@@ -54,24 +56,29 @@ std::string AddressText(Pointer pointer) {
   return fmt::format("{:#x}", reinterpret_cast<std::uintptr_t>(pointer));
 }
 
+/// Whether the processor flushes subnormal results to zero (FTZ). Volatile keeps the compiler from computing it, here
+/// and below.
 bool AreSmallestNumbersZero() {
   volatile double small = std::numeric_limits<double>::min();
   small = small / 2;
   return small == 0;
 }
 
+/// Whether the processor takes subnormal operands as zero (DAZ).
 bool AreSmallestOperandsZero() {
   volatile double small = std::numeric_limits<double>::denorm_min();
   return small * 2 == 0;
 }
 
+/// False when the precision control of the x87 unit is reduced, which makes the sum round to 1.
 bool HasAllLongDoubleBits() {
   volatile long double one = 1;
   volatile long double sum = one + std::numeric_limits<long double>::epsilon();
   return sum != one;
 }
 
-/// And raises all of them.
+/// Whether all floating-point exceptions that the last call raised are still raised. Raises all for the next call; the
+/// first call raises them itself.
 bool AreAllExceptionsRaised() {
   static const bool isFirst = std::feraiseexcept(FE_ALL_EXCEPT) == 0;
   const bool areRaised = isFirst && std::fetestexcept(FE_ALL_EXCEPT) == FE_ALL_EXCEPT;
@@ -79,6 +86,7 @@ bool AreAllExceptionsRaised() {
   return areRaised;
 }
 
+/// Adds the format, state and buffer of a C++ stream.
 void AddStream(ProcessState& state, const char* name, const std::ios& stream) {
   state[name] = fmt::format(
       "flags {:#x}, precision {}, width {}, fill {:#x}, state {}, exceptions {}, buffer {}, tie {}, "
@@ -88,19 +96,22 @@ void AddStream(ProcessState& state, const char* name, const std::ios& stream) {
       AddressText(stream.tie()), stream.getloc().name());
 }
 
+/// Adds the descriptor, buffering, error flag and orientation of a C stream.
 void AddFile(ProcessState& state, const char* name, FILE* file) {
   state[name] = fmt::format("descriptor {}, {} buffered{}{}", fileno(file), __flbf(file) != 0 ? "line" : "block",
                             ferror(file) != 0 ? ", error" : "", fwide(file, 0) > 0 ? ", wide" : "");
 }
 
-/// What the C library keeps from call to call: the next numbers of its generators, which then start again, and results
-/// in static memory.
+/// Adds what the C library keeps from call to call, and restores it for the next time: results in static memory, the
+/// next numbers of the generators and the next token of strtok.
 void AddHiddenState(ProcessState& state) {
   static const std::time_t time = 1'000'000'000;
-  static const std::tm* const shared = std::gmtime(&time);  // localtime, which shares the result, sets the time zone
+  static const std::tm* const shared = std::gmtime(&time);  // not localtime, which would also set the time zone
   state["result of localtime and gmtime"] = fmt::format("{}:{}", shared->tm_min, shared->tm_sec);
   std::gmtime(&time);
+  // From the same seed, the first number is the same each time unless somebody else has drawn one.
   static const bool isSeeded = (std::srand(1), srand48(1), true);
+  // strtok keeps its position: after "a" the next token is "b" unless somebody else has called it.
   static char text[] = "a,b";
   static const char* const first = strtok(text, ",");
   const char* const token = isSeeded && first != nullptr ? strtok(nullptr, ",") : nullptr;
@@ -109,6 +120,7 @@ void AddHiddenState(ProcessState& state) {
   state["next token of strtok"] = token == nullptr ? "none" : token;
   std::srand(1);
   srand48(1);
+  // strtok has replaced the comma by a NUL.
   text[1] = ',';
   strtok(text, ",");
 }
@@ -125,12 +137,14 @@ ProcessState Threads() {
   // Children that ended and were waited for have used resources, too.
   rusage usage{};
   getrusage(RUSAGE_CHILDREN, &usage);
+  // The largest resident size of any child that was waited for; 0 before the first.
   state["child processes that ran"] = usage.ru_maxrss == 0 ? "none" : "some";
   return state;
 }
 
 ProcessState Descriptors() {
   ProcessState state;
+  // Listed before they are asked about, because the listing holds a descriptor itself.
   std::vector<int> open;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
     open.push_back(std::stoi(entry.path().filename()));
@@ -144,6 +158,7 @@ ProcessState Descriptors() {
           fcntl(descriptor, F_GETFL));
     }
   }
+  // -1 for a pipe or a terminal, which has no position.
   const off_t input = lseek(STDIN_FILENO, 0, SEEK_CUR);
   state["position in standard input"] = input == -1 ? "none" : fmt::to_string(input);
   AddFile(state, "stdin", stdin);
@@ -160,6 +175,7 @@ ProcessState Signals() {
   sigpending(&pending);
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action {};
+    // Fails for the signals that the C library keeps for itself.
     if (sigaction(signal, nullptr, &action) == 0) {
       state[fmt::format("signal {}", signal)] =
           fmt::format("{}{}{}", HandlerText(action), sigismember(&blocked, signal) == 1 ? ", blocked" : "",
@@ -175,6 +191,7 @@ ProcessState Signals() {
     getitimer(timer, &value);
     state[name] = value.it_value.tv_sec != 0 || value.it_value.tv_usec != 0 ? "set" : "not set";
   }
+  // Timers of timer_create; getitimer does not list them.
   const std::string timers = ReadAll("/proc/self/timers");
   state["POSIX timers"] = timers.empty() ? "none" : timers;
   return state;
@@ -193,6 +210,7 @@ ProcessState Surroundings() {
                            {"subnormal results", AreSmallestNumbersZero() ? "flushed to zero" : "as they are"},
                            {"subnormal operands", AreSmallestOperandsZero() ? "taken as zero" : "as they are"},
                            {"raised floating-point exceptions", AreAllExceptionsRaised() ? "kept" : "cleared"},
+                           // Returns what was set before.
                            {"standard streams", std::ios::sync_with_stdio(true) ? "with stdio" : "on their own"},
                            {"precision of long double", HasAllLongDoubleBits() ? "full" : "reduced"},
                            {"terminate handler", AddressText(std::get_terminate())},
@@ -203,6 +221,7 @@ ProcessState Surroundings() {
   AddStream(state, "std::cout", std::cout);
   AddStream(state, "std::cerr", std::cerr);
   AddStream(state, "std::clog", std::clog);
+  // environ itself is null after clearenv.
   for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     const std::string text(*entry);
     state["environment variable " + text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
@@ -218,6 +237,7 @@ ProcessState Privileges() {
     for (const char* const kept : {"Name", "Umask", "Uid", "Gid", "Groups", "CapInh", "CapPrm", "CapEff", "CapBnd",
                                    "CapAmb", "NoNewPrivs", "Seccomp", "Cpus_allowed", "Mems_allowed", "VmLck"}) {
       if (name == kept) {
+        // The last word: of the four user or group ids in a line that is the one for the file system.
         state[std::string(kept) == "Umask" ? "file mode mask" : name] = line.substr(line.find_last_of(" \t") + 1);
       }
     }
@@ -247,6 +267,8 @@ ProcessState Privileges() {
 
 void MakeProcessUnusual() {
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    // Not those of a crash, which must end this process and be reported, nor SIGTERM, which asks it to end, nor
+    // SIGCHLD, whose handling decides whether children leave a status. SIGKILL and SIGSTOP cannot be changed.
     if (signal != SIGCHLD && signal != SIGABRT && signal != SIGSEGV && signal != SIGBUS && signal != SIGFPE &&
         signal != SIGILL && signal != SIGTERM) {
       std::signal(
@@ -257,21 +279,26 @@ void MakeProcessUnusual() {
   sigemptyset(&blocked);
   sigaddset(&blocked, SIGUSR1);
   pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  // Static, because the process uses it until it ends.
   static std::array<char, 65536> signalStack{};
   stack_t stack{};
   stack.ss_sp = signalStack.data();
   stack.ss_size = signalStack.size();
   sigaltstack(&stack, nullptr);
+  // Timers that are set, but do not go off before the check is over.
   const itimerval inADay{{0, 0}, {86400, 0}};
   for (const auto timer : {ITIMER_REAL, ITIMER_VIRTUAL, ITIMER_PROF}) {
     setitimer(timer, &inADay, nullptr);
   }
+  // POSIX form: a zone called HOST, seven hours east of Greenwich.
   setenv("TZ", "HOST-7", 1);
   tzset();
   std::setlocale(LC_ALL, "C.UTF-8");
+  // For this thread only, and other than the process's.
   uselocale(newlocale(LC_ALL_MASK, "C", nullptr));
   std::fesetround(FE_DOWNWARD);
   std::set_terminate([] { std::abort(); });
+  // What operator new does without a handler; the address differs.
   std::set_new_handler([] { throw std::bad_alloc(); });
   std::cin.tie(nullptr);
   std::cout << std::hex << std::setprecision(9) << std::setfill('*');
@@ -283,6 +310,7 @@ void MakeProcessUnusual() {
   for (const auto limit : {RLIMIT_CORE, RLIMIT_FSIZE}) {
     rlimit value{};
     getrlimit(limit, &value);
+    // Below the hard limit where that is higher, and more than any check writes.
     value.rlim_cur = std::min<rlim_t>(value.rlim_max, rlim_t{1} << 30U);
     setrlimit(limit, &value);
   }
@@ -295,8 +323,10 @@ void ExpectUnchanged(const ProcessState& before, const ProcessState& after, cons
     const auto found = state.find(name);
     return found == state.end() ? std::string("nothing") : found->second;
   };
+  // Entries that have appeared or disappeared count as changes, too.
   ProcessState all = before;
   all.insert(after.begin(), after.end());
+  // The values in `all` are of no interest, only its names.
   for (const auto& [name, ignored] : all) {
     const std::string is = value(after, name);
     const std::string was = value(before, name);
@@ -308,12 +338,14 @@ PrintedText::PrintedText()
     : m_file(memfd_create("printed", MFD_CLOEXEC)),
       m_output(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)),
       m_errors(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+  // What is still buffered was printed before, and belongs to the old descriptors.
   std::fflush(nullptr);
   dup2(m_file, STDOUT_FILENO);
   dup2(m_file, STDERR_FILENO);
 }
 
 PrintedText::~PrintedText() {
+  // What is still buffered was printed while the object lived.
   std::fflush(nullptr);
   dup2(m_output, STDOUT_FILENO);
   dup2(m_errors, STDERR_FILENO);
@@ -324,6 +356,7 @@ PrintedText::~PrintedText() {
 
 std::string PrintedText::Text() const {
   std::fflush(nullptr);
+  // dup2 shares the offset, which is thus the number of bytes written so far.
   std::string text(static_cast<std::size_t>(lseek(m_file, 0, SEEK_CUR)), '\0');
   const ssize_t count = pread(m_file, text.data(), text.size(), 0);
   text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));

@@ -15,6 +15,7 @@ SettingState StateOf(const NamedSetting& named) {
     }
     const auto& container = static_cast<ISettingArray&>(*named.setting);
     for (unsigned int index = 0; index < container.GetNumberOfSettings(); ++index) {
+      // By index: preset labels need not be unique.
       const std::string name = fmt::format("{}/#{}", named.name, index);
       ISetting* const setting = container.GetSetting(index);
       state[name] = setting == nullptr ? SettingState() : StateOf({name, named.depth + 1, setting});
@@ -33,7 +34,7 @@ void ExpectSameState(const SettingState& expected, const SettingState& actual, c
   SettingState all = expected;
   all.update(actual);
   for (const auto& [key, ignored] : all.items()) {
-    // As text, where NaN equals NaN.
+    // Compared as text, because NaN differs from itself as a number.
     const std::string text = expected.value(key, SettingState()).dump();
     const std::string other = actual.value(key, SettingState()).dump();
     ExpectThat(text == other, Shortened(other), "{} of \"{}\" {} after {}", key, expected["name"].get<std::string>(),

@@ -12,8 +12,10 @@
 
 namespace {
 
+/// More of anything is taken for a fault: walking it could take forever.
 constexpr unsigned int kMost = 10000;
 
+/// Fails the check for more than kMost; `what` says of what.
 void ExpectFew(std::size_t count, const std::string& what) {
   ExpectThat(count <= kMost, fmt::to_string(count), "at most {} {}", kMost, what);
 }
@@ -34,6 +36,7 @@ class Gatherer {
     // A time range has neither label, and a container gets its labels later, if at all.
     const bool mayLack = type == kSettingTypeTimeInOut || type == kSettingTypeArray;
     const auto use = mayLack ? ShownText::Use::kExtra : ShownText::Use::kName;
+    // Null texts are kept as such: the check settings.texts reports them.
     Add("label", setting.GetLabel(), use);
     Add("preset label", presetLabel, use);
     Add("units", setting.GetUnits());
@@ -68,6 +71,7 @@ class Gatherer {
   void operator()(IUnsignedIntArraySetting& setting) {
     ExpectFew(setting.GetNumberOfValues(), "values of " + Named());
     for (unsigned int index = 0; index < setting.GetNumberOfValues(); ++index) {
+      // A value may go without a label: null.
       if (const char* const label = setting.GetValueLabel(index)) {
         Add(fmt::format("label of value {}", index), label);
       }
@@ -82,6 +86,7 @@ class Gatherer {
                "settings nested at most {} deep", kDeepestSetting);
   }
 
+  /// Keeps the pointer, and a copy that shows whether the text has changed since.
   void Add(const std::string& attribute, const char* text, ShownText::Use use = ShownText::Use::kExtra) {
     m_texts.push_back({fmt::format("{} of {}", attribute, Named()), text, text == nullptr ? "" : text, use});
   }
@@ -112,6 +117,7 @@ std::string Quoted(const char* text) {
     return "null";
   }
   const std::string_view bytes(text);
+  // Bytes that are not UTF-8 would be unreadable, or damage the report.
   return IsUtf8(bytes) ? '"' + std::string(bytes) + '"'
                        : "bytes " + HexText({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
 }

@@ -23,6 +23,6 @@ void ForEachSituation(const CheckedModule& module,
       check(*compressor, "after a run, with " + setup.name);
     });
   } catch (const CheckSkipped&) {
-    // It cannot be set up: other checks say why.
+    // No setup is possible, so there are no runs. Other checks report why.
   }
 }

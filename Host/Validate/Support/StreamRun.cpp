@@ -12,11 +12,14 @@
 
 namespace {
 
+/// Fails the check for any other status from `call`.
 void ExpectSuccess(RhoStatus status, const std::string& call, const StreamSetup& setup) {
   ExpectThat(status == kRhoStatusSuccess, StatusText(status), "status 00000000 from {} with {}", call, setup.name);
 }
 
+/// A copy of a packet's bytes. Fails the check for a size and an address that do not go together.
 std::vector<unsigned char> Copied(const unsigned char* bytes, unsigned long size, const char* what) {
+  // A packet without a sane size would make the copy run out of memory instead of failing the check.
   constexpr unsigned long kMost = std::numeric_limits<int>::max();
   ExpectThat(size <= kMost, fmt::format("{} bytes", size), "{} of less than 2 GiB", what);
   ExpectThat((size == 0) == (bytes == nullptr), bytes == nullptr ? "null" : "an address",
@@ -75,6 +78,7 @@ void StreamRun::End() { ExpectSuccess(m_compressor.CompressFrameEnd(), "Compress
 
 StreamCall StreamRun::Call(KelAudio_t* input) {
   const RhoStatus status = m_compressor.CompressFrame(input, m_output.get());
+  // The text is formatted for failures only: a check makes many thousands of calls.
   if (status != kRhoStatusSuccess) {
     ExpectSuccess(status,
                   input == nullptr
@@ -94,6 +98,7 @@ StreamCall StreamRun::Call(KelAudio_t* input) {
 std::vector<PacketRecord> StreamRun::TakePackets() {
   std::vector<PacketRecord> packets;
   while (m_output->packets != nullptr && m_output->packets->size() != 0) {
+    // From the front, as hosts take packets, and one by one, so that a wrong size shows.
     const unsigned long before = m_output->packets->size();
     const OwnedPacket packet(m_output->packets->remove(0));
     packets.push_back(RecordOf(packet.get()));
@@ -110,6 +115,7 @@ RhoStatus RunInto(IAudioCompressor& compressor, const StreamSetup& setup, Bytes 
   const std::size_t half = setup.WholeBytes(input.size() / 2);
   for (const Bytes part : {input.first(half), input.subspan(half)}) {
     record = setup.InputRecord(part);
+    // The first failure is kept, and nothing is called after it.
     status = status == kRhoStatusSuccess ? compressor.CompressFrame(&record, &out) : status;
   }
   status = status == kRhoStatusSuccess ? compressor.CompressFrame(nullptr, &out) : status;
@@ -158,6 +164,7 @@ std::vector<PacketRecord> Encode(IAudioCompressor& compressor, const StreamSetup
 }
 
 std::vector<PacketRecord> EncodeAtOnce(const CheckedModule& module, const StreamSetup& setup, Bytes bytes) {
+  // A block of as many sample frames as there are bytes holds the whole input.
   return Encode(*setup.NewCompressor(module), setup, bytes, {bytes.size()});
 }
 
@@ -176,6 +183,7 @@ void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vec
     const std::string place = fmt::format("packet {} of {} {}", index, expected.size(), when);
     Expect(PacketText(wanted) == PacketText(packet), place + ": " + PacketText(wanted), PacketText(packet));
     Expect(wanted.descriptor == packet.descriptor, place + " with the same descriptor", "another one");
+    // The texts are equal, and so are the sizes in them. All else being equal, a byte of the payload differs.
     const auto different = std::mismatch(wanted.payload.begin(), wanted.payload.end(), packet.payload.begin());
     ExpectEqual(*different.first, *different.second, "byte {} of the payload of {}",
                 different.first - wanted.payload.begin(), place);
@@ -185,6 +193,7 @@ void ExpectSamePackets(const std::vector<PacketRecord>& expected, const std::vec
 
 std::vector<unsigned char> SomeInput(const StreamSetup& setup, std::size_t sampleFrames) {
   std::vector<unsigned char> bytes(sampleFrames * setup.format.BytesPerSampleFrame());
+  // A fixed seed: the same bytes in each run and in each process.
   std::minstd_rand random(1);
   for (unsigned char& byte : bytes) {
     byte = static_cast<unsigned char>(random() >> 8U);

@@ -18,6 +18,7 @@ void ExpectContinues(const StreamCall& call, const StreamSetup& setup, std::uint
     ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, packet.type, kWhere, "type", position, setup.name);
     ExpectEqual(rate, packet.timeBase, kWhere, "time base", position, setup.name);
     ExpectEqual(position, packet.time, kWhere, "time", position, setup.name);
+    // A packet may leave its duration open: 0.
     ExpectEqual(packet.duration == 0 ? 0 : sampleFrames, packet.duration, kWhere, "duration", position, setup.name);
     position += sampleFrames;
   }
@@ -32,6 +33,7 @@ void ExpectInOrder(const std::vector<PacketRecord>& packets, const StreamSetup& 
   constexpr auto kWhere = "{} of packet {} with {}";
   for (std::size_t index = 0; index < packets.size(); ++index) {
     const PacketRecord& packet = packets[index];
+    // The first packet is compared with itself.
     const PacketRecord& before = packets[index == 0 ? 0 : index - 1];
     ExpectThat(packet.timeBase != 0, "0", kWhere, "a time base", index, setup.name);
     ExpectEqual(before.timeBase, packet.timeBase, kWhere, "time base", index, setup.name);
