@@ -8,15 +8,18 @@
 
 namespace {
 
+/// Reads the arguments from front to back, once. The arguments must outlive the object.
 class ArgumentOrder {
  public:
   ArgumentOrder(const std::vector<std::string>& arguments, const CommandOptions& commands, std::string defaultCommand)
       : m_next(arguments.begin()), m_end(arguments.end()), m_commands(commands), m_command(std::move(defaultCommand)) {}
 
+  /// To be called once.
   std::vector<std::string> Order() {
     while (m_next != m_end) {
       AddNext();
     }
+    // Only now: the command may stand behind its options.
     for (const std::string& option : m_options) {
       if (!m_commands.at(m_command).contains(option)) {
         throw WrongUse(fmt::format("\"rhohost {}\" has no option {}", m_command, option));
@@ -29,6 +32,7 @@ class ArgumentOrder {
  private:
   void AddNext() {
     const std::string& text = *m_next++;
+    // "-" alone is a standard stream.
     if (m_areOptionsOver || text == "-" || !text.starts_with('-')) {
       AddFile(text);
     } else if (text == "--") {
@@ -42,6 +46,7 @@ class ArgumentOrder {
   }
 
   void AddFile(const std::string& text) {
+    // After "--" everything is a file, even what has the name of a command.
     const bool isFirst = !std::exchange(m_hasFiles, true);
     if (isFirst && !m_areOptionsOver && m_commands.contains(text)) {
       m_command = text;
@@ -52,6 +57,7 @@ class ArgumentOrder {
     m_ordered.push_back(isSpecial ? "./" + text : text);
   }
 
+  /// "--quiet", "--jobs=4", or "--jobs" in front of "4"
   void AddLong(const std::string& text) {
     const std::size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
@@ -74,6 +80,7 @@ class ArgumentOrder {
     for (std::size_t index = 1; index < text.size(); ++index) {
       const std::string name{'-', text[index]};
       const std::string& valueName = ValueName(name);
+      // The rest of the argument is the value, as CLI11 reads it too.
       if (!valueName.empty() && index + 1 < text.size()) {
         return;
       }
@@ -81,6 +88,7 @@ class ArgumentOrder {
     }
   }
 
+  /// Takes the next argument as the option's value, whatever it looks like. A flag has an empty `valueName`.
   void AddValue(const std::string& name, const std::string& valueName) {
     if (valueName.empty()) {
       return;
@@ -91,6 +99,8 @@ class ArgumentOrder {
     m_ordered.push_back(*m_next++);
   }
 
+  /// The name of the option's value, empty for a flag, by any command that has it: they all agree. Throws WrongUse if
+  /// none has it. Remembers the option for the check in Order.
   const std::string& ValueName(const std::string& option) {
     m_options.push_back(option);
     for (const auto& [command, options] : m_commands) {

@@ -28,7 +28,8 @@ std::string ByteText(std::uint64_t bytes) {
 
 }  // namespace
 
-// One item: the files differ too much in size to count as equal steps. The status line decides how often it changes.
+// One item in all, measured in bytes: files differ too much in size to count as equal steps. The steps are small since
+// the status line itself limits how often it changes.
 BatchProgress::BatchProgress(bool isWanted, std::uint64_t bytes, std::size_t files, JsonEvents& events)
     : IKelProgressReporter(1, 1e-6), m_line(isWanted), m_events(events), m_bytes(bytes), m_files(files) {}
 
@@ -54,6 +55,7 @@ bool BatchProgress::reportProgress(double fraction) {
 }
 
 std::string BatchProgress::Text(double fraction) const {
+  // Assumes that the rest takes as long for each byte as what is done.
   const std::string left = fraction > 0 ? RoughTimeText(Seconds() / fraction * (1 - fraction)) + " left, " : "";
   return fmt::format("{} %, {}{} of {} files, {} of {}", static_cast<int>(fraction * 100), left, m_filesDone, m_files,
                      ByteText(m_bytesDone), ByteText(m_bytes));
@@ -63,6 +65,7 @@ double BatchProgress::Seconds() const { return std::chrono::duration<double>(Clo
 
 void FileProgress::Update(double fraction) {
   const auto bytes = static_cast<std::uint64_t>(std::clamp(fraction, 0.0, 1.0) * static_cast<double>(m_bytes));
+  // Never back: a step back would be a negative number of bytes.
   const std::uint64_t done = std::min(std::max(bytes, m_bytesDone), m_bytes);
   m_progress.Add(done - m_bytesDone, 0);
   m_bytesDone = done;

@@ -33,6 +33,7 @@ BatchReport::BatchReport(const Options& options, const WorkList& list, std::size
 
 void BatchReport::Planned(std::size_t index, const FileEncoding& encoding) {
   const std::lock_guard lock(m_mutex);
+  // With --json the event is the plan; nothing else may be on standard output.
   m_events.Plan(encoding, m_list.items[index].listName);
   ++m_counts.encoded;
   Complete(index, State::kDone, m_options.json ? "" : PlanText(encoding) + '\n');
@@ -71,6 +72,7 @@ void BatchReport::NotASound(std::size_t index) {
 
 void BatchReport::Failed(std::size_t index, const std::string& why) {
   const WorkItem& item = m_list.items[index];
+  // Most messages name the file already.
   const std::string message = why.starts_with(item.input + ":") ? why : item.input + ": " + why;
   const std::lock_guard lock(m_mutex);
   if (m_isOver) {
@@ -84,6 +86,7 @@ void BatchReport::Failed(std::size_t index, const std::string& why) {
 
 void BatchReport::OutOfMemory(std::size_t index) noexcept {
   const std::lock_guard lock(m_mutex);
+  // Nothing here allocates memory: End writes the message, when there is some again.
   m_states[index] = State::kFailed;
   m_texts[index].clear();
   ++m_counts.failed;
@@ -97,7 +100,6 @@ void BatchReport::Complete(std::size_t index, State state, std::string text) {
   }
 }
 
-/// In the order of the inputs, whichever was looked at first.
 void BatchReport::PrintPlans() {
   while (m_nextPlan < m_states.size() && m_states[m_nextPlan] != State::kOpen) {
     const std::size_t index = m_nextPlan++;
@@ -105,6 +107,7 @@ void BatchReport::PrintPlans() {
       try {
         Print(std::exchange(m_texts[index], {}));
       } catch (const Failure& error) {
+        // The first error ends the printing and is kept for Finish: this runs on the threads of the workers.
         m_printError = error.what();
       }
     }
@@ -130,6 +133,7 @@ void BatchReport::Interrupt() noexcept {
 
 bool BatchReport::End(bool isInterrupted) {
   const std::lock_guard lock(m_mutex);
+  // Reports that come later, from threads that still run after a signal, change nothing.
   m_isOver = true;
   m_progress.Clear();
   m_counts.notReached = static_cast<std::size_t>(std::count(m_states.begin(), m_states.end(), State::kOpen));
@@ -141,6 +145,7 @@ bool BatchReport::End(bool isInterrupted) {
     }
   }
   if (!m_options.quiet) {
+    // Once more, together: the messages of the failures have scrolled away in a long run.
     for (const FailedInput& failure : m_list.failures) {
       PrintMessage("failed: " + failure.reason);
     }
@@ -178,10 +183,12 @@ std::string BatchReport::SummaryText(bool isInterrupted) const {
   add(m_counts.others, "not a sound file", "not sound files");
   add(m_counts.failed, "failed", "failed");
   add(m_counts.notReached, "not reached", "not reached");
+  // Zeros alone would not say why nothing was encoded.
   if (m_list.items.empty() && m_counts.others + m_counts.excluded + m_counts.failed == 0) {
     text += ": there are no files in the inputs";
   }
   if (m_counts.encoded != 0 && !m_options.dryRun) {
+    // Rounded down: a speed is never overstated.
     const double sound = m_counts.soundSeconds;
     text += fmt::format("; {} of sound, {:.0f} x real time",
                         TimeText(static_cast<std::uint64_t>(std::llround(sound * 1000)), 1000),
@@ -194,6 +201,7 @@ void BatchReport::WriteListOfFailed() const {
   if (m_options.failedList.empty() || m_options.dryRun) {
     return;
   }
+  // The list of an earlier run is replaced, also by an empty one.
   OutputFile file(m_options.failedList, true);
   const auto add = [this, &file](const std::string& name) {
     file.Write(name.data(), name.size());

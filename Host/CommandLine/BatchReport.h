@@ -23,11 +23,17 @@ class BatchReport {
 
   BatchProgress& Progress() { return m_progress; }
 
+  /// A dry run: what the encoding would do. Printed in the order of the list.
   void Planned(std::size_t index, const FileEncoding& encoding);
+  /// The output has its name.
   void Encoded(std::size_t index, const EncodedFile& file);
+  /// The output exists, and the options say to keep it.
   void Skipped(std::size_t index);
+  /// A file found in a folder that turned out to be no sound.
   void NotASound(std::size_t index);
+  /// Prints the failure at once. `why` may begin with the name of the input or not.
   void Failed(std::size_t index, const std::string& why);
+  /// Counts as a failure; allocates nothing.
   void OutOfMemory(std::size_t index) noexcept;
 
   /// Prints the failures again and what everything came to, and writes the list of failed files. True when no file has
@@ -41,8 +47,11 @@ class BatchReport {
  private:
   enum class State : unsigned char { kOpen, kDone, kFailed };
 
+  /// Closes the item, with its plan or the reason of its failure. The caller holds m_mutex.
   void Complete(std::size_t index, State state, std::string text = {});
+  /// Prints the plans whose predecessors are all closed, in the order of the list.
   void PrintPlans();
+  /// Prints failures and summary, writes the list of failed files. True when no file has failed.
   bool End(bool isInterrupted);
   std::string SummaryText(bool isInterrupted) const;
   void WriteListOfFailed() const;

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// Groups the items of a list by the real paths of their outputs, and leaves one item in each group.
 class Settlement {
  public:
   Settlement(WorkList& list, OutputIdentities& identities) : m_list(list), m_identities(identities) {
@@ -22,6 +23,7 @@ class Settlement {
   }
 
   void Settle(OnClash onClash) {
+    // Collected first: Number adds to m_sharers.
     std::vector<std::vector<std::size_t>> clashes;
     for (const auto& [output, indices] : m_sharers) {
       if (indices.size() > 1) {
@@ -33,19 +35,23 @@ class Settlement {
         if (onClash == OnClash::kNumber) {
           Number(clash[place], place);
         } else if (onClash == OnClash::kSkip) {
+          // The first keeps its output; -1 is the index of no item.
           m_list.clashingFiles += place == 0 ? 0 : 1;
           Drop(place == 0 ? std::size_t(-1) : clash[place]);
         } else {
+          // Also with kKeepExtension: two files of the same name and extension may lie in different folders.
           Fail(clash[place], clash[place == 0 ? 1 : 0]);
         }
       }
     }
+    // erase_if asks for each item once, in order, so that `index` counts along.
     std::size_t index = 0;
     std::erase_if(m_list.items, [this, &index](const WorkItem&) { return m_dropped.contains(index++); });
   }
 
  private:
-  /// Drops the others, which would fail or do not matter.
+  /// The items among `indices` that may be sounds. Drops the others, unless they are called like sounds: these stay,
+  /// and fail.
   std::vector<std::size_t> SoundsAmong(const std::vector<std::size_t>& indices) {
     std::vector<std::size_t> sounds;
     for (const std::size_t index : indices) {
@@ -59,11 +65,13 @@ class Settlement {
     return sounds;
   }
 
+  /// Gives the item the first free name NAME-2, NAME-3 ..., from its place on. The first item (place 0) keeps its name.
   void Number(std::size_t index, std::size_t place) {
     const fs::path output = m_list.items[index].output;
     for (std::size_t number = place + 1; place != 0; ++number) {
       const fs::path numbered =
           output.parent_path() / fmt::format("{}-{}{}", output.stem().native(), number, output.extension().native());
+      // Names that other items have, or were given here, are taken.
       if (m_sharers.try_emplace(m_identities.Of(numbered), std::vector{index}).second) {
         m_list.items[index].output = numbered;
         return;
@@ -71,6 +79,7 @@ class Settlement {
     }
   }
 
+  /// Makes the item a failure whose message names one of the others.
   void Fail(std::size_t index, std::size_t other) {
     const WorkItem& item = m_list.items[index];
     m_list.failures.push_back(
@@ -94,6 +103,7 @@ fs::path OutputIdentities::Follow(const fs::path& output, int linksLeft) {
   const fs::path& folder = RealFolder(output.parent_path());
   fs::path real = folder / output.filename();
   std::error_code error;
+  // At the limit, as for a circle of links, the path stays as it is: opening it will fail.
   if (linksLeft != 0 && fs::is_symlink(fs::symlink_status(real, error))) {
     return Follow(folder / fs::read_symlink(real, error), linksLeft - 1);
   }
@@ -101,6 +111,7 @@ fs::path OutputIdentities::Follow(const fs::path& output, int linksLeft) {
 }
 
 const fs::path& OutputIdentities::RealFolder(const fs::path& folder) {
+  // Remembered: many outputs share a folder.
   const auto [place, isNew] = m_realFolders.try_emplace(folder);
   if (isNew) {
     try {
@@ -114,11 +125,12 @@ const fs::path& OutputIdentities::RealFolder(const fs::path& folder) {
 
 bool MayBeSound(const std::string& path) {
   try {
+    // Reads the header only.
     OpenSound(path, Truncation::kAllowed);
   } catch (const NotASoundFile&) {
     return false;
   } catch (const Failure&) {
-    // It exists, or it is damaged: an encoding will tell.
+    // It cannot be read, or is damaged: the encoding reports it.
   }
   return true;
 }

@@ -15,7 +15,9 @@ class OutputIdentities {
   std::filesystem::path Of(const std::filesystem::path& output) { return Follow(output, 40); }
 
  private:
+  /// Follows at most `linksLeft` links at the end of the path.
   std::filesystem::path Follow(const std::filesystem::path& output, int linksLeft);
+  /// The folder without links; unchanged if they cannot be followed.
   const std::filesystem::path& RealFolder(const std::filesystem::path& folder);
 
   std::map<std::string, std::filesystem::path> m_realFolders;

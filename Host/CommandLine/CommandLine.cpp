@@ -17,14 +17,17 @@
 
 namespace {
 
+/// The longest time limit of a check: a day.
 constexpr unsigned int kMostSeconds = 24 * 3600;
 
 /// Help in groups, wrapped at 80 columns.
 class HelpFormatter : public CLI::Formatter {
   static constexpr std::size_t kColumns = 80;
+  // The description of an option begins here, on the next line if the names are too long.
   static constexpr std::size_t kTextColumn = 27;
 
   std::string make_help(const CLI::App* app, std::string /*name*/, CLI::AppFormatMode /*mode*/) const override {
+    // Options in the group "" are hidden, as are the file arguments: the usage text names them.
     const std::string footer = app->get_footer();
     std::string text = app->get_description();
     for (const std::string& group : app->get_groups()) {
@@ -43,6 +46,7 @@ class HelpFormatter : public CLI::Formatter {
     return text;
   }
 
+  /// "  -r, --rate HZ", and from kTextColumn on the description, broken at blanks.
   std::string make_option(const CLI::Option* option, bool /*isPositional*/) const override {
     const std::string type = option->get_type_name();
     std::string names = option->get_name(false, true);
@@ -50,6 +54,7 @@ class HelpFormatter : public CLI::Formatter {
       names.insert(comma + 1, " ");
     }
     std::string text;
+    // A long name without a short one is indented, so that all long names begin in the same column.
     std::string line =
         fmt::format("  {}{}{}", names.starts_with("--") ? "    " : "", names, type.empty() ? "" : " " + type);
     if (line.size() + 2 > kTextColumn) {
@@ -82,6 +87,7 @@ class Declaration {
 
   /// `names` are "-r,--rate", as CLI11 takes them; `type` is how the help names the value.
   void Value(const char* names, const char* type, const char* help, const Read& read) {
+    // The long name is what messages call the option.
     const std::string name = std::string(names).substr(std::string_view(names).find("--"));
     m_app
         .add_option_function<std::string>(
@@ -97,6 +103,7 @@ class Declaration {
   void Text(const char* names, const char* type, std::vector<std::string>& texts, const char* help) {
     Value(names, type, help, [&texts](const char*, const std::string& text) { texts.push_back(text); });
   }
+  // An empty type name marks a flag (OptionsOf) and keeps CLI11 from showing one. A repeated flag is no error.
   void Flag(const char* names, bool& flag, const char* help) {
     m_app.add_flag(names, flag, help)
         ->type_name("")
@@ -115,6 +122,7 @@ class Declaration {
   std::string m_group = "Options";
 };
 
+/// The options of "encode" and "info" that load a module and change its settings.
 void DeclareSettings(Declaration& declare, Options& options) {
   declare.FileName("--module", "MODULE", options.module,
                    "Encoder module: a path with a slash, or a name that \"rhohost list\" shows (default: PCMPlugin)");
@@ -129,6 +137,7 @@ void DeclareFormat(Declaration& declare, Options& options) {
                 "Sample frames per second, or \"nearest\" for the nearest rate that the module allows; others are "
                 "converted (default: the input's)",
                 [&](const char* option, const std::string& text) {
+                  // The last --rate counts: each form takes back the other.
                   options.request.nearestRate = text == "nearest";
                   format.sampleRate =
                       options.request.nearestRate ? std::nullopt : std::optional(ReadWholeNumber(option, text));
@@ -147,6 +156,7 @@ void DeclareFormat(Declaration& declare, Options& options) {
 }
 
 void DeclareEncode(CLI::App& app, Options& options) {
+  // Inputs and, in an encoding of one file, the output: CompleteEncodeOptions tells them apart.
   app.add_option("FILES", options.selection.inputs)->group("");
   Declaration declare(app);
   declare.Group("Input");
@@ -161,6 +171,7 @@ void DeclareEncode(CLI::App& app, Options& options) {
   declare.FileName("-o,--output", "FILE", options.output, "The output, in place of a second file name");
   declare.Flag("--no-preserve-times", options.newTimes,
                "Do not give outputs the modification times of their inputs, as --preserve-times does (the default)");
+  // The default, for scripts that ask for it; the help names it with its opposite.
   app.add_flag_callback(
          "--preserve-times", [&options] { options.newTimes = false; }, "")
       ->type_name("")
@@ -242,6 +253,7 @@ void DeclareValidate(CLI::App& app, ValidateOptions& options) {
                 [&options](const char* option, const std::string& text) { options.html = ReadFileName(option, text); });
   declare.Flag("-f,--force", options.force, "Replace an existing FILE");
   declare.Flag("--valgrind", options.valgrind, "Run the checks under valgrind; allow more time with --timeout");
+  // The value without --jobs.
   options.jobs = DefaultJobs();
   declare.Jobs(options.jobs, "Run this many checks at a time (default: one per processor)");
   declare.Value("--timeout", "SECONDS", "Time limit of each check (default: 30)",
@@ -258,6 +270,7 @@ const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
   return commands.empty() ? nullptr : commands.front();
 }
 
+/// The options of all commands, as OrderArguments takes them.
 CommandOptions OptionsOf(const CLI::App& app) {
   CommandOptions commands;
   for (const CLI::App* const command : app.get_subcommands({})) {
@@ -274,6 +287,7 @@ CommandOptions OptionsOf(const CLI::App& app) {
   return commands;
 }
 
+/// Prints the help of a command, or that of "encode" for "". Throws WrongUse for an unknown one.
 void PrintHelp(const CLI::App& app, const std::string& topic) {
   const CLI::App* const command = FindCommand(app, topic.empty() ? "encode" : topic);
   if (command == nullptr) {
@@ -290,6 +304,7 @@ std::optional<Options> ReadCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(1);
   Options options;
   std::string topic;
+  // The usage text is the description: HelpFormatter shows it before the options, the notes after them.
   const auto command = [&app](const char* name, const char* usage, const char* notes) {
     CLI::App* const added = app.add_subcommand(name, usage);
     added->footer(notes);
@@ -304,15 +319,18 @@ std::optional<Options> ReadCommandLine(int argc, const char* const* argv) {
   DeclareValidate(*validate, options.validate);
   CLI::App* const help = command("help", kEncodeUsage, "");
   help->add_option("COMMAND", topic);
+  // Without an argument: the command has no --help.
   help->set_help_flag();
 
   std::vector<std::string> arguments =
       OrderArguments({argv + std::min(argc, 1), argv + argc}, OptionsOf(app), "encode");
+  // OrderArguments has put the command in front. CLI11 takes a vector of arguments in reverse order.
   const std::string chosen = arguments.front();
   std::reverse(arguments.begin(), arguments.end());
   try {
     app.parse(arguments);
   } catch (const CLI::CallForHelp&) {
+    // CLI11 throws for --help and --version, which are no errors.
     PrintHelp(app, chosen);
     return std::nullopt;
   } catch (const CLI::CallForVersion& version) {

@@ -33,6 +33,7 @@ bool IsDone(const Options& options, const WorkItem& item) {
   return item.outputExists && (options.skipExisting || (options.update && !item.outputIsOlder));
 }
 
+/// The work on a list of files, shared by a number of threads. The arguments must outlive the object.
 class Batch {
  public:
   Batch(const Options& options, const EncodingSetup& setup, const WorkList& list)
@@ -43,12 +44,17 @@ class Batch {
 
  private:
   bool IsToSkip(const WorkItem& item) const { return IsDone(m_options, item); }
+  /// Of the inputs that are not skipped.
   std::uint64_t BytesToDo() const;
   std::size_t FilesToDo() const;
 
+  /// What each thread does: takes the next item until none is left.
   void Work();
+  /// Runs a step for an item and reports what it throws.
   void Try(std::size_t index, const std::function<void()>& step);
+  /// Encodes one item and hands its output to the commit group.
   void Encode(std::size_t index);
+  /// On the thread of SignalNotice: outputs that are finished get their names, those in progress go with the process.
   void Interrupt() noexcept;
 
   const EncodingSetup& m_setup;
@@ -56,6 +62,7 @@ class Batch {
   const WorkList& m_list;
   BatchReport m_report;
   CommitGroup m_commits;
+  /// The next item that no thread has taken.
   std::atomic<std::size_t> m_next{0};
 };
 
@@ -74,6 +81,7 @@ std::size_t Batch::FilesToDo() const {
 bool Batch::Run() {
   std::exception_ptr error;
   {
+    // Before the threads: they inherit its blocked signals. A dry run has nothing to finish.
     std::optional<SignalNotice> notice;
     if (!m_options.dryRun) {
       notice.emplace([this] { Interrupt(); });
@@ -81,17 +89,19 @@ bool Batch::Run() {
     const std::size_t workers = std::min<std::size_t>(m_options.jobs.value_or(DefaultJobs()), FilesToDo());
     std::vector<std::jthread> helpers;
     try {
+      // This thread is one of the workers.
       while (helpers.size() + 1 < workers) {
         helpers.emplace_back([this] { Work(); });
       }
     } catch (const std::exception&) {
-      // Where no more threads can be had, fewer do the same work.
+      // The system gives no more threads: those that run do all the work.
     }
     Work();
     helpers.clear();
     try {
       m_commits.Finish();
     } catch (const std::exception&) {
+      // Thrown after the report, which is due in any case.
       error = std::current_exception();
     }
   }
@@ -102,7 +112,6 @@ bool Batch::Run() {
   return isWell;
 }
 
-/// What is finished gets its name; what is being encoded goes with the process.
 void Batch::Interrupt() noexcept {
   try {
     m_commits.Finish();
@@ -118,10 +127,10 @@ void Batch::Work() {
   }
 }
 
-/// Reports what a step throws.
 void Batch::Try(std::size_t index, const std::function<void()>& step) {
   const WorkItem& item = m_list.items[index];
   try {
+    // The handlers below allocate memory too: the outer one catches their std::bad_alloc.
     try {
       step();
     } catch (const OutputExists& error) {
@@ -154,8 +163,10 @@ void Batch::Encode(std::size_t index) {
     m_report.Skipped(index);
     return;
   }
+  // The file counts as done when the last copy is destroyed: on every way out of this function, or after its commit.
   const auto progress = std::make_shared<FileProgress>(m_report.Progress(), item.bytes);
   if (item.outputExists) {
+    // Refused before the input is opened, which may be slow.
     CheckOutputTarget(item.output, m_options.force);
   }
   const auto begin = std::chrono::steady_clock::now();
@@ -165,15 +176,19 @@ void Batch::Encode(std::size_t index) {
     return;
   }
   MakeFolders(std::filesystem::path(item.output).parent_path());
+  // The length of all passes; 0 if it is unknown. Verifying is the second half.
   const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
   const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
     const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
     progress->Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+    // Small files of other threads do not wait for a large one.
     m_commits.CommitOverdue();
   });
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+  // Shared, since std::function copies what it holds.
   const auto file = std::make_shared<EncodedFile>(DescribeEncoded(encoding, result, elapsed.count()));
   m_commits.Add(encoding.TakeFile(), [this, index, progress, file](const std::exception_ptr& error) {
+    // May run on another thread, and later, with the group's commit.
     Try(index, [&] {
       if (error) {
         std::rethrow_exception(error);
@@ -200,6 +215,7 @@ bool ListInputs(const Options& options, const WorkList& list) {
 
 bool EncodeMany(const Options& options) {
   const EncodingSetup setup(options, options.module, options.Settings());
+  // Wrong settings end the run here rather than fail every file.
   CheckSettings(setup);
   const WorkList list = MakeWorkList(SelectFiles(options.selection, options.naming.folder), options.naming);
   if (options.listInputs) {
@@ -209,7 +225,7 @@ bool EncodeMany(const Options& options) {
     MakeFolders(options.naming.folder);
   }
   if (!options.dryRun && !options.failedList.empty()) {
-    CheckOutputTarget(options.failedList, true);  // not after hours of work
+    CheckOutputTarget(options.failedList, true);  // now rather than after hours of work
   }
   return Batch(options, setup, list).Run();
 }

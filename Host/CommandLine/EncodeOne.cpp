@@ -15,6 +15,7 @@
 
 namespace {
 
+/// Throws unless output and preset can be written without harm to the input. Before any work: encoding may take hours.
 void CheckTarget(const Options& options) {
   std::error_code error;
   if (options.output.ends_with('/') || std::filesystem::is_directory(options.output, error)) {
@@ -27,13 +28,16 @@ void CheckTarget(const Options& options) {
   CheckPresetTarget(options);
 }
 
+/// Encodes the file, reporting to `events` and `counts`. Throws Failure or WrongUse.
 void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
   EncodingOptions encodingOptions = static_cast<const EncodingOptions&>(options);
+  // One file leaves processors idle, which can decode ahead.
   encodingOptions.readAhead = true;
   const EncodingSetup setup(encodingOptions, options.module, options.Settings());
   CheckSettings(setup);
   CheckTarget(options);
   FileEncoding encoding(setup, options.input, options.output);
+  // The text is made now: a preset that would be empty is refused before the encoding.
   const std::string preset =
       options.savePreset.empty() ? std::string() : TextToSave(encoding.Compressor(), encoding.Chosen());
   events.Plan(encoding, options.input);
@@ -52,6 +56,7 @@ void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
       events.Progress(before + static_cast<double>(done) / static_cast<double>(*whole) / passes, progress.Seconds());
     }
   });
+  // Reported as encoded only with its name.
   encoding.TakeFile()->Commit();
   const EncodedFile file = DescribeEncoded(encoding, result, progress.Seconds());
   events.Encoded(file);
@@ -68,6 +73,7 @@ void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
 }  // namespace
 
 void EncodeOne(const Options& options) {
+  // Where the output is standard output, the events go to standard error.
   JsonEvents events(!options.json ? nullptr : options.output == "-" ? stderr : stdout);
   BatchCounts counts;
   const auto begin = std::chrono::steady_clock::now();
@@ -79,6 +85,7 @@ void EncodeOne(const Options& options) {
     Encode(options, events, counts);
   } catch (const std::exception& error) {
     ++counts.failed;
+    // The exception goes on to main, which prints it and chooses the exit code.
     events.Failed(options.input, options.input, error.what());
     events.Summary(counts, false, seconds());
     throw;

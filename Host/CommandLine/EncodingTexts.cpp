@@ -12,6 +12,7 @@
 
 namespace {
 
+/// "PCM, 48000 Hz, 24 bits, Stereo", and the tracks with their names, unless they are too many to read.
 std::string FormatText(const std::string& compressor, const EncodingFormat& format,
                        const std::vector<std::string>& trackNames) {
   constexpr std::size_t kMostNames = 16;
@@ -23,6 +24,7 @@ std::string FormatText(const std::string& compressor, const EncodingFormat& form
                      WithoutControls(tracks));
 }
 
+/// "resampled from 44100 to 48000 Hz, dithered to 16 bits"; empty for an exact conversion.
 std::string ConversionText(const Conversion& conversion, const EncodingFormat& format) {
   std::string text;
   if (conversion.resampledFrom) {
@@ -34,7 +36,8 @@ std::string ConversionText(const Conversion& conversion, const EncodingFormat& f
   return text;
 }
 
-/// What is kept of the tags, chapters and attachments, and on a line of its own what is not.
+/// The tags, chapters and attachments that are kept, and on a line of its own those that are not. Begins with a line
+/// feed.
 std::string MetadataText(const SoundMetadata& metadata) {
   std::vector<std::string> kept;
   if (!metadata.title.empty()) {

@@ -2,6 +2,7 @@
 
 namespace {
 
+/// Sets of bytes. A character of UTF-8 is several bytes, so "?" and sets match bytes rather than characters.
 std::bitset<256> OneByte(char byte) {
   std::bitset<256> bytes;
   bytes.set(static_cast<unsigned char>(byte));
@@ -13,6 +14,7 @@ std::bitset<256> AllBut(char byte) { return ~OneByte(byte); }
 }  // namespace
 
 Glob::Glob(std::string_view pattern) {
+  // As in rsync: without a wildcard a backslash is a backslash.
   const bool hasEscapes = pattern.find_first_of("*?[") != std::string_view::npos;
   for (std::size_t index = 0; index < pattern.size(); ++index) {
     const char byte = pattern[index];
@@ -25,6 +27,7 @@ Glob::Glob(std::string_view pattern) {
     } else if (byte == '\\' && hasEscapes && index + 1 < pattern.size()) {
       Add(OneByte(pattern[++index]), false);
     } else if (const std::size_t end = byte == '[' ? AddSet(pattern, index + 1) : 0; end != 0) {
+      // The loop moves on by one.
       index = end - 1;
     } else {
       Add(OneByte(byte), false);
@@ -34,10 +37,11 @@ Glob::Glob(std::string_view pattern) {
 
 std::size_t Glob::AddSet(std::string_view pattern, std::size_t start) {
   std::size_t index = start;
+  // "^" and "!" mean the same, as in fnmatch(3) of glibc.
   const bool isNegated = index < pattern.size() && (pattern[index] == '^' || pattern[index] == '!');
   index += isNegated ? 1 : 0;
   std::bitset<256> bytes;
-  // A bracket that is the first in the set belongs to it.
+  // A closing bracket that is the first in the set belongs to it, as POSIX says.
   for (const std::size_t first = index; index < pattern.size() && (pattern[index] != ']' || index == first); ++index) {
     index += pattern[index] == '\\' && index + 1 < pattern.size() ? 1 : 0;
     const auto from = static_cast<unsigned char>(pattern[index]);
@@ -51,16 +55,20 @@ std::size_t Glob::AddSet(std::string_view pattern, std::size_t start) {
       bytes.set(byte);
     }
   }
+  // A set that is not closed: the caller takes its bracket as it is.
   if (index >= pattern.size()) {
     return 0;
   }
+  // No set matches a slash, so that folders stay apart.
   Add((isNegated ? ~bytes : bytes) & AllBut('/'), false);
   return index + 1;
 }
 
-// Follows all ways through the pattern at once, so that no pattern takes exponential time.
+// Runs the pattern as a nondeterministic automaton, all states at once: backtracking would take exponential time for
+// some patterns.
 bool Glob::Matches(std::string_view text) const {
   std::vector<bool> isAt(m_elements.size() + 1);
+  // An element that may repeat may also be absent: its successor is reached without a byte.
   const auto skipRepeated = [this](std::vector<bool>& places) {
     for (std::size_t index = 0; index < m_elements.size(); ++index) {
       if (places[index] && m_elements[index].repeats) {
@@ -84,6 +92,7 @@ bool Glob::Matches(std::string_view text) const {
 }
 
 void FileFilter::AddRule(std::string_view pattern, bool isExclusion) {
+  // "A/***" is the two rules "A/" and "A/**".
   if (pattern.ends_with("/***")) {
     AddRule(pattern.substr(0, pattern.size() - 3), isExclusion);
     AddRule(pattern.substr(0, pattern.size() - 1), isExclusion);
@@ -94,7 +103,7 @@ void FileFilter::AddRule(std::string_view pattern, bool isExclusion) {
   pattern.remove_prefix(isAnchored ? 1 : 0);
   pattern.remove_suffix(forFoldersOnly ? 1 : 0);
   while (!isAnchored && pattern.starts_with("**/")) {
-    pattern.remove_prefix(3);  // it may also stand for nothing, and tails are tried anyway
+    pattern.remove_prefix(3);  // it may stand for nothing, and Excludes tries every tail of the path
   }
   m_rules.push_back({Glob(pattern), isAnchored, forFoldersOnly, isExclusion});
 }
@@ -104,6 +113,7 @@ bool FileFilter::Excludes(std::string_view path, bool isFolder) const {
     if (rule.forFoldersOnly && !isFolder) {
       continue;
     }
+    // Without an anchor a pattern may begin at any part of the path.
     for (std::string_view tail = path;;) {
       if (rule.glob.Matches(tail)) {
         return rule.isExclusion;

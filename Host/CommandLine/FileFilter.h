@@ -22,6 +22,7 @@ class Glob {
     bool repeats = false;  ///< any number of them, also none
   };
 
+  /// Adds one element to the pattern.
   void Add(const std::bitset<256>& bytes, bool repeats) { m_elements.push_back({bytes, repeats}); }
   /// Adds the set that begins at `start`, behind its bracket: where the pattern goes on, or 0 when it has no end.
   std::size_t AddSet(std::string_view pattern, std::size_t start);
@@ -57,6 +58,7 @@ class FileFilter {
     bool isExclusion = false;
   };
 
+  /// Adds a rule behind the others.
   void AddRule(std::string_view pattern, bool isExclusion);
 
   std::vector<Rule> m_rules;

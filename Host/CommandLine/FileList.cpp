@@ -8,6 +8,7 @@
 
 namespace {
 
+/// The whole file, or standard input for "-", which stays open. Throws Failure.
 std::string ReadWhole(const std::string& path) {
   const bool isInput = path == "-";
   const std::string shownName = isInput ? "standard input" : path;
@@ -35,6 +36,7 @@ std::vector<std::string> ReadFileList(const std::string& path, bool isNullSepara
   std::vector<std::string> names;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find(isNullSeparated ? '\0' : '\n', start), text.size());
+    // The last name need not be ended.
     std::string name = text.substr(start, end - start);
     if (!isNullSeparated && name.ends_with('\r')) {
       name.pop_back();

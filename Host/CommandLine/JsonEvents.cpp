@@ -14,19 +14,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// Version of the events, as "start" states it; docs/json.md describes them.
 constexpr int kVersion = 1;
 
-/// A name or text of any bytes, as presets have it.
+/// A name or text of any bytes, as in presets: a string, or {"hex": "..."} if it is not UTF-8, which JSON requires.
 Json TextJson(const std::string& text) {
   const std::span bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
   return IsUtf8(text) ? Json(text) : Json{{"hex", HexText(bytes)}};
 }
 
+/// The value, or null for none: a key is always there.
 template <class Value>
 Json OrNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
 
+/// Text rather than a number: many readers of JSON hold 53 bits of a number, a hash has 64.
 std::string HashText(std::uint64_t hash) { return fmt::format("{:016x}", hash); }
 
 Json FormatJson(const EncodingFormat& format) {
@@ -59,10 +62,12 @@ void JsonEvents::Print(const AnyJson& event) {
   if (m_stream == nullptr) {
     return;
   }
+  // One write for each line, flushed: a reader at the other end of a pipe sees it at once, and lines do not mix.
   const std::string line = event.dump() + '\n';
   const std::lock_guard lock(m_mutex);
   if (m_error == 0 &&
       (std::fwrite(line.data(), 1, line.size(), m_stream) != line.size() || std::fflush(m_stream) != 0)) {
+    // The first error counts; the lines after it would be a stream with a gap.
     m_error = errno;
   }
 }
@@ -110,6 +115,7 @@ void JsonEvents::Plan(const FileEncoding& encoding, const std::string& listName)
 void JsonEvents::Progress(double fraction, double seconds) {
   {
     const std::lock_guard lock(m_mutex);
+    // In a block of its own: Print locks the mutex again.
     const auto now = std::chrono::steady_clock::now();
     if (m_stream == nullptr || now < m_nextProgress) {
       return;

@@ -38,7 +38,9 @@ class JsonEvents {
   /// Lines go to `stream`; null: there are none.
   explicit JsonEvents(std::FILE* stream) : m_stream(stream) {}
 
+  /// Before everything else: the work to do.
   void Start(std::size_t files, std::uint64_t bytes, bool isDryRun);
+  /// What an encoding is going to do.
   void Plan(const FileEncoding& encoding, const std::string& listName);
   /// At most five times a second, however often it is called.
   void Progress(double fraction, double seconds);
@@ -51,6 +53,7 @@ class JsonEvents {
   void Check();
 
  private:
+  /// Writes one line, unless an earlier one has failed.
   template <class Json>
   void Print(const Json& event);
 

@@ -18,6 +18,7 @@
 
 namespace {
 
+/// Exit codes, as the help lists them.
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
@@ -27,6 +28,8 @@ constexpr int kWrongUse = 2;
 void FillStandardStreams() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) == -1) {
+      // open returns the lowest free number, which is `descriptor`. The wrong direction makes every use fail with
+      // EBADF.
       open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
   }
@@ -44,6 +47,7 @@ void RunAsChild(int argc, const char* const* argv) {
   }
 }
 
+/// Does what the options ask for and returns the exit code. Throws WrongUse, Failure and what a module throws.
 int Run(const Options& options) {
   if (options.action == Action::kValidate) {
     return Validate(options.validate);
@@ -52,6 +56,7 @@ int Run(const Options& options) {
     ShowModules(options);
     return kDone;
   }
+  // Before the module is loaded into this process, where a crash would end it.
   RefuseDangerousModule(options.module);
   switch (options.action) {
     case Action::kEncodeMany:
@@ -78,6 +83,7 @@ int Run(const Options& options) {
   } catch (const std::bad_alloc&) {
     PrintMessage("out of memory");
     RemoveTemporaryFilesForGood();
+    // No destructors: the one that has failed is still running.
     _exit(kFailed);
   } catch (...) {
     PrintMessage("ended by an unexpected exception");
@@ -89,10 +95,12 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // First: a child must have one thread and its signals as they were inherited.
   RunAsChild(argc, argv);
   UseThisProgramAsModuleHelper();
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
+  // Signals end the process without this handler, an uncaught exception without them.
   std::set_terminate(EndAfterUncaughtException);
   try {
     const std::optional<Options> options = ReadCommandLine(argc, argv);

@@ -14,13 +14,15 @@
 
 namespace {
 
-/// A week. Test signals are for trying things out.
+/// In seconds: a week.
 constexpr double kLongestTestSignal = 7.0 * 24 * 3600;
 
+/// Throws WrongUse: "OPTION: "TEXT" is not EXPECTED".
 [[noreturn]] void Refuse(const char* option, const std::string& text, std::string_view expected) {
   throw WrongUse(fmt::format("{}: \"{}\" is not {}", option, text, expected));
 }
 
+/// "29.97" or "30000/1001"; nothing for any other text and for a denominator of 0. May return infinity or NaN.
 std::optional<double> ParseFrameRate(std::string_view text) {
   if (const std::size_t slash = text.find('/'); slash != std::string_view::npos) {
     const auto numerator = ParseNumber<unsigned int>(text.substr(0, slash));
@@ -66,6 +68,7 @@ double ReadFrameRate(const char* option, const std::string& text) {
 
 double ReadSeconds(const char* option, const std::string& text) {
   const auto seconds = ParseNumber<double>(text);
+  // The negation refuses NaN too.
   if (!seconds || !(*seconds >= 0) || *seconds > kLongestTestSignal) {
     Refuse(option, text, "a length in seconds, up to a week");
   }
@@ -81,6 +84,7 @@ RawFormat ReadRawFormat(const char* option, const std::string& text) {
 }
 
 OnClash ReadOnClash(const char* option, const std::string& text) {
+  // In the order of OnClash.
   constexpr std::array<const char*, 4> kWords{"fail", "skip", "number", "keep-extension"};
   const auto* const found = std::find(kWords.begin(), kWords.end(), text);
   if (found == kWords.end()) {

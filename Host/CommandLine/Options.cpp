@@ -9,25 +9,29 @@
 
 namespace {
 
+/// Throws WrongUse when both options are given.
 void Exclude(bool isFirst, const char* first, bool isSecond, const char* second) {
   if (isFirst && isSecond) {
     throw WrongUse(fmt::format("{} and {} exclude each other", first, second));
   }
 }
 
-/// Throws unless `option` is absent, in an encoding without `needed`.
+/// Throws WrongUse when `option` is present; the caller knows that `needed` is absent.
 void Need(const char* needed, bool isPresent, const char* option) {
   if (isPresent) {
     throw WrongUse(fmt::format("{} needs {}", option, needed));
   }
 }
 
+/// Checks and completes the options of an encoding of many files (--to).
 void CompleteMany(Options& options) {
   options.action = Action::kEncodeMany;
   Exclude(options.skipExisting, "--skip-existing", options.force, "--force");
   Exclude(options.update, "--update", options.force, "--force");
   Exclude(options.update, "--update", options.skipExisting, "--skip-existing");
+  // After the checks above: --update replaces outputs, but only older ones.
   options.force = options.force || options.update;
+  // The list replaces an existing file: "--list-failed a.wav" would destroy a sound.
   if (HasForeignExtension(options.failedList)) {
     throw WrongUse(options.failedList + ": the list of failed files must not be called like a sound");
   }
@@ -43,6 +47,7 @@ void CompleteMany(Options& options) {
   }
 }
 
+/// Checks and completes the options of an encoding of one file, or of none when only a preset is saved.
 void CompleteOne(Options& options) {
   Need("--to", options.skipExisting, "--skip-existing");
   Need("--to", options.update, "--update");
@@ -58,6 +63,7 @@ void CompleteOne(Options& options) {
     return;
   }
   if (!options.output.empty()) {
+    // --output stands for the second file name.
     files.push_back(options.output);
   }
   const std::size_t needed = options.testSignalSeconds ? 1 : 2;

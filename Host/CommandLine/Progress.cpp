@@ -5,6 +5,7 @@
 #include <algorithm>
 
 std::string TimeText(std::uint64_t sampleFrames, unsigned int sampleRate) {
+  // Whole seconds first: 1000 times all sample frames could overflow. The rest is rounded.
   const std::uint64_t milliseconds =
       sampleFrames / sampleRate * 1000 + (sampleFrames % sampleRate * 1000 + sampleRate / 2) / sampleRate;
   const std::uint64_t seconds = milliseconds / 1000;
@@ -12,6 +13,7 @@ std::string TimeText(std::uint64_t sampleFrames, unsigned int sampleRate) {
 }
 
 std::string RoughTimeText(double seconds) {
+  // Clamped: converting a larger or negative double would be undefined behaviour.
   const auto whole = static_cast<std::uint64_t>(std::clamp(seconds, 0.0, 1e9));
   return fmt::format("{}:{:02}", whole / 60, whole % 60);
 }
@@ -27,13 +29,16 @@ void Progress::Update(std::uint64_t sampleFrames, const char* pass) {
   if (!m_line.IsDue()) {
     return;
   }
+  // Of this pass alone: verifying is faster than encoding.
   const double speed = TimesRealTime(sampleFrames, m_passBegin);
+  // Divides first: 100 times the sample frames could overflow.
   const std::string done =
       m_sampleFrames && *m_sampleFrames != 0
           ? fmt::format("{} %", std::min<std::uint64_t>(100, sampleFrames / (*m_sampleFrames / 100 + 1)))
           : TimeText(sampleFrames, m_sampleRate);
   std::string line = fmt::format("{}{}, {:.0f} x real time", m_pass, done, speed);
   if (m_sampleFrames && speed > 0) {
+    // An input may be longer than its header says.
     const auto left = static_cast<double>(*m_sampleFrames - std::min(sampleFrames, *m_sampleFrames));
     line += ", " + RoughTimeText(left / m_sampleRate / speed) + " left";
   }

@@ -34,6 +34,7 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// Seconds of sound for each second since `begin`; 0 if no time has passed.
   double TimesRealTime(std::uint64_t sampleFrames, Clock::time_point begin) const;
 
   StatusLine m_line;

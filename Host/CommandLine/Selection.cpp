@@ -22,8 +22,10 @@ struct NamedInput {
   std::string kept;      ///< its place below the output folder, relative and normal; "" for a folder without one
 };
 
-/// Throws Failure for a path that would lead out of the output folder.
+/// The place below the output folder: `path` without leading slashes, "." and "..". Throws Failure for a path that
+/// leads out of the output folder.
 std::string KeptPath(const std::string& input, std::string_view path) {
+  // An absolute path is kept below the output folder, without its slash.
   path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
   std::string kept = fs::path(path).lexically_normal();
   if (kept == ".." || kept.starts_with("../")) {
@@ -35,6 +37,8 @@ std::string KeptPath(const std::string& input, std::string_view path) {
   return kept == "." ? std::string() : kept;
 }
 
+/// Reads an input from the command line or, with `isWholePathKept`, from a list. "/./" marks where the kept part
+/// begins.
 NamedInput ReadInput(const std::string& path, bool isWholePathKept, bool isFolder) {
   if (const std::size_t mark = path.find("/./"); mark != std::string::npos) {
     return {path, path, KeptPath(path, std::string_view(path).substr(mark + 2))};
@@ -43,6 +47,7 @@ NamedInput ReadInput(const std::string& path, bool isWholePathKept, bool isFolde
     return {path, path, KeptPath(path, path)};
   }
   if (isFolder) {
+    // In a list, "music/./live/a.wav" gives the same place as the folder "music" does here.
     return {path, path + "/.", ""};
   }
   const fs::path whole(path);
@@ -50,12 +55,13 @@ NamedInput ReadInput(const std::string& path, bool isWholePathKept, bool isFolde
   return {path, whole.has_parent_path() ? whole.parent_path().native() + "/./" + name : name, name};
 }
 
-/// Appends what is in the folder, links to folders as files; 0, or an errno when that may not be all. The folder is
-/// open no longer than that, so that trees may be deeper than there are descriptors.
+/// Appends the contents of the folder, links to folders as files. Returns 0, or an errno when entries may be missing.
+/// The folder is closed before its subfolders are opened: a tree may be deeper than the limit on descriptors.
 int ListFolder(const fs::path& folder, std::vector<fs::path>& folders, std::vector<fs::path>& files) {
   std::error_code error;
   for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
        entry.increment(error)) {
+    // An entry that has vanished meanwhile is no error of the folder: it counts as a file.
     std::error_code unknown;
     const bool isFolder = !entry->is_symlink(unknown) && entry->is_directory(unknown);
     if (unknown && unknown != std::errc::no_such_file_or_directory) {
@@ -66,16 +72,20 @@ int ListFolder(const fs::path& folder, std::vector<fs::path>& folders, std::vect
   return error.value();
 }
 
+/// Collects the files of all inputs. `filter` must outlive the object.
 class Selector {
  public:
   Selector(const FileFilter& filter, const std::string& outputFolder)
       : m_filter(filter), m_outputFolder(RealPath(outputFolder)) {}
 
+  /// Adds one input; a failure is recorded and does not stop the others.
   void Add(const std::string& path, bool isWholePathKept);
   Selection Take() { return std::move(m_selection); }
 
  private:
+  /// Adds all files below the folder.
   void AddFolder(const NamedInput& input);
+  /// Adds the file unless it is there already, by whichever name.
   void AddFile(SelectedFile file);
 
   const FileFilter& m_filter;
@@ -107,18 +117,21 @@ void Selector::Add(const std::string& path, bool isWholePathKept) {
 }
 
 void Selector::AddFolder(const NamedInput& input) {
+  // The walk is over real paths, so that they compare with the output folder; `join` turns them back into names.
   const std::string real = RealPath(input.path);
   const auto join = [&real](const std::string& folder, const fs::path& path) {
     const std::string below = path == real ? "" : path.native().substr(real == "/" ? 1 : real.size() + 1);
     return folder.empty() || below.empty() ? folder + below : std::string(KelJoinPaths(folder, below, 0));
   };
   const bool isInOutputFolder = IsIn(real, m_outputFolder);
+  // A stack rather than recursion: folders may be nested as deep as the file system allows.
   std::vector<fs::path> folders{real};
   std::vector<fs::path> files;
   while (!folders.empty()) {
     const fs::path folder = std::move(folders.back());
     folders.pop_back();
     const std::string kept = join(input.kept, folder);
+    // The output folder may lie in an input folder: its files are results, not inputs.
     if ((!isInOutputFolder && IsIn(folder, m_outputFolder)) || (!kept.empty() && m_filter.Excludes(kept, true))) {
       continue;
     }
@@ -128,6 +141,7 @@ void Selector::AddFolder(const NamedInput& input) {
           {name, join(input.listName, folder), SystemFailure(name, "list the folder", error).what()});
     }
   }
+  // By bytes: the same order on every machine and in every locale.
   std::sort(files.begin(), files.end(), [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
   for (const fs::path& path : files) {
     const std::string kept = join(input.kept, path);
@@ -137,6 +151,7 @@ void Selector::AddFolder(const NamedInput& input) {
     }
     SelectedFile file{join(input.path, path), join(input.listName, path), kept, path, {}, false};
     if (stat(path.c_str(), &file.status) != 0) {
+      // Vanished, or a link to nothing: a status of zero says so.
       file.status = {};
     }
     if (isInOutputFolder || !IsIn(path, m_outputFolder)) {

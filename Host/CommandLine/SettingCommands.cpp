@@ -28,6 +28,7 @@ void CheckPresetTarget(const Options& options) {
 }
 
 void CheckSettings(const EncodingSetup& setup) {
+  // A compressor for the check alone: each file gets one of its own.
   const CompressorOwner compressor = setup.module.CreateCompressor();
   setup.settings.ApplyTo(*compressor);
   ChooseFormat(*compressor, nullptr);
@@ -45,6 +46,7 @@ std::string TextToSave(IAudioCompressor& compressor, const Choices& choices) {
 
 void SavePreset(const Options& options, const std::string& text) {
   OutputFile file(options.savePreset, options.force);
+  // An OutputFile, so that a failure leaves an existing preset as it is.
   file.Write(text.data(), text.size());
   file.Commit();
 }

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Ends the wait. Blocked before the thread starts, so that it is never lost.
+/// Sent to the thread to end its wait; ignored by default. It is blocked before the thread starts, so it is never lost.
 constexpr int kEndOfWait = SIGURG;
 
 }  // namespace
@@ -15,17 +15,19 @@ SignalNotice::SignalNotice(std::function<void()> onSignal) {
   sigemptyset(&m_signals);
   for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU}) {
     struct sigaction action {};
-    // A blocked signal would arrive here even if it is ignored.
+    // sigwait returns blocked signals even if they are ignored.
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
       sigaddset(&m_signals, signal);
     }
   }
+  // In this thread; those that it starts inherit it. The signals then wait for the thread that asks for them.
   sigset_t blocked = m_signals;
   sigaddset(&blocked, kEndOfWait);
   pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
   try {
     m_thread = std::thread([this, onSignal = std::move(onSignal)] { Wait(onSignal); });
   } catch (const std::exception&) {
+    // No thread can be had: the signals take effect at once, as documented.
     pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
   }
 }
@@ -33,6 +35,7 @@ SignalNotice::SignalNotice(std::function<void()> onSignal) {
 SignalNotice::~SignalNotice() {
   if (m_thread.joinable()) {
     m_isOver = true;
+    // After m_isOver: the thread must see it when it wakes.
     pthread_kill(m_thread.native_handle(), kEndOfWait);
     m_thread.join();
     pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
@@ -43,11 +46,13 @@ void SignalNotice::Wait(const std::function<void()>& onSignal) const {
   sigset_t signals = m_signals;
   sigaddset(&signals, kEndOfWait);
   int signal = 0;
+  // Another process may send the signal of the end as well: it does not count.
   do {
     sigwait(&signals, &signal);
   } while (!m_isOver && signal == kEndOfWait);
   if (!m_isOver) {
     onSignal();
+    // In this thread alone the signal takes effect: by its handler, or by default the end of the process.
     pthread_sigmask(SIG_UNBLOCK, &m_signals, nullptr);
     raise(signal);
   }

@@ -17,6 +17,7 @@ class SignalNotice {
   ~SignalNotice();
 
  private:
+  /// The thread: waits for a signal, calls `onSignal` and raises the signal again, or returns when the object ends.
   void Wait(const std::function<void()>& onSignal) const;
 
   sigset_t m_signals{};

@@ -7,9 +7,11 @@
 
 namespace {
 
+/// The extension of Matroska files without pictures: the output's own, so not foreign.
 constexpr std::string_view kMatroskaAudio = "mka";
 
-// In order, for the binary search. Left out are extensions that mostly mean something else, such as "mat" and "raw".
+/// In alphabetical order for the binary search. Extensions that mostly mean something else, such as "mat" and "raw",
+/// are left out.
 constexpr auto kSoundExtensions = std::to_array<std::string_view>(
     {"8svx", "aac",  "ac3",  "aif",  "aifc", "aiff", "amr", "ape",  "au",   "avr",   "bwf", "caf", "dff",  "dsf",
      "dts",  "eac3", "flac", "m4a",  "m4b",  "mka",  "mlp", "mp1",  "mp2",  "mp3",   "mp4", "mpc", "mpga", "nist",
@@ -17,11 +19,13 @@ constexpr auto kSoundExtensions = std::to_array<std::string_view>(
      "spx",  "tak",  "thd",  "tta",  "voc",  "vox",  "w64", "wav",  "wave", "wavex", "wma", "wv",  "wve",  "xi"});
 static_assert(std::is_sorted(kSoundExtensions.begin(), kSoundExtensions.end()));
 
+/// Extensions of films, which are no inputs, but not names for a Matroska file either.
 constexpr auto kFilmExtensions = std::to_array<std::string_view>({"avi", "mov", "mpg", "ogv", "webm", "wmv"});
 
 /// In lower case, without the dot.
 std::string ExtensionOf(const std::string& path) {
   std::string extension = std::filesystem::path(path).extension();
+  // ASCII letters alone, independent of the locale.
   std::transform(extension.begin(), extension.end(), extension.begin(), [](char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
   });

@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Device and inode: the identity of a file under all its names.
 using FileNumber = std::pair<dev_t, ino_t>;
 
 /// Whether an output of that time is older than an input of that one. File systems may round the time of an output
@@ -25,6 +26,7 @@ bool IsOlder(const timespec& output, const timespec& input) {
   return std::pair(output.tv_sec + rounding, output.tv_nsec) < std::pair(input.tv_sec, input.tv_nsec);
 }
 
+/// The output of an input: its place below the folder, with the suffix behind or in place of the extension.
 std::string OutputPath(const std::string& relativePath, const OutputNaming& naming) {
   fs::path path(relativePath);
   if (naming.onClash == OnClash::kKeepExtension) {
@@ -35,6 +37,7 @@ std::string OutputPath(const std::string& relativePath, const OutputNaming& nami
   return KelJoinPaths(naming.folder, path, 0);
 }
 
+/// Makes one list. `naming` must outlive the object.
 class WorkListMaker {
  public:
   WorkListMaker(Selection selection, const OutputNaming& naming)
@@ -45,6 +48,7 @@ class WorkListMaker {
     }
   }
 
+  /// To be called once. Clashes are settled before the outputs are looked at, since that gives them their names.
   WorkList Make() {
     m_list.failures = std::move(m_selection.failures);
     m_list.excludedFiles = m_selection.excludedFiles;
@@ -59,6 +63,7 @@ class WorkListMaker {
   }
 
  private:
+  /// Turns the selected files into items or failures, or counts them as others.
   void AddItems() {
     std::set<std::string> outputs;
     for (const SelectedFile& file : m_selection.files) {
@@ -66,6 +71,7 @@ class WorkListMaker {
     }
     for (SelectedFile& file : m_selection.files) {
       const bool isSound = file.isNamed || HasSoundExtension(file.path);
+      // The output of an earlier run into a folder of inputs is no input.
       const bool isOutput = !file.isNamed && outputs.contains(file.realPath);
       if (isOutput || (!isSound && !S_ISREG(file.status.st_mode))) {
         ++m_list.otherFiles;
@@ -75,6 +81,7 @@ class WorkListMaker {
     }
   }
 
+  /// Adds one item. A mode of 0 stands for a file that does not exist: encoding it reports the error.
   void AddItem(SelectedFile& file, bool isSound) {
     if (file.status.st_mode != 0 && !S_ISREG(file.status.st_mode)) {
       m_list.failures.push_back({file.path, file.listName, file.path + ": is not a file"});
@@ -89,7 +96,7 @@ class WorkListMaker {
                             .isSound = isSound});
   }
 
-  /// A link in the folder may lead anywhere.
+  /// Whether the output lies outside the folder, where a link in it leads; the item is then a failure.
   bool FailsOutside(const WorkItem& item) {
     const fs::path real = m_identities.Of(item.output);
     if (IsIn(real, m_realFolder) || real == item.output) {
@@ -101,10 +108,12 @@ class WorkListMaker {
     return true;
   }
 
+  /// Looks whether the output exists. Throws WrongUse when it is an input that may be a sound.
   void CheckOutput(WorkItem& item) const {
     struct stat status {};
     item.outputExists = stat(item.output.c_str(), &status) == 0;
     item.outputIsOlder = item.outputExists && IsOlder(status.st_mtim, item.modified);
+    // By number rather than name: the output may be a hard link to an input.
     const auto found = m_inputs.find({status.st_dev, status.st_ino});
     if (item.outputExists && found != m_inputs.end() && MayBeSound(found->second)) {
       throw WrongUse(

@@ -13,17 +13,21 @@
 
 namespace {
 
+/// "of linear PCM", "of type 7"
 std::string PacketTypeText(IPacket::TPacketType type) {
   return type == IPacket::kPacketTypeLinearPCM ? "of linear PCM"
                                                : fmt::format("of type {}", static_cast<unsigned int>(type));
 }
 
+/// Sample frames of a packet, rounded to the nearest. Throws WrongUse when that is none.
 std::uint64_t SampleFramesOf(unsigned int sampleRate, double framesPerSecond) {
   const double sampleFrames = std::floor(sampleRate / framesPerSecond + 0.5);
+  // The negations refuse NaN too.
   if (!(framesPerSecond > 0) || !(sampleFrames >= 1)) {
     throw WrongUse(
         fmt::format("{} packets per second leave no sample frame for each at {} Hz", framesPerSecond, sampleRate));
   }
+  // Converting a double beyond the type's range is undefined behaviour.
   return sampleFrames < 0x1p63 ? static_cast<std::uint64_t>(sampleFrames) : std::numeric_limits<std::uint64_t>::max();
 }
 
@@ -33,10 +37,12 @@ Encoder::Encoder(IAudioCompressor& compressor, const EncodingFormat& format, con
     : m_compressor(compressor),
       m_format(format),
       m_sampleFramesPerPacket(SampleFramesOf(format.sampleRate, options.framesPerSecond)) {
+  // Hints and packet type come before CompressFrameBegin, which makes the run with them.
   ApplyHints(options);
   ChoosePacketType(options.packetType);
   KelAudio_t description = InputRecord({});
   Check(m_compressor.CompressFrameBegin(&description), "begin");
+  // The sample rate of the output record becomes the time base of the packets.
   m_output.sampleRate = m_format.sampleRate;
   m_output.channels = m_format.channels;
   m_output.format = m_format.sampleType;
@@ -76,6 +82,7 @@ void Encoder::Encode(std::span<const unsigned char> bytes, const PacketSink& sin
                        ? std::string("the run of the compressor has ended")
                        : fmt::format("{} bytes are not whole sample frames of {} bytes", bytes.size(), frameBytes));
   }
+  // A record holds its size in 32 bits: longer input goes in several calls, each of whole sample frames.
   const std::size_t most = std::numeric_limits<unsigned int>::max() / frameBytes * frameBytes;
   while (!bytes.empty()) {
     KelAudio_t input = InputRecord(bytes.first(std::min(bytes.size(), most)));
@@ -94,6 +101,7 @@ void Encoder::Finish(const PacketSink& sink) {
   TakePackets(sink);
   Check(m_compressor.CompressFrameEnd(), "end");
   m_isFinished = true;
+  // Packets of other types may add a delay or padding; linear PCM must return exactly what it was given.
   if (m_packetType == IPacket::kPacketTypeLinearPCM && m_sampleFrames != m_taken) {
     throw Failure(fmt::format("the compressor was given {} sample frames and returned {}", m_taken, m_sampleFrames));
   }
@@ -103,6 +111,7 @@ void Encoder::TakePackets(const PacketSink& sink) {
   const bool isLinearPcm = m_packetType == IPacket::kPacketTypeLinearPCM;
   const std::size_t frameBytes = m_format.BytesPerSampleFrame();
   while (m_output.packets != nullptr) {
+    // remove passes the ownership of the packet; null says that the bundle is empty.
     const OwnedPacket packet{m_output.packets->remove(0)};
     if (packet == nullptr) {
       return;
@@ -118,6 +127,7 @@ void Encoder::TakePackets(const PacketSink& sink) {
     }
     const std::uint64_t sampleFrames = isLinearPcm ? bytes.size() / frameBytes : packet->getDuration();
     sink({bytes, time, sampleFrames});
+    // After the call: if it throws, the packet does not count.
     m_sampleFrames = time + sampleFrames;
     ++m_packets;
   }
@@ -140,7 +150,7 @@ KelAudio_t Encoder::InputRecord(std::span<const unsigned char> bytes) const {
   record.dataSize = static_cast<unsigned int>(bytes.size());
   record.sampleCount = record.dataSize / m_format.BytesPerSampleFrame();
   record.duration = record.sampleCount;
-  // The record is the same for both directions; a compressor only reads its input.
+  // The cast is safe: the record serves both directions, and a compressor only reads its input.
   record.data = const_cast<unsigned char*>(bytes.data());
   return record;
 }

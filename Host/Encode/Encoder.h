@@ -62,7 +62,9 @@ class Encoder {
   std::uint64_t Packets() const { return m_packets; }
 
  private:
+  /// Tells the compressor frame rate, stream mode and file format. Throws Failure if it refuses the file format.
   void ApplyHints(const EncoderOptions& options);
+  /// Sets m_packetType and the compressor's packet type. Throws Failure if it does not make such packets.
   void ChoosePacketType(const std::optional<IPacket::TPacketType>& wanted);
 
   /// Passes every packet in the output record to `sink` and destroys it.
@@ -74,6 +76,7 @@ class Encoder {
   /// Input record for `bytes`.
   KelAudio_t InputRecord(std::span<const unsigned char> bytes) const;
 
+  /// The output record; destroys the bundle of packets that the compressor has put into it.
   struct Output : KelEncAudio_t {
     Output() : KelEncAudio_t{} {}
     Output(const Output&) = delete;

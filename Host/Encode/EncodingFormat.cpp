@@ -9,6 +9,7 @@
 
 namespace {
 
+/// The setting, which must not be null. Throws Failure that calls it `name`.
 template <class Setting>
 Setting& Existing(Setting* setting, const char* name) {
   if (setting == nullptr) {
@@ -23,6 +24,7 @@ std::string ChannelsText(unsigned int channels) {
 
 /// The default layout for a number of channels, as in "5.1"; empty if there is none.
 std::string DefaultLayout(unsigned int channels) {
+  // KelGetChannelMode knows up to 8 channels.
   const EChannelMode mode = channels <= 8 ? KelGetChannelMode(static_cast<int>(channels)) : kChannelModeUndefined;
   return mode == kChannelModeUndefined ? std::string() : KelGetChannelModeName(mode);
 }
@@ -34,15 +36,18 @@ struct SourceLayout {
   std::string suggestion;
 };
 
+/// The layout that the source has by its speakers or, without those, by its number of channels.
 SourceLayout LayoutOfSource(const SoundFormat& source, IEnumSetting& setting, const SuggestionPrefixes& suggestions) {
   const std::string channels = ChannelsText(source.channels);
   const std::string byCount = DefaultLayout(source.channels);
   const std::string split = *suggestions.split == 0 ? std::string() : fmt::format(": {}", suggestions.split);
   const SpeakerLayout stated =
       source.speakers ? LayoutOf(*source.speakers, source.channels) : SpeakerLayout{"", "", true};
+  // A name that no setting allows, such as "10 channels", makes the setting refuse it with this name in the message.
   if (stated.isDefault) {
     return {byCount.empty() ? channels : byCount, byCount.empty() ? "" : fmt::format(" ({})", channels), split};
   }
+  // The speakers differ from those of the default layout. Only the user can say that the channels fit it all the same.
   const bool isAllowed = setting.FindIndexOf(byCount.c_str()) >= 0;
   return {stated.name, fmt::format(" ({})", stated.speakers.empty() ? channels : stated.speakers),
           isAllowed ? fmt::format(": {}{} if it is that{}{}", suggestions.layout, byCount,
@@ -70,6 +75,7 @@ void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const
   const std::string name = source.name + ": ";
   std::vector<Assignment> assignments;
   const auto follow = [&](ISetting* setting, SettingValue value, std::string unit, const char* suggestion) {
+    // The nearest rate is a choice without a value: it outranks a rate that a preset or --set has given.
     const bool isNearestRate = choices.nearestRate && setting == compressor.GetSampleRateSetting();
     if (!choices.Contains(setting) || isNearestRate) {
       assignments.push_back({.setting = setting,
@@ -85,14 +91,15 @@ void FollowSource(IAudioCompressor& compressor, const SoundFormat& source, const
   follow(compressor.GetSampleSizeSetting(), source.significantBits > 16 ? 24U : 16U, " bits", suggestions.bits);
   const SourceLayout layout = LayoutOfSource(source, *compressor.GetChannelModeSetting(), suggestions);
   follow(compressor.GetChannelModeSetting(), layout.name, layout.explanation + layout.suggestion, "");
+  // A refusal names the source: the value is its own, not the user's.
   try {
     Assign(compressor, assignments);
   } catch (const WrongUse& refusal) {
-    throw Failure(refusal.what());  // nobody has asked for the value
+    throw Failure(refusal.what());  // no wrong use: the user has not asked for the value
   }
 }
 
-/// Throws unless the layout has as many channels as the source.
+/// Throws unless the layout has as many channels as the source: WrongUse if the user has chosen it, else Failure.
 void CheckChannels(IEnumSetting& layout, unsigned int channels, const SoundFormat& source, bool isChosen,
                    const SuggestionPrefixes& suggestions) {
   if (channels == source.channels) {
@@ -124,6 +131,7 @@ EncodingFormat ChooseFormat(IAudioCompressor& compressor, const SoundFormat* sou
   if (source != nullptr) {
     FollowSource(compressor, *source, choices, suggestions);
   }
+  // The settings that depend on others follow before they are read.
   compressor.ValidateSettings();
   EncodingFormat format{.sampleRate = compressor.GetSampleRate(),
                         .bits = compressor.GetSampleSize(),
@@ -135,6 +143,7 @@ EncodingFormat ChooseFormat(IAudioCompressor& compressor, const SoundFormat* sou
   if (format.sampleRate == 0 || format.channels == 0) {
     throw Failure(fmt::format("the compressor has no format: {} Hz, layout \"{}\"", format.sampleRate, format.layout));
   }
+  // The samples must be packed in as many bytes as the sample size says.
   if (compressor.GetAudioFormatType(format.sampleType) != kRhoStatusSuccess ||
       BytesPerSample(format.sampleType) * 8 != format.bits) {
     throw Failure(fmt::format("the compressor does not take samples of {} bits", format.bits));

@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kDefaultFramesPerSecond = 30.0;
 
+/// Adds an assignment for a value that was requested, if one was. Throws Failure if the compressor has no such setting.
 template <class Value>
 void AddRequested(std::vector<Assignment>& assignments, ISetting* setting, const char* name,
                   const std::optional<Value>& value, const char* unit, const char* suggestion) {
@@ -29,6 +30,7 @@ RequestedSettings::RequestedSettings(SettingRequest request)
     : m_request(std::move(request)), m_framesPerSecond(m_request.framesPerSecond) {
   if (!m_request.preset.empty()) {
     m_preset.emplace(m_request.preset);
+    // The request outranks the preset.
     m_framesPerSecond = m_framesPerSecond ? m_framesPerSecond : m_preset->FramesPerSecond();
   }
 }
@@ -36,6 +38,7 @@ RequestedSettings::RequestedSettings(SettingRequest request)
 Choices RequestedSettings::ApplyTo(IAudioCompressor& compressor) const {
   const std::vector<NamedSetting> settings = ListSettings(compressor);
   Choices choices{.framesPerSecond = m_framesPerSecond};
+  // The preset and the request are applied one after the other, so that the request replaces the preset's values.
   const auto apply = [&](const std::vector<Assignment>& assignments) {
     Assign(compressor, assignments);
     for (const Assignment& assignment : assignments) {
@@ -49,6 +52,7 @@ Choices RequestedSettings::ApplyTo(IAudioCompressor& compressor) const {
   for (const std::string& text : m_request.assignments) {
     assignments.push_back(ParseAssignment(settings, text));
   }
+  // Behind the assignments: of several for one setting the last counts.
   const auto& [rate, bits, layout] = m_request.format;
   const SuggestionPrefixes& suggestions = m_request.suggestions;
   AddRequested(assignments, compressor.GetSampleRateSetting(), "sample rate", rate, " Hz", suggestions.sampleRate);

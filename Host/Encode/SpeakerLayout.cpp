@@ -7,12 +7,14 @@
 
 namespace {
 
+/// A layout by its speakers: bits of dwChannelMask of WAVEFORMATEXTENSIBLE.
 struct Layout {
   std::uint32_t speakers;
   const char* name;
   bool isDefault;
 };
 
+/// With the names of ffmpeg.
 constexpr std::array<Layout, 26> kLayouts{{
     {0x4, "mono", true},          {0x3, "stereo", true},       {0xB, "2.1", true},
     {0x7, "3.0", false},          {0x103, "3.0(back)", false}, {0xF, "3.1", false},
@@ -25,6 +27,7 @@ constexpr std::array<Layout, 26> kLayouts{{
     {0x63F, "7.1", true},         {0xFF, "7.1(wide)", false},  {0x6CF, "7.1(wide-side)", false},
 }};
 
+/// By the bit in the mask, lowest first.
 constexpr std::array<const char*, 18> kSpeakers{"FL", "FR", "FC", "LFE", "BL",  "BR",  "FLC", "FRC", "BC",
                                                 "SL", "SR", "TC", "TFL", "TFC", "TFR", "TBL", "TBC", "TBR"};
 
@@ -32,8 +35,10 @@ constexpr std::array<const char*, 18> kSpeakers{"FL", "FR", "FC", "LFE", "BL",  
 
 SpeakerLayout LayoutOf(std::uint32_t speakers, unsigned int channels) {
   if (speakers == 0) {
+    // Without speakers one or two channels still are mono or stereo.
     return {"discrete", "", channels <= 2};
   }
+  // WAVEFORMATEXTENSIBLE: the highest bits beyond the number of channels are ignored.
   while (std::popcount(speakers) > static_cast<int>(channels)) {
     speakers &= ~std::bit_floor(speakers);
   }
@@ -45,6 +50,7 @@ SpeakerLayout LayoutOf(std::uint32_t speakers, unsigned int channels) {
     }
   }
   const auto* const found = std::find_if(kLayouts.begin(), kLayouts.end(), [&](const Layout& known) {
+    // With fewer speakers than channels some channels have none: no known layout.
     return known.speakers == speakers && std::popcount(speakers) == static_cast<int>(channels);
   });
   if (found != kLayouts.end()) {

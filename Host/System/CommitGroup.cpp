@@ -11,17 +11,19 @@
 
 namespace {
 
+/// A group is committed when it has so many files, so many bytes, or a first file that has waited so long.
 constexpr std::size_t kMostFiles = 32;
 constexpr std::uint64_t kMostBytes = 64 << 20;
 constexpr std::chrono::seconds kLongestWait{2};
 
-/// A file that waits holds two descriptors, and the next group may fill up while one is committed.
+/// A sixteenth of the limit on descriptors: a waiting file holds two, and the next group may fill up during a commit.
 std::size_t MostFiles() {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   return std::clamp<std::size_t>(limit.rlim_cur / 16, 1, kMostFiles);
 }
 
+/// All zero if the system does not tell.
 struct stat StatusOf(const Descriptor& descriptor) {
   struct stat status {};
   fstat(descriptor.Get(), &status);
@@ -58,6 +60,7 @@ void CommitGroup::Add(std::unique_ptr<OutputFile> file, OnCommitted onCommitted)
     m_pendingBytes += size;
     m_firstAdded = m_pending.size() == 1 ? Clock::now() : m_firstAdded;
   }
+  // Waits for a commit in progress: this bounds the number of open files. CommitIf locks m_mutex, so it is free here.
   if (IsDue()) {
     const std::lock_guard committing(m_committing);
     CommitIf(IsDue());  // another thread may just have done it
@@ -66,6 +69,7 @@ void CommitGroup::Add(std::unique_ptr<OutputFile> file, OnCommitted onCommitted)
 
 void CommitGroup::CommitOverdue() {
   if (IsDue()) {
+    // If another thread commits, the overdue files are its work or the next call's.
     const std::unique_lock committing(m_committing, std::try_to_lock);
     CommitIf(committing.owns_lock());
   }
@@ -75,6 +79,7 @@ void CommitGroup::Finish() {
   const std::lock_guard committing(m_committing);
   CommitIf(true);
   for (const auto& [device, file] : m_unforced) {
+    // Any open file stands for its file system.
     if (const int error = ForceFileSystem(file->m_file.Get()); error != 0) {
       throw SystemFailure(file->Name(), "force its name onto the disk", error);
     }
@@ -95,6 +100,7 @@ void CommitGroup::CommitIf(bool isWanted) {
   std::vector<Pending> group;
   {
     const std::lock_guard lock(m_mutex);
+    // Other threads may add files to the next group while this one is committed.
     group.swap(m_pending);
     m_pendingBytes = 0;
   }
@@ -105,6 +111,7 @@ void CommitGroup::CommitIf(bool isWanted) {
   for (const auto& [device, files] : devices) {
     CommitOnDevice(device, files);
   }
+  // After everything else, and without m_mutex: the functions may take their time.
   for (const Pending& pending : group) {
     pending.onCommitted(pending.error);
   }
@@ -113,7 +120,9 @@ void CommitGroup::CommitIf(bool isWanted) {
 void CommitGroup::CommitOnDevice(dev_t device, const std::vector<Pending*>& files) {
   const int any = files.front()->file->m_file.Get();
   const bool isForcedAtOnce = CanForceFileSystem(any);
+  // For one file fsync is cheaper than syncfs, which waits for all of the file system.
   if (isForcedAtOnce && files.size() > 1 && ForceFileSystem(any) == 0) {
+    // syncfs has forced the names of earlier groups too.
     m_unforced.erase(device);
     for (Pending* const pending : files) {
       pending->file->m_isForced = true;
@@ -121,15 +130,17 @@ void CommitGroup::CommitOnDevice(dev_t device, const std::vector<Pending*>& file
   }
   std::set<ino_t> folders;
   for (Pending* const pending : files) {
-    pending->Try(&OutputFile::ForceData);  // also finds the file that caused a failure above
+    pending->Try(&OutputFile::ForceData);  // also finds the file that made syncfs fail
     pending->Try(&OutputFile::TakeName);
   }
   for (Pending* const pending : files) {
+    // Once for each folder: it forces all names in it.
     if (!isForcedAtOnce && folders.insert(StatusOf(pending->file->m_folder).st_ino).second) {
       pending->Try(&OutputFile::ForceName);
     }
   }
   if (isForcedAtOnce) {
+    // Finish forces the names of all groups at once. It needs a descriptor on the file system: this file's.
     m_unforced.insert_or_assign(device, std::move(files.front()->file));
   }
 }

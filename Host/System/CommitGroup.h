@@ -18,9 +18,9 @@
 #include <vector>
 
 /// Keeps finished files open until there are enough of them, in number or bytes, or the first of them has waited for
-/// two seconds; then forces their data onto the disk with one wait where the file system allows it (CanForceFileSystem),
-/// and gives them their names. The promise of OutputFile holds: no file has its name before its data is on the disk.
-/// Names are on the disk when Finish returns.
+/// two seconds; then forces their data onto the disk with one wait where the file system allows it
+/// (CanForceFileSystem), and gives them their names. The promise of OutputFile holds: no file has its name before its
+/// data is on the disk. Names are on the disk when Finish returns.
 ///
 /// The destructor removes the files that have not been committed. Any thread may call any member.
 class CommitGroup {
@@ -56,8 +56,11 @@ class CommitGroup {
     void Try(void (OutputFile::*step)());
   };
 
+  /// Whether the group is full or its first file has waited long enough. Locks m_mutex.
   bool IsDue() const;
+  /// Commits all pending files, if wanted. The caller holds m_committing, not m_mutex.
   void CommitIf(bool isWanted);
+  /// Commits files of one file system; their errors stay in `files`.
   void CommitOnDevice(dev_t device, const std::vector<Pending*>& files);
 
   const std::size_t m_mostFiles;

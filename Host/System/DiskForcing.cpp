@@ -12,10 +12,12 @@
 
 int ForceToDisk(int descriptor) {
   const bool isForced = RetryInterrupted([descriptor] { return fsync(descriptor); }) == 0;
+  // EINVAL and the others: a pipe or device, or a file system without fsync, where nothing can be forced.
   return isForced || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ? 0 : errno;
 }
 
 int ForceNames(int folder, int file) {
+  // fsync refuses descriptors with O_PATH.
   const Descriptor readable(
       RetryInterrupted([folder] { return openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (readable.IsOpen()) {

@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// False where nothing exists.
+/// Reads the status of a file, or of the standard stream for "-". False if nothing exists; throws Failure otherwise.
 bool GetStatus(const std::string& path, int standardDescriptor, struct stat& status) {
   if ((path == "-" ? fstat(standardDescriptor, &status) : stat(path.c_str(), &status)) == 0) {
     return true;
@@ -24,7 +24,7 @@ bool GetStatus(const std::string& path, int standardDescriptor, struct stat& sta
   return false;
 }
 
-/// The path with all links followed, as far as it exists.
+/// The path with all links followed, as far as it exists. Throws Failure.
 fs::path RealPath(const std::string& path) {
   const fs::path followed = FollowLinks(path);
   std::error_code error;
@@ -38,7 +38,7 @@ fs::path RealPath(const std::string& path) {
 }  // namespace
 
 std::string FollowLinks(const std::string& path) {
-  constexpr int kMostLinks = 40;  // as the system's own limit
+  constexpr int kMostLinks = 40;  // the kernel's own limit in following a path
   fs::path followed(path);
   for (int links = 0; links < kMostLinks; ++links) {
     std::error_code error;
@@ -53,6 +53,7 @@ std::string FollowLinks(const std::string& path) {
     if (error) {
       throw SystemFailure(path, "follow the link", error.value());
     }
+    // An absolute `next` replaces the folder.
     followed = followed.parent_path() / next;
   }
   throw SystemFailure(path, "follow the link", ELOOP);
@@ -61,6 +62,7 @@ std::string FollowLinks(const std::string& path) {
 bool IsSameFile(const std::string& input, const std::string& target) {
   struct stat source {};
   struct stat destination {};
+  // Character devices such as a terminal or /dev/null may be input and output at once.
   return GetStatus(input, STDIN_FILENO, source) && GetStatus(target, STDOUT_FILENO, destination) &&
          (S_ISREG(source.st_mode) || S_ISFIFO(source.st_mode) || S_ISBLK(source.st_mode)) &&
          source.st_dev == destination.st_dev && source.st_ino == destination.st_ino;

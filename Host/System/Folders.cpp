@@ -12,11 +12,12 @@
 
 namespace {
 
-/// Returns 0 or an errno.
+/// Makes one folder; an existing one is a success. Returns 0 or an errno.
 int MakeFolder(const std::filesystem::path& folder) {
   if (mkdir(folder.c_str(), 0777) != 0) {
     return errno == EEXIST ? 0 : errno;
   }
+  // The new name is data of the folder above. One that cannot be read cannot be forced either: that is no failure.
   const std::filesystem::path above = folder.has_parent_path() ? folder.parent_path() : ".";
   const Descriptor parent(
       RetryInterrupted([&above] { return open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
@@ -28,6 +29,7 @@ int MakeFolder(const std::filesystem::path& folder) {
 void MakeFolders(const std::string& folder) {
   const std::filesystem::path path(folder);
   int error = MakeFolder(path);
+  // From the bottom up: mostly all folders but the last exist. The root is its own parent.
   if (error == ENOENT && path.has_parent_path() && path.parent_path() != path) {
     MakeFolders(path.parent_path());
     error = MakeFolder(path);

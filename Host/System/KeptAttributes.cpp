@@ -11,12 +11,14 @@
 
 namespace {
 
+/// The attribute in which Linux stores the POSIX access control list of a file.
 constexpr const char* kAccessList = "system.posix_acl_access";
 
 /// Calls `get(buffer, size)` with room for any attribute or list of names, and returns what it has written; nothing,
 /// with errno set, when it returns -1.
 template <class Get>
 std::optional<std::string> GetText(Get get) {
+  // XATTR_SIZE_MAX and XATTR_LIST_MAX of Linux.
   constexpr std::size_t kMostBytes = 65536;
   std::string text(kMostBytes, '\0');
   const ssize_t size = get(text.data(), text.size());
@@ -27,6 +29,7 @@ std::optional<std::string> GetText(Get get) {
   return text;
 }
 
+/// The value of an attribute; nothing, with errno set, if there is none or it cannot be read.
 std::optional<std::string> Attribute(const std::string& path, const char* name) {
   return GetText([&](char* buffer, std::size_t size) { return lgetxattr(path.c_str(), name, buffer, size); });
 }
@@ -37,6 +40,7 @@ bool KeepOwnerAndGroup(const struct stat& old, int newFile) {
   if (fstat(newFile, &created) == 0 && created.st_uid == old.st_uid && created.st_gid == old.st_gid) {
     return true;
   }
+  // Another owner needs a privilege; a group that this process belongs to needs none.
   constexpr auto kUnchanged = static_cast<uid_t>(-1);
   return fchown(newFile, old.st_uid, old.st_gid) == 0 || fchown(newFile, kUnchanged, old.st_gid) == 0;
 }
@@ -47,16 +51,19 @@ bool KeepAccessList(const std::string& oldPath, int newFile) {
   if (list) {
     return fsetxattr(newFile, kAccessList, list->data(), list->size(), 0) == 0;
   }
+  // ENODATA: the old file has no list. EOPNOTSUPP: its file system has no lists.
   const bool isKnown = errno == ENODATA || errno == EOPNOTSUPP;
   // The new file may have inherited a list from the folder. Wider permissions would activate its entries.
   fremovexattr(newFile, kAccessList);
   return isKnown;
 }
 
+/// Copies the attributes of the class "user"; those that cannot be read or written are left out.
 void KeepUserAttributes(const std::string& oldPath, int newFile) {
   const auto names =
       GetText([&](char* buffer, std::size_t size) { return llistxattr(oldPath.c_str(), buffer, size); }).value_or("");
   for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
+    // llistxattr ends each name with a zero byte.
     const char* const name = &names[at];
     if (!std::string_view(name).starts_with("user.")) {
       continue;
@@ -75,10 +82,13 @@ void KeepAttributes(const std::string& oldPath, const struct stat& old, int newF
   if (!isGroupKept || !KeepAccessList(oldPath, newFile)) {
     // Another group must not get the rights of the old group, or those in the mask of the lost list.
     fremovexattr(newFile, kAccessList);
+    // The group gets what it had and others have too.
     permissions &= ~mode_t{070} | ((permissions & mode_t{07}) << 3);
   }
   KeepUserAttributes(oldPath, newFile);
   struct stat created {};
+  // Last: until here the file grants nothing to group and others. If the permissions are right already, a file system
+  // that refuses fchmod is no failure.
   const bool isSet = fstat(newFile, &created) == 0 && (created.st_mode & mode_t{07777}) == permissions;
   if (!isSet && fchmod(newFile, permissions) != 0) {
     throw SystemFailure(shownTarget, "keep its permissions", errno);

@@ -22,16 +22,19 @@
 
 namespace {
 
-// Small enough to stay in the processor's cache between filling and writing.
+/// Bytes of the write buffer: small enough to stay in the processor's cache between filling and writing.
 constexpr std::size_t kBufferSize = 256 * std::size_t{1024};
 
+/// Opens standard output ("-"), a FIFO or a device for writing; on failure the result is not open and errno is set.
+/// Standard output is duplicated: closing the duplicate reports late errors and leaves descriptor 1 open. O_NOCTTY
+/// keeps a terminal from becoming the controlling one.
 Descriptor OpenDirectly(const std::string& target) {
   return Descriptor(target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : RetryInterrupted([&] {
     return open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
   }));
 }
 
-// Repeats `write(bytes, size)`, which returns what write(2) does, until all is written; the errno, or 0.
+/// Repeats `write(bytes, size)`, which returns what write(2) does, until all is written. Returns 0 or the errno.
 template <class Write>
 int WriteAll(int descriptor, const unsigned char* bytes, std::size_t size, Write write) {
   while (size != 0) {
@@ -40,8 +43,10 @@ int WriteAll(int descriptor, const unsigned char* bytes, std::size_t size, Write
       bytes += written;
       size -= static_cast<std::size_t>(written);
     } else if (written == 0) {
+      // Repeating a write that takes nothing could go on forever.
       return EIO;
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      // Another program may have made a pipe or terminal that it shares with this one non-blocking.
       pollfd ready{descriptor, POLLOUT, 0};
       poll(&ready, 1, -1);
     } else if (errno != EINTR) {
@@ -70,11 +75,13 @@ OutputFile::OutputFile(const std::string& target, bool replaceExisting, Durabili
   const std::filesystem::path path(inspected.path);
   m_name = path.filename();
   const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+  // O_PATH needs no read permission, and the descriptor stays valid when the folder is renamed.
   m_folder = Descriptor(RetryInterrupted([&folder] { return open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
   if (!m_folder.IsOpen()) {
     throw SystemFailure(m_shownTarget, "open the folder " + folder, errno);
   }
   m_temporary = std::make_unique<TemporaryName>(m_folder.Get(), m_name);
+  // A replacement is private until KeepAttributes gives it the rights of the old file.
   m_file = Descriptor(m_temporary->Create(inspected.replacedFile ? 0600 : 0666));
   if (!m_file.IsOpen()) {
     throw SystemFailure(m_shownTarget, "create", errno);
@@ -108,11 +115,13 @@ void OutputFile::WriteAt(std::uint64_t position, const void* bytes, std::size_t 
     throw std::out_of_range("OutputFile::WriteAt");
   }
   const auto* source = static_cast<const unsigned char*>(bytes);
+  // The part that has been handed to the system is overwritten there, the rest in the buffer.
   if (position < m_flushed) {
     const auto taken = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_flushed - position));
     const int descriptor = m_file.Get();
     const unsigned char* const begin = source;
     const auto write = [&](const unsigned char* from, std::size_t count) {
+      // WriteAll advances `from` when a write is partial.
       return pwrite(descriptor, from, count, static_cast<off_t>(position) + (from - begin));
     };
     if (const int error = WriteAll(descriptor, source, taken, write); error != 0) {
@@ -127,24 +136,28 @@ void OutputFile::WriteAt(std::uint64_t position, const void* bytes, std::size_t 
   }
 }
 
-// Disk space is reserved in growing steps ahead of the data: block by block it costs a seventh of the whole time
-// (ext4). Small files need none, and after a refusal no more is reserved. On tmpfs the reservation itself costs a
-// seventh.
+// Reserves disk space in growing steps ahead of the data: allocating block by block takes a seventh of the whole time
+// on ext4. Small files need no reservation. On tmpfs the reservation itself takes a seventh, so there is none. After a
+// refusal m_reserved is the largest number, which ends all further attempts.
 void OutputFile::ReserveSpace() {
   constexpr std::uint64_t kFirstStep = 4 << 20;
   constexpr std::uint64_t kLargestStep = 64 << 20;
   if (!IsSeekable() || m_flushed < kFirstStep || Size() <= m_reserved) {
     return;
   }
+  // Doubles what is there, up to 64 MiB.
   const std::uint64_t step = std::min(m_flushed, kLargestStep);
   struct statfs system {};
   const bool isInMemory = fstatfs(m_file.Get(), &system) == 0 && system.f_type == TMPFS_MAGIC;
+  // KEEP_SIZE: the size stays that of the data, and writing appends as before.
   const bool isReserved = !isInMemory && fallocate(m_file.Get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_flushed),
                                                    static_cast<off_t>(step)) == 0;
+  // Errors are ignored: if the disk is full, the write itself reports it.
   m_reserved = isReserved ? m_flushed + step : std::numeric_limits<std::uint64_t>::max();
 }
 
-// The end needs no wait for data that the disk writes during the encoding.
+// Starts writing to the disk during the encoding without waiting, so that Commit waits for little. Errors are ignored:
+// the fsync of Commit reports them.
 void OutputFile::StartWriteOut() {
   if (IsSeekable() && m_durability == Durability::kForced && m_flushed > m_writtenOut) {
     sync_file_range(m_file.Get(), static_cast<off_t>(m_writtenOut), static_cast<off_t>(m_flushed - m_writtenOut),
@@ -164,6 +177,7 @@ void OutputFile::Flush() {
   }
   m_flushed += m_buffered;
   m_buffered = 0;
+  // Often enough to keep the disk busy, rarely enough to give it large requests.
   constexpr std::uint64_t kWriteOutStep = 8 << 20;
   if (m_flushed - m_writtenOut >= kWriteOutStep) {
     StartWriteOut();
@@ -171,20 +185,23 @@ void OutputFile::Flush() {
 }
 
 void OutputFile::Finish() {
+  // Sync has finished the file before Commit.
   if (m_buffer == nullptr) {
     return;
   }
   Flush();
+  // Truncating to the present size frees the reserved blocks behind the end. After a refusal it changes nothing.
   if (m_reserved > m_flushed &&
       RetryInterrupted([this] { return ftruncate(m_file.Get(), static_cast<off_t>(m_flushed)); }) != 0) {
     throw SystemFailure(m_shownTarget, "return unused disk space", errno);
   }
   m_reserved = m_flushed;
   if (m_modificationTime && IsSeekable()) {
+    // After the last write, which sets the time as well. Errors are ignored, as documented.
     const timespec times[2] = {{0, UTIME_OMIT}, *m_modificationTime};
     futimens(m_file.Get(), times);
   }
-  m_writtenOut = 0;  // what WriteAt has changed, too
+  m_writtenOut = 0;  // from the beginning: WriteAt may have changed what was written out
   StartWriteOut();
   m_buffer.reset();
 }
@@ -192,6 +209,7 @@ void OutputFile::Finish() {
 void OutputFile::Sync() {
   Finish();
   ForceData();
+  // Detects a file that another program has truncated or extended meanwhile.
   struct stat status {};
   if (fstat(m_file.Get(), &status) != 0) {
     throw SystemFailure(m_shownTarget, "read its status", errno);
@@ -199,6 +217,7 @@ void OutputFile::Sync() {
   if (static_cast<std::uint64_t>(status.st_size) != m_flushed) {
     throw Failure(m_shownTarget + ": its length differs from what was written");
   }
+  // Only clean pages can be dropped, so this follows ForceData. Both calls are hints whose failure changes nothing.
   posix_fadvise(m_file.Get(), 0, 0, POSIX_FADV_DONTNEED);
   posix_fadvise(m_file.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 }
@@ -241,6 +260,7 @@ void OutputFile::ForceData() {
 
 void OutputFile::TakeName() {
   if (!IsSeekable()) {
+    // Closing is the last chance to hear of data that could not be written.
     if (const int error = m_file.Close(); error != 0) {
       throw SystemFailure(m_shownTarget, "close", error);
     }
@@ -262,10 +282,12 @@ void OutputFile::TakeName() {
   if (error != 0) {
     throw SystemFailure(m_shownTarget, "rename the temporary file to it", error);
   }
+  // Removes the temporary name where a hard link has left it, and frees its slot.
   m_temporary.reset();
 }
 
 void OutputFile::ForceName() {
+  // What is written directly has no new name.
   const int error = m_folder.IsOpen() ? ForceNames(m_folder.Get(), m_file.Get()) : 0;
   if (error != 0) {
     throw SystemFailure(m_shownTarget, "force its name onto the disk", error);

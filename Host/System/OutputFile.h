@@ -77,7 +77,9 @@ class OutputFile {
  private:
   friend class CommitGroup;
 
+  /// Before a write: reserves disk space for the data that follows, where that saves time.
   void ReserveSpace();
+  /// Starts writing the data to the disk and does not wait for it. Only where it is to be forced there.
   void StartWriteOut();
 
   // The steps of Commit.

@@ -9,12 +9,14 @@
 
 namespace {
 
+/// Throws SystemFailure for `target` unless a file can be created at `path`, to which its links lead.
 void CheckFolder(const std::string& target, const std::string& path) {
   const std::filesystem::path name(path);
   if (!name.has_filename()) {
     throw SystemFailure(target, "create", EISDIR);
   }
   const std::string folder = name.has_parent_path() ? name.parent_path().string() : ".";
+  // AT_EACCESS: with the effective ids, as open(2) checks; access(2) uses the real ones.
   if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
     throw SystemFailure(target, "create a file in " + folder, errno);
   }
@@ -44,6 +46,7 @@ OutputTarget InspectTarget(const std::string& target, bool replaceExisting) {
     if ((S_ISREG(status.st_mode) || S_ISBLK(status.st_mode)) && !replaceExisting) {
       throw OutputExists(target);
     }
+    // A FIFO or device is written to, not replaced by a file.
     if (!S_ISREG(status.st_mode)) {
       return {target, true, {}};
     }
@@ -51,6 +54,7 @@ OutputTarget InspectTarget(const std::string& target, bool replaceExisting) {
   } else if (errno != ENOENT) {
     throw SystemFailure(target, "write", errno);
   }
+  // ENOENT is also the answer for a link to nothing: what it points to is created.
   result.path = FollowLinks(target);
   CheckFolder(target, result.path);
   return result;

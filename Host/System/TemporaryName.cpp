@@ -20,27 +20,32 @@
 
 namespace {
 
-// The signal handler reads the slots. A thread blocks its signals while it creates a file, so that the handler runs on
+// The signal handler reads the slots. A thread blocks its signals while it creates a file: the handler then runs on
 // another thread and can wait until the file exists.
+/// free: nobody's; creating: claimed, other members being written; guarded: the file exists, members are constant.
 enum class SlotState { free, creating, guarded };
+/// A file that the signal handler removes. `folder` stays open and owned by the TemporaryName.
 struct Slot {
   std::atomic<SlotState> state{SlotState::free};
   int folder = -1;
+  // NAME_MAX and a zero byte.
   std::array<char, 256> name{};
 };
+// A lock in a signal handler could be held by the interrupted thread.
 static_assert(std::atomic<SlotState>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 std::array<Slot, 256> slots;
 constexpr std::size_t kNoSlot = slots.size();
 std::atomic<bool> isEnding{false};
 
-// Blocks this thread for good once another one has begun to end the process.
+/// Does not return once another thread has begun to end the process.
 void StayIfEnding() {
   while (isEnding) {
     pause();
   }
 }
 
+/// Blocks every signal of this thread while it lives.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -56,6 +61,8 @@ class SignalsBlocked {
   sigset_t m_previous{};
 };
 
+/// The index of a slot that becomes `creating`; kNoSlot if the name is too long or all are taken: the file is then
+/// made, but not guarded.
 std::size_t ClaimSlot(const std::string& name) {
   if (name.size() >= slots.front().name.size()) {
     return kNoSlot;
@@ -69,10 +76,14 @@ std::size_t ClaimSlot(const std::string& name) {
   return kNoSlot;
 }
 
+/// Runs in the signal handler too: takes no lock and allocates nothing.
 void RemoveAllFiles() {
+  // Create claims its slot before it reads isEnding. All four accesses are sequentially consistent: either Create sees
+  // isEnding and makes no file, or the loop below sees its slot.
   isEnding = true;
   for (const Slot& slot : slots) {
     while (slot.state == SlotState::creating) {
+      // The creating thread has its signals blocked and so does not run this handler itself.
       const timespec shortly{0, 100'000};
       nanosleep(&shortly, nullptr);
     }
@@ -82,6 +93,7 @@ void RemoveAllFiles() {
   }
 }
 
+/// The signal handler; its mask blocks all signals. Ends the process by the default action of the same signal.
 extern "C" void RemoveFilesAndEnd(int signal) {
   RemoveAllFiles();
   struct sigaction standard {};
@@ -90,9 +102,10 @@ extern "C" void RemoveFilesAndEnd(int signal) {
   raise(signal);  // takes effect when this handler returns
 }
 
+/// A hidden name with 64 random bits, of at most 230 bytes. Throws SystemFailure without random numbers.
 std::string NameFor(std::string_view target) {
   constexpr std::size_t kLongestPart = 200;  // of the 255 bytes that a name may have
-  // std::random_device asks the processor what it can, which takes a twentieth of the time of a file in a batch.
+  // Not std::random_device: it asks the processor, which takes a twentieth of the time of a file in a batch.
   std::uint64_t number = 0;
   if (getentropy(&number, sizeof number) != 0) {
     throw SystemFailure(std::string(target), "choose a name for its temporary file", errno);
@@ -100,25 +113,29 @@ std::string NameFor(std::string_view target) {
   return fmt::format(".{}.rhohost-{:016x}.tmp", CutToBytes(target, kLongestPart), number);
 }
 
+/// Whether the name is taken. An error other than ENOENT counts as taken, so that nothing is replaced by mistake.
 bool Exists(int folder, const char* name) {
   struct stat status {};
   return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
+/// Returns 0 or an errno.
 int Rename(int folder, const char* from, const char* to) { return renameat(folder, from, folder, to) == 0 ? 0 : errno; }
 
-// Some file systems cannot rename without replacing. A hard link does the same; the owner of the name `from` removes
-// that name.
+/// Returns 0 or an errno, EEXIST if `to` exists. Where the file system cannot rename without replacing, a hard link
+/// does the same; the name `from` then remains, and its owner removes it.
 int MoveWithoutReplacing(int folder, const char* from, const char* to) {
   if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) {
     return 0;
   }
+  // EINVAL: the file system does not know the flag. ENOSYS: neither does the kernel.
   if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
     return errno;
   }
   if (linkat(folder, from, folder, to, 0) == 0) {
     return 0;
   }
+  // EPERM: the file system has no hard links.
   if (errno != EPERM && errno != ENOSYS && errno != EOPNOTSUPP) {
     return errno;
   }
@@ -131,6 +148,7 @@ TemporaryName::TemporaryName(int folder, std::string_view target)
     : m_folder(folder), m_name(NameFor(target)), m_slot(kNoSlot) {}
 
 TemporaryName::~TemporaryName() {
+  // After a rename the name is gone, and unlinkat fails without harm.
   if (m_isCreated) {
     unlinkat(m_folder, m_name.c_str(), 0);
   }
@@ -161,6 +179,7 @@ int TemporaryName::Create(mode_t permissions) {
       m_slot = m_isCreated ? m_slot : kNoSlot;
     }
   }
+  // With signals unblocked again: the thread waits here while another one ends the process.
   StayIfEnding();
   errno = error;
   return descriptor;
@@ -181,6 +200,7 @@ int TemporaryName::CheckIdentity(int descriptor) const {
 int TemporaryName::MoveTo(int descriptor, const std::string& name, bool replaceExisting) {
   // Another program that may write to the folder can have replaced the file.
   int error = CheckIdentity(descriptor);
+  // A file of another program under this name is not removed.
   m_isCreated = error != ESTALE;
   if (error == 0) {
     error = replaceExisting ? Rename(m_folder, m_name.c_str(), name.c_str())
@@ -205,7 +225,7 @@ void RemoveTemporaryFilesOnSignals() {
   sigfillset(&end.sa_mask);
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction previous {};
-    // Sanitizers have handlers for crashes.
+    // Handlers that exist stay: sanitizers have their own for crashes.
     if (EndsProcess(signal) && sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_DFL) {
       sigaction(signal, &end, nullptr);
     }

@@ -18,6 +18,7 @@ std::optional<std::vector<unsigned char>> ParseHex(std::string_view text) {
   for (; text.size() >= 2; text.remove_prefix(2)) {
     unsigned char byte = 0;
     const auto [read, error] = std::from_chars(text.data(), text.data() + 2, byte, 16);
+    // from_chars stops at the first other character: of "4G" it reads one digit.
     if (error != std::errc() || read != text.data() + 2) {
       return std::nullopt;
     }

@@ -10,9 +10,12 @@
 
 namespace {
 
+/// Whether a terminal could act on the character, or it could disguise a text. See WithoutControls.
 bool IsControl(char32_t c) {
+  // C0, DEL and C1; among them are ESC and CSI, which begin escape sequences.
   const bool isCommand = c < 0x20 || (c >= 0x7F && c < 0xA0);
   const bool isSeparator = c == 0x2028 || c == 0x2029;
+  // Arabic letter mark, left-to-right and right-to-left marks, embeddings and overrides, isolates.
   const bool isDirection =
       c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
   return isCommand || isSeparator || isDirection;
@@ -39,6 +42,7 @@ std::string WithoutControls(std::string_view text) {
 
 void PrintMessage(std::string_view text) {
   constexpr std::string_view kStart = "rhohost: ";
+  // On the stack: this function reports that memory has run out.
   std::array<char, 4096> line{};
   std::size_t held = kStart.copy(line.data(), kStart.size());
   const auto write = [&line, &held](std::string_view character) {
@@ -48,6 +52,7 @@ void PrintMessage(std::string_view text) {
     }
     held += character.copy(line.data() + held, character.size());
   };
+  // A long line takes several writes, between which no other thread may write.
   flockfile(stderr);
   ForEachHarmless(text, write);
   write("\n");

@@ -10,9 +10,10 @@
 
 namespace {
 
+/// Five times a second: often enough to read, rare enough to cost nothing.
 constexpr auto kUpdateInterval = std::chrono::milliseconds(200);
 
-/// One column less than the terminal has: after a character in the last one, some terminals begin a new line.
+/// One column less than the terminal has: after a character in the last column some terminals begin a new line.
 std::size_t UsableColumns() {
   constexpr std::size_t kUsualColumns = 80;
   winsize size{};

@@ -34,7 +34,9 @@ class StatusLine {
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// Writes m_line over what the terminal shows. The caller holds m_mutex, as for Erase.
   void Draw();
+  /// Overwrites the line with spaces; m_line stays.
   void Erase();
 
   std::mutex m_mutex;
