@@ -15,13 +15,15 @@ struct HandleRecord {
   std::uint32_t capacity;
 };
 
-// The distance from a block's start to the area, less the word itself, kept in the word in front of the area.
+/// The word in front of an aligned area. It holds the distance from the block's start to the area, less its own size.
 using OffsetWord = std::uint32_t;
 
+/// The record of a handle. `data` is its first member and so has the record's own address.
 HandleRecord* RecordOf(char** handle) { return reinterpret_cast<HandleRecord*>(handle); }
 
 // The size of the block around an aligned area, or 0 when there can be none.
 std::size_t AlignedBlockSize(unsigned long size, int alignment) {
+  // malloc aligns to a multiple of 4 as well: the area then starts at least 4 bytes into the block, room for the word.
   if (alignment <= 0 || alignment % static_cast<int>(sizeof(OffsetWord)) != 0) {
     return 0;
   }
@@ -29,11 +31,14 @@ std::size_t AlignedBlockSize(unsigned long size, int alignment) {
   return size <= std::numeric_limits<std::size_t>::max() - room ? size + room : 0;
 }
 
+/// The first multiple of `alignment` behind the start of `block`, with the distance word in front of it. Null for a
+/// null block, which is otherwise of the size that AlignedBlockSize returns.
 void* PlaceArea(void* block, int alignment) {
   if (block == nullptr) {
     return nullptr;
   }
   const auto step = static_cast<std::uintptr_t>(alignment);
+  // 1 to `alignment` bytes, never 0: a block that is aligned already needs room for the word, too.
   const std::uintptr_t offset = step - reinterpret_cast<std::uintptr_t>(block) % step;
   const auto word = static_cast<OffsetWord>(offset - sizeof(OffsetWord));
   unsigned char* const area = static_cast<unsigned char*>(block) + offset;
@@ -46,6 +51,7 @@ void* PlaceArea(void* block, int alignment) {
 void* KelAllocPtr(unsigned long size) { return std::malloc(size); }
 
 void* KelAllocPtrSet(unsigned long size, unsigned char fill) {
+  // calloc need not clear memory that comes zero-filled from the system.
   if (fill == 0) {
     return std::calloc(1, size);
   }
@@ -78,6 +84,7 @@ void KelFreePtrAligned(void* pointer) {
 }
 
 char** KelNewHandle(unsigned long size) {
+  // Zero-filled, which is an empty handle: no data, size and capacity 0.
   auto* const record = static_cast<HandleRecord*>(KelAllocPtrSet(sizeof(HandleRecord), 0));
   if (record == nullptr) {
     return nullptr;
@@ -97,9 +104,12 @@ int KelSetHandleSize(char** handle, unsigned long size) {
     return 0;
   }
   HandleRecord& record = *RecordOf(handle);
+  // `size` is at least 1 here: realloc with size 0 might free the block and return null.
   if (size > record.capacity) {
+    // The record stores 32-bit sizes; a larger size fails as if out of memory.
     void* const grown = std::in_range<std::uint32_t>(size) ? KelRealloc(record.data, size) : nullptr;
     if (grown == nullptr) {
+      // realloc leaves the old block in place when it fails, but the documented result is an empty handle.
       KelFreePtr(record.data);
       record = {};
       return 1;

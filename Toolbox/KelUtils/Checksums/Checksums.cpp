@@ -11,22 +11,28 @@
 
 namespace {
 
+/// x^16 + x^12 + x^5 + 1, written without its x^16: the polynomial of CRC-16/CCITT.
 constexpr std::uint16_t kPolynomial16 = 0x1021;
+/// x^8 + x^7 + x^6 + x^4 + x^2 + 1 (CRC-8/DVB-S2) times x^8, the form that CyclicRemainder needs for 8 bits.
 constexpr std::uint16_t kPolynomial8 = 0xD5 << 8;
 
+/// The fastest method of this processor; one without `update` when the processor has neither.
 CarrylessMethod ChooseMethod() {
   const auto methods = FindCarrylessMethods();
   return methods[0].update != nullptr ? methods[0] : methods[1];
 }
 
-// Chosen when the module is loaded. Before that the method is empty, and tables are used.
+/// Chosen by a dynamic initializer: a checksum that an earlier initializer computes finds zeros here and uses tables.
 const CarrylessMethod kMethod = ChooseMethod();
 
+/// The remainder after `size` more bytes, by the chosen method.
 template <std::uint16_t Polynomial>
 std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
   return UpdateByMethod<Polynomial>(kMethod, remainder, data, size);
 }
 
+/// The remainder after the low byte of each of `count` samples. Collects them in a buffer, since Update needs bytes
+/// that follow each other.
 std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, std::size_t count) {
   unsigned char bytes[2048];
   while (count != 0) {
@@ -40,6 +46,8 @@ std::uint16_t UpdateWithLowBytes(std::uint16_t remainder, const short* samples, 
   return remainder;
 }
 
+/// The remainder of `byte` in the high byte of a 16-bit register, bit by bit. Bits above 16 remain for the caller to
+/// mask: `polynomial` may have more than 16 bits.
 unsigned int TableEntry(unsigned int byte, unsigned int polynomial) {
   unsigned int data = byte << 8;
   unsigned int entry = 0;
@@ -56,6 +64,7 @@ unsigned short Calc8BitCRC(unsigned char* data, int length, unsigned short crc) 
   if (data == nullptr || length <= 0) {
     return crc;
   }
+  // The remainder of 8 bits is in the high byte; the conversion drops all but the low byte of `crc`.
   const auto remainder = static_cast<std::uint16_t>(crc << 8);
   return Update<kPolynomial8>(remainder, data, static_cast<std::size_t>(length)) >> 8;
 }
@@ -82,6 +91,7 @@ unsigned int CreateCRCTab(unsigned int polynomial, char* path, unsigned int widt
   if (file == nullptr) {
     return 1;
   }
+  // The remainder keeps the shift below 32 bits, where it is defined.
   const unsigned int mask = (1U << width % 32) - 1;
   std::fputs("unsigned int pnCRCTab[256] = {\n\t", file.get());
   for (unsigned int byte = 0; byte < 256; ++byte) {

@@ -19,9 +19,11 @@
 
 namespace {
 
+/// Unlike TKelOpenFolder itself, its private part tells a read error from the end of the listing.
 using Folder = TKelOpenFolder::TPrivate;
 
-// Returns the size of the file, and leaves its position at the start.
+/// Returns the size of the file in bytes, and leaves its position at the start. Throws for a file without positions,
+/// such as a pipe.
 off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
   const off_t size = lseek(file.Get(), 0, SEEK_END);
   if (size < 0 || lseek(file.Get(), 0, SEEK_SET) < 0) {
@@ -30,8 +32,9 @@ off_t MeasureAndRewind(const Descriptor& file, const std::string& path) {
   return size;
 }
 
-// The documented number of bytes per report; larger pieces without a reporter save a tenth of the time of small files.
+/// The documented number of bytes per report.
 constexpr std::size_t kReportedPiece = 8192;
+/// Without a reporter: larger pieces save a tenth of the time of small files.
 constexpr std::size_t kUnreportedPiece = 64UL * 1024;
 
 // Copies `size` bytes, more if the file has grown, fewer if it ends earlier. Returns the number of bytes copied.
@@ -41,6 +44,8 @@ off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelPr
   const auto buffer = std::make_unique_for_overwrite<char[]>(piece);
   off_t copied = 0;
   while (copied < size) {
+    // Waits for the missing bytes only, but takes a whole piece: if the file has grown, more than `size` bytes are
+    // copied, which the caller notices.
     const auto enough = static_cast<std::size_t>(std::min<off_t>(size - copied, static_cast<off_t>(piece)));
     const std::size_t held = ReadUpTo(from, buffer.get(), piece, enough);
     if (held == 0) {
@@ -50,6 +55,7 @@ off_t CopyBytes(const Descriptor& from, const Descriptor& to, off_t size, IKelPr
       throw PathError("failed to write to", destination);
     }
     copied += static_cast<off_t>(held);
+    // A stop after the last piece leaves a complete copy: the caller compares the sizes.
     if (reporter != nullptr && !reporter->updateProgress(static_cast<double>(copied) / static_cast<double>(size))) {
       break;
     }
@@ -70,6 +76,7 @@ bool LiesWithin(int folder, const std::string& path, const struct stat& ancestor
     if (IsSameItem(level, ancestor)) {
       return true;
     }
+    // The parent of the root is the root itself. `below` is unknown in the first round.
     const bool isRoot = IsKnown(below) && IsSameItem(level, below);
     if (isRoot) {
       return false;
@@ -79,12 +86,15 @@ bool LiesWithin(int folder, const std::string& path, const struct stat& ancestor
   }
 }
 
+/// Throws if the open `folder`, at the path `destination`, is the source or lies below it: the walk would find its own
+/// copies and never end.
 void RefuseToCopyIntoItself(const Folder& source, int folder, const std::string& destination) {
   if (LiesWithin(folder, destination, StatusOf(source.m_folder))) {
     throw PathError("copy failed, the destination lies inside the source:", destination);
   }
 }
 
+/// The folder part of `path` with its trailing separator; empty if there is none.
 std::string FolderOf(const std::string& path) {
   std::string folder;
   std::string name;
@@ -92,6 +102,7 @@ std::string FolderOf(const std::string& path) {
   return folder;
 }
 
+/// The path of an item in `folder` that has the last component of `path` as its name.
 std::string InsideFolder(const std::string& folder, const std::string& path) {
   std::string parent;
   std::string name;
@@ -112,13 +123,17 @@ bool CopyContents(Folder& source, const std::string& destination, bool isNew, IK
     if (!source.itemIsFolder()) {
       return KelCopyFile(source.itemPath(), target, reporter);
     }
+    // A failure means most often that the folder exists; opening the target reports all other reasons.
     const bool isTargetNew = kel_mkdir_UTF8(target.c_str()) == 0;
     // On the heap, since the stack holds one of these calls per level of the tree.
     return CopyContents(*std::make_unique<Folder>(source.itemPath()), target, isTargetNew, reporter);
   });
+  // A read error ends the walk like the end of the listing, with a part of the entries copied.
   return isCopied && !source.m_listing.HasFailed();
 }
 
+/// Copies a folder to `destination`, which it creates when it is missing. Refuses a new folder inside the source
+/// before it is created.
 bool CopyFolder(const std::string& source, const std::string& destination, IKelProgressReporter* reporter) {
   const auto from = std::make_unique<Folder>(source);
   const Descriptor parent(OpenFolderUnlisted(AT_FDCWD, FolderOf(destination).c_str()));
@@ -138,9 +153,11 @@ bool KelCopyFile(const std::string& source, const std::string& destination, IKel
   if (!IsKnown(fromStatus)) {
     throw FailedToOpen(source);
   }
+  // A folder can be opened for reading, but not read.
   if (IsFolder(fromStatus)) {
     return false;
   }
+  // Not emptied yet: both paths may lead to the same file, whose content must survive the refusal below.
   Descriptor to = OpenForWriting(destination);
   const struct stat toStatus = StatusOf(to);
   if (!IsKnown(toStatus)) {
@@ -157,6 +174,7 @@ bool KelCopyFile(const std::string& source, const std::string& destination, IKel
   if (copied != size) {
     return false;
   }
+  // Some file systems, such as NFS, report a failed write only on closing.
   if (to.Close() != 0) {
     throw PathError("failed to write to", destination);
   }
@@ -189,5 +207,6 @@ bool KelCopy(const std::string& source, const std::string& destination, IKelProg
   if (!KelIsPathToFolder(from)) {
     return KelCopyFile(from, isIntoFolder ? InsideFolder(to, from) : to, reporter);
   }
+  // If `to` exists but is a file, opening the folder below it fails with a message.
   return CopyFolder(from, KelPathExists(to) ? InsideFolder(to, from) : to, reporter);
 }

@@ -19,8 +19,8 @@ static_assert(sizeof(off_t) == 8, "positions in files need 64 bits");
 
 namespace {
 
-// Grows `data` in pieces up to `size`, so that each piece is in the cache when data is read into it: filling all of it
-// with zeros first would move everything through memory twice.
+/// Grows `data` in pieces up to `size`, so that each piece is in the cache when data is read into it: filling all of it
+/// with zeros first would move everything through memory twice. False when the stream ends earlier or fails.
 bool ReadToSize(FILE* stream, std::size_t size, std::string& data) {
   constexpr std::size_t kPiece = 256UL * 1024;
   std::size_t held = 0;
@@ -37,6 +37,7 @@ bool ReadToSize(FILE* stream, std::size_t size, std::string& data) {
   return true;
 }
 
+/// Replaces `data` by the content of the stream, as KelLoadFile does, but leaves the stream's position anywhere.
 bool LoadFromStart(FILE* stream, std::string& data) {
   if (fseeko(stream, 0, SEEK_END) != 0) {
     return false;
@@ -47,9 +48,11 @@ bool LoadFromStart(FILE* stream, std::string& data) {
   }
   const auto size = static_cast<std::size_t>(end);
   data.clear();
+  // Allocates once, before the advice: a string that grows piece by piece would copy and move its block.
   data.reserve(size);
   ExpectToFill(data.data(), size);
   const bool isRead = ReadToSize(stream, size, data);
+  // Zeros for the bytes that are missing after a failure, as documented.
   data.resize(size);
   return isRead;
 }
@@ -71,12 +74,14 @@ long long kel_fileSize64(FILE* stream) {
 
 long long KelFileSize(const char* path) {
   const Descriptor descriptor = OpenForReading(OrEmpty(path));
+  // lseek returns -1 for a pipe, which is the documented result.
   const bool isFile = descriptor.IsOpen() && !IsFolder(StatusOf(descriptor));
   return isFile ? lseek(descriptor.Get(), 0, SEEK_END) : 0;
 }
 
 int kel_mkdir_UTF8(const char* path) { return mkdir(OrEmpty(path), S_IRWXU); }
 
+// std::remove deletes files and links with unlink and folders with rmdir, so both functions are the same.
 int kel_remove_UTF8(const char* path) { return std::remove(OrEmpty(path)); }
 
 int kel_remove_dir_UTF8(const char* path) { return std::remove(OrEmpty(path)); }
@@ -94,6 +99,7 @@ bool KelLoadFile(FILE* stream, std::string& data) {
   try {
     isLoaded = LoadFromStart(stream, data);
   } catch (...) {
+    // The position must not change even when memory runs out.
     fseeko(stream, position, SEEK_SET);
     throw;
   }
@@ -103,6 +109,7 @@ bool KelLoadFile(FILE* stream, std::string& data) {
 bool KelSaveFile(FILE* stream, const std::string& data) {
   std::size_t written = 0;
   while (stream != nullptr && written < data.size()) {
+    // A signal may cut a write short; only a write of nothing is final.
     const std::size_t count = std::fwrite(data.data() + written, 1, data.size() - written, stream);
     if (count == 0) {
       return false;
@@ -120,6 +127,8 @@ bool KelWriteFile(const std::string& path, const std::string& data) {
 bool KelIsPathToFile(const std::string& path) { return !path.empty() && OpenForReading(path).IsOpen(); }
 
 bool KelPathExists(const std::string& path) {
+  // The system sees an empty text in a path that begins with a zero byte, and KelIsPathToFolder would open the working
+  // directory for it.
   return !path.empty() && path.front() != '\0' && (KelIsPathToFolder(path) || KelIsPathToFile(path));
 }
 

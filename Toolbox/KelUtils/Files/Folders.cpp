@@ -20,7 +20,7 @@ namespace {
 
 using Folder = TKelOpenFolder::TPrivate;
 
-// Null when there is no such folder.
+/// Null when `path` is not a folder or cannot be listed, and when out of memory.
 std::unique_ptr<Folder> TryToOpen(const std::string& path) {
   try {
     return std::make_unique<Folder>(path);
@@ -29,6 +29,7 @@ std::unique_ptr<Folder> TryToOpen(const std::string& path) {
   }
 }
 
+/// 1 for a file that can be opened for reading; throws for any other, as documented for KelCountFiles.
 unsigned int CountFile(const std::string& path) {
   if (!OpenForReading(path).IsOpen()) {
     throw FailedToOpen(path);
@@ -36,10 +37,12 @@ unsigned int CountFile(const std::string& path) {
   return 1;
 }
 
+/// Compares `prefix` byte by byte and `extension` without regard to the case of ASCII letters.
 bool IsMatch(const std::string& name, const std::string& prefix, const std::string& extension) {
   return name.starts_with(prefix) && KelStrMatchTail<char>(name.c_str(), extension.c_str(), true);
 }
 
+/// The age of the file's content; negative when its time lies in the future, as on a server with another clock.
 double SecondsSinceModification(const struct stat& status) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -64,10 +67,12 @@ bool KelEnsureDirectoryPathExists(const std::string& path) {
   }
   std::string folder;
   std::string name;
+  // The folder part is shorter than the path except at the root, where the recursion ends.
   const bool hasFolder = KelParseFilePath(path, folder, name) && folder.size() < path.size();
   if (hasFolder && !KelEnsureDirectoryPathExists(folder)) {
     return false;
   }
+  // Another process may have created the folder meanwhile: what exists afterwards decides, not this result.
   kel_mkdir_UTF8(path.c_str());
   return KelPathExists(path);
 }
@@ -131,6 +136,7 @@ bool KelCheckExclusiveFileAccess(const char* path) {
   struct stat status {};
   if (stat(OrEmpty(path), &status) == 0) {
     const double age = SecondsSinceModification(status);
+    // A time slightly in the future is also recent: the clock of a file server may be ahead.
     if (age > -60.0 && age < 60.0) {
       return false;
     }

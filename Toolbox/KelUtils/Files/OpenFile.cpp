@@ -9,7 +9,7 @@
 
 namespace {
 
-// The mode with "e", close on exec, added before the comma that may introduce a character set.
+/// `mode` with the C library's "e" (close on exec), in front of the comma of a character set: "r,ccs=UTF-8".
 std::string ClosedOnExec(std::string_view mode) {
   const std::string_view letters = mode.substr(0, mode.find(','));
   return std::string(letters).append("e").append(mode.substr(letters.size()));

@@ -15,6 +15,7 @@ static_assert(sizeof(dirent::d_ino) == 8, "inode numbers need 64 bits");
 
 namespace {
 
+/// The absolute path. Throws for an empty path; empty for one that cannot be simplified, which then cannot be opened.
 std::string Simplified(const std::string& folderPath) {
   if (folderPath.empty()) {
     throw std::runtime_error("invalid (empty) folder path specified");
@@ -24,6 +25,7 @@ std::string Simplified(const std::string& folderPath) {
   return simplified;
 }
 
+/// Opens `simplified` and follows a link. The error quotes the path as the caller gave it.
 Descriptor OpenOrThrow(const std::string& simplified, const std::string& folderPath) {
   Descriptor folder = OpenFolderForListing(AT_FDCWD, simplified.c_str(), true);
   if (!folder.IsOpen()) {
@@ -36,6 +38,7 @@ Descriptor OpenOrThrow(const std::string& simplified, const std::string& folderP
 
 TKelOpenFolder::TPrivate::TPrivate(const std::string& folderPath)
     : m_folderPath(Simplified(folderPath)), m_folder(OpenOrThrow(m_folderPath, folderPath)), m_listing(m_folder) {
+  // A listing without any entry, even the dots, is not an error.
   if (!parseNextItem() && m_listing.HasFailed()) {
     throw PathError("readdir_r failed for", folderPath);
   }
@@ -46,6 +49,7 @@ bool TKelOpenFolder::TPrivate::parseNextItem() {
   if (entry == nullptr) {
     return false;
   }
+  // An entry whose type stays unknown counts as a file.
   fix_DT_UNKNOWN(m_folderPath, *entry);
   m_name = static_cast<const char*>(entry->d_name);
   m_type = entry->d_type;
@@ -62,6 +66,7 @@ bool TKelOpenFolder::TPrivate::fix_DT_UNKNOWN(const std::string& folderPath, dir
   if (entry.d_type != DT_UNKNOWN) {
     return true;
   }
+  // stat, not lstat: on such a file system a link to a folder counts as that folder, as documented.
   struct stat status {};
   if (stat((folderPath + kDirSeparator + static_cast<const char*>(entry.d_name)).c_str(), &status) != 0) {
     return false;

@@ -18,10 +18,11 @@ const char* const kDirSeparator = "/";
 
 namespace {
 
+/// Views into the path and the working directory, which must outlive them.
 using Components = std::vector<std::string_view>;
 
-// Appends views of the components of `text`. The character after a separator begins a component even when it is a
-// separator itself.
+/// Appends views of the components of `text`, which is not empty. The character after a separator begins a component
+/// even when it is a separator itself.
 void Split(std::string_view text, Components& components) {
   const char separator = *kDirSeparator;
   std::size_t begin = text.front() == separator ? 1 : 0;
@@ -34,6 +35,7 @@ void Split(std::string_view text, Components& components) {
 
 // Removes each "." and each ".." with the component before it; false when there is none before.
 bool ResolveDots(Components& components) {
+  // Compacts in place: `kept` never passes the component that is read.
   auto kept = components.begin();
   for (const std::string_view component : components) {
     if (component == "..") {
@@ -49,6 +51,7 @@ bool ResolveDots(Components& components) {
   return true;
 }
 
+/// An absolute path of these components; the root when there are none.
 std::string JoinComponents(const Components& components, std::size_t sizeHint) {
   if (components.empty()) {
     return kDirSeparator;
@@ -61,6 +64,7 @@ std::string JoinComponents(const Components& components, std::size_t sizeHint) {
   return path;
 }
 
+/// False when the system does not know the working directory or it exceeds 1023 bytes, the documented limit.
 bool ReadWorkingDirectory(std::string& directory) {
   std::array<char, 1024> text{};
   if (getcwd(text.data(), text.size()) == nullptr) {
@@ -131,9 +135,12 @@ bool KelParseFilePath(const std::string& path, std::string& folder, std::string&
   }
   const char separator = *kDirSeparator;
   const std::size_t last = path.find_last_not_of(separator);
+  // The position of the name's last character; 0 for separators alone, which are a folder with an empty name.
   const std::size_t end = last == std::string::npos ? 0 : last;
   const std::size_t split = path.rfind(separator, end);
   if (split == std::string::npos) {
+    // Here and below, `folder` or `name` may be the same object as `path`: the parts are copied before either is
+    // written.
     std::string whole = path;
     folder.clear();
     name = std::move(whole);
@@ -165,6 +172,7 @@ std::string KelGetPathFileNameNoExtension(const std::string& path) {
   const auto liesBefore = [dot](std::size_t position) { return position != std::string::npos && position < dot; };
   const std::size_t slash = path.rfind('/');
   const std::size_t backslash = path.rfind('\\');
+  // The dot belongs to the name if it lies behind the last separator of either kind.
   const bool hasFolder = slash != std::string::npos || backslash != std::string::npos;
   if (dot == std::string::npos || (hasFolder && !liesBefore(slash) && !liesBefore(backslash))) {
     return path;
@@ -176,8 +184,10 @@ bool KelReplaceFilenameExtension(std::string& path, const char* newExtension, st
   if (path.empty()) {
     return false;
   }
+  // A copy, since `newExtension` may point into `path`.
   const std::string added(OrEmpty(newExtension));
   const std::size_t dot = path.find_last_of("./\\");
+  // If a separator comes later than every dot, the dots belong to folders.
   if (dot == std::string::npos || path[dot] != '.') {
     path += added;
     return false;

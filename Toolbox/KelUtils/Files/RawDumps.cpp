@@ -6,12 +6,14 @@
 
 namespace {
 
+/// Nothing is written for null and for sizes below 1. Short writes are ignored, as documented.
 void WriteBytes(std::FILE* file, const unsigned char* data, int size) {
   if (data != nullptr && size > 0) {
     std::fwrite(data, 1, static_cast<std::size_t>(size), file);
   }
 }
 
+/// Writes `height` rows of `width` bytes that lie `stride` bytes apart, without the gaps between them.
 void WritePlane(std::FILE* file, const unsigned char* plane, int stride, int width, int height) {
   if (plane == nullptr) {
     return;
@@ -21,6 +23,7 @@ void WritePlane(std::FILE* file, const unsigned char* plane, int stride, int wid
   }
 }
 
+/// The size of a 4:2:0 chroma plane: half, rounded up. (size + 1) / 2 could overflow.
 int LargerHalf(int size) { return size / 2 + size % 2; }
 
 }  // namespace

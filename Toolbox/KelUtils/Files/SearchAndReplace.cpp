@@ -28,6 +28,7 @@ bool IsTidy(const std::string& lines) {
   const char* const text = lines.data();
   unsigned int untidy = text[0] == '\n' || text[0] == '\0' ? 1 : 0;
   for (std::size_t at = 1; at < lines.size(); ++at) {
+    // & and | evaluate both sides, without a branch.
     const bool isEmpty = (text[at] == '\n') & (text[at - 1] == '\n');
     untidy |= static_cast<unsigned int>(isEmpty | (text[at] == '\0'));
   }
@@ -54,6 +55,7 @@ void Tidy(std::string& lines) {
 // Joins the pieces of a file into lines, and writes complete lines with their texts replaced.
 class LineReplacer {
  public:
+  /// Both must outlive the object.
   LineReplacer(const Replacements& replacements, const Descriptor& output)
       : m_replacements(replacements),
         m_output(output),
@@ -61,7 +63,7 @@ class LineReplacer {
           return replacement.first.find('\n') != std::string::npos;
         })) {}
 
-  // False when writing fails.
+  /// False when writing fails.
   bool Take(std::string_view piece) {
     const std::size_t end = piece.rfind('\n') + 1;  // 0 when there is none
     m_lines.append(piece.substr(0, end));
@@ -70,10 +72,11 @@ class LineReplacer {
     return isWritten;
   }
 
-  // Ends the last line; false when writing fails.
+  /// Ends the last line; false when writing fails.
   bool Finish() { return m_lines.empty() || (m_lines.push_back('\n'), WriteLines()); }
 
  private:
+  /// Filters, writes and removes the lines in m_lines, which are complete; false when writing fails.
   bool WriteLines() {
     Tidy(m_lines);
     const std::string replaced = m_hasKeyBeyondLine ? ReplacedLineByLine() : Replaced(std::move(m_lines));
@@ -81,6 +84,7 @@ class LineReplacer {
     return WriteFully(m_output, replaced.data(), replaced.size());
   }
 
+  /// Applies one replacement after the other, in byte order of the keys, as documented.
   std::string Replaced(std::string text) const {
     for (const auto& [what, with] : m_replacements) {
       text = KelReplace(text, what, with);
@@ -88,7 +92,7 @@ class LineReplacer {
     return text;
   }
 
-  // Replacing in many lines at once takes two thirds of the time, but a key with a line feed would match across lines.
+  /// Replacing in many lines at once takes two thirds of the time, but a key with a line feed would match across lines.
   std::string ReplacedLineByLine() const {
     std::string replaced;
     for (std::string_view rest = m_lines; !rest.empty();) {
@@ -105,6 +109,7 @@ class LineReplacer {
   std::string m_lines;  // between calls: the beginning of a line at most
 };
 
+/// Writes all of `input`, filtered, to `output`; false when reading or writing fails.
 bool Filter(const Replacements& replacements, const Descriptor& input, const Descriptor& output) {
   std::vector<char> piece(64UL * 1024);
   LineReplacer replacer(replacements, output);
@@ -137,13 +142,16 @@ void RemoveWritten(const std::string& path, const struct stat& written) {
   }
 }
 
-// A FIFO opens here without a writer, and reading would find its end at once.
+/// OpenForReading opens a FIFO without a writer, and a read would then find the end of the stream at once: waits for
+/// data or for a writer that has come and gone.
 void WaitForWriter(const Descriptor& fifo) {
   pollfd waiting{fifo.Get(), POLLIN, 0};
   RetryInterrupted([&] { return poll(&waiting, 1, -1); });
+  // Clears O_NONBLOCK, which was for opening only: reads have to wait for data.
   fcntl(fifo.Get(), F_SETFL, 0);
 }
 
+/// Filters one file into another. Empties the output only when it is known not to be the input.
 bool FilterFile(const Replacements& replacements, const std::string& inPath, const std::string& outPath) {
   const Descriptor input = OpenForReading(inPath);
   const struct stat inStatus = StatusOf(input);
@@ -153,6 +161,7 @@ bool FilterFile(const Replacements& replacements, const std::string& inPath, con
   if (S_ISFIFO(inStatus.st_mode)) {
     WaitForWriter(input);
   }
+  // If there was nothing at `outPath`, a file that the call creates is removed again when the call refuses.
   const bool isNew = !IsKnown(StatusOf(outPath));
   Descriptor output = OpenForWriting(outPath);
   const struct stat outStatus = StatusOf(output);
@@ -162,6 +171,7 @@ bool FilterFile(const Replacements& replacements, const std::string& inPath, con
     }
     return false;
   }
+  // Closing is part of writing: some file systems report a failed write only then.
   const bool isWritten = Succeeds(
       [&] { return MakeEmpty(output, outStatus) && Filter(replacements, input, output) && output.Close() == 0; });
   if (!isWritten) {
@@ -170,15 +180,19 @@ bool FilterFile(const Replacements& replacements, const std::string& inPath, con
   return isWritten;
 }
 
+/// Replaces a regular file by a filtered copy: the file at `path` is at any time either the old or the new one.
 bool Rewrite(const Replacements& replacements, const std::string& path) {
   const std::string temporary = path + ".tmp";
   const Descriptor input = OpenForReading(path);
   const struct stat inStatus = StatusOf(input);
   const struct stat inTheWay = StatusOf(temporary);
+  // If `path` is a link to PATH.tmp, removing that would lose the text.
   const bool isInput = IsKnown(inTheWay) && IsSameItem(inStatus, inTheWay);
   if (!S_ISREG(inStatus.st_mode) || isInput) {
     return false;
   }
+  // A file that an interrupted call has left, or a link that would lead the output elsewhere. A folder stays, and
+  // CreateNew then fails.
   unlink(temporary.c_str());
   Descriptor output = CreateNew(temporary);
   if (!output.IsOpen()) {
@@ -186,6 +200,7 @@ bool Rewrite(const Replacements& replacements, const std::string& path) {
   }
   const struct stat outStatus = StatusOf(output);
   const bool isRewritten = Succeeds([&] {
+    // Before it is renamed, PATH.tmp must still be the file that was written: another process may have replaced it.
     return TakePermissions(output, inStatus) && Filter(replacements, input, output) && output.Close() == 0 &&
            IsSameItem(outStatus, StatusOf(temporary)) && std::rename(temporary.c_str(), path.c_str()) == 0;
   });

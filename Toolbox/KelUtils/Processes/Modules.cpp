@@ -9,6 +9,7 @@
 
 namespace {
 
+/// Appends a separator unless `folder` ends with one; a text without a buffer becomes the separator alone.
 void EndWithSeparator(CKelStr<char>& folder) {
   if (!KelStrMatchTail<char>(folder.m_data, kDirSeparator, true)) {
     folder += kDirSeparator;
@@ -50,7 +51,7 @@ bool KelGetModuleFilename(const void* address, CKelStr<char>& fileName) {
 }
 
 CKelStr<char> KelGetCurrentDllPath() {
-  // A program may define an exported function itself, but not this constant.
+  // The address of a local constant: a program that defines a function of the same name would replace an exported one.
   static const char kOwnAddress = 0;
   CKelStr<char> folder;
   CKelStr<char> name;

@@ -16,10 +16,10 @@
 
 namespace {
 
-// The byte in the status pipe; none when the program is executed.
+/// The byte that a child writes to the status pipe. It writes none if the program is executed, which closes the pipe.
 enum LaunchStatus : char { kExecuted = 0, kNotExecuted = 1, kNoSecondProcess = 2 };
 
-// Has no descriptors when the system cannot create a pipe.
+/// A pipe that closes on exec; without descriptors when the system cannot create one.
 struct Pipe {
   Pipe() {
     int ends[2] = {-1, -1};
@@ -42,18 +42,21 @@ struct Launch {
 // The functions that run in child processes call only async-signal-safe functions: other threads may hold any lock,
 // including the heap's, at the moment of the fork. The end of the process closes all other descriptors.
 
+/// Sets the action of a signal in this process: SIG_IGN or SIG_DFL.
 void SetAction(int signal, void (*action)(int)) {
   struct sigaction description {};
   description.sa_handler = action;
   sigaction(signal, &description, nullptr);
 }
 
+/// Tells the caller that the launch has failed. SIGPIPE would end the process if the caller has gone.
 void Report(Launch& launch, LaunchStatus status) {
   SetAction(SIGPIPE, SIG_IGN);
   kel_safe_write(launch.status.writing.Get(), &status, sizeof status);
   launch.status.writing.Close();
 }
 
+/// Enters the working folder and executes the program; reports what fails.
 [[noreturn]] void BecomeProgram(Launch& launch) {
   launch.processId.writing.Close();
   if (launch.workingFolder != nullptr && chdir(launch.workingFolder) != 0) {
@@ -69,6 +72,7 @@ void Report(Launch& launch, LaunchStatus status) {
 // The process between the caller and the program. It ends at once, so that nobody has to wait for the program.
 [[noreturn]] void BecomeIntermediary(Launch& launch) {
   SetAction(SIGPIPE, SIG_IGN);
+  // A session of its own: signals from the caller's terminal do not reach the program.
   setsid();
   launch.status.reading.Close();
   launch.processId.reading.Close();
@@ -87,11 +91,15 @@ void Report(Launch& launch, LaunchStatus status) {
   _exit(1);
 }
 
+/// The caller's part: reads both pipes and waits for the intermediary. Whether the program has been executed.
 bool ReceiveProgram(Launch& launch, pid_t intermediary) {
+  // With these ends open, the caller's own reads would never find the end of the pipes.
   launch.status.writing.Close();
   launch.processId.writing.Close();
   char status = kExecuted;
+  // 0 bytes, the end of the pipe, leave kExecuted: exec has closed the last writing end.
   const bool isAnswered = kel_safe_read(launch.status.reading.Get(), &status, sizeof status) >= 0;
+  // Leaves no zombie in the caller.
   kel_safe_waitpid(intermediary, nullptr, 0);
   pid_t program = 0;
   return isAnswered && status == kExecuted &&
@@ -99,8 +107,10 @@ bool ReceiveProgram(Launch& launch, pid_t intermediary) {
          program != 0;
 }
 
+/// KelLaunchApplication without `wait`.
 bool LaunchDetached(const std::string& application, const std::list<std::string>& arguments,
                     const std::string& workingFolder) {
+  // exec takes pointers to non-const characters for historical reasons, but does not write to them.
   std::vector<char*> texts{const_cast<char*>(application.c_str())};
   for (const std::string& argument : arguments) {
     texts.push_back(const_cast<char*>(argument.c_str()));
@@ -114,7 +124,7 @@ bool LaunchDetached(const std::string& application, const std::list<std::string>
   return intermediary != -1 && ReceiveProgram(launch, intermediary);
 }
 
-// A process that ignores SIGCHLD gets no status of its children.
+/// False in a process that ignores SIGCHLD: the system discards the statuses of its children.
 bool GetsStatusOfChildren() {
   struct sigaction action {};
   sigaction(SIGCHLD, nullptr, &action);
@@ -131,6 +141,7 @@ bool GetsStatusOfChildren() {
     _exit(127);
   }
   int status = -1;
+  // Without a shell (fork returned -1) there is no child to wait for, and the status stays -1.
   kel_safe_waitpid(shell, &status, 0);
   kel_safe_write(result.writing.Get(), &status, sizeof status);
   _exit(0);
@@ -153,6 +164,7 @@ int RunThroughWaiter(const char* command) {
   return isReceived ? status : -1;
 }
 
+/// KelLaunchApplication with `wait`: builds the documented command line, which escapes nothing.
 bool LaunchAndWait(const std::string& application, const std::list<std::string>& arguments,
                    const std::string& workingFolder) {
   const std::string folder = workingFolder.empty() ? "." : workingFolder;
@@ -180,6 +192,7 @@ int KelCreateProcessUtf8(CKelStr<char> command) {
 }
 
 int kel_safe_pipe(int* descriptors, int flags) {
+  // The value of O_NONBLOCK on some systems other than Linux; hosts may pass either.
   constexpr int kDocumentedNonBlocking = 4;
   const bool isNonBlocking = (flags & (kDocumentedNonBlocking | O_NONBLOCK)) != 0;
   // Flags set in a second step would come too late for a program that another thread starts in between.

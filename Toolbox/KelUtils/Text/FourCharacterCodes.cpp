@@ -5,6 +5,7 @@
 
 namespace {
 
+/// A codec whose name is not its pair of codes.
 struct NamedCodec {
   std::string_view name;
   unsigned int first;
@@ -16,6 +17,7 @@ constexpr std::array<NamedCodec, 2> kNamedCodecs{{
     {"ZAVMVC1 ", FourCharacterCode("MCpt"), FourCharacterCode("VC1 ")},
 }};
 
+/// Writes the four characters, the most significant byte first, and returns the position behind them.
 char* WriteFourCharacterCode(char* out, unsigned int code) {
   for (int shift = 24; shift >= 0; shift -= 8) {
     *out++ = static_cast<char>((code >> shift) & 0xFFU);

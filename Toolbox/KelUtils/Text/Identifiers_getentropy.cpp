@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <system_error>
 
-// For builds without libuuid: random numbers of the kernel as a UUID of version 4.
+// For builds without libuuid: random numbers of the kernel as a UUID of version 4 (RFC 4122).
 std::string KelGetGUID() {
   std::array<unsigned char, 16> bytes{};
   if (getentropy(bytes.data(), bytes.size()) != 0) {
@@ -17,6 +17,7 @@ std::string KelGetGUID() {
 
   std::string text;
   for (const unsigned byte : bytes) {
+    // Groups of 8, 4, 4, 4 and 12 digits.
     const bool opensGroup = text.size() == 8 || text.size() == 13 || text.size() == 18 || text.size() == 23;
     text += opensGroup ? "-" : "";
     text += "0123456789abcdef"[byte / 16];

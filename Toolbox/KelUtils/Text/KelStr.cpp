@@ -10,6 +10,7 @@
 
 namespace {
 
+/// Frees what malloc returned.
 struct Free {
   void operator()(char* buffer) const { std::free(buffer); }
 };
@@ -17,6 +18,7 @@ using Buffer = std::unique_ptr<char, Free>;
 
 // A buffer for `length` characters and their terminator, which is already written.
 Buffer Allocate(std::size_t length) {
+  // m_length has 32 bits.
   if (length >= std::numeric_limits<unsigned int>::max()) {
     throw std::bad_alloc();
   }
@@ -28,12 +30,14 @@ Buffer Allocate(std::size_t length) {
   return buffer;
 }
 
+/// memcpy for a source that may be null when `length` is 0; memcpy itself requires a valid pointer.
 void Append(char* out, const char* characters, std::size_t length) {
   if (length != 0) {
     std::memcpy(out, characters, length);
   }
 }
 
+/// Frees the old buffer and gives `text` the new one.
 void Replace(CKelStr<char>& text, Buffer buffer, std::size_t length) {
   std::free(text.m_data);
   text.m_data = buffer.release();
@@ -60,6 +64,7 @@ void CKelStr<char>::assign(const char* text) {
     Replace(*this, nullptr, 0);
     return;
   }
+  // The old buffer is freed last, since `text` may point into it.
   const std::size_t length = std::strlen(text);
   Buffer buffer = Allocate(length);
   Append(buffer.get(), text, length);

@@ -36,6 +36,7 @@ const char* FindText(const char* begin, const char* end, const std::string& what
       return end;
     }
     if (*begin != what.front()) {
+      // `what` fits only in front of its own length before the end.
       begin = static_cast<const char*>(std::memchr(begin, what.front(), left - what.size() + 1));
       if (begin == nullptr) {
         return end;
@@ -50,6 +51,8 @@ const char* FindText(const char* begin, const char* end, const std::string& what
   return found == std::string_view::npos ? end : begin + found;
 }
 
+/// Bit 0x20 alone distinguishes the case of ASCII letters. The range excludes other pairs that differ in it, such as
+/// "[" and "{".
 bool EqualButForAsciiCase(char left, char right) {
   constexpr unsigned int kCaseBit = 0x20;
   const unsigned int folded = static_cast<unsigned char>(left) | kCaseBit;
@@ -107,6 +110,7 @@ bool KelStrMatchTail<char>(char const* text, char const* tail, bool ignoreCase) 
 
 template <>
 int KelConvertToScalar<int>(char const* text) {
+  // strtol limits to the range of long, which may be wider than int.
   const long number = text == nullptr ? 0 : std::strtol(text, nullptr, 10);
   return static_cast<int>(std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }

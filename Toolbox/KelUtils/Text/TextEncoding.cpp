@@ -33,6 +33,7 @@ void KelEncodeBase64(std::vector<unsigned char> const& data, std::string& out) {
   static constexpr char alphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_.";
   static constexpr std::array<SymbolPair, kPairs> pairs = MakePairs(alphabet);
 
+  // One remaining byte gives two symbols, two give three; there is no padding.
   const std::size_t rest = data.size() % 3;
   out.resize(data.size() / 3 * 4 + (rest == 0 ? 0 : rest + 1));
 

@@ -5,8 +5,11 @@
 
 namespace {
 
+/// isspace of the C locale, whatever the current locale: tab, line feed, vertical tab, form feed, carriage return,
+/// space.
 bool IsWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+/// The text as the trimming functions get it: zero-terminated when `length` is 0, empty when `text` is null.
 std::string_view GivenText(const char* text, unsigned long length) {
   if (text == nullptr) {
     return {};

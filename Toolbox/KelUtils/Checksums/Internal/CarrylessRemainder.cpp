@@ -18,12 +18,15 @@ namespace {
 KEL_TARGET_128 std::uint16_t Reduce(const CarrylessConstants& constants, __m128i dividend) {
   const __m128i divisor =
       _mm_set_epi64x(static_cast<long long>(constants.polynomial), static_cast<long long>(constants.quotient));
+  // Barrett reduction: the high part of the dividend times x^79 / P is the quotient; what its product with P leaves of
+  // the dividend is the remainder.
   const __m128i quotient = _mm_clmulepi64_si128(_mm_srli_si128(dividend, 2), divisor, 0x00);
   const __m128i product = _mm_clmulepi64_si128(quotient, divisor, 0x11);
   const int remainder = _mm_cvtsi128_si32(_mm_xor_si128(dividend, product));
   return static_cast<std::uint16_t>(static_cast<unsigned int>(remainder) >> 1U);
 }
 
+/// The bytes in reverse order: the first one in memory becomes the highest.
 KEL_TARGET_128 __m128i Reverse128(__m128i block) {
   return _mm_shuffle_epi8(block, _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
 }
@@ -52,6 +55,7 @@ KEL_TARGET_128 std::uint16_t Update128(const CarrylessConstants& constants, std:
   for (std::size_t lane = 0; lane < kLanes; ++lane, data += kBlock) {
     lanes[lane] = Load128(data);
   }
+  // The remainder so far is added to the first two bytes of the message, the highest of the first block.
   lanes[0] = _mm_xor_si128(lanes[0], _mm_set_epi16(static_cast<short>(remainder), 0, 0, 0, 0, 0, 0, 0));
 
   const __m128i byLanes = LoadDistance128(constants.byRegisters128[kLanes - 1]);
@@ -157,6 +161,7 @@ KEL_TARGET_512 std::uint16_t Update512(const CarrylessConstants& constants, std:
 
 std::array<CarrylessMethod, 2> FindCarrylessMethods() {
   std::array<CarrylessMethod, 2> methods{};
+  // The built-in function also checks that the system saves the AVX-512 registers.
   if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("vpclmulqdq")) {
     methods[0] = {&Update512, 2, 1};
   }

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 
 Descriptor OpenFolderForListing(int parent, const char* path, bool followLink) {
+  // O_DIRECTORY refuses all other items at once: opening a FIFO for reading would wait for its writer.
   const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW);
   return Descriptor(RetryInterrupted([=] { return openat(parent, path, flags); }));
 }
@@ -21,6 +22,7 @@ dirent* FolderListing::Next() {
       return nullptr;
     }
   }
+  // The kernel's records have the layout of dirent with 64-bit inode numbers and are aligned to 8 bytes.
   auto* const entry = reinterpret_cast<dirent*>(m_buffer->bytes.data() + m_next);
   m_next += entry->d_reclen;
   return entry;

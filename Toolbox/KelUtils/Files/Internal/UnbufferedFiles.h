@@ -32,6 +32,7 @@ bool TakePermissions(const Descriptor& file, const struct stat& original);
 struct stat StatusOf(const Descriptor& descriptor);
 struct stat StatusOf(const std::string& path);
 
+/// Whether the status was read.
 bool IsKnown(const struct stat& status);
 
 bool IsFolder(const struct stat& status);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+/// Whether the type is one that Linux (cifs, smb3) or macOS (smbfs) gives to mounted SMB shares.
 inline bool IsSmbVolume(const Mount& mount) {
   constexpr std::array<std::string_view, 3> kTypes{"smbfs", "cifs", "smb3"};
   return std::find(kTypes.begin(), kTypes.end(), mount.type) != kTypes.end();

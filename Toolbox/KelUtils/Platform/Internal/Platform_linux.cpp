@@ -17,10 +17,12 @@
 
 namespace {
 
+/// The C library requires endmntent for a stream of setmntent.
 struct EndMounts {
   void operator()(FILE* table) const { endmntent(table); }
 };
 
+/// Whether both paths exist and lead to the same item; links are followed.
 bool IsSameItem(const char* left, const char* right) {
   struct stat leftStatus {};
   struct stat rightStatus {};
@@ -35,6 +37,7 @@ std::vector<Mount> ReadMountTable() {
   const std::unique_ptr<FILE, EndMounts> table(setmntent("/proc/self/mounts", "re"));
   if (table != nullptr) {
     mntent entry{};
+    // getmntent_r truncates longer lines. It decodes the kernel's octal escapes, such as \040 for a space.
     std::array<char, 16384> text{};
     while (getmntent_r(table.get(), &entry, text.data(), static_cast<int>(text.size())) != nullptr) {
       mounts.push_back({entry.mnt_type, entry.mnt_dir, entry.mnt_fsname});
@@ -47,6 +50,7 @@ bool ReadExecutablePath(std::string& path) {
   constexpr const char* kProgram = "/proc/self/exe";
   constexpr std::size_t kMostBytes = 1023;
   constexpr std::string_view kDeleted = " (deleted)";
+  // readlink truncates without an error. One byte more than the longest acceptable text shows that.
   std::array<char, kMostBytes + kDeleted.size() + 1> text{};
   const ssize_t length = readlink(kProgram, text.data(), text.size());
   if (length <= 0) {
@@ -67,10 +71,12 @@ bool ReadExecutablePath(std::string& path) {
 int CountProcessors() { return static_cast<int>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN))); }
 
 void ExpectToFill(char* block, std::size_t size) {
+  // An unaligned block of this size contains at least one aligned large page of 2 MiB.
   constexpr std::size_t kWorthwhile = 4UL * 1024 * 1024;
   if (size >= kWorthwhile) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t beforePage = (page - reinterpret_cast<std::uintptr_t>(block) % page) % page;
+    // Whole pages only, as madvise requires. A refusal is ignored: the pages are then of the usual size.
     madvise(block + beforePage, (size - beforePage) / page * page, MADV_HUGEPAGE);
   }
 }
@@ -79,11 +85,12 @@ int OpenFolderUnlisted(int folder, const char* path) { return openat(folder, pat
 
 long ReadFolderEntries(int folder, void* buffer, std::size_t size) {
   const long count = getdents64(folder, buffer, size);
-  // A removed folder, which POSIX requires to be listed as empty.
+  // The kernel reports ENOENT for a folder that has been removed; POSIX requires it to be listed as empty.
   return count == -1 && errno == ENOENT ? 0 : count;
 }
 
 std::size_t FindBytes(std::string_view text, std::string_view what) {
+  // glibc's memmem takes linear time for every text, unlike the find functions of std::string_view.
   const void* const found = memmem(text.data(), text.size(), what.data(), what.size());
   return found == nullptr ? std::string_view::npos
                           : static_cast<std::size_t>(static_cast<const char*>(found) - text.data());

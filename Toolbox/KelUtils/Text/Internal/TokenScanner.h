@@ -14,6 +14,7 @@ void ScanTokens(const std::string& text, IsSeparator isSeparator, char quote, bo
   const auto endsToken = [&](char c) { return c == quote || (!quoted && isSeparator(c)); };
   while (true) {
     const char* const tokenEnd = std::find_if(token, end, endsToken);
+    // An empty text has no token, but "," has two empty ones.
     if (token != tokenEnd || (keepEmpty && (hasToken || tokenEnd != end))) {
       hasToken = true;
       if (!take(token, tokenEnd)) {
@@ -23,6 +24,7 @@ void ScanTokens(const std::string& text, IsSeparator isSeparator, char quote, bo
     if (tokenEnd == end) {
       return;
     }
+    // A quote begins or ends a quoted part, unless it is also a separator.
     quoted = !quoted && !isSeparator(*tokenEnd);
     token = tokenEnd + 1;
   }
