@@ -27,6 +27,7 @@ unsigned int Magnitude(std::int16_t sample) { return static_cast<unsigned int>(s
 unsigned int SegmentAndStep(unsigned int magnitude, unsigned int firstBits) {
   assert(magnitude >> (firstBits - 1) != 0);
   const auto segment = static_cast<unsigned int>(std::bit_width(magnitude)) - firstBits;
+  // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): the magnitude has at least `firstBits` bits.
   return segment << 4 | (magnitude >> (segment + firstBits - 5) & 0xFU);
 }
 
