@@ -31,6 +31,7 @@ constexpr std::array<GstAudioChannelPosition, 11> kPositions{
 };
 static_assert(std::is_sorted(kPositions.begin(), kPositions.end()), "no channels need to change places");
 
+/// GStreamer's channel mask of a WAV channel mask. Bits for which GStreamer has no position are dropped.
 guint64 GstMask(std::uint32_t wavMask) {
   guint64 mask = 0;
   for (std::size_t bit = 0; bit < kPositions.size(); ++bit) {
@@ -42,12 +43,14 @@ guint64 GstMask(std::uint32_t wavMask) {
 /// GStreamer's masks of all layouts that stand for this number of channels by default, the usual one first.
 std::vector<guint64> DefaultMasks(int channels) {
   std::vector<guint64> masks;
+  // Tries all combinations of speakers: there are 2,047.
   for (std::uint32_t mask = 1; mask < 1U << kPositions.size(); ++mask) {
     if (std::popcount(mask) == channels && LayoutOf(mask, static_cast<unsigned int>(channels)).isDefault) {
       masks.push_back(GstMask(mask));
     }
   }
   const guint64 usual = gst_audio_channel_get_fallback_mask(channels);
+  // GStreamer prefers the first entry of a list when it fixes caps.
   std::stable_partition(masks.begin(), masks.end(), [usual](guint64 mask) { return mask == usual; });
   return masks;
 }
@@ -65,6 +68,7 @@ class Value {
   GValue m_value{};
 };
 
+/// Gives `field` of the structure a list of all `items`. `setter` writes one item into a GValue of `type`.
 template <class Items, class Setter>
 void SetList(GstStructure* structure, const char* field, GType type, const Items& items, Setter setter) {
   Value list(GST_TYPE_LIST);
@@ -76,6 +80,7 @@ void SetList(GstStructure* structure, const char* field, GType type, const Items
   gst_structure_set_value(structure, field, list.Get());
 }
 
+/// The setting with that role in a description ("standard" in docs/info.md, as in "sampleRate"); null if there is none.
 const Json* FindStandard(const Json& settings, std::string_view standard) {
   const auto found = std::find_if(settings.begin(), settings.end(), [standard](const Json& setting) {
     return setting.value("standard", std::string()) == standard;
@@ -83,6 +88,7 @@ const Json* FindStandard(const Json& settings, std::string_view standard) {
   return found == settings.end() ? nullptr : &*found;
 }
 
+/// The same; throws Failure if there is none.
 const Json& Existing(const Json& settings, std::string_view standard) {
   const Json* const setting = FindStandard(settings, standard);
   if (setting == nullptr) {
@@ -99,9 +105,11 @@ bool Allows(const Json& setting, unsigned int value) {
   }
   const auto lowest = setting["minimum"].get<unsigned int>();
   const auto highest = setting["maximum"].get<unsigned int>();
+  // A minimum that is not below the maximum is no range.
   return lowest >= highest || (value >= lowest && value <= highest);
 }
 
+/// GStreamer's rates and numbers of channels are signed: larger numbers become the largest int.
 int ToInt(unsigned int value) {
   return static_cast<int>(std::min<unsigned int>(value, std::numeric_limits<int>::max()));
 }
@@ -116,10 +124,12 @@ OfferedFormats ReadFormats(const Json& settings) {
   }
   const auto lowest = rate["minimum"].get<unsigned int>();
   const auto highest = rate["maximum"].get<unsigned int>();
+  // Without a range the compressor takes any rate. GStreamer has no rate 0.
   formats.lowestRate = lowest < highest ? std::max(ToInt(lowest), 1) : 1;
   formats.highestRate = lowest < highest ? ToInt(highest) : std::numeric_limits<int>::max();
 
   const Json& size = Existing(settings, "sampleSize");
+  // The sizes for which input records have a format.
   for (const unsigned int bits : {16U, 24U}) {
     if (Allows(size, bits)) {
       formats.bits.push_back(ToInt(bits));
@@ -127,6 +137,7 @@ OfferedFormats ReadFormats(const Json& settings) {
   }
   for (const Json& value : Existing(settings, "channels")["allowableValues"]) {
     const auto name = value.get<std::string>();
+    // 0 for the name of a layout that is not known.
     if (const unsigned int channels = KelGetNumberChannels(KelGetChannelMode(name.c_str())); channels != 0) {
       formats.layouts.push_back({name, ToInt(channels)});
     }
@@ -138,6 +149,7 @@ OfferedFormats ReadFormats(const Json& settings) {
 }
 
 CapsPointer RawCaps(const OfferedFormats& formats, bool anySpeakers) {
+  // One structure for each number of channels, since the channel masks depend on it. Several layouts may have the same.
   std::set<int> counts;
   for (const OfferedLayout& layout : formats.layouts) {
     counts.insert(layout.channels);
@@ -148,6 +160,7 @@ CapsPointer RawCaps(const OfferedFormats& formats, bool anySpeakers) {
     GstStructure* const structure = gst_structure_new("audio/x-raw", "layout", G_TYPE_STRING, "interleaved", "channels",
                                                       G_TYPE_INT, channels, nullptr);
     SetList(structure, "format", G_TYPE_STRING, formats.bits, [](GValue* value, int bits) {
+      // Packed in three bytes, in the machine's byte order, as the compressor takes them.
       g_value_set_static_string(value, bits == 24 ? GST_AUDIO_NE(S24) : GST_AUDIO_NE(S16));
     });
     if (formats.rates.empty()) {
@@ -166,6 +179,7 @@ CapsPointer RawCaps(const OfferedFormats& formats, bool anySpeakers) {
 
 std::uint32_t WavSpeakers(const GstAudioInfo& info) {
   if (info.channels == 1) {
+    // GStreamer's position for a single channel is MONO, which is not among kPositions.
     return 0x4;  // front center
   }
   std::uint32_t mask = 0;

@@ -18,6 +18,7 @@ struct OfferedLayout {
   int channels = 0;
 };
 
+/// The formats of samples that a compressor offers.
 struct OfferedFormats {
   std::vector<int> rates;  ///< in Hz; empty: all in the range
   int lowestRate = 1;

@@ -12,12 +12,13 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+/// Whether linear PCM is among the compressor's packet types. Encoder then chooses it.
 bool MakesLinearPcm(const Json& description) {
   const Json& types = description["packetTypes"];
   return std::find(types.begin(), types.end(), static_cast<unsigned int>(IPacket::kPacketTypeLinearPCM)) != types.end();
 }
 
-/// The template of what comes out. Packets of types other than linear PCM have caps that only this plug-in knows.
+/// The caps of the source pad's template. Packets of types other than linear PCM have caps that only this plug-in uses.
 CapsPointer SourceCaps(const Json& description, const OfferedFormats& formats) {
   if (MakesLinearPcm(description)) {
     return RawCaps(formats, true);
@@ -40,6 +41,7 @@ std::string ElementDescription::StandardSetting(std::string_view standard) const
 }
 
 std::string ElementName(std::string_view moduleName) {
+  // With functions for ASCII: those of the C library depend on the locale.
   std::string name(moduleName);
   std::transform(name.begin(), name.end(), name.begin(), g_ascii_tolower);
   std::replace_if(
@@ -65,6 +67,7 @@ ElementDescription DescribeElement(const CatalogEntry& module) {
       .sourceCaps = nullptr,
       .settings = description["settings"],
       .codecDelay = std::max(description["codecDelay"].get<int>(), 0)};
+  // After the rest, since it needs the formats.
   element.sourceCaps = SourceCaps(description, element.formats);
   return element;
 }

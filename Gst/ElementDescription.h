@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+/// Everything that an element's class is made from.
 struct ElementDescription {
   std::string name;        ///< of the element: "rhoenc-pcmplugin"
   std::string modulePath;  ///< of the library or the bundle

@@ -17,39 +17,48 @@
 
 namespace {
 
+/// Numbers of the properties. GObject reserves 0.
 enum : unsigned int { kFrameRateId = 1, kFirstSettingId };
 
-/// What belongs to an instance beside GStreamer's part.
+/// The state of an instance, apart from the base class's.
 struct State {
   explicit State(const std::string& modulePath) : encoder(modulePath) {}
 
   ModuleEncoder encoder;
+  /// Guards the fraction, which any thread may read and write. ModuleEncoder has the quotient alone.
   std::mutex frameRateMutex;
   int rateNumerator = 30;
   int rateDenominator = 1;
+  /// The base class's chain function, which Chain calls.
   GstPadChainFunction baseChain = nullptr;
   GstClockTime nextTime = GST_CLOCK_TIME_NONE;  ///< when the next buffer begins if nothing is missing
   bool holdsSamples = false;                    ///< whether the run was given samples
 };
 
+/// An instance, with the base class first. GObject allocates it as zero bytes and calls no constructor, hence a
+/// pointer.
 struct Element {
   GstAudioEncoder base;
   State* state;
 };
 
+/// A class, with the base class first. GObject constructs no members here either.
 struct ElementClass {
   GstAudioEncoderClass base;
   const ElementDescription* description;
   std::vector<SettingProperty>* properties;
 };
 
+/// The casts are safe for every instance of a type that RegisterElement registers.
 ElementClass& ClassOf(gpointer element) { return *reinterpret_cast<ElementClass*>(G_OBJECT_GET_CLASS(element)); }
 State& StateOf(gpointer element) { return *static_cast<Element*>(element)->state; }
 
+/// The class of GstAudioEncoder, which all types of elements share. InitClass sets it.
 gpointer g_parentClass = nullptr;
 GstAudioEncoderClass& ParentClass() { return *static_cast<GstAudioEncoderClass*>(g_parentClass); }
 
-/// Runs `action`. What it throws becomes an error on the pipeline's bus, and `failed` the result.
+/// Runs `action` and returns its result. An exception becomes an error message on the pipeline's bus, and the result is
+/// `failed`.
 template <class Result, class Action>
 Result Guard(gpointer element, Result failed, Action action) noexcept {
   try {
@@ -57,6 +66,7 @@ Result Guard(gpointer element, Result failed, Action action) noexcept {
   } catch (const std::bad_alloc&) {
     GST_ELEMENT_ERROR(element, RESOURCE, NO_SPACE_LEFT, ("Out of memory."), (nullptr));
   } catch (const WrongUse& error) {
+    // The input does not fit the settings.
     GST_ELEMENT_ERROR(element, STREAM, FORMAT, ("%s.", error.what()), (nullptr));
   } catch (const std::exception& error) {
     GST_ELEMENT_ERROR(element, LIBRARY, ENCODE, ("%s.", error.what()), (nullptr));
@@ -66,8 +76,7 @@ Result Guard(gpointer element, Result failed, Action action) noexcept {
   return failed;
 }
 
-// ---- Properties ----
-
+/// Sets the frame rate. Throws WrongUse between Begin and Stop and then changes nothing.
 void WriteFrameRate(State& state, const GValue* value) {
   const int numerator = gst_value_get_fraction_numerator(value);
   const int denominator = gst_value_get_fraction_denominator(value);
@@ -77,6 +86,7 @@ void WriteFrameRate(State& state, const GValue* value) {
   state.rateDenominator = denominator;
 }
 
+/// A GObject setter cannot return an error: a value that is refused is a warning, and the property keeps its value.
 void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) noexcept {
   const auto refuse = [&](const char* why) {
     g_warning("%s: property \"%s\" keeps its value: %s", GST_OBJECT_NAME(object), pspec->name, why);
@@ -94,6 +104,7 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
   }
 }
 
+/// Reads a property; gives the default value if the module cannot be loaded.
 void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) noexcept {
   State& state = StateOf(object);
   if (id == kFrameRateId) {
@@ -108,14 +119,13 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) no
   }
 }
 
-// ---- Caps ----
-
-/// The formats that the settings that were chosen leave, and that the next element takes.
+/// The formats that the chosen settings leave and that the next element accepts.
 GstCaps* GetCaps(GstAudioEncoder* base, GstCaps* filter) noexcept {
   const ElementDescription& element = *ClassOf(base).description;
   ModuleEncoder& encoder = StateOf(base).encoder;
   const auto chosenCaps = [&] {
     OfferedFormats formats = element.formats;
+    // A setting that was chosen leaves one value; the others keep their list.
     const auto keep = [&](std::vector<int>& values, const char* standard) {
       const auto text = encoder.Chosen(element.StandardSetting(standard));
       if (const auto number = ParseNumber<int>(text.value_or(""))) {
@@ -126,12 +136,14 @@ GstCaps* GetCaps(GstAudioEncoder* base, GstCaps* filter) noexcept {
     keep(formats.bits, "sampleSize");
     const auto layout = encoder.Chosen(element.StandardSetting("channels"));
     std::erase_if(formats.layouts, [&](const OfferedLayout& offered) { return layout && offered.name != *layout; });
+    // A layout that the user has chosen holds whatever speakers the input's channels are for.
     return RawCaps(formats, layout.has_value());
   };
   CapsPointer caps = Guard(base, CapsPointer(gst_caps_new_empty()), chosenCaps);
   if (element.makesLinearPcm) {  // what comes out has the caps of what goes in
     caps.reset(gst_pad_peer_query_caps(GST_AUDIO_ENCODER_SRC_PAD(base), caps.get()));
   }
+  // GStreamer's convention: the filter comes first, since its order is the preference of the element that asks.
   return filter == nullptr ? caps.release() : gst_caps_intersect_full(filter, caps.get(), GST_CAPS_INTERSECT_FIRST);
 }
 
@@ -145,6 +157,7 @@ CapsPointer OutputCaps(const ElementDescription& element, const GstAudioInfo& in
   return caps;
 }
 
+/// Begins a run for samples in the format of `info`, and tells the base class the output's caps and the latency.
 gboolean SetFormat(GstAudioEncoder* base, GstAudioInfo* info) noexcept {
   return Guard(base, gboolean{FALSE}, [&]() -> gboolean {
     const ElementDescription& element = *ClassOf(base).description;
@@ -155,6 +168,7 @@ gboolean SetFormat(GstAudioEncoder* base, GstAudioInfo* info) noexcept {
                          .channels = static_cast<unsigned int>(info->channels),
                          .speakers = WavSpeakers(*info)});
     const CapsPointer caps = OutputCaps(element, *info);
+    // The first sample leaves when its packet is full and the compressor's delay has passed.
     const GstClockTime latency = gst_util_uint64_scale_ceil(
         state.encoder.SampleFramesPerPacket() + static_cast<std::uint64_t>(element.codecDelay), GST_SECOND,
         static_cast<std::uint64_t>(info->rate));
@@ -163,14 +177,14 @@ gboolean SetFormat(GstAudioEncoder* base, GstAudioInfo* info) noexcept {
   });
 }
 
-// ---- Samples ----
-
+/// A packet in a buffer of its own, with the numbers of RunPacket.
 struct FinishedPacket {
   BufferPointer buffer;
   int skippedFrames = 0;
   int sampleFrames = 0;
 };
 
+/// A sink that appends to `packets`. Packets are pushed later: pushing may block, and a sink runs under a lock.
 ModuleEncoder::Sink CollectIn(std::vector<FinishedPacket>& packets) {
   return [&packets](const RunPacket& packet) {
     BufferPointer buffer(gst_buffer_new_allocate(nullptr, packet.bytes.size(), nullptr));
@@ -183,8 +197,8 @@ ModuleEncoder::Sink CollectIn(std::vector<FinishedPacket>& packets) {
   };
 }
 
-/// Hands the packets to the base class, which stamps them and pushes them downstream. An empty buffer must not be handed
-/// over; its sample frames count as skipped.
+/// Hands the packets to the base class, which stamps them and pushes them downstream. The base class takes no empty
+/// buffers: the sample frames of one count as discarded.
 GstFlowReturn Push(GstAudioEncoder* base, std::vector<FinishedPacket>& packets) {
   for (FinishedPacket& packet : packets) {
     GstFlowReturn flow = GST_FLOW_OK;
@@ -204,15 +218,19 @@ GstFlowReturn Push(GstAudioEncoder* base, std::vector<FinishedPacket>& packets) 
   return GST_FLOW_OK;
 }
 
+/// Pushes the packets that are left and ends the run. The next samples begin another one.
 GstFlowReturn FinishRun(GstAudioEncoder* base) {
   State& state = StateOf(base);
   state.holdsSamples = false;
   std::vector<FinishedPacket> packets;
   const std::uint64_t rest = state.encoder.Finish(CollectIn(packets));
+  // Reports the sample frames that no packet stands for as discarded: the base class stamps what follows by all of
+  // them.
   packets.push_back({nullptr, static_cast<int>(rest), 0});
   return Push(base, packets);
 }
 
+/// The base class calls this with whole sample frames, and with null to drain the encoder.
 GstFlowReturn HandleFrame(GstAudioEncoder* base, GstBuffer* buffer) noexcept {
   return Guard(base, GST_FLOW_ERROR, [&] {
     if (buffer == nullptr) {
@@ -232,7 +250,7 @@ GstFlowReturn HandleFrame(GstAudioEncoder* base, GstBuffer* buffer) noexcept {
   });
 }
 
-/// Raw audio is counted in sample frames, from the time 0 on; the base class counts bytes.
+/// Sets the offsets to the numbers of sample frames since the time 0. The base class sets numbers of bytes.
 GstFlowReturn PrePush(GstAudioEncoder* base, GstBuffer** buffer) noexcept {
   const auto rate = static_cast<std::uint64_t>(gst_audio_encoder_get_audio_info(base)->rate);
   const auto count = [rate](GstClockTime time) {
@@ -249,12 +267,13 @@ GstFlowReturn PrePush(GstAudioEncoder* base, GstBuffer** buffer) noexcept {
 bool IsDiscontinuous(GstAudioEncoder* base, GstBuffer* buffer) {
   const GstClockTime time = GST_BUFFER_PTS(buffer);
   const GstClockTime expected = StateOf(base).nextTime;
+  // An unknown expected time is GST_CLOCK_TIME_NONE, the largest number: the difference exceeds every tolerance.
   return GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ||
          std::max(time, expected) - std::min(time, expected) >
              static_cast<GstClockTime>(gst_audio_encoder_get_tolerance(base));
 }
 
-/// Gives a buffer without a time that of the end of the last one, or of the segment's beginning.
+/// Gives a buffer without a time the end of the last buffer, or the start of the segment.
 GstBuffer* Timed(GstAudioEncoder* base, GstBuffer* buffer) {
   if (GST_BUFFER_PTS_IS_VALID(buffer)) {
     return buffer;
@@ -265,13 +284,14 @@ GstBuffer* Timed(GstAudioEncoder* base, GstBuffer* buffer) {
   return timed;
 }
 
-/// The base class lets samples from before and after a discontinuity share a packet; here the packet before it ends.
+/// Ends the packet at a discontinuity. The base class would let samples from before and after it share one.
 GstFlowReturn Chain(GstPad* pad, GstObject* parent, GstBuffer* buffer) noexcept {
   auto* const base = GST_AUDIO_ENCODER(parent);
   State& state = StateOf(base);
   GstFlowReturn flow = GST_FLOW_OK;
   buffer = Timed(base, buffer);
   if (state.holdsSamples && IsDiscontinuous(base, buffer)) {
+    // The lock that the base class holds while it encodes and pushes.
     GST_AUDIO_ENCODER_STREAM_LOCK(base);
     flow = Guard(base, GST_FLOW_ERROR, [base] { return FinishRun(base); });
     GST_AUDIO_ENCODER_STREAM_UNLOCK(base);
@@ -280,6 +300,7 @@ GstFlowReturn Chain(GstPad* pad, GstObject* parent, GstBuffer* buffer) noexcept 
     gst_buffer_unref(buffer);
     return flow;
   }
+  // Read before the call, which takes over the buffer.
   const GstClockTime time = GST_BUFFER_PTS(buffer);
   const std::uint64_t size = gst_buffer_get_size(buffer);
   flow = state.baseChain(pad, parent, buffer);
@@ -291,12 +312,13 @@ GstFlowReturn Chain(GstPad* pad, GstObject* parent, GstBuffer* buffer) noexcept 
   return flow;
 }
 
-/// Packets also end where it is announced that samples are missing or that a segment has ended, and times begin anew with
-/// a segment. The base class does the rest.
+/// Ends the packet at an event for a gap or for a segment's end. A new segment starts the times again. The base class
+/// does the rest.
 gboolean SinkEvent(GstAudioEncoder* base, GstEvent* event) noexcept {
   const GstEventType type = GST_EVENT_TYPE(event);
   if (type == GST_EVENT_GAP || type == GST_EVENT_SEGMENT_DONE) {
     GST_AUDIO_ENCODER_STREAM_LOCK(base);
+    // An event has no flow to return. Guard reports exceptions; the next buffer meets any other failure again.
     Guard(base, GST_FLOW_ERROR, [base] { return FinishRun(base); });
     GST_AUDIO_ENCODER_STREAM_UNLOCK(base);
   }
@@ -307,6 +329,7 @@ gboolean SinkEvent(GstAudioEncoder* base, GstEvent* event) noexcept {
   return isHandled;
 }
 
+/// Drops what the run holds: GStreamer flushes before it seeks.
 void Flush(GstAudioEncoder* base) noexcept {
   StateOf(base).holdsSamples = false;
   Guard(base, false, [base] {
@@ -315,6 +338,7 @@ void Flush(GstAudioEncoder* base) noexcept {
   });
 }
 
+/// Loads the module when the element leaves the state NULL, so that a module that cannot be used fails at once.
 gboolean Open(GstAudioEncoder* base) noexcept {
   return Guard(base, gboolean{FALSE}, [base]() -> gboolean {
     StateOf(base).encoder.Load();
@@ -322,6 +346,7 @@ gboolean Open(GstAudioEncoder* base) noexcept {
   });
 }
 
+/// Ends the run when the element goes back to READY. The module stays loaded: it holds the settings that were chosen.
 gboolean Stop(GstAudioEncoder* base) noexcept {
   State& state = StateOf(base);
   state.holdsSamples = false;
@@ -332,13 +357,13 @@ gboolean Stop(GstAudioEncoder* base) noexcept {
   });
 }
 
-// ---- The type ----
-
+/// GObject's destructor.
 void Finalize(GObject* object) noexcept {
   delete static_cast<Element*>(static_cast<gpointer>(object))->state;
   G_OBJECT_CLASS(g_parentClass)->finalize(object);
 }
 
+/// GObject's class initialiser. `data` is the ElementDescription that RegisterElement has passed on.
 void InitClass(gpointer type, gpointer data) noexcept {
   const auto& description = *static_cast<const ElementDescription*>(data);
   g_parentClass = g_type_class_peek_parent(type);
@@ -377,10 +402,12 @@ void InitClass(gpointer type, gpointer data) noexcept {
   elementClass.base.flush = Flush;
 }
 
+/// GObject's constructor. `type` is the instance's class.
 void InitInstance(GTypeInstance* instance, gpointer type) noexcept {
   auto* const element = static_cast<Element*>(static_cast<gpointer>(instance));
   element->state = std::make_unique<State>(static_cast<ElementClass*>(type)->description->modulePath).release();
   GstPad* const pad = GST_AUDIO_ENCODER_SINK_PAD(instance);
+  // The base class has created the pad and set its own chain function already.
   element->state->baseChain = GST_PAD_CHAINFUNC(pad);
   gst_pad_set_chain_function(pad, Chain);
 }
@@ -388,7 +415,9 @@ void InitInstance(GTypeInstance* instance, gpointer type) noexcept {
 }  // namespace
 
 bool RegisterElement(GstPlugin* plugin, const ElementDescription& element) {
+  // "Rhoenc-pcmplugin" for "rhoenc-pcmplugin".
   const std::string typeName = "Rho" + element.name.substr(std::string("rho").size());
+  // GObject registers a name once in a process, and GStreamer may initialise the plug-in more than once.
   GType type = g_type_from_name(typeName.c_str());
   if (type == 0) {
     const GTypeInfo info{.class_size = sizeof(ElementClass),
@@ -403,5 +432,6 @@ bool RegisterElement(GstPlugin* plugin, const ElementDescription& element) {
                          .value_table = nullptr};
     type = g_type_register_static(GST_TYPE_AUDIO_ENCODER, typeName.c_str(), &info, GTypeFlags{});
   }
+  // No rank: applications choose such an encoder by its name, never by its caps.
   return gst_element_register(plugin, element.name.c_str(), GST_RANK_NONE, type) != FALSE;
 }

@@ -16,10 +16,12 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-/// Applications wait for it when they build GStreamer's registry.
+/// The time limit for one module. Applications wait for it when they build GStreamer's registry.
 constexpr std::chrono::seconds kTimeLimit{5};
 
-/// What changes with the file at `path`; empty if there is none. Paths are in hexadecimal since they may have any bytes.
+/// A text that changes when the file at `path` is changed or replaced; empty if there is no file. The path is in
+/// hexadecimal since it may have any bytes. The time of the last status change counts too: a program can set the time
+/// of the last modification back.
 std::string Identity(const std::string& path) {
   struct stat file {};
   if (stat(path.c_str(), &file) != 0) {
@@ -31,7 +33,7 @@ std::string Identity(const std::string& path) {
                      file.st_ctim.tv_nsec);
 }
 
-/// {"description": ...} or {"error": ...}
+/// The module's entry in the cache: {"description": ...} or {"error": ...}.
 Json Describe(const std::string& file) {
   try {
     return {{"description", DescribeModule(file, kTimeLimit)}};
@@ -43,6 +45,7 @@ Json Describe(const std::string& file) {
 }  // namespace
 
 ModuleCatalog ReadCatalog(const std::string& cache) {
+  // A cache that is not JSON counts as empty.
   const Json known = Json::parse(cache, nullptr, false);
   Json kept = Json::object();
   ModuleCatalog catalog;
@@ -52,6 +55,7 @@ ModuleCatalog ReadCatalog(const std::string& cache) {
     }
     const std::string file = ModuleFile(found.path);
     const std::string identity = Identity(file);
+    // A bundle without a library has no identity: it is described each time, which gives the error.
     const bool isKnown = !identity.empty() && known.is_object() && known.contains(identity);
     Json answer = isKnown ? known[identity] : Describe(file);
     if (answer.contains("description")) {
@@ -63,6 +67,7 @@ ModuleCatalog ReadCatalog(const std::string& cache) {
       kept[identity] = std::move(answer);
     }
   }
+  // ASCII with escapes: GStreamer's registry stores texts in UTF-8. Modules that are gone are left out.
   catalog.cache = kept.dump(-1, ' ', true);
   return catalog;
 }

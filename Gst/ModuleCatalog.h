@@ -14,6 +14,7 @@ struct CatalogEntry {
   nlohmann::ordered_json description;  ///< as docs/info.md says
 };
 
+/// What ReadCatalog has found.
 struct ModuleCatalog {
   std::vector<CatalogEntry> entries;  ///< in the order in which modules are looked for, hidden ones left out
   std::vector<std::string> refusals;  ///< "PATH: REASON" for each module that cannot be used

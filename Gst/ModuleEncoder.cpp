@@ -17,7 +17,7 @@
 
 namespace {
 
-/// The setting's own text for one of its entries in UTF-8.
+/// The setting's own bytes for the text of one of its entries in UTF-8; other texts are unchanged.
 std::string OwnText(ISetting& setting, const std::string& text) {
   if (setting.GetType() == kSettingTypeEnum) {
     auto& choices = static_cast<IEnumSetting&>(setting);
@@ -31,7 +31,8 @@ std::string OwnText(ISetting& setting, const std::string& text) {
   return text;
 }
 
-/// The layout that channels for these speakers have by default. Throws Failure if they are for others.
+/// The name of the layout that this number of channels has by default. Throws Failure if the input's channels are for
+/// other speakers.
 std::string DefaultLayout(const RunFormat& format) {
   const SpeakerLayout stated = LayoutOf(format.speakers, format.channels);
   const char* const byCount = KelGetChannelModeName(KelGetChannelMode(static_cast<int>(format.channels)));
@@ -59,6 +60,7 @@ IAudioCompressor& ModuleEncoder::Compressor() {
 ISetting& ModuleEncoder::Find(const std::string& setting) {
   ISetting* const found = FindSetting(ListSettings(Compressor()), setting);
   if (found == nullptr) {
+    // The element's properties are those of an earlier description.
     throw Failure(fmt::format("{}: the module has no setting \"{}\" any more", m_path, setting));
   }
   return *found;
@@ -121,6 +123,7 @@ void ModuleEncoder::Begin(const RunFormat& format) {
     const auto follow = [&](SettingValue value) {
       assignments.push_back({.setting = named.setting, .value = std::move(value), .source = "the input's "});
     };
+    // The user's choice stays. If the input does not fit, the comparison below says so.
     if (m_chosen.contains(named.name)) {
       continue;
     }
@@ -133,6 +136,7 @@ void ModuleEncoder::Begin(const RunFormat& format) {
     }
   }
   ::Assign(compressor, assignments);
+  // Reads the settings back: a choice may have led to another format than the input's.
   const EncodingFormat chosen = ChooseFormat(compressor, nullptr);
   if (chosen.sampleRate != format.sampleRate || chosen.bits != format.bits || chosen.channels != format.channels) {
     throw WrongUse(
@@ -149,6 +153,7 @@ void ModuleEncoder::BeginRun() {
   IAudioCompressor& compressor = Compressor();
   const EncoderOptions options{.framesPerSecond = m_framesPerSecond,
                                .fileFormat = compressor.IsFormatSupported(kMatroska) != 0 ? kMatroska : 0};
+  // The constructor begins the run; the compressor outlives it.
   m_run = std::make_unique<Encoder>(compressor, m_format, options);
   m_sampleFramesPerPacket = m_run->SampleFramesPerPacket();
   m_taken = 0;
@@ -169,12 +174,15 @@ std::uint64_t ModuleEncoder::Finish(const Sink& sink) {
   if (m_run == nullptr) {
     return 0;
   }
+  // Ends the compressor's run as well, so EndRun is not needed. If it throws, the run stays for EndRun.
   m_run->Finish([&](const EncodedPacket& packet) { PassOn(packet, sink); });
   m_run.reset();
   return m_taken - m_passed;
 }
 
 void ModuleEncoder::PassOn(const EncodedPacket& packet, const Sink& sink) {
+  // For packets other than linear PCM, time and duration are the compressor's word. What overlaps the last packet or
+  // goes beyond the samples of the run is cut off. A packet without a duration counts as a full one.
   const std::uint64_t begin = std::clamp(packet.time, m_passed, m_taken);
   const std::uint64_t frames = packet.sampleFrames != 0 ? packet.sampleFrames : m_sampleFramesPerPacket;
   const std::uint64_t end = begin + std::min(frames, m_taken - begin);

@@ -39,6 +39,7 @@ struct RunPacket {
   std::uint64_t sampleFrames = 0;
 };
 
+/// The compressor behind one element.
 class ModuleEncoder {
  public:
   using Sink = std::function<void(const RunPacket&)>;

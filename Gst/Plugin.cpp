@@ -22,14 +22,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// The structure and its field in GStreamer's registry that hold the text of ModuleCatalog::cache.
 constexpr const char* kCacheName = "rho-modules";
 constexpr const char* kCacheField = "descriptions";
 
+/// The category of this plug-in's warnings, for GST_DEBUG=rho:2.
 GstDebugCategory* Category() {
   static GstDebugCategory* const category = _gst_debug_category_new("rho", 0, "Encoder modules");
   return category;
 }
 
+/// An array as GStreamer takes it, ended by a null pointer. It points into `texts`.
 std::vector<const char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<const char*> pointers;
   std::transform(texts.begin(), texts.end(), std::back_inserter(pointers), [](const auto& one) { return one.c_str(); });
@@ -37,6 +40,7 @@ std::vector<const char*> Pointers(const std::vector<std::string>& texts) {
   return pointers;
 }
 
+/// gst_plugin_add_dependency with containers. GStreamer copies the texts.
 void AddDependency(GstPlugin* plugin, const std::vector<std::string>& variables, const std::vector<std::string>& paths,
                    const std::vector<std::string>& names, GstPluginDependencyFlags flags) {
   gst_plugin_add_dependency(plugin, Pointers(variables).data(), Pointers(paths).data(), Pointers(names).data(), flags);
@@ -46,11 +50,13 @@ void AddDependency(GstPlugin* plugin, const std::vector<std::string>& variables,
 void AddDependencies(GstPlugin* plugin) {
   std::vector<std::string> folders = ModuleFolders();
   const std::string own = OwnFolder();
+  // Libraries beside the plug-in are other plug-ins: only bundles count there.
   std::erase(folders, own);
   AddDependency(plugin, {"RHO_PLUGIN_PATH", "XDG_DATA_HOME/rho/plugins", "HOME/.local/share/rho/plugins"}, folders,
                 {".so", ".bundle"}, GST_PLUGIN_DEPENDENCY_FLAG_FILE_NAME_IS_SUFFIX);
   AddDependency(plugin, {}, {own}, {".bundle"}, GST_PLUGIN_DEPENDENCY_FLAG_FILE_NAME_IS_SUFFIX);
   for (const FoundModule& module : ListModules()) {
+    // The library inside a bundle can change while the bundle's folder does not.
     if (const fs::path file = ModuleFile(module.path); file != module.path) {
       AddDependency(plugin, {}, {file.parent_path()}, {file.filename()}, GST_PLUGIN_DEPENDENCY_FLAG_NONE);
     }
@@ -74,7 +80,9 @@ ModuleCatalog CachedCatalog(GstPlugin* plugin) {
   return catalog;
 }
 
+/// Registers an element for each module that can be used; the others are warnings.
 void RegisterElements(GstPlugin* plugin) {
+  // Types keep pointers to their descriptions until the process ends, and a list never moves its elements.
   static std::list<ElementDescription> elements;
   const ModuleCatalog catalog = CachedCatalog(plugin);
   for (const std::string& refusal : catalog.refusals) {
@@ -84,6 +92,7 @@ void RegisterElements(GstPlugin* plugin) {
   for (const CatalogEntry& entry : catalog.entries) {
     try {
       ElementDescription element = DescribeElement(entry);
+      // Different module names may lead to the same element name, as "A B" and "A-B".
       if (!names.insert(element.name).second) {
         throw Failure("another module's element has the name " + element.name);
       }
@@ -94,6 +103,7 @@ void RegisterElements(GstPlugin* plugin) {
   }
 }
 
+/// GStreamer's entry point.
 gboolean Init(GstPlugin* plugin) noexcept {
   try {
     AddDependencies(plugin);

@@ -20,6 +20,7 @@ std::string Hyphenated(std::string_view text, std::string_view others = "") {
   std::string name;
   char last = '\0';
   for (const char character : text) {
+    // Only an upper-case letter after a lower-case one or a digit: "PCM" stays one word.
     const bool isWordStart = g_ascii_isupper(character) && (g_ascii_islower(last) || g_ascii_isdigit(last));
     const bool isKept = g_ascii_isalnum(character) || others.find(character) != std::string_view::npos;
     if ((isWordStart || !isKept) && !name.empty() && name.back() != '-') {
@@ -44,6 +45,7 @@ std::string Unique(const std::string& name, IsTaken isTaken) {
   return unique;
 }
 
+/// A name that the class does not have yet. GObject wants a letter first.
 std::string PropertyName(GObjectClass* elementClass, const std::string& setting) {
   std::string name = Hyphenated(setting);
   if (name.empty() || !g_ascii_isalpha(name.front())) {
@@ -60,10 +62,12 @@ struct EnumValues {
   std::vector<GEnumValue> values;
 };
 
+/// The enumeration of that name, with `entries` as the names of its values, numbered from 0.
 GType EnumType(const std::string& typeName, const std::vector<std::string>& entries) {
   if (const GType known = g_type_from_name(typeName.c_str()); known != 0) {
     return known;
   }
+  // GObject keeps the pointers: the texts must not move, and enumerations are never unregistered.
   static std::list<EnumValues> all;
   EnumValues& added = all.emplace_back();
   std::set<std::string> nicks;
@@ -79,9 +83,10 @@ GType EnumType(const std::string& typeName, const std::vector<std::string>& entr
   return g_enum_register_static(typeName.c_str(), added.values.data());
 }
 
+/// The text of that key; empty if the description has none.
 std::string Text(const Json& setting, const char* key) { return setting.value(key, std::string()); }
 
-/// A setting that leaves no choice: its value follows from others.
+/// Whether the setting leaves no choice: its value follows from other settings.
 bool IsFixed(const Json& setting) {
   return !setting["optional"].get<bool>() && setting.value("allowableValues", Json::array()).size() == 1;
 }
@@ -110,8 +115,8 @@ Number NumberOf(const Json& json, Number otherwise) {
   return json.is_number() ? json.get<Number>() : otherwise;
 }
 
-/// A number's range holds all allowable values, or else the setting's range, and the default. What follows from other
-/// settings may be any number.
+/// A property for a number. Its range holds the default and the allowable values, or else the setting's range. A fixed
+/// setting may get any number from other settings.
 template <class Number, class Make>
 GParamSpec* NumberSpec(const Json& setting, Make make) {
   constexpr Number kLowest = std::numeric_limits<Number>::lowest();
@@ -128,21 +133,25 @@ GParamSpec* NumberSpec(const Json& setting, Make make) {
   // An optional setting that is not specified has no value in the description, but a text.
   const Json parsed = Json::parse(Text(setting, "text"), nullptr, false);
   const auto value = NumberOf<Number>(setting["value"].is_null() ? parsed : setting["value"], lowest);
+  // GObject refuses a range that does not contain the default.
   return make(std::min(lowest, value), std::max(highest, value), value);
 }
 
+/// Adds the properties of settings to a class, one setting after the other.
 class Installer {
  public:
   Installer(GObjectClass* elementClass, unsigned int firstId) : m_class(elementClass), m_next(firstId) {}
 
   void Add(const Json& setting) {
     const auto kind = setting["kind"].get<std::string>();
+    // Neither has a value.
     if (kind == "group" || kind == "unknown") {
       return;
     }
     m_name = PropertyName(m_class, setting["name"]);
     m_label = Text(setting, "label").empty() ? m_name : Text(setting, "label");
     m_blurb = Blurb(setting, m_label);
+    // Mutable up to the state READY: settings cannot be changed during a run.
     m_flags = static_cast<GParamFlags>(G_PARAM_READABLE |
                                        (IsFixed(setting) ? 0 : G_PARAM_WRITABLE | GST_PARAM_MUTABLE_READY));
     SettingProperty property{.setting = setting["name"], .entries = {}};
@@ -159,6 +168,7 @@ class Installer {
   std::vector<SettingProperty> Take() { return std::move(m_properties); }
 
  private:
+  /// Numbers the property and keeps what ReadProperty and WriteProperty need. The class takes over `pspec`.
   void Install(GParamSpec* pspec, const SettingProperty& property) {
     g_object_class_install_property(m_class, m_next++, pspec);
     m_properties.push_back(property);
@@ -179,6 +189,7 @@ class Installer {
     const std::string text = Text(setting, "text");
     if (kind == "bool") {
       property.kind = Kind::kBool;
+      // By the text, which an optional setting has even when it is not specified.
       return BoolSpec(text != "false" && text != "0");
     }
     if (kind == "int") {
@@ -195,6 +206,7 @@ class Installer {
     }
     if (kind == "enum") {
       std::vector<std::string> entries = setting["allowableValues"];
+      // An enumeration needs a default: a setting without a selected entry becomes a text below.
       if (const auto found = std::find(entries.begin(), entries.end(), text); found != entries.end()) {
         const std::string typeName = fmt::format("{}-{}", G_OBJECT_CLASS_NAME(m_class), m_name);
         const auto index = static_cast<int>(found - entries.begin());
@@ -217,7 +229,7 @@ class Installer {
   GParamFlags m_flags{};
 };
 
-/// The number in a value; the other numbers that a module may give a setting of this kind are left out.
+/// The number in `value`; 0 if the module gave the setting a value of another type.
 template <class Number>
 Number Held(const SettingValue& value) {
   const auto* const number = std::get_if<Number>(&value);

@@ -12,12 +12,14 @@ TRHOAPIPacket::TRHOAPIPacket(const IPacket* source) {
   m_time = source->getTime();
   m_timeBase = source->getTimeBase();
   m_duration = source->getDuration();
+  // Memory of its own for both, even where the source holds its payload behind itself.
   m_descriptor = BytesAt(source->getDescriptor(), source->getDescriptorSize());
   m_data = BytesAt(source->getData(), source->getDataSize());
 }
 
 void TRHOAPIPacket::setData(const char* text) {
   m_data = BytesOf(text);
+  // After the copy, which may throw: the old payload then stays, wherever it is.
   m_sizeBehind = 0;
 }
 

@@ -14,6 +14,7 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
   m_duration = source->getDuration();
   m_descriptor = BytesAt(source->getDescriptor(), source->getDescriptorSize());
   const unsigned long size = source->size();
+  // The bundle may be the host's own: get() and clone() may return null.
   m_packets.reserve(size);
   for (unsigned long index = 0; index < size; ++index) {
     const IPacket* const packet = source->get(index);
@@ -27,6 +28,7 @@ TPacketBundle::TPacketBundle(const IPacketBundle* source) {
 void TPacketBundle::setDesc(const char* text) { m_descriptor = BytesOf(text); }
 
 IPacket* TPacketBundle::take(unsigned long index) {
+  // `index` is valid: remove() has checked it.
   const auto taken = m_packets.begin() + static_cast<std::ptrdiff_t>(m_first + index);
   IPacket* const packet = taken->release();
   if (index != 0) {

@@ -9,6 +9,8 @@
 
 namespace {
 
+/// Whether two bytes are equal without regard to letter case. Compares before it converts, since most bytes are equal
+/// or in lower case already and tolower is a call into the C library.
 bool EqualIgnoringCase(char left, char right) {
   if (left == right) {
     return true;
@@ -52,10 +54,13 @@ unsigned int TEnumTexts::FindLeniently(const char* text) const {
     if (entry.text == wanted) {
       return index;
     }
+    // If the common part is equal, the texts are equal or the shorter one is a prefix of the longer one. An empty text
+    // is a prefix of every text.
     const std::size_t common = std::min(entry.text.size(), wanted.size());
     if (std::equal(wanted.begin(), wanted.begin() + static_cast<std::ptrdiff_t>(common), entry.text.begin(),
                    EqualIgnoringCase)) {
       if (entry.text.size() != wanted.size()) {
+        // Later entries replace earlier ones: the last one counts.
         prefix = index;
       } else if (ignoringCase == none) {
         ignoringCase = index;

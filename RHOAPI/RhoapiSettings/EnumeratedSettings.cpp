@@ -9,6 +9,7 @@ EnumSetting::EnumSetting(const char* label, const char* presetLabel, const char*
                          const char** values)
     : TEnumSetting(label, presetLabel) {
   ResetAllowableValues(count, values);
+  // Qualified, since virtual calls in a constructor do not reach derived classes.
   TEnumSetting::SetValue(value);
 }
 
@@ -19,12 +20,14 @@ void EnumSetting::AddAnEnum(const char* text) {
 }
 
 void EnumSetting::ResetAllowableValues(unsigned int count, const char** values) {
+  // Built aside, so that the setting keeps its list when memory runs out.
   TEnumTexts replacement;
   for (unsigned int index = 0; values != nullptr && index < count; ++index) {
     if (values[index] != nullptr) {
       replacement.Append(values[index], 0);
     }
   }
+  // GetValue still reads the old list: "" if that is empty. -1, not found, selects the first entry.
   m_selected = static_cast<unsigned int>(std::max(replacement.FindExactly(GetValue()), 0));
   m_texts = std::move(replacement);
 }

@@ -24,6 +24,7 @@ IntSetting::IntSetting(const char* label, const char* presetLabel, int value, in
     : TNumericSetting(label, presetLabel, value, min, max), m_allowableValues(count, values) {}
 
 void IntSetting::ResetAllowableValues(unsigned int count, int* values) {
+  // A count beyond int becomes negative, and TBorrowedValues takes it for no values.
   m_allowableValues = {static_cast<int>(count), values};
 }
 
@@ -39,6 +40,8 @@ DoubleSetting::DoubleSetting(const char* label, const char* presetLabel, double 
     : TNumericSetting(label, presetLabel, value, min, max), m_allowableValues(count, values) {}
 
 bool DoubleSetting::AreEqual(double left, double right) {
+  // The number in units of 1 / m_comparePrecision, truncated toward zero. SaturatingCast turns NaN into 0, hence the
+  // tests for NaN.
   const auto key = [](double number) {
     return SaturatingCast<long long>((number + m_compareRounding) * m_comparePrecision);
   };

@@ -2,6 +2,7 @@
 
 SettingsGroup::SettingsGroup() = default;
 
+// The base class copies the active flag, the assignment only the list.
 SettingsGroup::SettingsGroup(const SettingsGroup& other) : TSettingContainer(other) { *this = other; }
 
 SettingsGroup& SettingsGroup::operator=(const SettingsGroup& other) {
@@ -21,6 +22,7 @@ SettingArray::SettingArray(const SettingArray& other) : TSettingContainer(other)
 
 SettingArray& SettingArray::operator=(const SettingArray& other) {
   if (this != &other) {
+    // All copies exist before the list changes: CreateCopy may throw.
     std::vector<std::unique_ptr<ISetting>> copies;
     copies.reserve(other.m_settings.size());
     for (const auto& setting : other.m_settings) {
@@ -32,6 +34,7 @@ SettingArray& SettingArray::operator=(const SettingArray& other) {
 }
 
 int SettingArray::AddSetting(ISetting* setting) {
+  // An empty owner first: if that throws, the setting still belongs to the caller.
   m_settings.emplace_back().reset(setting);
   return static_cast<int>(m_settings.size()) - 1;
 }

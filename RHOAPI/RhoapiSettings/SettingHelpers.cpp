@@ -6,7 +6,8 @@ namespace rhoapi_settings {
 
 namespace {
 
-// The boolean interface of a setting with that type code; null for other settings.
+/// The boolean interface of a setting with that type code; null for other settings. The type code decides, as for
+/// hosts: the module exports no type information that a dynamic_cast could rely on.
 IBoolSetting* AsBool(ISetting& setting) {
   return setting.GetType() == kSettingTypeBool ? static_cast<IBoolSetting*>(&setting) : nullptr;
 }

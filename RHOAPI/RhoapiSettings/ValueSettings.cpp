@@ -1,5 +1,6 @@
 #include "RHOAPI/RhoapiSettings/ValueSettings.h"
 
+// The two numbers that constructors here pass to the base class are the initial dialog hint and the constrained flag.
 BoolSetting::BoolSetting() : BoolSetting("", "", 0) {}
 
 BoolSetting::BoolSetting(const char* label, const char* presetLabel, unsigned int value)
@@ -39,6 +40,7 @@ UnsignedIntArraySetting::UnsignedIntArraySetting(const char* label, const char* 
                                                  unsigned int* values, const char** valueLabels, unsigned int min,
                                                  unsigned int max)
     : TAlwaysActiveSetting(label, presetLabel, 8, 0), m_values(values == nullptr ? 0 : count), m_min(min), m_max(max) {
+  // Fills the values, whose number is fixed above.
   UnsignedIntArraySetting::SetValues(values, count);
   if (valueLabels != nullptr) {
     std::transform(valueLabels, valueLabels + count, std::back_inserter(m_valueLabels), OrEmpty);

@@ -13,16 +13,20 @@
 
 namespace {
 
+/// Bits per sample, in ascending order: the first and the last one are the range of the setting.
 constexpr std::array<unsigned int, 2> kSampleSizes{16, 24};
+/// Sample frames per second, in ascending order for the same reason.
 constexpr std::array<unsigned int, 11> kSampleRates{8000,  11025, 16000, 22050, 24000, 32000,
                                                     44100, 48000, 64000, 88200, 96000};
 
+/// An entry of the channel setting: the name, by which KelGetChannelMode finds the layout, and the number of channels.
 struct Channels {
   const char* name;
   int count;
 };
 constexpr std::array<Channels, 5> kChannels{{{"Mono", 1}, {"Stereo", 2}, {"5.1", 6}, {"6.1", 7}, {"7.1", 8}}};
 
+/// A packet with room for `capacity` bytes of samples. Throws std::bad_alloc.
 PacketBuilder MakePacket(unsigned int capacity) { return {IPacket::kPacketTypeLinearPCM, capacity}; }
 
 }  // namespace
@@ -43,6 +47,7 @@ CPCMCompressor::CPCMCompressor(unsigned int codec)
   for (const auto& [name, count] : kChannels) {
     m_channels.AddValue(name, count);
   }
+  // By its number, which selects Stereo.
   m_channels.SetValue(2);
   CPCMCompressor::ValidateSettings();
 }
@@ -58,6 +63,8 @@ CPCMCompressor& CPCMCompressor::operator=(const CPCMCompressor& other) {
   m_sampleRate = other.m_sampleRate;
   m_channels = other.m_channels;
   m_endOfStream = other.m_endOfStream;
+  // A packet of its own: the copy and the original may both finish theirs. Only the buffered bytes are copied, since
+  // the rest of the payload is undefined. Without a packet there are no buffered bytes.
   m_packet = other.m_packet.packet() == nullptr ? PacketBuilder() : MakePacket(other.m_bytesPerPacket);
   if (other.m_bufferedBytes != 0) {
     std::memcpy(m_packet.payload(), other.m_packet.payload(), other.m_bufferedBytes);
@@ -92,6 +99,7 @@ IAudioCompressor* CPCMCompressor::CreateCopy() {
   return NullOnFailure([this]() -> IAudioCompressor* {
     std::unique_ptr<CPCMCompressor, CompressorReleaser> copy(new CPCMCompressor(m_codec));
     *copy = *this;
+    // The data rate follows from the other settings, even if they have changed since the host's last ValidateSettings.
     copy->ValidateSettings();
     return copy.release();
   });
@@ -104,6 +112,7 @@ RhoStatus CPCMCompressor::Release() {
 
 void CPCMCompressor::ValidateSettings() {
   unsigned int dataRate = ConfiguredBytesPerSampleFrame() * m_sampleRate.GetValue();
+  // First, since it is the only step that can throw, and it then changes nothing.
   m_dataRate.ResetAllowableValues(1, &dataRate);
   m_dataRate.SetValue(dataRate);
 }
@@ -116,6 +125,7 @@ RhoStatus CPCMCompressor::GetAudioFormatType(EAudioFormatType& type) {
 RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
   const unsigned int sampleRate = m_sampleRate.GetValue();
   const unsigned int bytesPerSampleFrame = ConfiguredBytesPerSampleFrame();
+  // The negated comparison also refuses NaN. An infinite hint leaves no sample frame per packet and is refused below.
   if (!(m_frameRateHint > 0) || bytesPerSampleFrame == 0) {
     return kRhoStatusBadArgument;
   }
@@ -123,7 +133,9 @@ RhoStatus CPCMCompressor::CompressFrameBegin(KelAudio_t* /*format*/) {
   if (samplesPerPacket < 1 || samplesPerPacket * bytesPerSampleFrame > std::numeric_limits<unsigned int>::max()) {
     return kRhoStatusBadArgument;
   }
+  // Neither the conversion nor the product overflows: the bound above is on the product.
   const unsigned int bytesPerPacket = static_cast<unsigned int>(samplesPerPacket) * bytesPerSampleFrame;
+  // The only step that can fail after the checks: a run in progress keeps its packet and its state if it does.
   try {
     m_packet = MakePacket(bytesPerPacket);
   } catch (const std::bad_alloc&) {
@@ -147,6 +159,7 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
   if (size != 0 && in->data == nullptr) {
     return kRhoStatusBadArgument;
   }
+  // The interface names the base record for both directions. The output record is always a KelEncAudio_t.
   auto& output = *static_cast<KelEncAudio_t*>(out);
   output.timeScale = output.sampleRate;
   output.time = m_emittedSampleFrames;
@@ -155,6 +168,7 @@ RhoStatus CPCMCompressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
 
   if (in == nullptr) {
     if (m_bufferedBytes != 0) {
+      // Throws when out of memory. The stream is then not ended, so that the host can repeat the flush.
       EmitPacket(output);
     }
     m_endOfStream = true;
@@ -182,6 +196,7 @@ unsigned int CPCMCompressor::ConfiguredBytesPerSampleFrame() const {
 void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size, KelEncAudio_t& out) {
   while (size != 0) {
     if (m_packet.packet() == nullptr) {
+      // Allocated only when there are samples for it: a stream that ends with a full packet leaves no empty one behind.
       m_packet = MakePacket(m_bytesPerPacket);
     }
     const unsigned int taken = std::min(size, m_bytesPerPacket - m_bufferedBytes);
@@ -196,6 +211,7 @@ void CPCMCompressor::FillPackets(const unsigned char* source, unsigned int size,
 }
 
 void CPCMCompressor::EmitPacket(KelEncAudio_t& out) {
+  // Nothing of the compressor's state changes before the bundle has taken the packet: addPacket may throw.
   const unsigned int sampleFrames = m_bufferedBytes / m_bytesPerSampleFrame;
   TRHOAPIPacket& packet = m_packet.finish(m_bufferedBytes);
   packet.m_time = m_emittedSampleFrames;
