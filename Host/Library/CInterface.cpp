@@ -35,8 +35,10 @@ struct CompressorState {
   bool isEncoding = false;
 };
 
+/// The text of rho_error_text. A fixed array, so that even "out of memory" can be stored.
 thread_local std::array<char, 1001> t_errorText{};
 
+/// Stores the text for rho_error_text, cut between two characters if it is too long, and returns `result`.
 rho_result Note(rho_result result, std::string_view text) noexcept {
   const std::string_view shown = CutToBytes(text, t_errorText.size() - 1);
   t_errorText[shown.copy(t_errorText.data(), shown.size())] = '\0';
@@ -69,10 +71,12 @@ Type& Given(Type* pointer, const char* what) {
   return *pointer;
 }
 
+/// The text at a pointer that must not be null.
 std::string GivenText(const char* text, const char* what) { return &Given(text, what); }
 
 /// Stores a copy that rho_free releases.
 void StoreCopy(char** result, const std::string& text) {
+  // malloc, since rho_free calls free.
   char*& returned = Given(result, "the result");
   auto* const copy = static_cast<char*>(std::malloc(text.size() + 1));
   if (copy == nullptr) {
@@ -82,6 +86,7 @@ void StoreCopy(char** result, const std::string& text) {
   returned = copy;
 }
 
+/// The JSON text. Invalid UTF-8 is replaced: a text from a module must not make the call fail.
 std::string Dump(const nlohmann::ordered_json& json) {
   return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
@@ -105,6 +110,7 @@ struct rho_encoder {
 
 namespace {
 
+/// Throws WrongUse for a null pointer.
 CompressorState& StateOf(rho_compressor* compressor) { return *Given(compressor, "the compressor").state; }
 
 /// The state for a function that changes settings.
@@ -116,6 +122,7 @@ CompressorState& ChangeableState(rho_compressor* compressor) {
   return state;
 }
 
+/// The setting of that name. Throws WrongUse if there is none.
 ISetting& Find(CompressorState& state, const char* name) {
   const std::string text = GivenText(name, "the setting's name");
   ISetting* const setting = FindSetting(ListSettings(*state.compressor), text);
@@ -125,7 +132,9 @@ ISetting& Find(CompressorState& state, const char* name) {
   return *setting;
 }
 
+/// Changes settings and adds them to the choices that rho_preset saves.
 void AssignAll(CompressorState& state, const std::vector<Assignment>& assignments) {
+  // First: without memory for the choices no setting must change.
   state.choices.settings.reserve(state.choices.settings.size() + assignments.size());
   Assign(*state.compressor, assignments);
   for (const Assignment& assignment : assignments) {
@@ -135,6 +144,7 @@ void AssignAll(CompressorState& state, const std::vector<Assignment>& assignment
   }
 }
 
+/// Changes one setting. Assign converts the value to the setting's type if that is exact.
 rho_result SetValue(rho_compressor* compressor, const char* name, const SettingValue& value) {
   return Guard([&] {
     CompressorState& state = ChangeableState(compressor);
@@ -142,6 +152,7 @@ rho_result SetValue(rho_compressor* compressor, const char* name, const SettingV
   });
 }
 
+/// The JSON of a caller. Throws WrongUse for anything else, and for deep nesting, which would exhaust the stack.
 nlohmann::ordered_json ParseJson(const std::string& text) {
   constexpr int kDeepest = 16;
   using Json = nlohmann::ordered_json;
@@ -154,7 +165,7 @@ nlohmann::ordered_json ParseJson(const std::string& text) {
   }
 }
 
-/// " MKV" for "MKV".
+/// The four-character code of a format, padded at the front: " MKV" for "MKV"; 0, no format, for null and "".
 unsigned int FileFormatCode(const char* text) {
   const std::string_view format = text == nullptr ? "" : text;
   if (format.size() > 4) {
@@ -174,6 +185,7 @@ rho_result Run(rho_encoder* encoder, rho_packet_function function, void* context
   return Guard([&] {
     rho_encoder& run = Given(encoder, "the encoder");
     Given(function, "the packet function");
+    // Stays false if the step throws. It also stops the packet function from encoding with the same encoder.
     if (!std::exchange(run.isUsable, false)) {
       throw WrongUse("the encoder has failed, has ended or is in use");
     }
@@ -183,6 +195,7 @@ rho_result Run(rho_encoder* encoder, rho_packet_function function, void* context
         throw Failure(fmt::format("the packet function returned {}", answer));
       }
     });
+    // After Finish the settings can be changed again; the encoder need not be destroyed first.
     run.state->isEncoding = run.isUsable;
   });
 }
@@ -256,6 +269,7 @@ rho_result rho_set_all(rho_compressor* compressor, const char* const* assignment
 }
 
 rho_result rho_set_integer(rho_compressor* compressor, const char* name, int64_t value) {
+  // Either type serves: the conversion to the setting's type is exact or refused.
   if (std::in_range<int>(value)) {
     return SetValue(compressor, name, static_cast<int>(value));
   }
@@ -305,6 +319,7 @@ rho_result rho_get_integer(rho_compressor* compressor, const char* name, int64_t
 rho_result rho_get_double(rho_compressor* compressor, const char* name, double* value) {
   return Guard([&] {
     const SettingValue held = GetValue(Find(StateOf(compressor), name));
+    // If the nested call fails, it stores its own error text, which the one below replaces.
     int64_t whole = 0;
     if (const auto* const number = std::get_if<double>(&held)) {
       Given(value, "the result") = *number;
@@ -385,6 +400,7 @@ rho_result rho_encoder_format(const rho_encoder* encoder, rho_format* format) {
 rho_result rho_encode(rho_encoder* encoder, const void* bytes, size_t size, rho_packet_function function,
                       void* context) {
   return Run(encoder, function, context, [&](Encoder& run, const Encoder::PacketSink& sink) {
+    // `bytes` may be null for no bytes.
     const void* const start = size == 0 ? bytes : &Given(static_cast<const unsigned char*>(bytes), "the data");
     run.Encode({static_cast<const unsigned char*>(start), size}, sink);
     return true;

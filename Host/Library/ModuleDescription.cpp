@@ -20,17 +20,20 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+/// The argument that makes the helper describe a module, followed by the file.
 constexpr std::string_view kArgument = "--describe-module-in-child";
 
-// The child writes one line for each step that it begins, and then one of these with a JSON value behind.
+/// The child writes a line for each step that it begins. Its last line is one of these words with a JSON value behind.
 constexpr std::string_view kDescribed = "described ";
 constexpr std::string_view kRefused = "refused ";
 
+/// Whether this program is its own helper: see UseThisProgramAsModuleHelper.
 bool& IsOwnHelper() {
   static bool isOwn = false;
   return isOwn;
 }
 
+/// The path of the program to start as the child; empty for this one. Throws Failure if there is none.
 std::string HelperProgram() {
   if (IsOwnHelper()) {
     return {};
@@ -45,17 +48,20 @@ std::string HelperProgram() {
                             fmt::join(programs, " or ")));
 }
 
+/// The last line of a text that ends with a line break, without it.
 std::string LastLine(std::string text) {
   text.resize(text.empty() ? 0 : text.size() - 1);
   return text.substr(text.rfind('\n') + 1);
 }
 
+/// What a child that came to its end has answered.
 struct Answer {
   bool isRefused = false;
   Json value;  ///< the description, or the module's error
 };
 
-/// Throws Failure if the child does not come to its end.
+/// Has a child describe the module in `file`. Throws Failure with the step if the child crashes, hangs or exits before
+/// it has answered.
 Answer AskChild(const std::string& file, std::chrono::milliseconds timeLimit) {
   ChildTask task{{std::string(kArgument), file}, {}, timeLimit};
   task.program = HelperProgram();
@@ -70,10 +76,12 @@ Answer AskChild(const std::string& file, std::chrono::milliseconds timeLimit) {
                             DescribeEnd(end, timeLimit, last.empty() ? "" : fmt::format(" on {}", last))));
 }
 
+/// The child's work. Each step is written before it begins, so that the parent knows where the module has failed.
 std::string DescribeStepByStep(const std::string& file) {
   WriteResult("loading\n");
   std::optional<Module> module(file);
   WriteResult("creating a compressor\n");
+  // Declared after the module, which it must not outlive if an exception ends the function.
   CompressorOwner compressor = module->CreateCompressor();
   WriteResult("describing its settings\n");
   std::string description = DescribeCompressor(*compressor, module->Version()).dump();
@@ -84,6 +92,7 @@ std::string DescribeStepByStep(const std::string& file) {
   return description;
 }
 
+/// Writes the answer and ends the process.
 [[noreturn]] void DescribeInChild(const std::string& file) {
   BecomeChild();
   std::string answer;
@@ -98,6 +107,7 @@ std::string DescribeStepByStep(const std::string& file) {
     refuse("the module threw an exception of unknown type");
   }
   WriteResult(answer);
+  // Not exit: the module's handlers and threads must not spoil an answer that is complete.
   _exit(0);
 }
 
@@ -113,6 +123,7 @@ Json DescribeModule(const std::string& name, std::chrono::milliseconds timeLimit
 
 void RefuseDangerousModule(const std::string& name) {
   if (const std::string file = FindModule(name); !IsInstalledModule(file)) {
+    // Refusals are ignored: the module loads without harm, and the caller gets the error when loading it.
     AskChild(file, kDescriptionTimeLimit);
   }
 }
@@ -155,6 +166,7 @@ std::vector<std::string> ModuleHelperPrograms() {
     return {named};
   }
   constexpr const char* kName = "rho-module-helper";
+  // Beside this library first: a build tree has the helper there.
   return {OwnFolder() / kName, InstalledFolder(RHO_LIBEXECDIR "/rho") / kName};
 }
 

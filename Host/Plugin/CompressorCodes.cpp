@@ -13,6 +13,7 @@ CompressorCodes CodesOf(IAudioCompressor& compressor) {
 }
 
 std::string CodeText(unsigned int code) {
+  // The first character is in the highest byte.
   std::string text;
   for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
     text += static_cast<char>(code >> shift & 0xFF);
@@ -23,6 +24,7 @@ std::string CodeText(unsigned int code) {
 
 std::string CodesText(const CompressorCodes& codes) {
   std::string manufacturer = CodeText(codes.manufacturer);
+  // Codes of fewer than four characters are padded with spaces: "ZAV ".
   manufacturer.erase(manufacturer.find_last_not_of(' ') + 1);
   return fmt::format("{} {}", manufacturer, CodeText(codes.codec));
 }

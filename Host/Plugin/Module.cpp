@@ -7,6 +7,7 @@
 
 namespace {
 
+/// Loads the library. The text of the Failure ends with the loader's, which names the file.
 SharedLibrary Load(const std::string& path) {
   try {
     return SharedLibrary(path);
@@ -23,9 +24,11 @@ Module::Module(const std::string& name) : m_path(FindModule(name)), m_library(Lo
       EntryPoint<void (*)(unsigned int index, unsigned int* manufacturer, unsigned int* codec, unsigned int* version)>(
           "RhoGetAudioCompressorInfo");
   m_create = EntryPoint<CreateFunction>("CreateAudioCompressor");
+  // All three entry points exist before any of them is called.
   if (const int compressors = count(); compressors != 1) {
     throw Failure(fmt::format("{}: the module offers {} compressors instead of one", m_path, compressors));
   }
+  // A module with one compressor does not read the index.
   info(0, &m_codes.manufacturer, &m_codes.codec, &m_version);
 }
 

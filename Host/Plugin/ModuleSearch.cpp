@@ -19,15 +19,17 @@ namespace {
 
 constexpr std::string_view kLibrary = ".so";
 constexpr std::string_view kBundle = ".bundle";
+/// The system's folder for modules, below the prefix.
 constexpr const char* kSystemFolder = RHO_LIBDIR "/rho/plugins";
 
-/// Empty if the variable is not set, and for programs that run with the rights of another user.
+/// The value of an environment variable; empty if it is not set. In a program that runs with the rights of another user
+/// (setuid) it is empty too: the caller must not choose the code that such a program loads.
 std::string Environment(const char* name) {
   const char* const value = secure_getenv(name);
   return value == nullptr ? std::string() : value;
 }
 
-/// Only absolute paths count, as for all XDG base directories.
+/// The user's folder; empty if there is none. As for all XDG base directories, relative paths are ignored.
 fs::path UserFolder() {
   const fs::path data = Environment("XDG_DATA_HOME");
   const fs::path home = Environment("HOME");
@@ -35,8 +37,8 @@ fs::path UserFolder() {
   return base.empty() ? base : base / "rho/plugins";
 }
 
-/// What is there; nothing where it must not be looked at: a folder of somebody else may come before the one that has the
-/// module. Throws Failure for errors of the system.
+/// The type of what is at `path`; not_found if nothing is, or if permissions forbid looking: a folder of another user
+/// may come before the one that has the module. Throws Failure for other errors of the system.
 fs::file_type TypeOf(const fs::path& path) {
   std::error_code error;
   const fs::file_type type = fs::status(path, error).type();
@@ -48,12 +50,13 @@ fs::file_type TypeOf(const fs::path& path) {
 
 bool IsModuleName(const fs::path& path) { return path.extension() == kLibrary || path.extension() == kBundle; }
 
-/// Whether modules in `folder` may be called so. Beside a program or library there are libraries of other kinds.
+/// Whether a file or folder in `folder` may be a module by its name. The program's own folder also holds libraries that
+/// are no modules, so only bundles count there.
 bool Counts(const fs::path& path, const fs::path& folder) {
   return path.extension() == kBundle || (path.extension() == kLibrary && folder != OwnFolder());
 }
 
-/// The module of that name in the folder; empty if there is none.
+/// The path of the module of that name in the folder, given with or without its suffix; empty if there is none.
 std::string InFolder(const fs::path& folder, const std::string& name) {
   const fs::path bare = IsModuleName(name) ? fs::path(name).stem() : fs::path(name);
   for (const std::string_view suffix : {kBundle, kLibrary}) {
@@ -66,12 +69,13 @@ std::string InFolder(const fs::path& folder, const std::string& name) {
   return {};
 }
 
+/// Finds the folder of the file that contains this function's code. Throws Failure.
 fs::path FindOwnFolder() {
   Dl_info info{};
   link_map* map = nullptr;
   const bool isKnown =
       dladdr1(reinterpret_cast<void*>(&OwnFolder), &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0;
-  // The program itself has an empty name.
+  // The loader gives the program itself an empty name.
   const fs::path file = isKnown && map != nullptr && *map->l_name != '\0' ? map->l_name : "/proc/self/exe";
   std::error_code error;
   const fs::path resolved = fs::canonical(file, error);
@@ -90,6 +94,7 @@ fs::path OwnFolder() {
 
 fs::path InstalledFolder(const std::string& folder) {
   const std::string own = OwnFolder();
+  // A GStreamer plug-in is one folder further down.
   for (const std::string_view below : {"/" RHO_BINDIR, "/" RHO_LIBDIR, "/" RHO_LIBDIR "/gstreamer-1.0"}) {
     if (own.ends_with(below)) {
       return fs::path(own.substr(0, own.size() - below.size())) / folder;
@@ -115,6 +120,7 @@ std::vector<std::string> ModuleFolders() {
     }
   };
   const std::string list = Environment("RHO_PLUGIN_PATH");
+  // Empty entries are skipped: they do not mean the current folder.
   for (std::string_view rest = list; !rest.empty();) {
     const std::size_t colon = std::min(rest.find(':'), rest.size());
     add(std::string(rest.substr(0, colon)));
@@ -133,12 +139,14 @@ std::string ModuleFile(const std::string& path) {
     return path;
   }
   fs::path library = bundle / "Contents" / RHO_MACHINE / bundle.stem();
+  // Appended: replace_extension would cut the name at a dot.
   library += kLibrary;
   return library;
 }
 
 std::string FindModule(const std::string& name) {
   if (name.find('/') != std::string::npos) {
+    // Whether the file exists shows when it is loaded.
     return ModuleFile(name);
   }
   const std::vector<std::string> folders = ModuleFolders();
@@ -155,6 +163,7 @@ std::string FindModule(const std::string& name) {
 }
 
 bool IsInstalledModule(const std::string& file) {
+  // By the path alone: nothing is opened.
   return file == ModuleFile(InFolder(OwnFolder(), kDefaultModule)) ||
          file == ModuleFile(InFolder(InstalledFolder(kSystemFolder), kDefaultModule));
 }
@@ -165,6 +174,7 @@ std::vector<FoundModule> ListModules() {
   for (const std::string& folder : ModuleFolders()) {
     std::vector<fs::path> paths;
     std::error_code error;
+    // With error codes: a folder that does not exist or cannot be read counts as empty.
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
       if (Counts(entry->path(), folder)) {
         paths.push_back(entry->path());

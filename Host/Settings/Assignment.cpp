@@ -31,6 +31,8 @@ unsigned int Substitute(IUnsignedIntSetting& setting, unsigned int value) {
   return larger != 0 ? larger : largest;
 }
 
+/// The end of the message for a refused value: ": " + suggestion + the allowable number to try. Empty unless the
+/// assignment has a suggestion and is for an unsigned number.
 std::string SuggestionText(const Assignment& assignment) {
   const auto* const value = assignment.value ? std::get_if<unsigned int>(&*assignment.value) : nullptr;
   if (assignment.suggestion.empty() || value == nullptr || assignment.setting->GetType() != kSettingTypeUnsignedInt) {
@@ -40,6 +42,7 @@ std::string SuggestionText(const Assignment& assignment) {
   return substitute == 0 ? std::string() : fmt::format(": {}{}", assignment.suggestion, substitute);
 }
 
+/// Changes the setting. Throws WrongUse if it refuses the value or, unless the value is from a preset, if it is inactive.
 void CarryOut(const Assignment& assignment) {
   ISetting& setting = *assignment.setting;
   if (setting.GetIsActive() == 0 && !assignment.isFromPreset) {
@@ -48,12 +51,13 @@ void CarryOut(const Assignment& assignment) {
   if (assignment.value) {
     SetValue(setting, *assignment.value);
   }
+  // After the value, so that a refused one leaves the optional setting as it was.
   if (setting.GetIsOptional() != 0) {
     setting.SetIsOptionalValueSpecified(assignment.value ? 1 : 0);
   }
 }
 
-/// Why an assignment has been undone by others.
+/// The message for a setting that has lost its new value through other assignments.
 std::string ChangeText(const Assignment& assignment) {
   ISetting& setting = *assignment.setting;
   const std::string value = ValueText(setting, *assignment.value);
@@ -82,6 +86,7 @@ Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::strin
         equals == std::string_view::npos ? "expected NAME=VALUE" : fmt::format("no setting \"{}\"", Abbreviated(name)),
         fmt::join(names, ", ")));
   }
+  // Everything behind the first "=": a value may contain more of them.
   const std::string_view value = text.substr(equals + 1);
   Assignment assignment{.setting = setting, .value = ParseValue(*setting, value)};
   if (setting->GetIsOptional() != 0 && value.empty()) {
@@ -93,12 +98,14 @@ Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::strin
 }
 
 void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
+  // The last assignment for a setting counts and takes its own place in the order, not that of the earlier one.
   std::vector<const Assignment*> pending;
   for (const Assignment& assignment : assignments) {
     std::erase_if(pending, [&](const Assignment* earlier) { return earlier->setting == assignment.setting; });
     pending.push_back(&assignment);
   }
   std::vector<std::pair<const Assignment*, std::string>> assigned;
+  // Each pass tries all that is left. A pass that carries out nothing is the last one: no other order would help.
   for (bool isProgress = true; isProgress;) {
     std::string firstRefusal;
     const std::size_t before = pending.size();
@@ -117,12 +124,15 @@ void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignm
         return false;
       }
     });
+    // Brings the new values into effect: it may change what the other settings allow.
     compressor.ValidateSettings();
     isProgress = pending.size() != before;
     if (!isProgress && !firstRefusal.empty()) {
       throw WrongUse(firstRefusal);
     }
   }
+  // What is still pending here is from a preset and fixed: its value follows from the others and is ignored. An
+  // assignment that a later one has undone is an error, even though the setting took the value at first.
   for (const auto& [assignment, value] : assigned) {
     if (ValueText(*assignment->setting) != value) {
       throw WrongUse(assignment->source + ChangeText(*assignment));

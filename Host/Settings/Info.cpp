@@ -22,6 +22,7 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+/// A text of the module, which may be null and in any encoding.
 Json TextJson(const char* text) { return ToUtf8(text == nullptr ? "" : text); }
 
 /// Adds the attributes that belong to a setting's kind.
@@ -60,9 +61,10 @@ struct OwnAttributes {
   void operator()(const UnknownSetting& /*setting*/) const {}
 };
 
-/// Lines of "key  text", the text broken at blanks and indented under its beginning.
+/// Lines of "key  text". Long texts are broken at blanks and continue below their beginning.
 class Lines {
  public:
+  /// Adds an empty line and the heading, and indents the lines that follow below it.
   void Heading(const std::string& text, unsigned int depth) {
     m_indent.assign(std::size_t{2} * depth, ' ');
     m_text += '\n' + m_indent + text + '\n';
@@ -79,6 +81,7 @@ class Lines {
     const std::size_t start = line.size();
     std::istringstream words(text);
     for (std::string word; words >> word;) {
+      // A word that is too long for a line gets one of its own.
       if (line.size() > start && line.size() + 1 + word.size() > kColumns) {
         m_text += line + '\n';
         line.assign(start, ' ');
@@ -98,8 +101,10 @@ class Lines {
   std::string m_text;
 };
 
+/// A string without the quotes that dump() adds; other values as JSON.
 std::string PlainText(const Json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
 
+/// The elements of an array, separated by commas.
 std::string ListText(const Json& values) {
   std::string text;
   for (const Json& value : values) {
@@ -108,6 +113,7 @@ std::string ListText(const Json& values) {
   return text;
 }
 
+/// Adds the lines of one setting. Attributes that the kind lacks, and empty ones, have no line.
 void AddSetting(Lines& lines, const Json& setting) {
   const auto text = [&setting](const char* key) { return setting.contains(key) ? PlainText(setting[key]) : ""; };
   const auto list = [&setting](const char* key) { return setting.contains(key) ? ListText(setting[key]) : ""; };
@@ -117,6 +123,7 @@ void AddSetting(Lines& lines, const Json& setting) {
 
   lines.Heading(text("label").empty() ? text("name") : text("label"), setting["depth"].get<unsigned int>() + 1);
   lines.Add("name", text("name"));
+  // The name is the preset label unless the setting is in a container, or its label is taken or missing.
   if (setting["presetLabel"] != setting["name"]) {
     lines.Add("preset", text("presetLabel"));
   }
@@ -219,5 +226,6 @@ std::string DescriptionText(const Json& description) {
   for (const Json& setting : description["settings"]) {
     AddSetting(lines, setting);
   }
+  // Without the empty line above the first heading.
   return lines.Take().substr(1);
 }

@@ -23,10 +23,14 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+/// The largest preset in bytes.
 constexpr std::size_t kMostBytes = std::size_t{64} * 1024;
+/// The most levels of nesting in a preset.
 constexpr int kDeepest = 16;
+/// The key of the frame-rate hint.
 constexpr const char* kFramesPerSecond = "framesPerSecond";
 
+/// JSON as a message quotes it. Invalid UTF-8 is replaced, since dump() would throw.
 std::string Abbreviated(const Json& value) {
   return ::Abbreviated(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
@@ -35,14 +39,17 @@ std::string Abbreviated(const Json& value) {
 void WaitForPipe(int descriptor, const std::string& path) {
   constexpr int kSeconds = 10;
   pollfd pipe{descriptor, POLLIN, 0};
+  // An error or an interruption is left to read(), which the caller repeats.
   if (poll(&pipe, 1, kSeconds * 1000) == 0) {
     throw Failure(fmt::format("{}: not a preset: a pipe from which nothing came for {} s", path, kSeconds));
   }
 }
 
-/// The whole file or pipe. Devices are not opened for reading, and no more is read than a preset may have.
+/// The bytes of the file or pipe. Throws Failure for anything else, and for more bytes than a preset may have.
 std::string ReadPresetFile(const std::string& path) {
   const Descriptor file(
+      // O_NONBLOCK: opening a pipe must not wait for a writer. O_NOCTTY: a terminal must not become the controlling
+      // one.
       RetryInterrupted([&path] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
   struct stat status {};
   if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
@@ -52,6 +59,7 @@ std::string ReadPresetFile(const std::string& path) {
   if (!S_ISREG(status.st_mode) && !isPipe) {
     throw Failure(fmt::format("{}: not a preset: neither a regular file nor a pipe", path));
   }
+  // One byte more than allowed, which tells a file that is too large from one that is as large as allowed.
   std::string text(kMostBytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
@@ -62,6 +70,7 @@ std::string ReadPresetFile(const std::string& path) {
     if (count == 0) {
       break;
     }
+    // EAGAIN: a pipe has a writer, but nothing was in it.
     if (count < 0 && errno != EINTR && errno != EAGAIN) {
       throw SystemFailure(path, "read the preset", errno);
     }
@@ -103,8 +112,10 @@ class PresetRules {
   std::vector<std::set<std::string>> m_keys;  ///< of the objects that are being parsed
 };
 
+/// Reads and parses the preset. Throws Failure.
 Json ReadJson(const std::string& path) {
   const std::string text = ReadPresetFile(path);
+  // The parser would take a zero byte behind the value for the end of the text.
   if (text.find('\0') != std::string::npos) {
     throw Failure(fmt::format("{}: not a preset: it contains a zero byte", path));
   }

@@ -15,11 +15,13 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
+/// The text, or its bytes in hexadecimal if they are not UTF-8: JSON holds UTF-8 alone.
 Json TextJson(const std::string& text) {
   return IsUtf8(text) ? Json(text)
                       : Json{{"hex", HexText({reinterpret_cast<const unsigned char*>(text.data()), text.size()})}};
 }
 
+/// The value of a setting as JSON.
 struct Writer {
   Json operator()(IBoolSetting& setting) const {
     const unsigned int value = setting.GetValue();
@@ -28,6 +30,7 @@ struct Writer {
   template <class Number>
   Json operator()(INumericSetting<Number>& setting) const {
     const Number value = setting.GetValue();
+    // JSON has no infinity and no NaN.
     return std::isfinite(static_cast<double>(value)) ? Json(value) : Json(ValueText(setting));
   }
   Json operator()(IUnsignedIntArraySetting& setting) const {
@@ -51,6 +54,7 @@ std::optional<SettingValue> ParseWhole(const Json& json) {
   return fits ? std::optional<SettingValue>(json.get<Number>()) : std::nullopt;
 }
 
+/// The value that `json` stands for, for a setting of each kind; nothing if it is of another kind.
 struct Parser {
   const Json& json;
 
@@ -66,10 +70,12 @@ struct Parser {
       return json.get<double>();
     }
     const auto value = json.is_string() ? ParseValue(setting, json.get<std::string>()) : std::nullopt;
+    // Of texts only "inf", "-inf" and "nan": other numbers are numbers in JSON.
     return value && !std::isfinite(std::get<double>(*value)) ? value : std::nullopt;
   }
   std::optional<SettingValue> operator()(IUnsignedIntArraySetting& /*setting*/) const {
     std::vector<unsigned int> numbers;
+    // The array with null makes everything that is no array fail.
     for (const Json& item : json.is_array() ? json : Json::array({nullptr})) {
       const auto number = ParseWhole<unsigned int>(item);
       if (!number) {
@@ -89,6 +95,7 @@ struct Parser {
   std::optional<SettingValue> operator()(const UnknownSetting& /*setting*/) const { return std::nullopt; }
 
  private:
+  /// The text that `json` stands for, directly or as {"hex": ...}.
   std::optional<std::string> Text() const {
     if (json.is_string()) {
       return json.get<std::string>();

@@ -30,6 +30,7 @@ std::vector<std::string_view> Split(std::string_view text, std::string_view sepa
   }
 }
 
+/// The numbers between the separators; nothing if a part is not a number.
 template <class Number>
 std::optional<std::vector<Number>> ParseNumbers(std::string_view text, std::string_view separators) {
   std::vector<Number> numbers;
@@ -43,20 +44,24 @@ std::optional<std::vector<Number>> ParseNumbers(std::string_view text, std::stri
   return numbers;
 }
 
+/// Whether the time code counts frames rather than milliseconds. Only the units say so: "hh:mm:ss:mmm".
 bool CountsFrames(ISetting& timeCode) { return std::strstr(timeCode.GetUnits(), "mmm") == nullptr; }
 
-/// A time code in full: four whole numbers that its fields hold, a semicolon allowed in front of the last only.
+/// The time code for a text of four whole numbers, with a semicolon before the last one at most; nothing for any other
+/// text, and for numbers that the fields cannot hold.
 std::optional<KelTimeCode> ParseTimeCode(std::string_view text, bool countsFrames) {
   const auto numbers = ParseNumbers<int>(text, ":;");
   const auto semicolon = text.find(';');
   if (!numbers || numbers->size() != 4 || semicolon < text.rfind(':')) {
     return std::nullopt;
   }
+  // KelStringToTimeCode accepts every text and reduces numbers to the bits of their fields, hence the comparison.
   const KelTimeCode code = KelStringToTimeCode(std::string(text), countsFrames);
   const std::vector<int> held{code.hours, code.minutes, code.seconds, countsFrames ? code.frames : code.milliseconds};
   return held == *numbers ? std::optional(code) : std::nullopt;
 }
 
+/// The name of the kind, as SettingKind returns it.
 struct KindName {
   std::string_view operator()(IBoolSetting& /*setting*/) const { return "bool"; }
   std::string_view operator()(IEnumSetting& /*setting*/) const { return "enum"; }
@@ -73,6 +78,7 @@ struct KindName {
   std::string_view operator()(const UnknownSetting& /*setting*/) const { return "unknown"; }
 };
 
+/// The value as text. The flags say what the type of the value does not.
 struct Formatter {
   bool isBool = false;
   bool countsFrames = false;
@@ -94,6 +100,7 @@ struct Formatter {
   std::string operator()(const std::vector<unsigned char>& value) const { return HexText(value); }
 };
 
+/// The value that `text` stands for, for a setting of each kind; nothing if it is not of that kind.
 struct Parser {
   std::string_view text;
 
@@ -136,7 +143,7 @@ struct Parser {
   }
 };
 
-/// "a, b and c"; the middle of a list that nobody would read is left out.
+/// "a, b and c". A list of more than 40 entries is shortened to the first and the last 20.
 template <class TextAt>
 std::string Enumerate(unsigned int count, TextAt textAt) {
   constexpr unsigned int kMost = 40;
@@ -151,6 +158,7 @@ std::string Enumerate(unsigned int count, TextAt textAt) {
   return list;
 }
 
+/// What the setting allows, in words that follow "allowed are".
 struct Allowed {
   std::string operator()(IBoolSetting& /*setting*/) const { return "true and false"; }
   template <class Number>
@@ -167,6 +175,7 @@ struct Allowed {
     return Enumerate(setting.GetNumberOfAllowableValues(),
                      [&setting](unsigned int index) { return setting.GetAllowableValue(index); });
   }
+  // IFileSetting stores the first 255 characters.
   std::string operator()(IFileSetting& /*setting*/) const { return "paths of at most 255 bytes"; }
   std::string operator()(ITextSetting& /*setting*/) const { return "texts"; }
   std::string operator()(ITimeCodeSetting& setting) const { return fmt::format("time codes {}", setting.GetUnits()); }

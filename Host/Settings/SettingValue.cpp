@@ -12,8 +12,10 @@
 
 namespace {
 
+/// A text of the module, which may be null.
 std::string TextOrEmpty(const char* text) { return text == nullptr ? std::string() : text; }
 
+/// The setting's value, as the alternative of SettingValue that belongs to its kind.
 struct Getter {
   template <OneOf<IBoolSetting, IIntSetting, IUnsignedIntSetting, IDoubleSetting, ITimeCodeSetting> Setting>
   SettingValue operator()(Setting& setting) const {
@@ -39,7 +41,8 @@ struct Getter {
   SettingValue operator()(const UnknownSetting& /*setting*/) const { return {}; }
 };
 
-/// A whole number as another type; nothing if it does not fit. A double only takes the place of a double.
+/// The value as a `Number`; nothing if that would change it, or if it is not a number. Only doubles and whole numbers
+/// become doubles, and only whole numbers become whole numbers.
 template <class Number>
 struct Exactly {
   template <class Other>
@@ -75,6 +78,7 @@ struct Accepter {
   }
   std::optional<SettingValue> operator()(IEnumSetting& setting) const {
     const auto* const text = std::get_if<std::string>(&value);
+    // An exact match in any entry goes before one that ignores letter case.
     for (const auto matches : {strcmp, strcasecmp}) {
       for (unsigned int index = 0; text != nullptr && index < setting.GetNumberOfAllowableValues(); ++index) {
         const std::string entry = TextOrEmpty(setting.GetAllowableValue(index));
@@ -91,6 +95,7 @@ struct Accepter {
   std::optional<SettingValue> operator()(ITimeInOutSetting& /*setting*/) const { return IfOfType<TimeRange>(); }
   std::optional<SettingValue> operator()(IUnsignedIntArraySetting& setting) const {
     const auto* const numbers = std::get_if<std::vector<unsigned int>>(&value);
+    // SetValues would ignore a shorter list and drop the end of a longer one.
     return numbers != nullptr && numbers->size() == setting.GetNumberOfValues() ? std::optional(value) : std::nullopt;
   }
   std::optional<SettingValue> operator()(IByteArraySetting& /*setting*/) const {
@@ -152,6 +157,7 @@ struct Setter {
   void operator()(const UnknownSetting& /*setting*/) const {}
 };
 
+/// The number of allowable values; 0 for kinds that have no list of them.
 struct AllowableValues {
   template <OneOf<IEnumSetting, IIntSetting, IUnsignedIntSetting, IDoubleSetting> Setting>
   unsigned int operator()(Setting& setting) const {
@@ -182,6 +188,7 @@ void SetValue(ISetting& setting, const SettingValue& value) {
   VisitSetting(setting, Setter{*accepted});
   // As texts: these tell -0 from 0, take not-a-number for equal, and leave out what a time code does not count.
   if (ValueText(setting) != ValueText(setting, *accepted)) {
+    // Some of the value may have been stored, as the first 255 bytes of a path.
     VisitSetting(setting, Setter{before});
     throw WrongUse(Refusal(setting, ValueText(setting, value)));
   }
