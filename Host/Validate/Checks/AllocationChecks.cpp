@@ -49,6 +49,7 @@ struct Failing {
 /// after the other, until Try() gets by with fewer. What Try() throws other than std::bad_alloc fails the check.
 template <class MakeAttempt>
 void FailEach(const MakeAttempt& makeAttempt) {
+  // Bounds the time of the check for a module that allocates very often.
   constexpr long kMost = 2000;
   const Memory memory;
   for (const bool andAllBehindIt : {false, true}) {
@@ -66,6 +67,7 @@ void FailEach(const MakeAttempt& makeAttempt) {
           memory.Fail(0, false);
           throw;
         }
+        // Fewer allocations than the one that was to fail: nothing has failed, and nothing is left to try.
         isThrough = failing.n != 0 && memory.Counted() < failing.n;
         memory.Fail(0, false);
         attempt.Judge(failing);
@@ -89,6 +91,7 @@ struct CreateAttempt {
   }
 };
 
+/// A copy of a compressor in the middle of a run.
 struct CopyAttempt {
   IAudioCompressor& compressor;
   CompressorOwner copy = nullptr;
@@ -100,6 +103,7 @@ struct CopyAttempt {
   }
 };
 
+/// A whole run. It may report a failure or throw, but not report success with wrong packets.
 struct RunAttempt {
   CompressorOwner compressor;
   const StreamSetup& setup;
@@ -120,13 +124,16 @@ struct RunAttempt {
   }
 };
 
+/// Creation returns null or a compressor, whichever allocation fails.
 void CreatesWithoutMemory(const CheckedModule& module) {
   for (const CompressorInfo& info : module.Infos()) {
+    // Once before, so that what the module allocates only once is there.
     module.CreateCompressor(info).reset();
     FailEach([&] { return CreateAttempt{module, info}; });
   }
 }
 
+/// CreateCopy returns null or a copy, whichever allocation fails.
 void CopiesWithoutMemory(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const CompressorOwner compressor = setup.NewCompressor(module);
@@ -136,6 +143,7 @@ void CopiesWithoutMemory(const CheckedModule& module) {
   FailEach([&] { return CopyAttempt{CompressorUnderTest::Real(*compressor)}; });
 }
 
+/// A run with a failing allocation reports or throws it, or succeeds with the expected packets; the next run works.
 void RunsWithoutMemory(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);

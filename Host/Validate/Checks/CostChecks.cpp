@@ -21,10 +21,12 @@ struct Action {
   void (*run)(const CheckedModule& module, const StreamSetup& setup, Bytes input);
 };
 
+/// Calls the operations that need no run, with accepted and with refused arguments. The answers do not matter.
 void Ask(IAudioCompressor& compressor) {
   std::list<IPacket::TPacketType> types;
   compressor.QueryPossiblePacketTypes(types);
   compressor.SetOutputPacketType(types.empty() ? IPacket::kPacketTypeNone : types.front());
+  // A type that no compressor makes.
   compressor.SetOutputPacketType(static_cast<IPacket::TPacketType>(999));
   compressor.GetOutputPacketType();
   for (const unsigned int format : {FourCharacterCode(" MKV"), FourCharacterCode("UNDF"), 0U}) {
@@ -46,6 +48,7 @@ void Ask(IAudioCompressor& compressor) {
   compressor.GetDataRate();
 }
 
+/// Gives every setting each of its values, long texts, and indexes out of range, and copies it.
 void UseSettings(IAudioCompressor& compressor) {
   for (const NamedSetting& named : ValueSettingsOf(compressor)) {
     for (const std::string& value : ValuesToTry(*named.setting)) {
@@ -65,6 +68,7 @@ void UseSettings(IAudioCompressor& compressor) {
   }
 }
 
+/// Everything that a host does, refused calls and runs that are cancelled included.
 constexpr std::array<Action, 9> kActions{
     Action{"creating and releasing a compressor",
            [](const CheckedModule& module, const StreamSetup&, Bytes) { module.CreateCompressor().reset(); }},
@@ -125,11 +129,13 @@ constexpr std::array<Action, 9> kActions{
        }
      }}};
 
+/// Fails the check unless as many blocks and bytes are in use after `what` as before.
 void ExpectNothingLeft(const MemoryUsage& before, const MemoryUsage& after, const std::string& what) {
   ExpectEqual(0, after.blocks - before.blocks, "blocks of memory that are never freed after {}", what);
   ExpectEqual(before.heap, after.heap, "bytes in use after {}", what);
 }
 
+/// No action leaves memory allocated, whatever the settings.
 void LeavesNoMemory(const CheckedModule& module) {
   const auto runAll = [&module](bool isJudged) {
     ForEachSetup(module, [&](const StreamSetup& setup) {
@@ -137,6 +143,7 @@ void LeavesNoMemory(const CheckedModule& module) {
       for (const Action& action : kActions) {
         const std::string what = fmt::format("{}, with {}", action.name, setup.name);
         action.run(module, setup, input);
+        // After the first time, since a module may keep memory that it allocates only once.
         const MemoryUsage before;
         action.run(module, setup, input);
         action.run(module, setup, input);
@@ -148,7 +155,8 @@ void LeavesNoMemory(const CheckedModule& module) {
     });
   };
   runAll(true);
-  // What grows in steps may have grown between the looks.
+  // All of it once more, compared as a whole: memory that grows in steps may have grown outside of the comparisons
+  // above.
   const MemoryUsage before;
   runAll(false);
   const MemoryUsage after;
@@ -165,6 +173,7 @@ double ProcessorSeconds() {
 /// The cost of each of many equal parts of some work must not grow: the cheapest of the last quarter costs at most a few
 /// times what the cheapest of the first quarter does.
 void ExpectEvenCost(const std::vector<double>& seconds, const char* work) {
+  // Tolerates other work on the machine: a cost that grows with the length is far larger in the last quarter.
   constexpr double kFactor = 4;
   constexpr double kSlack = 0.001;
   const auto quarter = static_cast<std::ptrdiff_t>(seconds.size() / 4);
@@ -174,6 +183,8 @@ void ExpectEvenCost(const std::vector<double>& seconds, const char* work) {
              "{} to cost no more later than at first: {:.2f} ms of processor time", work, 1000 * first);
 }
 
+/// Later parts of a run cost no more processor time and no more allocations than the first ones, whether or not the
+/// host takes the packets out.
 void CostsTheSameLater(const CheckedModule& module) {
   constexpr int kParts = 40;
   const StreamSetup setup = DefaultSetup(module);
@@ -185,6 +196,7 @@ void CostsTheSameLater(const CheckedModule& module) {
   std::vector<long> allocations;
   for (const bool takesPackets : {true, false}) {
     OutputRecord out(setup.format.sampleRate);
+    // Packets of 64 sample frames, so that a bundle from which nothing is taken becomes long.
     compressor->SetFrameRateHint(takesPackets ? setup.framesPerSecond : setup.format.sampleRate / 64.0);
     KelAudio_t record = setup.InputRecord();
     ExpectEqual(kRhoStatusSuccess, compressor->CompressFrameBegin(&record), "status of CompressFrameBegin");
@@ -225,6 +237,7 @@ void AllocatesForPackets(const CheckedModule& module) {
     OutputRecord out(setup.format.sampleRate);
     RunInto(*compressor, larger, input, out);
     out.Clear();
+    // The first run is not counted: it may allocate what the compressor keeps.
     const long before = CountAllocations();
     ExpectEqual(kRhoStatusSuccess, RunInto(*compressor, larger, input, out), "status of a run");
     counts.push_back(CountAllocations() - before);

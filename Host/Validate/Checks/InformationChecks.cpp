@@ -20,6 +20,7 @@ namespace {
 /// A value that no compressor announces, to see what has been written.
 constexpr unsigned int kUntouched = 0xDEADBEEF;
 
+/// The number of compressors is the same each time.
 void Counts(const CheckedModule& module) {
   const std::size_t count = module.Infos().size();
   ExpectEqual(count, module.Count(), "number of compressors each time it is asked");
@@ -37,6 +38,7 @@ void Creates(const CheckedModule& module) {
   }
 }
 
+/// No two compressors have the same codes, and no code is 0.
 void DistinguishesCompressors(const CheckedModule& module) {
   const auto infos = module.Infos();
   for (auto info = infos.begin(); info != infos.end(); ++info) {
@@ -50,6 +52,7 @@ void DistinguishesCompressors(const CheckedModule& module) {
 
 /// What RhoGetAudioCompressorInfo writes where it is asked to, by the bits of `wanted`, without a byte more.
 CompressorInfo InfoWhereWanted(const CheckedModule& module, unsigned int index, unsigned int wanted) {
+  // The results go to every other word; those between show whether more than 32 bits are written.
   std::array<unsigned int, 7> words{};
   words.fill(kUntouched);
   const auto pointer = [&](unsigned int bit) { return (wanted & (1U << bit)) != 0 ? &words[2 * bit + 1] : nullptr; };
@@ -61,6 +64,7 @@ CompressorInfo InfoWhereWanted(const CheckedModule& module, unsigned int index, 
   return {words[1], words[3], words[5]};
 }
 
+/// Each result can be left out by a null pointer, in all eight combinations.
 void SkipsNull(const CheckedModule& module) {
   const auto infos = module.Infos();
   for (unsigned int index = 0; index < infos.size(); ++index) {
@@ -79,6 +83,7 @@ void SkipsNull(const CheckedModule& module) {
 /// An index out of range writes nothing, or what the module announces of one of its compressors.
 void TakesAnyIndex(const CheckedModule& module) {
   const auto before = module.Infos();
+  // Indexes beyond it are negative in a module that takes them for signed.
   constexpr auto kSignedMost = static_cast<unsigned int>(std::numeric_limits<int>::max());
   for (const unsigned int index :
        {static_cast<unsigned int>(before.size()), 100U, kSignedMost, kSignedMost + 1, kSignedMost * 2 + 1}) {
@@ -91,6 +96,7 @@ void TakesAnyIndex(const CheckedModule& module) {
   Expect(module.Infos() == before, "what the module announces unchanged", "other codes or another version");
 }
 
+/// Codes, versions and names are the same in each process.
 void AnnouncesTheSameAnywhere(const CheckedModule& module) {
   for (const CompressorInfo& info : module.Infos()) {
     const char* const name = module.CreateCompressor(info)->GetName();
@@ -114,6 +120,7 @@ std::vector<unsigned int> CodesUnlike(unsigned int code) {
   return codes;
 }
 
+/// Codes that the module does not announce give no compressor.
 void RefusesWrongCodes(const CheckedModule& module) {
   const auto infos = module.Infos();
   for (const auto& [manufacturer, codec, version] : infos) {
@@ -127,6 +134,7 @@ void RefusesWrongCodes(const CheckedModule& module) {
     }
     NoteStep("CreateAudioCompressor with codes that are not announced");
     for (const auto& [m, c] : wrong) {
+      // The codes of another compressor of the module are right ones.
       const bool isAnnounced = std::any_of(infos.begin(), infos.end(), [m = m, c = c](const CompressorInfo& info) {
         return info.manufacturer == m && info.codec == c;
       });
@@ -137,6 +145,7 @@ void RefusesWrongCodes(const CheckedModule& module) {
   }
 }
 
+/// The compressor reports the codes that the module announces for it.
 void ReportsItsCodes(IAudioCompressor& compressor, const CompressorInfo& announced) {
   std::array<unsigned int, 4> words{};
   words.fill(kUntouched);
@@ -147,6 +156,7 @@ void ReportsItsCodes(IAudioCompressor& compressor, const CompressorInfo& announc
              "GetAudioCompressorInfo to write 32 bits");
 }
 
+/// The names are UTF-8 texts that never change, also when settings change, and stay valid after the release.
 void HasNames(const CheckedModule& module) {
   for (const CompressorInfo& info : module.Infos()) {
     CompressorOwner compressor = module.CreateCompressor(info);
@@ -179,6 +189,7 @@ void HasNames(const CheckedModule& module) {
   }
 }
 
+/// Every operation of every setting leads to code.
 void HasSlots(IAudioCompressor& compressor, const CompressorInfo& /*announced*/) {
   for (const NamedSetting& named : SettingsOf(compressor)) {
     ExpectSlotsLeadToCode(named.setting, SettingSlots(named.setting->GetType()), "the setting " + DisplayName(named));
@@ -246,6 +257,7 @@ void TellsItsSettings(IAudioCompressor& compressor, const CompressorInfo& /*anno
     for (unsigned int index = 0; index < setting->GetNumberOfAllowableValues(); ++index) {
       setting->SetSelected(index);
       const EChannelMode named = KelGetChannelMode(setting->GetValue());
+      // The modes for which IAudioCompressor::GetChannelMode documents Mono.
       const bool isOpen = named == kChannelModeUndefined || named == kChannelMode4_1 || named == kChannelMode2_1 ||
                           named == kChannelModeQuad;
       ExpectEqual(unsigned{isOpen ? kChannelModeMono : named}, unsigned{compressor.GetChannelMode()},

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// Repeats an action a thousand times, after as many times as memory needs to settle.
+/// Repeats an action a thousand times and expects no more memory and no more descriptors afterwards. A hundred times
+/// before that are not counted: memory needs them to settle.
 template <class Action>
 void ExpectFlat(const Action& action) {
   constexpr int kTimes = 1000;
@@ -33,12 +34,14 @@ void ExpectFlat(const Action& action) {
   expectAtMost(Descriptors().size(), descriptorsBefore, 0, "open descriptors");
 }
 
+/// A thousand compressors, one after the other.
 void CreatesAThousand(const CheckedModule& module) {
   for (const CompressorInfo& info : module.Infos()) {
     ExpectFlat([&] { module.CreateCompressor(info).reset(); });
   }
 }
 
+/// A thousand runs of one compressor.
 void RunsAThousandTimes(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const CompressorOwner compressor = setup.NewCompressor(module);
@@ -49,12 +52,14 @@ void RunsAThousandTimes(const CheckedModule& module) {
   });
 }
 
+/// A copy of the compressor. Fails the check for null.
 CompressorOwner CopyOf(IAudioCompressor& compressor) {
   CompressorOwner copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy from CreateCopy", "null");
   return copy;
 }
 
+/// A compressor, a copy of it and a copy of the copy finish the same run and are released, in each order.
 void CopiesEndInAnyOrder(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -80,6 +85,7 @@ void CopiesEndInAnyOrder(const CheckedModule& module) {
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
+/// The packets do not depend on the contents of fresh memory: the check runs once for each of kMemoryContents.
 void IsInitialised(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const CompressorOwner compressor = setup.NewCompressor(module);
@@ -116,6 +122,7 @@ void Call(char letter, IAudioCompressor& compressor, KelAudio_t in, KelEncAudio_
   }
 }
 
+/// The calls of a run in a wrong order do no harm: a run after them gives the expected packets.
 void TakesCallsInAnyOrder(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -135,7 +142,7 @@ void TakesCallsInAnyOrder(const CheckedModule& module) {
   }
 }
 
-/// Release answers success, whatever state it ends.
+/// Release returns success in every state of a compressor.
 void ReleasesWithSuccess(const CheckedModule& module) {
   ExpectEqual(kRhoStatusSuccess, module.CreateCompressor().release()->Release(), "status of Release");
   ForEachSituation(module, [](IAudioCompressor& compressor, const std::string& when) {
@@ -143,6 +150,7 @@ void ReleasesWithSuccess(const CheckedModule& module) {
   });
 }
 
+/// Environments in which glibc leaves fresh memory as it is, or fills it with one of two patterns.
 constexpr std::array<const char*, 3> kMemoryContents{"", "GLIBC_TUNABLES=glibc.malloc.perturb=85",
                                                      "GLIBC_TUNABLES=glibc.malloc.perturb=170"};
 

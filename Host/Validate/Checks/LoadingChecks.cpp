@@ -12,6 +12,7 @@
 
 namespace {
 
+/// The library loads with all symbols bound at once.
 void BindsAtOnce(const std::string& module) {
   NoteStep("dlopen");
   try {
@@ -23,6 +24,7 @@ void BindsAtOnce(const std::string& module) {
   }
 }
 
+/// The library exports the three entry points.
 void HasEntryPoints(const std::string& module) {
   const SharedLibrary library(module);
   std::string missing;
@@ -43,6 +45,7 @@ Mapping FileOf(const SharedLibrary& library) {
   return *mapping;
 }
 
+/// Nothing of the file is mapped any more. Both are compared, since another file may reuse the inode.
 void ExpectGone(const Mapping& file) {
   for (const Mapping& mapping : ReadMappings()) {
     ExpectThat(mapping.id != file.id || mapping.file != file.file, "still there",
@@ -50,6 +53,7 @@ void ExpectGone(const Mapping& file) {
   }
 }
 
+/// Unloading the library removes it from memory.
 void Unloads(const std::string& module) {
   SharedLibrary library(module);
   const Mapping file = FileOf(library);
@@ -57,6 +61,7 @@ void Unloads(const std::string& module) {
   ExpectGone(file);
 }
 
+/// The module can be loaded, used and unloaded again and again, and announces the same each time.
 void LoadsTenTimes(const std::string& path) {
   std::string first;
   for (int time = 1; time <= 10; ++time) {
@@ -71,7 +76,7 @@ void LoadsTenTimes(const std::string& path) {
   }
 }
 
-/// Creates a compressor and releases it. What it says of itself.
+/// Creates a compressor and releases it. Returns the announced codes and the name that the compressor reports.
 std::string Work(const CheckedModule& module) {
   const CompressorOwner compressor = module.CreateCompressor();
   const char* const name = compressor->GetName();
@@ -94,10 +99,13 @@ class MemoryCopy {
   int m_file;
 };
 
+/// A copy of the file, which the loader takes for another library, works beside the module and after the module's
+/// unloading.
 void WorksBesideACopy(const std::string& path) {
   const MemoryCopy file(path);
   CheckedModule module(path);
   try {
+    // Modules may need libraries beside them, which a copy elsewhere does not find.
     const SharedLibrary trial(file.Path());
   } catch (const Failure& failure) {
     throw CheckSkipped{fmt::format("a copy elsewhere cannot be loaded: {}", failure.what())};
@@ -113,6 +121,7 @@ void WorksBesideACopy(const std::string& path) {
   ExpectThat(after == alone, after, "{} when the other copy is unloaded", alone);
 }
 
+/// Whether a loaded segment of the object contains the address.
 bool Contains(const dl_phdr_info& object, const void* address) {
   const auto place = reinterpret_cast<std::uintptr_t>(address);
   for (int index = 0; index < object.dlpi_phnum; ++index) {
@@ -125,6 +134,7 @@ bool Contains(const dl_phdr_info& object, const void* address) {
   return false;
 }
 
+/// Whether the loader has to write to the code (DT_TEXTREL, or DF_TEXTREL in DT_FLAGS).
 bool HasTextRelocations(const ElfW(Dyn) * entry) {
   for (; entry->d_tag != DT_NULL; ++entry) {
     if (entry->d_tag == DT_TEXTREL || (entry->d_tag == DT_FLAGS && (entry->d_un.d_val & DF_TEXTREL) != 0)) {
@@ -134,6 +144,7 @@ bool HasTextRelocations(const ElfW(Dyn) * entry) {
   return false;
 }
 
+/// What Inspect looks for, by an address in the library, and what it finds.
 struct Weaknesses {
   const void* address = nullptr;
   bool isFound = false;
@@ -141,6 +152,7 @@ struct Weaknesses {
   bool isCodeWritable = false;
 };
 
+/// The callback of dl_iterate_phdr. Returns 1, which ends the iteration, at the library.
 int Inspect(dl_phdr_info* object, std::size_t /*size*/, void* context) {
   auto& weaknesses = *static_cast<Weaknesses*>(context);
   if (!Contains(*object, weaknesses.address)) {
@@ -158,6 +170,7 @@ int Inspect(dl_phdr_info* object, std::size_t /*size*/, void* context) {
   return 1;
 }
 
+/// The library asks for no executable stack, and nobody writes to its code, the loader included.
 void IsHardened(const std::string& module) {
   const SharedLibrary library(module);
   Weaknesses weaknesses{DynamicSection(library.Handle())};

@@ -38,6 +38,7 @@ Filled FillBundle(const CheckedModule& module, unsigned int times = 1) {
   return filled;
 }
 
+/// The bundle holds exactly these packets, and nothing at indexes beyond them.
 void ExpectPackets(const IPacketBundle& bundle, const std::vector<PacketRecord>& expected, const char* when) {
   ExpectEqual(expected.size(), bundle.size(), "size of a bundle {}", when);
   ExpectSamePackets(expected, RecordsOf(&bundle), fmt::format("in a bundle {}", when));
@@ -61,12 +62,14 @@ void ExpectLikeAList(IPacketBundle& bundle, std::vector<PacketRecord> expected) 
   constexpr int kSteps = 300;
   const std::string seed = SeedText();
   std::mt19937_64 random(Seed());
+  // The packets that are added are clones of these.
   const OwnedBundle source(static_cast<IPacketBundle*>(bundle.clone()));
   for (int step = 0; step < kSteps; ++step) {
     const IPacket& next = *source->get(static_cast<unsigned long>(step) % source->size());
     const auto index = static_cast<unsigned long>(random() % (expected.size() + 1));
     const char* operation = "append";
     OwnedPacket taken;
+    // Of 32 steps about 1 clears, 15 append, 4 replace and 12 remove, half of these from the front, as hosts do.
     if (const auto choice = random() % 32; choice == 0) {
       operation = "clear";
       bundle.clear();
@@ -79,6 +82,8 @@ void ExpectLikeAList(IPacketBundle& bundle, std::vector<PacketRecord> expected) 
       operation = "replace";
       OwnedPacket added(next.clone());
       expected.push_back(RecordOf(added.get()));
+      // Both "replace" and "remove" leave the packet that is taken out at the end of `expected`, where it is compared
+      // below.
       std::iter_swap(expected.begin() + static_cast<std::ptrdiff_t>(index), expected.end() - 1);
       taken.reset(bundle.replace(index, added.release()));
     } else {
@@ -99,6 +104,7 @@ void ExpectLikeAList(IPacketBundle& bundle, std::vector<PacketRecord> expected) 
   ExpectPackets(*copy, expected, "that is a clone of one after random operations");
 }
 
+/// The operations of a bundle do what IPacketBundle documents, at valid indexes and beyond the end.
 void RemovesAndReplaces(const CheckedModule& module) {
   auto [bundle, expected] = FillBundle(module);
   ExpectIsBundle(*bundle);
@@ -143,6 +149,7 @@ void RemovesAndReplaces(const CheckedModule& module) {
   ExpectIsBundle(*bundle);
 }
 
+/// Clones of bundles and packets are equal to the original and do not change when it is destroyed.
 void ClonesIndependently(const CheckedModule& module) {
   auto [bundle, expected] = FillBundle(module, 16);
   OwnedBundle copy(static_cast<IPacketBundle*>(bundle->clone()));

@@ -12,12 +12,15 @@
 
 namespace {
 
+/// The only file format that Linear PCM supports.
 constexpr unsigned int kMatroska = FourCharacterCode(" MKV");
 
+/// Fails the check unless `actual` is the text `expected`; `what` names it: "the name during a run".
 void ExpectText(std::string_view expected, const char* actual, std::string_view what) {
   ExpectThat(actual != nullptr && actual == expected, Quoted(actual), "{} \"{}\"", what, expected);
 }
 
+/// Codes, names and version are those of Linear PCM, whatever state the compressor is in.
 void IsWhatItSays(const CheckedModule& module) {
   const CompressorOwner compressor = module.CreateCompressor();
   const CompressorInfo announced = module.Infos().front();
@@ -31,16 +34,19 @@ void IsWhatItSays(const CheckedModule& module) {
     ExpectEqual(unsigned{FourCharacterCode("LPCM")}, codec, "codec code {}", when);
   });
   ExpectEqual(1, module.Count(), "number of compressors");
+  // A module with one compressor does not read the index.
   for (const unsigned int index : {1U, 7U, ~0U}) {
     CompressorInfo info;
     module.GetInfo(index, &info.manufacturer, &info.codec, &info.version);
     ExpectThat(info == announced, InfoText(info), "{} for index {} too", InfoText(announced), index);
   }
+  // Only for modules that export the symbol, as PCMPlugin does.
   if (const auto* const version = static_cast<unsigned int*>(module.GetLibrary().Find("kPCMCodecVersion"))) {
     ExpectEqual(*version, announced.version, "announced version, as in kPCMCodecVersion");
   }
 }
 
+/// No dialog, no extended settings, no delay, and no settings besides the standard ones.
 void ExpectNoOptionalOperations(IAudioCompressor& compressor, const std::string& when) {
   void* data = nullptr;
   int size = 0;
@@ -58,6 +64,7 @@ void ExpectNoOptionalOperations(IAudioCompressor& compressor, const std::string&
     ExpectThat(compressor.GetSubOutputFormatSetting(index) == nullptr, "a setting",
                "null from GetSubOutputFormatSetting({}) {}", index, when);
   };
+  // From both ends of the range: 0 to 99, and the largest indexes.
   for (unsigned int index = 0; index < 100; ++index) {
     expectNone(index);
     expectNone(~index);
@@ -75,12 +82,14 @@ std::vector<unsigned int> OtherFormats() {
     others.push_back(static_cast<unsigned int>(text[0]) << 24U | static_cast<unsigned int>(text[1]) << 16U |
                      static_cast<unsigned int>(text[2]) << 8U | static_cast<unsigned int>(text[3]));
   }
+  // A comparison of fewer than all bits would take one of these for Matroska.
   for (unsigned int bit = 0; bit < 32; ++bit) {
     others.push_back(kMatroska ^ (1U << bit));
   }
   return others;
 }
 
+/// Matroska is the only format and linear PCM the only packet type, whatever format the host has hinted at.
 void SupportsMatroskaOnly(const CheckedModule& module) {
   ForEachSituation(module, [others = OtherFormats()](IAudioCompressor& compressor, const std::string& when) {
     for (const unsigned int hint : {kMatroska, FourCharacterCode("UNDF"), FourCharacterCode("WAVE")}) {
@@ -98,6 +107,7 @@ void SupportsMatroskaOnly(const CheckedModule& module) {
   });
 }
 
+/// The attributes of a setting for a number. The value is that of a new compressor.
 struct NumberTable {
   const char* label;
   const char* presetLabel;
@@ -107,6 +117,7 @@ struct NumberTable {
   std::span<const unsigned int> allowed;
 };
 
+/// The attributes that all kinds have: these labels, no other texts, active and not optional.
 void ExpectAttributes(const ISetting& setting, const char* label, const char* presetLabel, unsigned int hint,
                       unsigned int isConstrained) {
   ExpectText(label, setting.GetLabel(), "the label");
@@ -123,6 +134,7 @@ void ExpectAttributes(const ISetting& setting, const char* label, const char* pr
   ExpectEqual(0U, setting.GetIsOptionalValueSpecified(), "GetIsOptionalValueSpecified of \"{}\"", label);
 }
 
+/// The setting has exactly the attributes and the list of the table.
 void ExpectNumbers(const IUnsignedIntSetting* setting, const NumberTable& table) {
   ExpectThat(setting != nullptr, "null", "the setting \"{}\"", table.label);
   ExpectAttributes(*setting, table.label, table.presetLabel, 1, 0);
@@ -137,7 +149,10 @@ void ExpectNumbers(const IUnsignedIntSetting* setting, const NumberTable& table)
   }
 }
 
+/// A new compressor has the documented settings, defaults and lists, and its channel setting selects by text as
+/// RhoapiSettings.h documents it.
 void OffersItsSettings(const CheckedModule& module) {
+  // 44,100 Hz × 2 channels × 2 bytes.
   static constexpr std::array kDefaultDataRate{176400U};
   const CompressorOwner compressor = module.CreateCompressor();
   ExpectNumbers(compressor->GetDataRateSetting(), {"Data Rate", "DataRate", 176400, 0, 0, kDefaultDataRate});
@@ -157,6 +172,7 @@ void OffersItsSettings(const CheckedModule& module) {
     for (unsigned int start = 0; start < entries.size(); ++start) {
       channels->SetSelected(start);
       channels->SetValue(text.c_str());
+      // A text that matches no entry changes nothing.
       const std::size_t expected = match < entries.size() ? match : start;
       ExpectThat(channels->GetValue() == entries[expected], channels->GetValue(), "channels {} after SetValue({})",
                  entries[expected], Quoted(text.c_str()));
@@ -177,6 +193,7 @@ void ExpectConsequences(IAudioCompressor& compressor, unsigned int size, unsigne
               with);
   ExpectEqual(unsigned{KelGetChannelMode(layout.name)}, unsigned{compressor.GetChannelMode()}, "GetChannelMode with {}",
               with);
+  // Modulo 2^32, as the compressor computes it.
   const unsigned int dataRate = size / 8 * layout.channels * rate;
   const IUnsignedIntSetting& setting = *compressor.GetDataRateSetting();
   ExpectEqual(dataRate, compressor.GetDataRate(), "data rate with {}", with);
@@ -191,6 +208,7 @@ void ExpectConsequences(IAudioCompressor& compressor, unsigned int size, unsigne
               "output packet type with {}", with);
 }
 
+/// The data rate follows the other settings, also at values that are not on their lists, and in copies.
 void DerivesTheDataRate(const CheckedModule& module) {
   const CompressorOwner compressor = module.CreateCompressor();
   for (const PcmLayout& layout : kPcmLayouts) {

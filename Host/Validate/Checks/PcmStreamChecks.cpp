@@ -11,6 +11,7 @@
 
 namespace {
 
+/// A value for reserved fields.
 constexpr unsigned int kOther = 0x12345678;
 
 /// A record whose every field but data, size and sample rate contradicts them.
@@ -51,6 +52,7 @@ void ExpectOtherFieldsKept(const KelEncAudio_t& before, const KelEncAudio_t& aft
              "another value", "format, channels, sample rate, data and reserved fields of the output record unchanged");
 }
 
+/// Fails the check unless `call` has returned the status `expected`.
 void ExpectStatus(RhoStatus expected, RhoStatus actual, const std::string& call) {
   ExpectThat(expected == actual, StatusText(actual), "{} from {}", StatusText(expected), call);
 }
@@ -84,13 +86,14 @@ void ForEachSampleFrame(const CheckOne& checkOne) {
   }
 }
 
-/// Records may say what they like but for data, its size and the output's sample rate; blocks may lie at odd addresses
-/// and end within a sample frame.
+/// The compressor reads the data, their size and the output's sample rate alone: the other fields may hold anything.
+/// Blocks may begin at odd addresses and end within a sample frame.
 void ReadsDataOnly(const CheckedModule& module) {
   ForEachSampleFrame([&module](const StreamSetup& setup) {
     const std::size_t frame = setup.format.BytesPerSampleFrame();
     const std::vector<unsigned char> input = SomeInput(setup);
     const CompressorOwner compressor = setup.NewCompressor(module);
+    // Not the compressor's sample rate: the time base of the packets is the output record's.
     const unsigned int rate = setup.format.sampleRate + 1;
     OutputRecord out(rate);
     KelAudio_t format = OddInput(input);
@@ -101,6 +104,8 @@ void ReadsDataOnly(const CheckedModule& module) {
     std::size_t block = 0;
     std::vector<unsigned char> odd;
     for (Bytes left = input; !left.empty() || block == 0; ++block) {
+      // Blocks of 0 to 89 sample frames and part of one more, which the compressor ignores. The byte in front makes the
+      // address odd.
       const std::size_t whole = std::min(left.size(), (block * 37 % 90) * frame);
       const std::size_t part = block % frame;
       odd.assign(1, 0xEE);
@@ -139,7 +144,7 @@ std::vector<unsigned char> BytesOf(const KelEncAudio_t& out) {
   return {first, first + sizeof(KelEncAudio_t)};
 }
 
-/// Calls that cannot be carried out have their status and change nothing: a run goes on after them.
+/// Refused calls return the documented status and change nothing: the run continues after them.
 void RefusesWithoutEffect(const CheckedModule& module) {
   const StreamSetup setup = PcmSetup(44100, 16, "Stereo", 30);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -256,7 +261,7 @@ void EndsAtTheFlush(const CheckedModule& module) {
                     "of a run with CompressFrameEnd in between");
 }
 
-/// What a host changes during a run takes effect at the next CompressFrameBegin; the output's sample rate at once.
+/// Changes of settings and hints during a run take effect at the next CompressFrameBegin.
 void KeepsSettingsDuringARun(const CheckedModule& module) {
   const StreamSetup setup = PcmSetup(32000, 16, "Stereo", 24);
   const StreamSetup next = PcmSetup(96000, 24, "7.1", 50);
@@ -315,6 +320,8 @@ void RoundsPacketSizes(const CheckedModule& module) {
         expectSize(*compressor, rate, hint, "");
       }
     }
+    // Usual frame rates, then quotients of exactly a half, of one and less (one sample frame per packet), and just
+    // below a half.
     for (const double hint : {23.976,
                               24000.0 / 1001,
                               24.0,
@@ -365,7 +372,7 @@ void RoundsPacketSizes(const CheckedModule& module) {
   }
 }
 
-/// Samples of every value, whatever they are: silence, constants, ramps, full scale.
+/// The payloads are the input's bytes, whatever these are: silence, constants, ramps, full scale.
 void PassesEveryContent(const CheckedModule& module) {
   ForEachSampleFrame([&module](const StreamSetup& setup) {
     const std::size_t size = SomeInput(setup).size();
@@ -373,11 +380,13 @@ void PassesEveryContent(const CheckedModule& module) {
     for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
       contents.emplace_back(size, static_cast<unsigned char>(value));
     }
+    // All values of 16 bits, low byte first, in ascending order.
     std::vector<unsigned char> ramp(std::max<std::size_t>(size, setup.WholeBytes(0x20000 + 48)));
     for (std::size_t at = 0; at < ramp.size(); ++at) {
       ramp[at] = static_cast<unsigned char>(at % 2 == 0 ? at / 2 : at / 512);
     }
     contents.push_back(std::move(ramp));
+    // The least and the greatest 16-bit sample in turn: 0x8000 and 0x7FFF.
     std::vector<unsigned char> extremes(size);
     for (std::size_t at = 0; at < size; ++at) {
       extremes[at] = static_cast<unsigned char>(at % 4 == 1 ? 0x80 : at % 4 == 2 ? 0xFF : at % 4 == 3 ? 0x7F : 0);
@@ -394,6 +403,7 @@ void PassesEveryContent(const CheckedModule& module) {
 
 /// Packets and blocks far larger than usual, and packets of one sample frame, in their tens of thousands.
 void PacksAnySize(const CheckedModule& module) {
+  // Packets of 1.15 MB, all from one block.
   const StreamSetup large = PcmSetup(96000, 24, "7.1", 2);
   const std::vector<unsigned char> input = SomeInput(large, 3 * large.SampleFramesPerPacket() + 5);
   ExpectSamePackets(PackedLike(large, large.format.sampleRate, input),
@@ -427,8 +437,8 @@ void PacksAnySize(const CheckedModule& module) {
                     "of one sample frame each, with " + small.name);
 }
 
-/// Times go on beyond 2^32 sample frames, and beyond what a float holds. Every packet's time and some of its bytes are
-/// looked at.
+/// Times are exact beyond 2^32 sample frames, and beyond the whole numbers that a float holds. Compares every packet's
+/// time and some of its bytes.
 void CountsBeyond32Bits(const CheckedModule& module) {
   // Blocks that stay in a processor's cache, and times that a float does not hold exactly.
   constexpr unsigned int kSampleFrames = 32767;

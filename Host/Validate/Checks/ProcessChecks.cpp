@@ -15,6 +15,7 @@
 
 namespace {
 
+/// No phase writes to standard output or standard error.
 void PrintsNothing(const std::string& path) {
   const PrintedText printed;
   ForEachPhase(path, [&printed](const char* phase) {
@@ -28,6 +29,7 @@ void ReplaceStreams() {
   const int input = memfd_create("input", MFD_CLOEXEC);
   const int output = memfd_create("output", MFD_CLOEXEC);
   const std::string text(100, '\n');
+  // Something to read: a module that reads standard input moves the position, which Descriptors() sees.
   static_cast<void>(!write(input, text.data(), text.size()));
   lseek(input, 0, SEEK_SET);
   dup2(input, STDIN_FILENO);
@@ -36,6 +38,8 @@ void ReplaceStreams() {
   close(output);
 }
 
+/// No phase changes what `Read` returns: first in a process with default state, then in one where the host has changed
+/// what it may change, which shows a module that sets things back to their defaults.
 template <ProcessState (*Read)()>
 void Leaves(const std::string& path) {
   ReplaceStreams();
@@ -47,11 +51,13 @@ void Leaves(const std::string& path) {
     ForEachPhase(path, [&before](const char* phase) {
       ProcessState after = Read();
       ExpectUnchanged(before, after, phase);
+      // Each change is reported for the phase that made it, not for all that follow.
       before = std::move(after);
     });
   }
 }
 
+/// No phase makes a system call that changes files or the process.
 void MakesNoSystemCalls(const std::string& path) {
   WatchSystemCalls();
   ForEachPhase(path, [](const char* phase) {
@@ -61,13 +67,14 @@ void MakesNoSystemCalls(const std::string& path) {
   });
 }
 
-/// How a child process ends that calls `end`, and what it prints meanwhile.
+/// Calls `end` in a forked copy of this process. Expects it to exit with that code and to print nothing.
 template <class End>
 void ExpectQuietEnd(const End& end, const std::string& how, int code) {
   const PrintedText printed;
   const pid_t child = fork();
   if (child == 0) {
     end();
+    // `end` must not return.
     _exit(99);
   }
   int status = 0;
@@ -78,6 +85,8 @@ void ExpectQuietEnd(const End& end, const std::string& how, int code) {
   ExpectThat(printed.Text().empty(), printed.Text(), "nothing printed by {}", how);
 }
 
+/// The process exits in each way that hosts use, with the module loaded and after it was unloaded: handlers that a
+/// module registers must neither crash nor print.
 void LetsTheProcessEnd(const std::string& path) {
   const auto expectQuietEnds = [](const char* when) {
     ExpectQuietEnd([] { std::exit(42); }, fmt::format("exit after {}", when), 42);
@@ -95,6 +104,7 @@ void LetsTheProcessEnd(const std::string& path) {
   expectQuietEnds("unloading the module");
 }
 
+/// The whole life of the module on a thread that then ends. Destructors of thread-local objects run at its end.
 void WorksOnOtherThreads(const std::string& path) {
   const PrintedText printed;
   std::string printedBefore;
@@ -104,6 +114,7 @@ void WorksOnOtherThreads(const std::string& path) {
       ForEachPhase(path, [](const char* /*phase*/) {});
       printedBefore = printed.Text();
     } catch (...) {
+      // An exception that leaves the thread's function would end the process.
       error = std::current_exception();
     }
   }).join();

@@ -23,6 +23,7 @@
 
 namespace {
 
+/// Fails the check unless the setting has that value, as text, after `action`.
 void ExpectValue(ISetting& setting, const std::string& name, const std::string& value, const std::string& action) {
   const std::string actual = ValueText(setting);
   ExpectThat(actual == value, Shortened(actual), "{} at {} after {}", name, Shortened(value), action);
@@ -69,6 +70,7 @@ struct AllowedCheck {
       ExpectValue(setting, name, text, "SetValue of it");
     }
   }
+  /// Sets each of ValuesToTry as a host does. Fails the check for a value that is refused or changed.
   void TryOthers(ISetting& setting) const {
     for (const std::string& value : ValuesToTry(setting)) {
       try {
@@ -159,8 +161,10 @@ void CheckMatches(IEnumSetting& setting, const std::string& name) {
 /// Flags and texts are kept as given, and whether an optional value counts does not change it.
 void CheckFlagsOf(ISetting& setting, const std::string& name) {
   const std::string value = ValueText(setting);
+  // Some kinds are always active: setting the flag does nothing there.
   setting.SetIsActive(0);
   const bool isAlwaysActive = setting.GetIsActive() == 1;
+  // Flags are stored as given: 5 stays 5. The three get different values, so that a mix-up shows.
   for (const unsigned int flag : {5U, 0U, 1U, 0x80000000U, 0xFFFFFFFFU}) {
     setting.SetIsOptional(flag);
     setting.SetIsOptionalValueSpecified(flag ^ 2U);
@@ -170,6 +174,7 @@ void CheckFlagsOf(ISetting& setting, const std::string& name) {
     ExpectEqual(isAlwaysActive ? 1 : flag ^ 8U, setting.GetIsActive(), "GetIsActive of {} as set", name);
     ExpectValue(setting, name, value, fmt::format("setting its flags to {}", flag));
   }
+  // Short ones, bytes beyond ASCII, and one that is too long for a small buffer.
   for (const std::string& given : {std::string("Text"), std::string("Caf\xC3\xA9 \"\n"), std::string(10000, 'x')}) {
     std::string optional = given + " 1";
     std::string toolTip = given + " 2";
@@ -212,7 +217,7 @@ void Transfer(IAudioCompressor& source, IAudioCompressor& target) {
   Assign(target, assignments);
 }
 
-/// Whether a control is enabled, or its box ticked, is for the host's dialog: values are taken all the same.
+/// Values are accepted whether or not the setting is active or specified: both flags are for the host's dialog.
 void TakesAllowed(IAudioCompressor& compressor) {
   for (const NamedSetting& named : SettingsOf(compressor)) {
     VisitSetting(*named.setting, AllowedCheck{DisplayName(named)});
@@ -225,6 +230,7 @@ void TakesAllowed(IAudioCompressor& compressor) {
   }
 }
 
+/// Values that are not allowed follow the rules of NotAllowedCheck.
 void IgnoresOthers(IAudioCompressor& compressor) {
   bool applies = false;
   for (const NamedSetting& named : SettingsOf(compressor)) {
@@ -235,6 +241,7 @@ void IgnoresOthers(IAudioCompressor& compressor) {
   }
 }
 
+/// Every enumeration selects by text as IEnumSetting documents it, and ignores null.
 void MatchesTexts(IAudioCompressor& compressor) {
   bool applies = false;
   for (const NamedSetting& named : SettingsOf(compressor)) {
@@ -253,6 +260,7 @@ void MatchesTexts(IAudioCompressor& compressor) {
   }
 }
 
+/// Every setting keeps its flags and texts, and the other settings do not change with them.
 void KeepsFlags(IAudioCompressor& compressor) {
   const std::vector<NamedSetting> settings = ValueSettingsOf(compressor);
   for (const NamedSetting& named : settings) {
@@ -264,6 +272,7 @@ void KeepsFlags(IAudioCompressor& compressor) {
   }
 }
 
+/// A preset of each combination gives a new compressor the same settings.
 void GoesIntoPresets(const CheckedModule& module) {
   constexpr unsigned int kRandomOnes = 20;
   const CompressorOwner source = module.CreateCompressor();

@@ -17,6 +17,7 @@ NamedSetting NamedLike(const NamedSetting& named, const OwnedSetting& copy) {
   return {named.name, named.depth, copy.get()};
 }
 
+/// A copy of the setting. Fails the check for null, for the setting itself, and for one of another type.
 OwnedSetting CopyOf(const NamedSetting& named) {
   OwnedSetting copy(named.setting->CreateCopy());
   const std::string what = fmt::format("a copy of {} from CreateCopy", DisplayName(named));
@@ -57,6 +58,7 @@ void CheckCopiesOf(const NamedSetting& named) {
   ExpectSameState(original, StateOf(NamedLike(named, second)), "changing what it is a copy of");
 }
 
+/// Changes all settings and validates them.
 void ChangeAll(IAudioCompressor& compressor) {
   for (const NamedSetting& named : ValueSettingsOf(compressor)) {
     Change(*named.setting);
@@ -64,12 +66,14 @@ void ChangeAll(IAudioCompressor& compressor) {
   compressor.ValidateSettings();
 }
 
+/// A copy of the compressor. Fails the check for null.
 CompressorOwner CopyOf(IAudioCompressor& compressor) {
   CompressorOwner copy(compressor.CreateCopy());
   Expect(copy != nullptr, "a copy of the compressor from CreateCopy", "null");
   return copy;
 }
 
+/// Copies of settings are equal, independent, and outlive the compressor.
 void CopiesSettings(const CheckedModule& module) {
   SpoilFreedMemory();
   CompressorOwner compressor = module.CreateCompressor();
@@ -88,6 +92,7 @@ void CopiesSettings(const CheckedModule& module) {
   ExpectSameStates(originals, StatesOf(copies), "the release of the compressor, in a copy");
 }
 
+/// A copy of the compressor has equal settings, which are independent of the original's and outlive it.
 void CopiesCompressor(const CheckedModule& module) {
   SpoilFreedMemory();
   CompressorOwner original = module.CreateCompressor();

@@ -14,6 +14,7 @@
 
 namespace {
 
+/// Fails the check if a setting has a value that it does not allow after `action`.
 void ExpectValid(const std::vector<NamedSetting>& settings, const std::string& action) {
   for (const NamedSetting& named : settings) {
     const std::string fault = ValueFault(*named.setting);
@@ -21,6 +22,7 @@ void ExpectValid(const std::vector<NamedSetting>& settings, const std::string& a
   }
 }
 
+/// Validation changes nothing in a new compressor, makes every combination valid, and changes nothing the second time.
 void ValidatesSettings(IAudioCompressor& compressor) {
   constexpr unsigned int kRandomOnes = 50;
   const std::vector<SettingState> fresh = StatesOf(SettingsOf(compressor));
@@ -49,6 +51,7 @@ void TryValue(IAudioCompressor& compressor, const NamedSetting& named, const std
   ExpectValid(ValueSettingsOf(compressor), action);
 }
 
+/// Each value of each setting, chosen in a compressor that had its defaults before, leaves all settings valid.
 void LeavesOthersValid(const CheckedModule& module) {
   const std::size_t count = ValueSettingsOf(*module.CreateCompressor()).size();
   for (std::size_t place = 0; place < count; ++place) {
@@ -65,6 +68,7 @@ void LeavesOthersValid(const CheckedModule& module) {
   }
 }
 
+/// The values as texts, in the order of the settings.
 std::vector<std::string> ValuesOf(const std::vector<NamedSetting>& settings) {
   std::vector<std::string> values;
   values.reserve(settings.size());
@@ -103,6 +107,7 @@ void ForgetsEachChoice(const CheckedModule& module) {
       }
       compressor->ValidateSettings();
       Restore(*compressor, settings, values);
+      // Where a value could not be set back, the states may differ.
       if (ValuesOf(settings) == values) {
         ExpectSameStates(states, StatesOf(settings), fmt::format("{}={} and back", named.name, Shortened(value)));
       }

@@ -54,6 +54,7 @@ struct ListCheck {
   }
 };
 
+/// The largest index.
 constexpr unsigned int kFarthest = std::numeric_limits<unsigned int>::max();
 
 /// Indexes that a setting does not have: nothing is selected, nothing is found, nothing is written.
@@ -90,6 +91,7 @@ struct IndexCheck {
       ExpectText("SetValue", index, before, ValueText(setting));
       ExpectText("GetValueLabel", index, "null", Quoted(setting.GetValueLabel(index)));
     }
+    // One element more than the setting has values, which must stay as it is.
     std::vector<unsigned int> numbers(std::size_t{count} + 1, kFarthest);
     const auto untouched = [&numbers](std::size_t from) {
       return std::all_of(numbers.begin() + static_cast<std::ptrdiff_t>(from), numbers.end(),
@@ -137,6 +139,7 @@ void ForEachApplicable(IAudioCompressor& compressor, const char* reason) {
   }
 }
 
+/// All texts are there, stay as they are, and are in UTF-8; labels are not empty.
 void HasTexts(IAudioCompressor& compressor) {
   for (const auto& [what, text, copy, use] : ShownTextsOf(compressor)) {
     Expect(text != nullptr, what, "null");
@@ -146,6 +149,7 @@ void HasTexts(IAudioCompressor& compressor) {
   }
 }
 
+/// No two settings in one container have the same preset label.
 void HasPresetLabels(IAudioCompressor& compressor) {
   for (const NamedSetting& named : SettingsOf(compressor)) {
     // The name contains the index instead where a label is taken.
@@ -155,6 +159,7 @@ void HasPresetLabels(IAudioCompressor& compressor) {
   }
 }
 
+/// A new compressor's settings have values that they allow.
 void HasDefaults(IAudioCompressor& compressor) {
   for (const NamedSetting& named : SettingsOf(compressor)) {
     const std::string fault = ValueFault(*named.setting);

@@ -9,6 +9,7 @@
 
 namespace {
 
+/// The file format of the hint: Matroska.
 constexpr unsigned int kMatroskaCode = FourCharacterCode(" MKV");
 
 using Hint = void (*)(IAudioCompressor&, const StreamSetup&);
@@ -45,6 +46,7 @@ void TryFrameRate(IAudioCompressor& compressor, const StreamSetup& setup, double
   }
 }
 
+/// The packets do not depend on the order of hints and settings.
 void TakesHintsInAnyOrder(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
@@ -65,11 +67,13 @@ void TakesHintsInAnyOrder(const CheckedModule& module) {
   });
 }
 
+/// A run after each refusal gives the expected packets.
 void SurvivesRefusals(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
   const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
   const CompressorOwner compressor = setup.NewCompressor(module);
+  // The hints are set again: a compressor may keep one that it cannot use.
   const auto expectUsable = [&](const std::string& after) {
     setup.ApplyHintsTo(*compressor);
     ExpectSamePackets(expected, Encode(*compressor, setup, input, {1000}), "after " + after);

@@ -28,6 +28,7 @@ void GiveAll(StreamRun& run, const StreamSetup& setup, Bytes input) {
 /// Encodes `input` in blocks that lie at `edge`.
 void TryGuarded(CompressorOwner& compressor, const StreamSetup& setup, Bytes input, GuardedBytes::Edge edge) {
   const std::size_t full = setup.SampleFramesPerPacket();
+  // Sizes around a packet: whole packets, less and more than one, and nothing.
   const Blocks blocks{full, 0, 1, full - 1, full + 1, 2 * full, 3};
   StreamRun run(*compressor, setup);
   for (std::size_t turn = 0; !input.empty(); ++turn) {
@@ -46,6 +47,7 @@ void TryGuarded(CompressorOwner& compressor, const StreamSetup& setup, Bytes inp
   run.End();
 }
 
+/// The compressor reads the blocks of its input and nothing beside them, and writes to none.
 void ReadsInputOnly(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
@@ -56,6 +58,7 @@ void ReadsInputOnly(const CheckedModule& module) {
   });
 }
 
+/// Packets outlive the compressor, and the compressor does not need the packets that it has given away.
 void GivesPacketsAway(const CheckedModule& module) {
   SpoilFreedMemory();
   const StreamSetup setup = DefaultSetup(module);
@@ -78,7 +81,7 @@ void GivesPacketsAway(const CheckedModule& module) {
     ExpectSamePackets({RecordOf(original.get())}, {RecordOf(copy.get())}, "in a clone");
   }
 
-  // And the other way round: the host ends packets while the compressor lives on.
+  // The other way round: the host destroys packets while the compressor lives on.
   compressor = setup.NewCompressor(module);
   std::vector<PacketRecord> packets;
   {
@@ -92,6 +95,7 @@ void GivesPacketsAway(const CheckedModule& module) {
   ExpectSamePackets(expected, packets, "from a record whose bundle is taken away after each call");
 }
 
+/// Packets that nobody takes out stay in the bundle, in order.
 void LeavesPackets(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -104,9 +108,11 @@ void LeavesPackets(const CheckedModule& module) {
   run.End();
 }
 
+/// Memory does not grow between the tenth and the sixtieth second of a run, and the next run is as usual.
 void RunsForAMinute(const CheckedModule& module) {
   constexpr unsigned int kSeconds = 60;
   constexpr unsigned int kWarm = 10;
+  // Allows for a few buffers. A byte that is kept for each sample frame exceeds it many times.
   constexpr std::size_t kHeapSlack = std::size_t{32} * 1024;
   constexpr std::size_t kMappedSlack = std::size_t{1024} * 1024;
   const StreamSetup setup = DefaultSetup(module);

@@ -14,6 +14,7 @@ namespace {
 /// Sizes from nothing to more than a packet, in no order.
 Blocks RandomBlocks(const StreamSetup& setup) {
   std::mt19937_64 random(Seed());
+  // At least one block that is not empty, or a run would never end.
   Blocks blocks{1};
   for (int i = 0; i < 50; ++i) {
     blocks.push_back(random() % (2 * setup.SampleFramesPerPacket()));
@@ -29,12 +30,14 @@ void ForEachLinearPcmSetup(const CheckedModule& module, const std::function<void
   });
 }
 
+/// The packets do not depend on the blocks in which the input comes.
 void TakesBlocksOfAnySize(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
     const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
     for (const auto& [blocks, text] : {std::pair<Blocks, std::string>{{1}, "1 sample frame"},
                                        {{997}, "997 sample frames"},
+                                       // Empty blocks are calls with a data size of 0.
                                        {{0, 300, 0, 0}, "0 and 300 sample frames"},
                                        {{16384}, "16384 sample frames"},
                                        {RandomBlocks(setup), "random sizes"}}) {
@@ -44,6 +47,7 @@ void TakesBlocksOfAnySize(const CheckedModule& module) {
   });
 }
 
+/// The payloads of linear PCM, one after the other, are the input.
 void KeepsBytes(const CheckedModule& module) {
   ForEachLinearPcmSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
@@ -52,6 +56,7 @@ void KeepsBytes(const CheckedModule& module) {
       output.insert(output.end(), packet.payload.begin(), packet.payload.end());
     }
     const auto [differing, same] = std::mismatch(input.begin(), input.end(), output.begin(), output.end());
+    // A stream that is too short or too long is left to the comparison of the sizes.
     if (differing != input.end() && same != output.end()) {
       ExpectEqual(*differing, *same, "byte {} of the stream as it was put in, with {}", differing - input.begin(),
                   setup.name);
@@ -60,6 +65,7 @@ void KeepsBytes(const CheckedModule& module) {
   });
 }
 
+/// The packets are in order. For linear PCM, times and counts continue without gaps, call by call.
 void CountsTime(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
@@ -75,6 +81,7 @@ void CountsTime(const CheckedModule& module) {
   });
 }
 
+/// Each packet of linear PCM has the sample frames of one video frame, the last one what is left.
 void SizesPackets(const CheckedModule& module) {
   ForEachRate(module, [&module](const StreamSetup& setup) {
     OnlyForLinearPcm(setup);
@@ -89,6 +96,7 @@ void SizesPackets(const CheckedModule& module) {
   });
 }
 
+/// The flush returns what is left: one packet, or none if the input ends with a full packet.
 void FlushesTheRest(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   OnlyForLinearPcm(setup);

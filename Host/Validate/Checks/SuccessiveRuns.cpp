@@ -50,6 +50,7 @@ std::vector<StreamSetup> DifferentSetups(const CheckedModule& module) {
   return setups;
 }
 
+/// After the flush neither another flush nor more input returns packets.
 void EndsWithTheFlush(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -58,6 +59,7 @@ void EndsWithTheFlush(const CheckedModule& module) {
   run.Give(input);
   const StreamCall flush = run.Flush();
   for (const char* const what : {"a second flush", "input after the flush"}) {
+    // 'a' begins "a second flush".
     const StreamCall call = *what == 'a' ? run.Flush() : run.Give(input);
     ExpectEqual(0U, call.packets.size(), "packets from {}", what);
     ExpectThat(!setup.isLinearPcm || call.output == flush.output,
@@ -67,6 +69,7 @@ void EndsWithTheFlush(const CheckedModule& module) {
   run.End();
 }
 
+/// A second run with the same compressor gives the same packets.
 void RunsAgain(const CheckedModule& module) {
   ForEachSetup(module, [&module](const StreamSetup& setup) {
     const std::vector<unsigned char> input = SomeInput(setup);
@@ -77,6 +80,7 @@ void RunsAgain(const CheckedModule& module) {
   });
 }
 
+/// A run that the host cancelled leaves nothing behind in the next one.
 void BeginsAfterUnfinishedRun(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -94,12 +98,14 @@ void BeginsAfterUnfinishedRun(const CheckedModule& module) {
   }
 }
 
+/// Runs of several compressors that take turns, two for each setup, give the same packets as each alone.
 void RunsSideBySide(const CheckedModule& module) {
   const std::vector<StreamSetup> setups = DifferentSetups(module);
   std::vector<std::unique_ptr<SideRun>> runs;
   std::size_t sampleFrames = 500;
   for (const StreamSetup& setup : setups) {
     for (int twin = 0; twin < 2; ++twin) {
+      // Blocks of different sizes, so that the runs drift apart and reach their ends at different times.
       runs.push_back(std::make_unique<SideRun>(module, setup, sampleFrames += 111));
     }
   }
@@ -114,6 +120,7 @@ void RunsSideBySide(const CheckedModule& module) {
   }
 }
 
+/// A copy made in the middle of a run continues it, and so does the original: independently of each other.
 void CopiesContinueRuns(const CheckedModule& module) {
   const StreamSetup setup = DefaultSetup(module);
   const std::vector<unsigned char> input = SomeInput(setup);
@@ -131,6 +138,7 @@ void CopiesContinueRuns(const CheckedModule& module) {
   Append(packets, run.Give(rest).packets);
   Append(packets, run.Flush().packets);
   run.End();
+  // The copy goes on without the original.
   original.reset();
   Append(copied, copiedRun.Give(rest).packets);
   Append(copied, copiedRun.Flush().packets);

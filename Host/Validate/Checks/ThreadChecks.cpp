@@ -44,12 +44,14 @@ class Worker {
     }
   }
 
+  /// Lets the thread end and waits for it. Throws what the work has thrown.
   void Finish() {
     Join();
     Await();
   }
 
  private:
+  /// The thread's function. It waits for Join, so that the thread keeps its identity until then.
   static void* Run(void* worker) {
     auto& self = *static_cast<Worker*>(worker);
     try {
@@ -96,7 +98,7 @@ void MovesBetweenThreads(const CheckedModule& module) {
       [&] { run->End(); },
       [&] { run.reset(); },
       [&] { compressor.reset(); }};
-  // No thread ends before the last phase is over: the next one would get its identity.
+  // No thread ends before the last phase is over: the next thread could get its identity.
   std::vector<std::unique_ptr<Worker>> workers;
   for (const auto& phase : phases) {
     workers.push_back(std::make_unique<Worker>(phase));
@@ -105,6 +107,7 @@ void MovesBetweenThreads(const CheckedModule& module) {
   ExpectSamePackets(expected, packets, "of a run whose calls come from several threads");
 }
 
+/// The whole life of a compressor on a stack of 96 KiB.
 void WorksOnASmallStack(const CheckedModule& module) {
   constexpr std::size_t kStackSize = std::size_t{96} * 1024;
   const StreamSetup setup = DefaultSetup(module);
@@ -136,23 +139,26 @@ void WorksSideBySide(const CheckedModule& module) {
   std::vector<std::unique_ptr<Worker>> workers;
   std::vector<std::vector<unsigned char>> inputs;
   std::vector<std::vector<PacketRecord>> expected;
-  // Besides, packets of a few sample frames: as many as it takes for calls on two threads to meet.
+  // In addition many packets of a few sample frames each, so that calls on two threads overlap.
   std::vector<StreamSetup> dense = setups;
   std::vector<std::vector<unsigned char>> denseInputs;
   std::vector<std::vector<PacketRecord>> denseExpected;
   for (StreamSetup& setup : dense) {
+    // 16 sample frames a packet: 500 packets from 8,000 sample frames.
     setup.framesPerSecond = setup.format.sampleRate / 16.0;
     denseInputs.push_back(SomeInput(setup, kDenseSampleFrames));
     denseExpected.push_back(EncodeAtOnce(module, setup, denseInputs.back()));
   }
   for (const StreamSetup& setup : setups) {
     inputs.push_back(SomeInput(setup));
+    // SomeInput gives the same bytes each time. Another first byte for each setup shows packets of another run.
     inputs.back().front() ^= static_cast<unsigned char>(inputs.size());
     expected.push_back(EncodeAtOnce(module, setup, inputs.back()));
   }
   for (std::size_t index = 0; index < setups.size(); ++index) {
     workers.push_back(std::make_unique<Worker>([&, index] {
       --waiting;
+      // All threads begin at the same moment.
       while (waiting > 0) {
         std::this_thread::yield();
       }
