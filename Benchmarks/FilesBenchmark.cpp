@@ -36,8 +36,10 @@ constexpr std::size_t kMiB = 1024UL * 1024;
 
 fs::path g_folder;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): main makes it, all works are in it
 
+/// The path of a file or folder in the benchmark's folder.
 std::string Inside(const std::string& name) { return (g_folder / name).string(); }
 
+/// Registers `action` under that name. `prepare`, which may be empty, runs before each time and is not measured.
 void Register(const std::string& name, const std::function<void()>& prepare, const std::function<void()>& action) {
   benchmark::RegisterBenchmark(name.c_str(), [prepare, action](benchmark::State& state) {
     for (auto _ : state) {
@@ -53,6 +55,7 @@ void Register(const std::string& name, const std::function<void()>& prepare, con
 
 void Register(const std::string& name, const std::function<void()>& action) { Register(name, nullptr, action); }
 
+/// Writes a file of that size.
 void WriteFileOf(const std::string& path, std::size_t size) { std::ofstream(path) << std::string(size, 'x'); }
 
 /// Fills `folder`, which nothing else changes, when it is first used: making the largest ones takes time.
@@ -65,8 +68,7 @@ std::function<void()> Filled(const std::string& folder, Fill fill) {
   };
 }
 
-// --- floors -------------------------------------------------------------------------------------------------------
-
+/// The floor of copying: pieces of kSize bytes by system calls alone. Errors are ignored.
 template <std::size_t kSize>
 void CopyRaw(int fromFolder, int toFolder, const char* from, const char* to) {
   static std::array<char, kSize> buffer;
@@ -79,7 +81,8 @@ void CopyRaw(int fromFolder, int toFolder, const char* from, const char* to) {
   close(out);
 }
 
-// Calls `visit` with the folder's descriptor and each entry but the dots.
+/// Calls `visit` with the folder's descriptor and each entry whose name does not begin with a dot, as found by
+/// getdents64.
 template <class Visit>
 void ListRaw(int folder, Visit visit) {
   constexpr std::size_t kSize = 32768;
@@ -95,6 +98,7 @@ void ListRaw(int folder, Visit visit) {
   }
 }
 
+/// The floor of walking: counts the files of a tree by system calls alone.
 int WalkRaw(int parent, const char* name) {
   int count = 0;
   const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY);
@@ -105,6 +109,7 @@ int WalkRaw(int parent, const char* name) {
   return count;
 }
 
+/// The floor of removing: unlinks the files "0" to COUNT - 1 and removes the folder.
 void RemoveRaw(const std::string& path, std::size_t count) {
   const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY);
   for (std::size_t index = 0; index < count; ++index) {
@@ -114,14 +119,14 @@ void RemoveRaw(const std::string& path, std::size_t count) {
   rmdir(path.c_str());
 }
 
-// --- works --------------------------------------------------------------------------------------------------------
-
+/// Reports progress to nobody.
 class SilentReporter : public IKelProgressReporter {
  public:
   SilentReporter() : IKelProgressReporter(1, 0.01) {}
   bool reportProgress(double) override { return true; }
 };
 
+/// Copies a file in pieces of 8 KiB through buffered streams.
 void CopyWithStdio(const std::string& from, const std::string& to) {
   const TKelOpenFile in(from.c_str(), "rb");
   const TKelOpenFile out(to.c_str(), "wb");
@@ -131,6 +136,7 @@ void CopyWithStdio(const std::string& from, const std::string& to) {
   }
 }
 
+/// A large file, with and without progress reports.
 void RegisterCopyFile() {
   const std::string from = Inside("large");
   const std::string to = Inside("copy");
@@ -147,6 +153,7 @@ void RegisterCopyFile() {
   Register("copy 16 MiB/std", [=] { fs::copy_file(from, to, fs::copy_options::overwrite_existing); });
 }
 
+/// A folder of `count` files of 20,000 bytes.
 void RegisterCopyFolder(int count) {
   const std::string from = Inside("many " + std::to_string(count));
   const std::string to = Inside("many copied");
@@ -181,6 +188,7 @@ void RegisterCopyFolder(int count) {
   Register(work + "/floor in one piece", prepare, [=] { copyEach(CopyRaw<65536>); });
 }
 
+/// Adds up the lengths of the paths, which every side of the comparison thus has to build.
 class CountingTask : public IKelSomeFileTask {
  public:
   bool processFile(const std::string& path) override {
@@ -190,7 +198,7 @@ class CountingTask : public IKelSomeFileTask {
   std::size_t m_length = 0;
 };
 
-// Both with paths, as callers need them.
+/// The lengths of all paths in the tree, by readdir and by fts: both build the paths, as callers need them.
 std::size_t WalkWithReaddir(const std::string& path) {
   std::size_t length = 0;
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
@@ -213,6 +221,7 @@ std::size_t WalkWithFts(std::string path) {
   return length;
 }
 
+/// A tree of `count` files, 50 in each folder.
 void RegisterWalk(int count) {
   const std::string folder = Inside("tree " + std::to_string(count));
   const auto fill = Filled(folder, [=] {
@@ -247,6 +256,7 @@ void RegisterWalk(int count) {
        [=](const std::string& path) { return iterate(boost::filesystem::recursive_directory_iterator(path)); });
 }
 
+/// Folders of empty files.
 void RegisterRemoval() {
   for (const std::size_t count : std::initializer_list<std::size_t>{50, 500, 5000}) {
     const std::string folder = Inside("removed");
@@ -263,6 +273,7 @@ void RegisterRemoval() {
   }
 }
 
+/// Paths that are simple already and paths that are not. The floor is a copy of the path.
 void RegisterSimplify() {
   const std::vector<std::string> paths{
       "/a/b/c",
@@ -290,6 +301,7 @@ void RegisterSimplify() {
   });
 }
 
+/// A whole file into memory. RegisterCopyFile writes the file.
 void RegisterLoad() {
   const std::string path = Inside("large");
   Register("load 16 MiB/ours", [=] {
@@ -306,7 +318,8 @@ void RegisterLoad() {
   });
 }
 
-// Finds all places first, then fills a text of the right size once.
+/// Replaces both keys the way that a special solution could: finds all places first, then fills a text of the right
+/// size once.
 std::string ReplaceBoth(std::string_view text) {
   constexpr std::size_t kKey = 4;
   std::vector<std::pair<std::size_t, std::string_view>> places;
@@ -328,6 +341,7 @@ std::string ReplaceBoth(std::string_view text) {
   return replaced.append(text.substr(done));
 }
 
+/// A text in which two of seven lines contain a key.
 void RegisterSearchAndReplace() {
   const std::string from = Inside("text");
   const std::string to = Inside("text replaced");

@@ -23,6 +23,7 @@ extern "C" {
 
 namespace {
 
+/// 16-bit stereo, and the sizes that follow for packets of 1/30 s and for an input of ten seconds.
 constexpr std::size_t kFrameBytes = 4;
 constexpr std::size_t kPacketFrames = 1470;
 constexpr std::size_t kPacketBytes = kPacketFrames * kFrameBytes;
@@ -68,6 +69,7 @@ Way CopyIntoBlocks(std::size_t size, bool fresh) {
     for (std::size_t done = 0; fresh && done < block; ++done) {
       blocks[done].reset();
     }
+    // The last block is partly filled: the next call continues it.
     std::swap(blocks[0], blocks[block]);
     block = 0;
   };
@@ -76,6 +78,7 @@ Way CopyIntoBlocks(std::size_t size, bool fresh) {
 /// The compressor, its packets removed and destroyed after each call. The host keeps its records, as README shows.
 Way Pack(std::size_t /*size*/) {
   struct State {
+    // 'ZAV ', 'LPCM'.
     IAudioCompressor* codec = CreateAudioCompressor(0x5A415620, 0x4C50434D);
     KelAudio_t in{};
     KelEncAudio_t out{};
@@ -139,6 +142,7 @@ Way Adapter(std::size_t /*size*/) {
 }
 #endif
 
+/// Registers one way for buffers of `frames` sample frames.
 void RegisterPacking(const std::string& side, std::size_t frames, Way (*makeWay)(std::size_t size)) {
   // As a host would, every call brings other samples: the source moves through ten seconds of them. How fast a copy is
   // depends on how source and target lie to each other within a page, so each run also starts elsewhere.

@@ -11,6 +11,7 @@
 
 namespace {
 
+/// Prints the usual lines, keeps the fastest run of each side, and prints the ratios at the end.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   RatioReporter() : ConsoleReporter(OO_None) {}
@@ -18,6 +19,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
+      // Without the aggregates (mean, median) of repetitions.
       if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
         Take(run.run_name.function_name, run.cpu_accumulated_time / static_cast<double>(run.iterations));
       }
@@ -43,6 +45,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
 
  private:
+  /// Keeps the time of "work/side" if it is the shortest so far. Ignores names without a slash.
   void Take(const std::string& name, double seconds) {
     const std::size_t slash = name.rfind('/');
     if (slash == std::string::npos) {
@@ -63,6 +66,7 @@ int RunAndPrintRatios(int argc, char** argv) {
   const bool isForMachine = std::any_of(argv, argv + argc, [](std::string_view argument) {
     return argument == "--benchmark_format=json" || argument == "--benchmark_format=csv";
   });
+  // Removes the arguments that it knows, hence the look at the format before.
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 1;

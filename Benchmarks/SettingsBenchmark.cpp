@@ -15,6 +15,7 @@ namespace {
 
 constexpr unsigned int kSizes[] = {10, 100, 1000, 10000, 100000};
 
+/// `count` numbers and texts, in ascending or in random order. The pointers lead to the texts.
 struct Values {
   Values(unsigned int count, bool areShuffled) {
     for (unsigned int index = 0; index < count; ++index) {
@@ -38,6 +39,7 @@ struct Values {
   std::vector<const char*> pointers;
 };
 
+/// A setting with these values. The first argument, always null, chooses the kind.
 UnsignedIntSetting Build(const UnsignedIntSetting* /*kind*/, Values& values) {
   UnsignedIntSetting setting("", "", 0, 0, 0, 0, nullptr);
   for (const unsigned int number : values.numbers) {
@@ -60,17 +62,21 @@ StringEnumSetting Build(const StringEnumSetting* /*kind*/, Values& values) {
   return setting;
 }
 
+/// A number that depends on the value, so that the compiler keeps the reading of it.
 unsigned int Sum(unsigned int number) { return number; }
 unsigned int Sum(const char* text) { return static_cast<unsigned char>(text[0]); }
 
+/// The value that was added last, for each kind.
 unsigned int Last(const UnsignedIntSetting* /*kind*/, const Values& values) { return values.numbers.back(); }
 const char* Last(const ISetting* /*kind*/, const Values& values) { return values.pointers.back(); }
 
+/// Registers a side "ours" without others: the figures are compared between sizes.
 template <class Action>
 void Register(const std::string& work, unsigned int count, Action action) {
   RegisterWork("settings, " + work + ' ' + std::to_string(count) + "/ours", action);
 }
 
+/// Registers the works of one kind of setting for each number of values.
 template <class Setting>
 void RegisterAll(const std::string& name) {
   constexpr const Setting* kKind = nullptr;

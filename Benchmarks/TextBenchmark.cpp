@@ -28,6 +28,7 @@ namespace {
 constexpr std::size_t kKiB = 1024;
 constexpr std::size_t kMiB = kKiB * kKiB;
 
+/// `unit` repeated and cut to `size` bytes.
 std::string Repeat(std::string_view unit, std::size_t size) {
   std::string text;
   while (text.size() < size) {
@@ -37,6 +38,7 @@ std::string Repeat(std::string_view unit, std::size_t size) {
   return text;
 }
 
+/// Words of two to eight random letters, the same in each process, cut to `size` bytes.
 std::string Words(std::size_t size) {
   std::mt19937 random(1);
   std::string text;
@@ -50,6 +52,7 @@ std::string Words(std::size_t size) {
   return text;
 }
 
+/// A case of replacing: `what` by `with` in `text`.
 struct Replacement {
   std::string name, text, what, with;
 };
@@ -65,6 +68,7 @@ void RegisterReplace() {
       {"dense 64 KiB", Repeat("a", kMiB / 16), "a", "b"},
       {"dense growing 64 KiB", Repeat("a", kMiB / 16), "a", "bb"},
       {"dense pairs 64 KiB", Repeat("ab", kMiB / 16), "ab", "b"},
+      // Worst cases of naive searches: nearly every position begins like the text that is searched for.
       {"adverse 64 KiB", Repeat("a", kMiB / 16), std::string(31, 'a') + "b", "b"},
       {"adverse middle 64 KiB", Repeat("a", kMiB / 16), std::string(15, 'a') + "b" + std::string(15, 'a'), "b"},
   };
@@ -117,6 +121,7 @@ void RegisterEncode() {
   }
 }
 
+/// FindLeniently beside FindExactly, which is its floor.
 void RegisterMatch() {
   TEnumTexts names;
   for (const char* name : {"Mono", "Stereo", "5.1", "6.1", "7.1"}) {
@@ -129,6 +134,7 @@ void RegisterMatch() {
   }
 }
 
+/// Registers `action` with the number of allocations per call as a counter.
 template <class Action>
 void RegisterCounting(const char* name, Action action) {
   benchmark::RegisterBenchmark(name, [action](benchmark::State& state) {

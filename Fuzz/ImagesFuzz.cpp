@@ -11,6 +11,7 @@ void Fuzz(FuzzedDataProvider& data) {
   const int width = data.ConsumeIntegralInRange(0, 100);
   const int height = data.ConsumeIntegralInRange(0, 40);
   const bool flips = data.ConsumeBool();
+  // Rows of at least `least` bytes, some with padding. With 0 InitKelImage takes rows without gaps.
   const auto makeFrame = [&](int least) {
     const bool flipped = data.ConsumeBool();
     const bool alpha = data.ConsumeBool();
@@ -23,6 +24,7 @@ void Fuzz(FuzzedDataProvider& data) {
   flips ? FlipKelImage(source.image, target.image) : CopyKelImage(source.image, target.image, false);
   Expect(target.bytes == expected);
 
+  // Rows of eight bytes per pixel, those of 64-bit ARGB. Packing twice gives the same bytes again.
   Frame packed = makeFrame(8 * width);
   Frame unpacked = makeFrame(8 * width);
   const Bytes before = unpacked.bytes;
@@ -31,6 +33,7 @@ void Fuzz(FuzzedDataProvider& data) {
   Expect(unpacked.bytes == before);
 
   const auto any = [&] { return data.PickValueInArray({data.ConsumeIntegral<int>(), 0, -1, INT_MAX, INT_MIN}); };
+  // Extreme sizes and row bytes: the plane addresses are only computed, not accessed.
   KelImage_t image{};
   InitKelImage(image, 0, nullptr, format, flips, any(), width, any(), flips);
   image.rowBytes[1] = any();

@@ -10,6 +10,7 @@
 
 namespace {
 
+/// The preset with the values of all settings but containers, which have none.
 std::string PresetOfAll(IAudioCompressor& codec, std::optional<double> framesPerSecond) {
   Choices all{.framesPerSecond = framesPerSecond};
   for (const NamedSetting& named : ListSettings(codec)) {
@@ -25,6 +26,7 @@ std::string PresetOfAll(IAudioCompressor& codec, std::optional<double> framesPer
 void Fuzz(FuzzedDataProvider& data) {
   static const TemporaryFolder folder;
   static const std::string path = folder / "preset";
+  // Two compressors with a setting of every kind: the other one loads what this one saves.
   const CompressorOwner codec(CreateAudioCompressor(FourCharacterCode("TEST"), FourCharacterCode("ALL\1")));
   const CompressorOwner other(CreateAudioCompressor(FourCharacterCode("TEST"), FourCharacterCode("ALL\1")));
   std::optional<double> framesPerSecond;
@@ -41,6 +43,7 @@ void Fuzz(FuzzedDataProvider& data) {
   } catch (const std::runtime_error& error) {  // not a preset, or of another compressor
     Expect(std::string_view(error.what()).size() < 2000);
   }
+  // Also after a refusal: whatever has been set until then can be saved and loaded.
   const std::string saved = PresetOfAll(*codec, framesPerSecond);
   folder.Write("preset", saved);
   const Preset preset(path);

@@ -10,6 +10,7 @@ void Fuzz(FuzzedDataProvider& data) {
     const std::string what = data.ConsumeRandomLengthString(8);
     replacements[what] = data.ConsumeRandomLengthString(4);
   }
+  // Files are read in pieces of 64 KiB: keys come to lie around their borders.
   const auto near = data.ConsumeIntegralInRange<std::size_t>(65000, 66000);
   const auto pieces = data.ConsumeIntegralInRange<std::size_t>(0, 2);
   const std::string text =

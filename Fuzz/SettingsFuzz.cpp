@@ -12,6 +12,7 @@
 
 namespace {
 
+/// The attributes and the value of a setting, which may be null; for a container, those of its contents.
 std::string Describe(ISetting* setting) {
   if (setting == nullptr || setting->GetType() != kSettingTypeArray) {
     return setting == nullptr ? "null" : ReadSlots(setting, 2, kCommonGetters) + ValueText(*setting);
@@ -24,6 +25,7 @@ std::string Describe(ISetting* setting) {
   return text;
 }
 
+/// Changes a setting by a number or a text. For numbers it predicts the result, and for containers it adds a copy.
 struct Change {
   unsigned number;
   std::string text;
@@ -34,6 +36,7 @@ struct Change {
   }
   template <class Number>
   void operator()(INumericSetting<Number>& setting) const {
+    // Numbers with a fraction are compared in thousandths, as DoubleSetting documents it.
     const auto key = [](auto n) { return std::is_integral_v<Number> ? n : std::trunc((n + 5e-5) * 1000); };
     const auto more = static_cast<Number>(std::is_integral_v<Number> ? number : number / 1e4);
     const Number value = setting.GetAllowableValue(number % 4) + more;
@@ -63,8 +66,10 @@ struct Change {
 void Fuzz(FuzzedDataProvider& data) {
   const CompressorOwner codec(CreateAudioCompressor(FourCharacterCode("TEST"), FourCharacterCode("ALL\1")));
   const std::unique_ptr<ISetting> all(codec->GetNonStandardSettings()->CreateCopy());
+  // The size is limited since containers grow with each copy that is added.
   for (std::string before = Describe(all.get()); data.remaining_bytes() != 0 && before.size() < 5000;) {
     const std::unique_ptr<ISetting> copy(all->CreateCopy());
+    // Any setting in the tree: at each container the data decides whether to go down.
     ISetting* setting = all.get();
     while (setting != nullptr && setting->GetType() == kSettingTypeArray && data.ConsumeBool()) {
       setting = static_cast<ISettingArray*>(setting)->GetSetting(data.ConsumeIntegralInRange(0U, 12U));
@@ -76,6 +81,7 @@ void Fuzz(FuzzedDataProvider& data) {
       setting->SetToolTipText(change.text.c_str());
       setting->SetIsActive(number);
     }
+    // The copy does not follow the original.
     Expect(Describe(copy.get()) == before);
     before = Describe(all.get());
   }

@@ -24,6 +24,7 @@ extern "C" [[gnu::used]] const char* __lsan_default_options() { return "print_su
 namespace {
 
 constexpr std::uint64_t kMostFrames = 1U << 18U;  // a small file may hold hours of silence
+/// The capacity of the pipes: larger inputs are read from the file alone.
 constexpr std::size_t kLargestInput = std::size_t{1} << 20;
 
 /// Encodes a sound and returns the bytes of its samples, which are also those that the Matroska file gives back; nothing
@@ -32,6 +33,7 @@ std::optional<std::string> Encode(const std::string& input, const std::string& o
   try {
     const std::unique_ptr<SoundSource> sound = OpenSound(input, truncation, MetadataUse::kRead);
     const unsigned int bits = sound->Format().significantBits > 16 ? 24 : 16;
+    // One of the most frequent rates is converted, so that the resampler is used too.
     const unsigned int rate = sound->Format().sampleRate == 44100 ? 48000 : sound->Format().sampleRate;
     SampleConverter converter(sound->Format(), rate, bits);
     OutputFile file(output, true);
@@ -93,6 +95,7 @@ void Fuzz(FuzzedDataProvider& data) {
   folder.Write("sound", bytes);
   const std::string output = folder / "out.mkv";
   const std::optional<std::string> fromFile = Encode(folder / "sound", output, Truncation::kRefused);
+  // A refused file once more with truncation allowed, which decodes as far as possible.
   if (!fromFile) {
     Encode(folder / "sound", output, Truncation::kAllowed);
   }

@@ -11,5 +11,6 @@ int main(int count, char** arguments) {
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     ++inputs;
   }
+  // An empty folder is an error: the run would show nothing.
   return inputs == 0 ? EXIT_FAILURE : EXIT_SUCCESS;
 }

@@ -4,6 +4,7 @@
 #include "Toolbox/KelUtils.h"
 
 void Fuzz(FuzzedDataProvider& data) {
+  // Not 0, which stands for the platform's separator in KelJoinPaths.
   const char one = data.ConsumeIntegralInRange('\1', '\x7F');
   const char other = data.ConsumeIntegral<char>();
   const std::string what = data.ConsumeRandomLengthString(20);
@@ -15,6 +16,7 @@ void Fuzz(FuzzedDataProvider& data) {
   std::list<std::string> tokens = TokenizedSlowly(text, one, other, keepEmpty);
   std::list<std::string> appended{what};
   const int count = KelTokenize(appended, text, one, other, keepEmpty);
+  // KelTokenize appends: what is in the list stays in front.
   tokens.push_front(what);
   Expect(appended == tokens && count + 1 == static_cast<int>(tokens.size()));
   Expect(KelSplitString(text) == TokenizedSlowly(text, ' ', '"', false));

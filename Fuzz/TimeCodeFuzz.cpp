@@ -8,12 +8,14 @@
 void Fuzz(FuzzedDataProvider& data) {
   const bool useFrames = data.ConsumeBool();
   const double rate = data.ConsumeFloatingPointInRange(-1.0, 250.0);
+  // Numbers of every magnitude.
   const auto number = [&] { return data.ConsumeIntegral<unsigned long long>() >> data.ConsumeIntegralInRange(0, 63); };
   const auto time = number();
   const auto from = number();
   const auto to = number();
   const std::string text = data.ConsumeRemainingBytesAsString();
 
+  // The expected time code, by other functions: the first four fields, each reduced to the width of its member.
   std::vector<int> fields;
   for (const auto& token : TokenizedSlowly(ReplacedSlowly(text, ";", ":"), ':', '"', false)) {
     std::istringstream(token.c_str()) >> fields.emplace_back();
@@ -33,6 +35,7 @@ void Fuzz(FuzzedDataProvider& data) {
   std::sscanf(KelMakeTimeStamp(time, from).c_str(), "%llu.%2llu.%2llu.%3llu", &part[0], &part[1], &part[2], &part[3]);
   const auto milliseconds = ((part[0] * 60 + part[1]) * 60 + part[2]) * 1000 + part[3];
   Expect(milliseconds == (from == 0 ? 0 : time * 1000 / from));
+  // Compared with floating point, whose rounding grows with the number.
   const auto rebased = static_cast<double>(KelUtils::rebaseTime(time, from, to));
   const double exact =
       from == 0 ? HUGE_VAL : static_cast<double>(time) * static_cast<double>(to) / static_cast<double>(from);

@@ -1,6 +1,6 @@
-// A complete host with the library for hosts. Without arguments it lists the modules. With a module it sets what the command
-// line asks for and encodes samples from standard input, in the format that it prints; the packets' bytes go to standard
-// output, their times to standard error.
+// A complete host with the library for hosts. Without arguments it lists the modules. With a module it sets what the
+// command line asks for and encodes samples from standard input, in the format that it prints; the packets' bytes go to
+// standard output, their times to standard error.
 //
 //   library_host
 //   library_host MODULE [NAME=VALUE...] <samples.raw >packets.raw
@@ -15,6 +15,7 @@
 
 namespace {
 
+/// Encodes standard input to standard output. Throws what rho.hpp documents, and for errors of the streams.
 void Encode(rho::Compressor& compressor) {
   rho::Encoder encoder(compressor);
   const rho::Format format = encoder.Format();
@@ -48,6 +49,7 @@ int main(int argc, char** argv) {
     }
     rho::DescribeModule(argv[1]);  // in a child process: throws for a module that crashes or hangs
     rho::Compressor compressor = rho::Module(argv[1]).CreateCompressor();
+    // All at once, since values may depend on each other: the order on the command line does not matter.
     compressor.SetAll(std::vector<std::string>(argv + 2, argv + argc));
     compressor.SetFrameRate(25);  // packets of 40 ms
     Encode(compressor);

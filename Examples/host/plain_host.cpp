@@ -1,5 +1,6 @@
-// A complete host with nothing but the headers and dlopen. Loads a module, sets what the command line asks for, and encodes
-// 16-bit stereo samples from standard input; the packets' bytes go to standard output, their times to standard error.
+// A complete host with nothing but the headers and dlopen. Loads a module, sets what the command line asks for, and
+// encodes 16-bit stereo samples from standard input; the packets' bytes go to standard output, their times to standard
+// error.
 //
 //   plain_host MODULE [SAMPLE_RATE] <samples.raw >packets.raw
 
@@ -16,6 +17,7 @@
 
 namespace {
 
+/// Owners: what a module allocates goes back through its own interface, never through delete.
 struct LibraryCloser {
   void operator()(void* library) const { dlclose(library); }
 };
@@ -68,6 +70,7 @@ struct Output : KelEncAudio_t {
   }
 };
 
+/// Throws unless `status` is success; `action` completes the message.
 void Check(RhoStatus status, const char* action) {
   if (status != kRhoStatusSuccess) {
     throw std::runtime_error(std::string("the compressor cannot ") + action);
@@ -85,6 +88,7 @@ void WritePackets(IPacketBundle* packets) {
   }
 }
 
+/// Encodes standard input to standard output.
 void Encode(IAudioCompressor& compressor) {
   compressor.SetFrameRateHint(25.0);  // packets of 40 ms
   Check(compressor.CompressFrameBegin(nullptr), "begin");
@@ -94,6 +98,7 @@ void Encode(IAudioCompressor& compressor) {
   KelAudio_t in{};
   in.data = samples.data();
   while (const std::size_t size = std::fread(samples.data(), 1, samples.size(), stdin)) {
+    // 4,096 bytes are whole sample frames of 16-bit stereo. Only the last buffer may end within one.
     in.dataSize = static_cast<unsigned int>(size);
     Check(compressor.CompressFrame(&in, &out), "encode");
     WritePackets(out.packets);
@@ -116,12 +121,14 @@ int main(int argc, char** argv) {
       throw std::runtime_error(dlerror());
     }
     const Compressor compressor = CreateCompressor(library);  // is released before the library is closed
+    // A compressor need not have any of these settings.
     if (IUnsignedIntSetting* const rate = compressor->GetSampleRateSetting(); rate != nullptr && argc == 3) {
       rate->SetValue(static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10)));
     }
     if (IEnumSetting* const channels = compressor->GetChannelModeSetting(); channels != nullptr) {
       channels->SetValue("Stereo");
     }
+    // After all changes: settings that depend on others, such as the data rate, follow.
     compressor->ValidateSettings();
     Encode(*compressor);
     return 0;

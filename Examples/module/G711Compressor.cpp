@@ -11,10 +11,13 @@
 
 namespace {
 
+/// The input: samples of 16 bits.
 constexpr unsigned int kBits = 16;
 constexpr unsigned int kBytesPerSample = kBits / 8;
+/// The numbers of the entries of the setting "Law".
 enum Law { kALaw, kMuLaw };
 
+/// The little-endian sample at that address, which need not be aligned.
 std::int16_t SampleAt(const unsigned char* bytes) {
   return static_cast<std::int16_t>(static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8));
 }
@@ -26,6 +29,7 @@ unsigned int Magnitude(std::int16_t sample) { return static_cast<unsigned int>(s
 /// `firstBits` is the number of bits of magnitudes in segment 0.
 unsigned int SegmentAndStep(unsigned int magnitude, unsigned int firstBits) {
   assert(magnitude >> (firstBits - 1) != 0);
+  // Each further bit of the magnitude is one segment more. The four bits below the highest one are the step.
   const auto segment = static_cast<unsigned int>(std::bit_width(magnitude)) - firstBits;
   // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): the magnitude has at least `firstBits` bits.
   return segment << 4 | (magnitude >> (segment + firstBits - 5) & 0xFU);
@@ -37,13 +41,17 @@ std::uint8_t ToALaw(std::int16_t sample) {
   const unsigned int magnitude = Magnitude(sample);
   // Segments 0 and 1 have steps of the same size.
   const unsigned int code = magnitude < 256 ? magnitude >> 4 : SegmentAndStep(magnitude, 8);
+  // G.711 inverts the even bits of A-law (0x55) and sets the sign bit for positive samples.
   return static_cast<std::uint8_t>(code ^ (sample < 0 ? 0x55U : 0xD5U));
 }
 
 std::uint8_t ToMuLaw(std::int16_t sample) {
+  // The mu-law of G.711 takes 14-bit samples, hence the shift by 2. The bias makes all segments begin at powers of two;
+  // larger magnitudes are clipped.
   constexpr unsigned int kBias = 33;
   constexpr unsigned int kLargest = 0x1FFF;
   const unsigned int magnitude = std::min((Magnitude(sample) >> 2) + kBias, kLargest);
+  // All bits are inverted. The sign bit is set for negative samples, so it is 0 for them after the inversion.
   return static_cast<std::uint8_t>(~(SegmentAndStep(magnitude, 6) | (sample < 0 ? 0x80U : 0U)));
 }
 
@@ -78,6 +86,7 @@ void CG711Compressor::GetAudioCompressorInfo(unsigned int& manufacturer, unsigne
 }
 
 void CG711Compressor::ValidateSettings() {
+  // One byte per sample.
   unsigned int dataRate = static_cast<unsigned int>(m_channels.GetValueInt()) * m_sampleRate.GetValue();
   m_dataRate.ResetAllowableValues(1, &dataRate);
   m_dataRate.SetValue(dataRate);
@@ -90,6 +99,7 @@ RhoStatus CG711Compressor::CompressFrameBegin(KelAudio_t* /*format*/) {
     return kRhoStatusBadArgument;
   }
   const double framesPerPacket = std::floor(m_sampleRate.GetValue() / m_frameRateHint + 0.5);
+  // The bound makes the conversion below safe, also where size_t has 32 bits.
   if (framesPerPacket < 1 || framesPerPacket * channels > 0x1p31) {
     return kRhoStatusBadArgument;
   }
@@ -109,6 +119,7 @@ RhoStatus CG711Compressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
   if (out == nullptr || out->sampleRate == 0 || bytesPerFrame == 0) {
     return kRhoStatusBadArgument;
   }
+  // Part of a sample frame at the end is ignored.
   const std::size_t frames = in == nullptr ? 0 : in->dataSize / bytesPerFrame;
   if (frames > 0 && in->data == nullptr) {
     return kRhoStatusBadArgument;
@@ -122,10 +133,12 @@ RhoStatus CG711Compressor::CompressFrame(KelAudio_t* in, KelAudio_t* out) {
     if (!m_run.companded.empty()) {
       EmitPacket(output);
     }
+    // After the packet: a flush that throws can be repeated.
     m_run.isEnded = true;
     return kRhoStatusSuccess;
   }
   const std::size_t samples = frames * m_run.channels;
+  // Does nothing once the memory is there: clear() keeps it.
   m_run.companded.reserve(m_run.bytesPerPacket);
   for (std::size_t index = 0; index < samples; ++index) {
     const std::int16_t sample = SampleAt(in->data + index * kBytesPerSample);
@@ -143,6 +156,7 @@ RhoStatus CG711Compressor::CompressFrameEnd() {
 }
 
 void CG711Compressor::EmitPacket(KelEncAudio_t& out) {
+  // The state of the run changes after this call, which may throw.
   TRHOAPIPacket* const packet =
       out.addDataPacket(kPacketTypeG711, m_run.companded.data(), static_cast<unsigned long>(m_run.companded.size()));
   packet->m_time = m_run.emittedFrames;
@@ -157,6 +171,7 @@ void CG711Compressor::EmitPacket(KelEncAudio_t& out) {
 IAudioCompressor* CG711Compressor::CreateCopy() {
   return NullOnFailure([this]() -> IAudioCompressor* {
     auto copy = std::make_unique<CG711Compressor>();
+    // Member by member: m_group lists the copy's own settings already, and a copied group would list the original's.
     copy->CAAudioCompressor::operator=(*this);
     copy->m_dataRate = m_dataRate;
     copy->m_sampleSize = m_sampleSize;
