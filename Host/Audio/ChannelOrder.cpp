@@ -112,7 +112,7 @@ ChannelOrder WavChannelOrder(SNDFILE* file, const SF_INFO& info) {
 }
 
 std::optional<std::uint32_t> DefinedSpeakers(unsigned int channels) {
-  // 1 to 8 channels: C, L R, L R C, quadrophonic, 5.0, 5.1, 6.1 with a back center, 7.1 with back and side speakers.
+  // 1 to 8 channels: C, L R, L R C, quadraphonic, 5.0, 5.1, 6.1 with a back center, 7.1 with back and side speakers.
   constexpr std::array<std::uint32_t, 8> kMasks{0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x70F, 0x63F};
   return channels >= 1 && channels <= kMasks.size() ? std::optional(kMasks.at(channels - 1)) : std::nullopt;
 }

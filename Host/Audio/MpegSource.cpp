@@ -98,7 +98,7 @@ void MpegSource::Open() {
   m_format.sampleRate = static_cast<unsigned int>(rate);
   m_format.channels = static_cast<unsigned int>(channels);
   m_format.sampleType = SampleType::kFloat;
-  // The significand of a float.
+  // A float holds 24 significant bits.
   m_format.significantBits = 24;
   if (const off_t length = mpg123_length(decoder); statesLength && length > 0) {
     m_format.frames = static_cast<std::uint64_t>(length);

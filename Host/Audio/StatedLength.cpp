@@ -30,7 +30,7 @@ std::uint64_t Aligned(std::uint64_t position, std::uint64_t alignment) {
   return (position + alignment - 1) / alignment * alignment;
 }
 
-/// AVR: 128 bytes of header; mono flag at 12, bits per sample at 14, number of sample frames at 26.
+/// AVR: 128 bytes of header; at 12 a field that is 0 for mono, bits per sample at 14, number of sample frames at 26.
 Length AvrLength(InputBytes&, const Head& head) {
   const std::uint64_t channels = Big(head, 12, 2) == 0 ? 1 : 2;
   return 128 + Big(head, 26, 4) * channels * (Big(head, 14, 2) / 8);

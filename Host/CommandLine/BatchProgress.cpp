@@ -65,7 +65,7 @@ double BatchProgress::Seconds() const { return std::chrono::duration<double>(Clo
 
 void FileProgress::Update(double fraction) {
   const auto bytes = static_cast<std::uint64_t>(std::clamp(fraction, 0.0, 1.0) * static_cast<double>(m_bytes));
-  // Never back: a step back would be a negative number of bytes.
+  // The count never decreases: the difference below is unsigned.
   const std::uint64_t done = std::min(std::max(bytes, m_bytesDone), m_bytes);
   m_progress.Add(done - m_bytesDone, 0);
   m_bytesDone = done;

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Groups the items of a list by the real paths of their outputs, and leaves one item in each group.
+/// Groups the items of a list by the real paths of their outputs, and settles the groups of several items.
 class Settlement {
  public:
   Settlement(WorkList& list, OutputIdentities& identities) : m_list(list), m_identities(identities) {

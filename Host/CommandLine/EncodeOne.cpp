@@ -15,7 +15,8 @@
 
 namespace {
 
-/// Throws unless output and preset can be written without harm to the input. Before any work: encoding may take hours.
+/// Throws unless output and preset can be written without harm to the input. Called before any work, since encoding may
+/// take hours.
 void CheckTarget(const Options& options) {
   std::error_code error;
   if (options.output.ends_with('/') || std::filesystem::is_directory(options.output, error)) {
@@ -56,7 +57,7 @@ void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
       events.Progress(before + static_cast<double>(done) / static_cast<double>(*whole) / passes, progress.Seconds());
     }
   });
-  // Reported as encoded only with its name.
+  // Before the report: a file counts as encoded once it has its name.
   encoding.TakeFile()->Commit();
   const EncodedFile file = DescribeEncoded(encoding, result, progress.Seconds());
   events.Encoded(file);

@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Sets of bytes. A character of UTF-8 is several bytes, so "?" and sets match bytes rather than characters.
+/// The set of one byte. Patterns match bytes: "?" and sets match one byte of a UTF-8 character that has several.
 std::bitset<256> OneByte(char byte) {
   std::bitset<256> bytes;
   bytes.set(static_cast<unsigned char>(byte));
@@ -14,7 +14,7 @@ std::bitset<256> AllBut(char byte) { return ~OneByte(byte); }
 }  // namespace
 
 Glob::Glob(std::string_view pattern) {
-  // As in rsync: without a wildcard a backslash is a backslash.
+  // As in rsync, a backslash escapes only in patterns with wildcards.
   const bool hasEscapes = pattern.find_first_of("*?[") != std::string_view::npos;
   for (std::size_t index = 0; index < pattern.size(); ++index) {
     const char byte = pattern[index];

@@ -36,7 +36,7 @@ std::vector<std::string> ReadFileList(const std::string& path, bool isNullSepara
   std::vector<std::string> names;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find(isNullSeparated ? '\0' : '\n', start), text.size());
-    // The last name need not be ended.
+    // The last name may lack its separator.
     std::string name = text.substr(start, end - start);
     if (!isNullSeparated && name.ends_with('\r')) {
       name.pop_back();

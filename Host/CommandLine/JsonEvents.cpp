@@ -67,7 +67,7 @@ void JsonEvents::Print(const AnyJson& event) {
   const std::lock_guard lock(m_mutex);
   if (m_error == 0 &&
       (std::fwrite(line.data(), 1, line.size(), m_stream) != line.size() || std::fflush(m_stream) != 0)) {
-    // The first error counts; the lines after it would be a stream with a gap.
+    // Nothing is written after the first error: the stream would have a gap.
     m_error = errno;
   }
 }

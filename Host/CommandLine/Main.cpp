@@ -83,7 +83,7 @@ int Run(const Options& options) {
   } catch (const std::bad_alloc&) {
     PrintMessage("out of memory");
     RemoveTemporaryFilesForGood();
-    // No destructors: the one that has failed is still running.
+    // _exit runs no destructors: the one that has failed is still running.
     _exit(kFailed);
   } catch (...) {
     PrintMessage("ended by an unexpected exception");
@@ -100,7 +100,7 @@ int main(int argc, char** argv) {
   UseThisProgramAsModuleHelper();
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
-  // Signals end the process without this handler, an uncaught exception without them.
+  // RemoveTemporaryFilesOnSignals covers signals, this handler uncaught exceptions.
   std::set_terminate(EndAfterUncaughtException);
   try {
     const std::optional<Options> options = ReadCommandLine(argc, argv);

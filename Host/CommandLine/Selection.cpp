@@ -25,7 +25,6 @@ struct NamedInput {
 /// The place below the output folder: `path` without leading slashes, "." and "..". Throws Failure for a path that
 /// leads out of the output folder.
 std::string KeptPath(const std::string& input, std::string_view path) {
-  // An absolute path is kept below the output folder, without its slash.
   path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
   std::string kept = fs::path(path).lexically_normal();
   if (kept == ".." || kept.starts_with("../")) {
@@ -151,7 +150,7 @@ void Selector::AddFolder(const NamedInput& input) {
     }
     SelectedFile file{join(input.path, path), join(input.listName, path), kept, path, {}, false};
     if (stat(path.c_str(), &file.status) != 0) {
-      // Vanished, or a link to nothing: a status of zero says so.
+      // The file has vanished, or is a dangling link. A status of zeros marks it.
       file.status = {};
     }
     if (isInOutputFolder || !IsIn(path, m_outputFolder)) {

@@ -20,14 +20,14 @@ SignalNotice::SignalNotice(std::function<void()> onSignal) {
       sigaddset(&m_signals, signal);
     }
   }
-  // In this thread; those that it starts inherit it. The signals then wait for the thread that asks for them.
+  // Blocked in this thread and in those that it starts, which inherit the mask: the signals wait for the sigwait below.
   sigset_t blocked = m_signals;
   sigaddset(&blocked, kEndOfWait);
   pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
   try {
     m_thread = std::thread([this, onSignal = std::move(onSignal)] { Wait(onSignal); });
   } catch (const std::exception&) {
-    // No thread can be had: the signals take effect at once, as documented.
+    // No thread can be started: the signals take effect at once, as documented.
     pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
   }
 }
@@ -46,13 +46,13 @@ void SignalNotice::Wait(const std::function<void()>& onSignal) const {
   sigset_t signals = m_signals;
   sigaddset(&signals, kEndOfWait);
   int signal = 0;
-  // Another process may send the signal of the end as well: it does not count.
+  // Another process may send kEndOfWait too: that is ignored.
   do {
     sigwait(&signals, &signal);
   } while (!m_isOver && signal == kEndOfWait);
   if (!m_isOver) {
     onSignal();
-    // In this thread alone the signal takes effect: by its handler, or by default the end of the process.
+    // Unblocked in this thread alone: raise delivers the signal here, to its handler or with its default action.
     pthread_sigmask(SIG_UNBLOCK, &m_signals, nullptr);
     raise(signal);
   }

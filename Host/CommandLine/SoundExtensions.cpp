@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The extension of Matroska files without pictures: the output's own, so not foreign.
+/// The extension of Matroska files that contain sound alone. An output may have it.
 constexpr std::string_view kMatroskaAudio = "mka";
 
 /// In alphabetical order for the binary search. Extensions that mostly mean something else, such as "mat" and "raw",
@@ -19,7 +19,7 @@ constexpr auto kSoundExtensions = std::to_array<std::string_view>(
      "spx",  "tak",  "thd",  "tta",  "voc",  "vox",  "w64", "wav",  "wave", "wavex", "wma", "wv",  "wve",  "xi"});
 static_assert(std::is_sorted(kSoundExtensions.begin(), kSoundExtensions.end()));
 
-/// Extensions of films, which are no inputs, but not names for a Matroska file either.
+/// Extensions of films. Such files are no inputs, but an output must not be called like them.
 constexpr auto kFilmExtensions = std::to_array<std::string_view>({"avi", "mov", "mpg", "ogv", "webm", "wmv"});
 
 /// In lower case, without the dot.

@@ -36,7 +36,7 @@ constexpr std::size_t kMostResult = std::size_t{1024} * 1024;
 constexpr int kPatienceMilliseconds = 5000;
 /// Interval of the checks on a child for which the system has no descriptor.
 constexpr int kStepMilliseconds = 10;
-/// The same of the printed text.
+/// Bytes of the printed text that are kept.
 constexpr std::size_t kMostPrinted = std::size_t{8} * 1024;
 
 /// Throws SystemFailure with the present errno ("a child process: cannot ACTION: ...") unless `done`.

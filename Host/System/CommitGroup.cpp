@@ -11,7 +11,8 @@
 
 namespace {
 
-/// A group is committed when it has so many files, so many bytes, or a first file that has waited so long.
+/// A group is committed when it reaches one of these limits: its files, their bytes, or the time since the first was
+/// added.
 constexpr std::size_t kMostFiles = 32;
 constexpr std::uint64_t kMostBytes = 64 << 20;
 constexpr std::chrono::seconds kLongestWait{2};
@@ -69,7 +70,7 @@ void CommitGroup::Add(std::unique_ptr<OutputFile> file, OnCommitted onCommitted)
 
 void CommitGroup::CommitOverdue() {
   if (IsDue()) {
-    // If another thread commits, the overdue files are its work or the next call's.
+    // If another thread is committing, the overdue files are left to it or to a later call.
     const std::unique_lock committing(m_committing, std::try_to_lock);
     CommitIf(committing.owns_lock());
   }
@@ -111,7 +112,7 @@ void CommitGroup::CommitIf(bool isWanted) {
   for (const auto& [device, files] : devices) {
     CommitOnDevice(device, files);
   }
-  // After everything else, and without m_mutex: the functions may take their time.
+  // After everything else, and without m_mutex: the functions may take long.
   for (const Pending& pending : group) {
     pending.onCommitted(pending.error);
   }

@@ -29,7 +29,7 @@ int MakeFolder(const std::filesystem::path& folder) {
 void MakeFolders(const std::string& folder) {
   const std::filesystem::path path(folder);
   int error = MakeFolder(path);
-  // From the bottom up: mostly all folders but the last exist. The root is its own parent.
+  // From the bottom up: usually all folders but the last exist. The root is its own parent.
   if (error == ENOENT && path.has_parent_path() && path.parent_path() != path) {
     MakeFolders(path.parent_path());
     error = MakeFolder(path);

@@ -82,7 +82,7 @@ void KeepAttributes(const std::string& oldPath, const struct stat& old, int newF
   if (!isGroupKept || !KeepAccessList(oldPath, newFile)) {
     // Another group must not get the rights of the old group, or those in the mask of the lost list.
     fremovexattr(newFile, kAccessList);
-    // The group gets what it had and others have too.
+    // The group keeps only those permissions that others have too.
     permissions &= ~mode_t{070} | ((permissions & mode_t{07}) << 3);
   }
   KeepUserAttributes(oldPath, newFile);

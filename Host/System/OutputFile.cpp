@@ -260,7 +260,7 @@ void OutputFile::ForceData() {
 
 void OutputFile::TakeName() {
   if (!IsSeekable()) {
-    // Closing is the last chance to hear of data that could not be written.
+    // Closing is the last call that can report data that was not written.
     if (const int error = m_file.Close(); error != 0) {
       throw SystemFailure(m_shownTarget, "close", error);
     }
@@ -287,7 +287,7 @@ void OutputFile::TakeName() {
 }
 
 void OutputFile::ForceName() {
-  // What is written directly has no new name.
+  // An output that is written directly takes no name.
   const int error = m_folder.IsOpen() ? ForceNames(m_folder.Get(), m_file.Get()) : 0;
   if (error != 0) {
     throw SystemFailure(m_shownTarget, "force its name onto the disk", error);

@@ -91,7 +91,7 @@ unsigned int CreateCRCTab(unsigned int polynomial, char* path, unsigned int widt
   if (file == nullptr) {
     return 1;
   }
-  // The remainder keeps the shift below 32 bits, where it is defined.
+  // `% 32` keeps the shift below 32 bits, where it is defined.
   const unsigned int mask = (1U << width % 32) - 1;
   std::fputs("unsigned int pnCRCTab[256] = {\n\t", file.get());
   for (unsigned int byte = 0; byte < 256; ++byte) {

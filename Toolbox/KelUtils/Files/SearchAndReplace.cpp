@@ -142,8 +142,8 @@ void RemoveWritten(const std::string& path, const struct stat& written) {
   }
 }
 
-/// OpenForReading opens a FIFO without a writer, and a read would then find the end of the stream at once: waits for
-/// data or for a writer that has come and gone.
+/// Waits until the FIFO has data, or until a writer has come and gone: OpenForReading opens it without a writer, and a
+/// read would find the end of the stream at once.
 void WaitForWriter(const Descriptor& fifo) {
   pollfd waiting{fifo.Get(), POLLIN, 0};
   RetryInterrupted([&] { return poll(&waiting, 1, -1); });

@@ -18,8 +18,8 @@ namespace {
 KEL_TARGET_128 std::uint16_t Reduce(const CarrylessConstants& constants, __m128i dividend) {
   const __m128i divisor =
       _mm_set_epi64x(static_cast<long long>(constants.polynomial), static_cast<long long>(constants.quotient));
-  // Barrett reduction: the high part of the dividend times x^79 / P is the quotient; what its product with P leaves of
-  // the dividend is the remainder.
+  // Barrett reduction: the high part of the dividend times x^79 / P gives the quotient, and the dividend minus the
+  // quotient times P is the remainder. Subtraction is XOR.
   const __m128i quotient = _mm_clmulepi64_si128(_mm_srli_si128(dividend, 2), divisor, 0x00);
   const __m128i product = _mm_clmulepi64_si128(quotient, divisor, 0x11);
   const int remainder = _mm_cvtsi128_si32(_mm_xor_si128(dividend, product));
