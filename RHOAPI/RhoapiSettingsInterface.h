@@ -222,7 +222,7 @@ class IByteArraySetting : public ISetting {
   virtual unsigned int GetDataSize() const = 0;
   /// The first byte, which must not be read when the size is 0. Valid until the next SetData.
   virtual const unsigned char* GetData() const = 0;
-  /// Stores a copy of the `size` bytes at `data`, which may be null when `size` is 0.
+  /// Stores a copy of the `size` bytes at `data`; null counts as no bytes.
   virtual void SetData(const unsigned char* data, unsigned int size) = 0;
 };
 

@@ -5,10 +5,10 @@
 #include <deque>
 #include <string>
 
-/// A copy of `text` with the C library's tolower applied to every byte: in the C locale A to Z become a to z and all
-/// other bytes stay. Null counts as empty.
+/// A copy of `text` with the C library's tolower applied to every byte, as an unsigned number: in the C locale A to Z
+/// become a to z and all other bytes stay.
 RHOAPI_EXPORT std::string to_lower_case(const std::string& text);
-/// The same for a text that may be null.
+/// The same; null counts as empty.
 RHOAPI_EXPORT std::string to_lower_case(const char* text);
 
 /// An entry of an enumeration. Not nested in TEnumTexts, or the module would export the compiler-generated functions.

@@ -14,9 +14,9 @@
 /// A flag.
 class RHOAPI_EXPORT BoolSetting : public TSetting<BoolSetting, IBoolSetting, kSettingTypeBool> {
  public:
-  /// Without label, the value is 0.
+  /// A setting without label: 0.
   BoolSetting();
-  /// Takes the starting value.
+  /// Takes the initial value.
   BoolSetting(const char* label, const char* presetLabel, unsigned int value);
 
   unsigned int GetValue() const override { return m_value; }
@@ -31,9 +31,9 @@ class RHOAPI_EXPORT BoolSetting : public TSetting<BoolSetting, IBoolSetting, kSe
 /// A text.
 class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSettingTypeText> {
  public:
-  /// Without label, the value is the empty text.
+  /// A setting without label: the empty text.
   TextSetting();
-  /// Takes the starting value.
+  /// Takes the initial value.
   TextSetting(const char* label, const char* presetLabel, const char* value);
 
   const char* GetValue() const override { return m_value.c_str(); }
@@ -47,9 +47,9 @@ class RHOAPI_EXPORT TextSetting : public TSetting<TextSetting, ITextSetting, kSe
 /// A path of at most 255 characters; a longer one is truncated.
 class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSettingTypeFile> {
  public:
-  /// Without label and path.
+  /// A setting without label and path.
   explicit FileSetting(unsigned int dialogHint);
-  /// Takes the starting value.
+  /// Takes the initial value.
   FileSetting(const char* label, const char* presetLabel, const char* value, const char* fileFilter);
 
   const char* GetValue() const override { return m_value.data(); }
@@ -71,9 +71,9 @@ class RHOAPI_EXPORT FileSetting : public TSetting<FileSetting, IFileSetting, kSe
 /// change only the units that hosts show; the value is never converted.
 class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCodeSetting, kSettingTypeTimeCode> {
  public:
-  /// Without label, the value is 0.
+  /// A setting without label: all fields 0.
   TimeCodeSetting();
-  /// Takes the starting value.
+  /// Takes the initial value.
   TimeCodeSetting(const char* label, const char* presetLabel, KelTimeCode value);
 
   const char* GetUnits() const override {
@@ -106,7 +106,7 @@ class RHOAPI_EXPORT TimeCodeSetting : public TSetting<TimeCodeSetting, ITimeCode
 class RHOAPI_EXPORT TimeInOutSetting
     : public TAlwaysActiveSetting<TimeInOutSetting, ITimeInOutSetting, kSettingTypeTimeInOut> {
  public:
-  /// Takes the starting value.
+  /// Takes the initial value.
   TimeInOutSetting(unsigned long long timeScale, unsigned long long timeIn, unsigned long long timeOut);
 
   void GetValue(unsigned long long& timeScale, unsigned long long& timeIn, unsigned long long& timeOut) const override {
@@ -133,7 +133,7 @@ class RHOAPI_EXPORT TimeInOutSetting
 class RHOAPI_EXPORT UnsignedIntArraySetting
     : public TAlwaysActiveSetting<UnsignedIntArraySetting, IUnsignedIntArraySetting, kSettingTypeUnsignedIntArray> {
  public:
-  /// Without label, the value is no values.
+  /// A setting without label and values, in the range from 0 to 0.
   UnsignedIntArraySetting();
   /// Copies the `count` numbers at `values` and, unless `valueLabels` is null, `count` labels, of which a null one
   /// counts as empty. With null `values` the setting has the labels but no values.
@@ -176,9 +176,9 @@ class RHOAPI_EXPORT UnsignedIntArraySetting
 class RHOAPI_EXPORT ByteArraySetting
     : public TAlwaysActiveSetting<ByteArraySetting, IByteArraySetting, kSettingTypeByteArray> {
  public:
-  /// Without label, the value is no bytes.
+  /// A setting without label and bytes.
   ByteArraySetting();
-  /// Copies the `size` bytes at `data`, which may be null when `size` is 0.
+  /// Copies the `size` bytes at `data`; null counts as no bytes.
   ByteArraySetting(const char* label, const char* presetLabel, const unsigned char* data, unsigned int size);
 
   unsigned int GetDataSize() const override { return static_cast<unsigned int>(m_data.size()); }

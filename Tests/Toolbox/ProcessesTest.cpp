@@ -64,6 +64,7 @@ TEST(WaitingLaunch, GoesThroughTheShell) {
   EXPECT_TRUE(KelLaunchApplication("touch", {"a b", "c"}, folder.Path(), true, false));
   EXPECT_EQ(folder.Tree(), "a b= c= ");
   EXPECT_TRUE(KelLaunchApplication("test", {"-d", "."}, "", true, true));
+  EXPECT_TRUE(KelLaunchApplication("true", {}, folder / "none", true, false)) << "the folder is not entered";
   EXPECT_FALSE(KelLaunchApplication("false", {}, "", true, false) ||
                KelLaunchApplication("/none", {}, "", true, false));
   CKelStr<char> command;

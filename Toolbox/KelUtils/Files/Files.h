@@ -1,7 +1,7 @@
 #pragma once
 
 /// Whole files, and C streams with 64-bit positions on every platform. Paths are UTF-8 and go to the system unchanged.
-/// Null paths, modes and texts count as empty.
+/// Null paths, modes and texts count as empty; operations on a null stream fail.
 
 #include "RHOAPI/RHOAPIExport.h"
 

@@ -14,7 +14,8 @@
 RHOAPI_EXPORT bool KelIsPathToFolder(const std::string& path);
 
 /// Creates every missing folder of `path`, from the top down, each with the mode 0700. True when the path exists in the
-/// end (KelPathExists), even as a file; false for an empty path. Levels created before a failure remain.
+/// end (KelPathExists), even as a file; false for an empty path and for one that begins with a zero byte. Levels
+/// created before a failure remain.
 RHOAPI_EXPORT bool KelEnsureDirectoryPathExists(const std::string& path);
 
 /// The task of KelForEachFile. The order of the virtual operations is fixed.

@@ -41,7 +41,8 @@ class RHOAPI_EXPORT TKelOpenFolder {
   /// The folder's path, a separator and the entry's name. In the root folder that gives two separators: "//tmp".
   std::string itemPath() const;
 
-  /// Whether the entry is a folder; a link to a folder is not.
+  /// Whether the entry is a folder. A link to a folder is not, except on a file system that does not report the types
+  /// of its entries.
   bool itemIsFolder() const;
 
  private:

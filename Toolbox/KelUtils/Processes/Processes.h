@@ -18,10 +18,11 @@
 /// the new process cannot be created. No descriptor or child process remains in the caller.
 ///
 /// With `wait` a shell runs the program in `workingFolder` ("." when empty), and the call waits for its end; true means
-/// exit status 0. WARNING: the command line is built by putting double quotes around each text and single quotes around
-/// the whole; nothing in the texts is escaped. A quote, "$" or "`" in them reaches the shell and may run anything. Use
-/// this form only for texts of your own; for names and arguments from other sources use the form without `wait`, which
-/// does not involve a shell.
+/// exit status 0. If the folder cannot be entered, the shell reports that to standard error and runs the program in the
+/// caller's folder. WARNING: the command line is built by putting double quotes around each text and single quotes
+/// around the whole; nothing in the texts is escaped. A quote, "$" or "`" in them reaches the shell and may run
+/// anything. Use this form only for texts of your own; for names and arguments from other sources use the form without
+/// `wait`, which does not involve a shell.
 RHOAPI_EXPORT bool KelLaunchApplication(const std::string& application, const std::list<std::string>& arguments,
                                         const std::string& workingFolder, bool wait, bool unused);
 

@@ -39,6 +39,7 @@ class RHOAPI_EXPORT CKelStr<char> {
   /// Appends `other`, which may be this object.
   CKelStr& operator+=(const CKelStr& other);
 
-  /// Appends `text`, where null counts as empty, and returns a copy of the result.
+  /// Appends `text`, where null counts as empty, and returns a copy of the result. When out of memory for that copy
+  /// alone, the text has been appended.
   CKelStr operator+=(const char* text);
 };

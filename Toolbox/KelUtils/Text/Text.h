@@ -13,8 +13,8 @@
 ///   KelReplace("abab", "ab", "b") == "bb", KelReplace("aaa", "a", "aa") == "aaaaaa"
 RHOAPI_EXPORT std::string KelReplace(std::string const& text, std::string const& what, std::string const& with);
 
-/// A copy with the C library's tolower applied to every byte: in the C locale A to Z become a to z and all other bytes
-/// stay. The range begin to end is empty when `begin` is null or not before `end`.
+/// A copy with the C library's tolower applied to every byte, as an unsigned number: in the C locale A to Z become a to
+/// z and all other bytes stay. The range begin to end is empty when `begin` is null or not before `end`.
 ///   KelToLowerCase("Clip.MOV") == "clip.mov"
 RHOAPI_EXPORT std::string KelToLowerCase(char const* begin, char const* end);
 /// The same for a whole text.
