@@ -125,7 +125,7 @@ void SndfileSource::AllocateBlock() {
   m_blockFrames = std::max<std::size_t>(1, fittingFrames);
   const std::size_t blockBytes = m_blockFrames * m_format.channels * SizeOf(m_format.sampleType);
   // Rounded up to whole doubles.
-  m_block.resize((blockBytes + sizeof(double) - 1) / sizeof(double));
+  m_block = std::make_unique_for_overwrite<double[]>((blockBytes + sizeof(double) - 1) / sizeof(double));
 }
 
 /// Finds the samples before libsndfile opens the file: corrects headers that it would misread, and refuses truncations
@@ -277,7 +277,7 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
 /// Decodes up to `frames` sample frames into m_block and returns their number. libsndfile justifies integers to the
 /// left of the type, as SampleType demands.
 sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
-  void* to = m_block.data();
+  void* to = m_block.get();
   switch (m_format.sampleType) {
     case SampleType::kInt16:
       return sf_readf_short(m_file.get(), static_cast<short*>(to), frames);
@@ -312,9 +312,9 @@ SampleBlock SndfileSource::Read() {
   if (m_raw && frames == 0) {
     CheckRawEnd();
   }
-  const SampleBlock block{m_block.data(), static_cast<std::size_t>(frames)};
+  const SampleBlock block{m_block.get(), static_cast<std::size_t>(frames)};
   if (!m_order.empty()) {
-    ReorderChannels(m_block.data(), block.frames, SizeOf(m_format.sampleType), m_order);
+    ReorderChannels(m_block.get(), block.frames, SizeOf(m_format.sampleType), m_order);
   }
   return block;
 }

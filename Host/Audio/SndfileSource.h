@@ -54,8 +54,8 @@ class SndfileSource : public SoundSource {
   std::string m_missing;  ///< empty as long as nothing is missing
   bool m_lacksLength = false;
   bool m_hasBlocksOfOneSize = false;
-  std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
-  std::vector<double> m_block;       ///< doubles, so that it is aligned for every sample type
+  std::vector<std::size_t> m_order;   ///< empty when the channels lie in order
+  std::unique_ptr<double[]> m_block;  ///< doubles, so that it is aligned for every sample type
   std::size_t m_blockFrames = 0;
   std::uint64_t m_framesRead = 0;
 };
