@@ -99,6 +99,14 @@ class Settlement {
 
 }  // namespace
 
+const fs::path& OutputIdentities::Of(const std::string& output) {
+  const auto [place, isNew] = m_outputs.try_emplace(output);
+  if (isNew) {
+    place->second = Follow(output, 40);
+  }
+  return place->second;
+}
+
 fs::path OutputIdentities::Follow(const fs::path& output, int linksLeft) {
   const fs::path& folder = RealFolder(output.parent_path());
   fs::path real = folder / output.filename();

@@ -7,12 +7,14 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <unordered_map>
 
 /// Tells outputs apart by the file that would be made or replaced, where links lead to it.
 class OutputIdentities {
  public:
   /// The real path of the output. One that cannot be followed is returned as it is: nothing can be written there.
-  std::filesystem::path Of(const std::filesystem::path& output) { return Follow(output, 40); }
+  /// Each output is looked at once.
+  const std::filesystem::path& Of(const std::string& output);
 
  private:
   /// Follows at most `linksLeft` links at the end of the path.
@@ -20,6 +22,7 @@ class OutputIdentities {
   /// The folder without links; unchanged if they cannot be followed.
   const std::filesystem::path& RealFolder(const std::filesystem::path& folder);
 
+  std::unordered_map<std::string, std::filesystem::path> m_outputs;
   std::map<std::string, std::filesystem::path> m_realFolders;
 };
 

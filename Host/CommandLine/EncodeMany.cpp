@@ -175,7 +175,11 @@ void Batch::Encode(std::size_t index) {
     m_report.Planned(index, encoding);
     return;
   }
-  MakeFolders(std::filesystem::path(item.output).parent_path());
+  // The folder of all outputs is there.
+  if (const std::filesystem::path folder = std::filesystem::path(item.output).parent_path();
+      folder != m_options.naming.folder) {
+    MakeFolders(folder);
+  }
   // The length of all passes; 0 if it is unknown. Verifying is the second half.
   const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
   const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {

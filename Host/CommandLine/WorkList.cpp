@@ -98,7 +98,7 @@ class WorkListMaker {
 
   /// Whether the output lies outside the folder, where a link in it leads; the item is then a failure.
   bool FailsOutside(const WorkItem& item) {
-    const fs::path real = m_identities.Of(item.output);
+    const fs::path& real = m_identities.Of(item.output);
     if (IsIn(real, m_realFolder) || real == item.output) {
       return false;
     }

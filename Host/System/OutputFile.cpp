@@ -74,17 +74,17 @@ OutputFile::OutputFile(const std::string& target, bool replaceExisting, Durabili
   }
   const std::filesystem::path path(inspected.path);
   m_name = path.filename();
-  const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+  const std::string& folder = inspected.folder;
   // O_PATH needs no read permission, and the descriptor stays valid when the folder is renamed.
   m_folder = Descriptor(RetryInterrupted([&folder] { return open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
   if (!m_folder.IsOpen()) {
-    throw SystemFailure(m_shownTarget, "open the folder " + folder, errno);
+    throw SystemFailure(m_shownTarget, "create a file in " + folder, errno);
   }
   m_temporary = std::make_unique<TemporaryName>(m_folder.Get(), m_name);
   // A replacement is private until KeepAttributes gives it the rights of the old file.
   m_file = Descriptor(m_temporary->Create(inspected.replacedFile ? 0600 : 0666));
   if (!m_file.IsOpen()) {
-    throw SystemFailure(m_shownTarget, "create", errno);
+    throw SystemFailure(m_shownTarget, "create a file in " + folder, errno);
   }
   if (inspected.replacedFile) {
     KeepAttributes(path, *inspected.replacedFile, m_file.Get(), m_shownTarget);
@@ -282,7 +282,7 @@ void OutputFile::TakeName() {
   if (error != 0) {
     throw SystemFailure(m_shownTarget, "rename the temporary file to it", error);
   }
-  // Removes the temporary name where a hard link has left it, and frees its slot.
+  // Frees its slot.
   m_temporary.reset();
 }
 

@@ -7,23 +7,6 @@
 #include <cerrno>
 #include <filesystem>
 
-namespace {
-
-/// Throws SystemFailure for `target` unless a file can be created at `path`, to which its links lead.
-void CheckFolder(const std::string& target, const std::string& path) {
-  const std::filesystem::path name(path);
-  if (!name.has_filename()) {
-    throw SystemFailure(target, "create", EISDIR);
-  }
-  const std::string folder = name.has_parent_path() ? name.parent_path().string() : ".";
-  // AT_EACCESS: with the effective ids, as open(2) checks; access(2) uses the real ones.
-  if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-    throw SystemFailure(target, "create a file in " + folder, errno);
-  }
-}
-
-}  // namespace
-
 OutputExists::OutputExists(const std::string& target)
     : Failure(target + ": exists already; --force would replace it") {}
 
@@ -32,14 +15,20 @@ OutputTarget InspectTarget(const std::string& target, bool replaceExisting) {
     if (isatty(STDOUT_FILENO) != 0) {
       throw Failure("standard output is a terminal: name a file or redirect it");
     }
-    return {target, true, {}};
+    return {.path = target, .isWrittenDirectly = true};
   }
   if (target.empty()) {
     throw Failure("the name of the output is empty");
   }
   OutputTarget result;
   struct stat status {};
-  if (stat(target.c_str(), &status) == 0) {
+  // lstat says all about what is no link, so that a batch needs one call for each output.
+  bool exists = lstat(target.c_str(), &status) == 0;
+  const bool isLink = exists && S_ISLNK(status.st_mode);
+  if (isLink) {
+    exists = stat(target.c_str(), &status) == 0;
+  }
+  if (exists) {
     if (S_ISDIR(status.st_mode)) {
       throw SystemFailure(target, "write", EISDIR);
     }
@@ -48,19 +37,29 @@ OutputTarget InspectTarget(const std::string& target, bool replaceExisting) {
     }
     // A FIFO or device is written to, not replaced by a file.
     if (!S_ISREG(status.st_mode)) {
-      return {target, true, {}};
+      return {.path = target, .isWrittenDirectly = true};
     }
     result.replacedFile = status;
   } else if (errno != ENOENT) {
     throw SystemFailure(target, "write", errno);
   }
   // ENOENT is also the answer for a link to nothing: what it points to is created.
-  result.path = FollowLinks(target);
-  CheckFolder(target, result.path);
+  result.path = isLink ? FollowLinks(target) : target;
+  const std::filesystem::path path(result.path);
+  if (!path.has_filename()) {
+    throw SystemFailure(target, "create", EISDIR);
+  }
+  result.folder = path.has_parent_path() ? path.parent_path().string() : ".";
   return result;
 }
 
-void CheckOutputTarget(const std::string& target, bool replaceExisting) { InspectTarget(target, replaceExisting); }
+void CheckOutputTarget(const std::string& target, bool replaceExisting) {
+  const OutputTarget inspected = InspectTarget(target, replaceExisting);
+  // AT_EACCESS: with the effective ids, as open(2) checks; access(2) uses the real ones.
+  if (!inspected.isWrittenDirectly && faccessat(AT_FDCWD, inspected.folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    throw SystemFailure(target, "create a file in " + inspected.folder, errno);
+  }
+}
 
 bool IsWrittenDirectly(const std::string& target) {
   struct stat status {};

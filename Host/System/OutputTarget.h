@@ -16,16 +16,17 @@ class OutputExists : public Failure {
 };
 
 struct OutputTarget {
-  std::string path;                         ///< with symbolic links followed
-  bool isWrittenDirectly = false;           ///< standard output, a FIFO, a device: no temporary file
-  std::optional<struct stat> replacedFile;  ///< the status of the regular file that will be replaced
+  std::string path;                           ///< with symbolic links followed
+  std::string folder{};                       ///< of the path; empty if isWrittenDirectly
+  bool isWrittenDirectly = false;             ///< standard output, a FIFO, a device: no temporary file
+  std::optional<struct stat> replacedFile{};  ///< the status of the regular file that will be replaced
 };
 
 /// Throws Failure for what an OutputFile could not be made of: nothing or a terminal, a folder, an existing file or
-/// block device unless `replaceExisting`, a path whose folder does not exist or does not let files be created.
+/// block device unless `replaceExisting`. Does not look at the folder.
 OutputTarget InspectTarget(const std::string& target, bool replaceExisting);
 
-/// Throws what InspectTarget throws.
+/// Throws what InspectTarget throws, and Failure for a folder that does not exist or does not let files be created.
 void CheckOutputTarget(const std::string& target, bool replaceExisting);
 
 /// Whether an OutputFile would write to `target` without a temporary file, and so could not be read back.

@@ -123,7 +123,7 @@ bool Exists(int folder, const char* name) {
 int Rename(int folder, const char* from, const char* to) { return renameat(folder, from, folder, to) == 0 ? 0 : errno; }
 
 /// Returns 0 or an errno, EEXIST if `to` exists. Where the file system cannot rename without replacing, a hard link
-/// does the same; the name `from` then remains, and its owner removes it.
+/// does the same.
 int MoveWithoutReplacing(int folder, const char* from, const char* to) {
   if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) {
     return 0;
@@ -133,6 +133,7 @@ int MoveWithoutReplacing(int folder, const char* from, const char* to) {
     return errno;
   }
   if (linkat(folder, from, folder, to, 0) == 0) {
+    unlinkat(folder, from, 0);
     return 0;
   }
   // EPERM: the file system has no hard links.
@@ -148,7 +149,6 @@ TemporaryName::TemporaryName(int folder, std::string_view target)
     : m_folder(folder), m_name(NameFor(target)), m_slot(kNoSlot) {}
 
 TemporaryName::~TemporaryName() {
-  // After a rename the name is gone, and unlinkat fails without harm.
   if (m_isCreated) {
     unlinkat(m_folder, m_name.c_str(), 0);
   }
@@ -200,12 +200,12 @@ int TemporaryName::CheckIdentity(int descriptor) const {
 int TemporaryName::MoveTo(int descriptor, const std::string& name, bool replaceExisting) {
   // Another program that may write to the folder can have replaced the file.
   int error = CheckIdentity(descriptor);
-  // A file of another program under this name is not removed.
-  m_isCreated = error != ESTALE;
   if (error == 0) {
     error = replaceExisting ? Rename(m_folder, m_name.c_str(), name.c_str())
                             : MoveWithoutReplacing(m_folder, m_name.c_str(), name.c_str());
   }
+  // After a success the name is gone. A file of another program under this name is not removed.
+  m_isCreated = error != 0 && error != ESTALE;
   if (error != 0) {
     StayIfEnding();  // the file may just have been removed
   }
