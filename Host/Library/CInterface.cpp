@@ -32,7 +32,7 @@ struct CompressorState {
   std::shared_ptr<const Module> module;  ///< unloaded after the compressor is released
   CompressorOwner compressor;
   Choices choices;
-  bool isEncoding = false;
+  const rho_encoder* encoder = nullptr;  ///< the one whose run has not ended
 };
 
 /// The text of rho_error_text. A fixed array, so that even "out of memory" can be stored.
@@ -116,7 +116,7 @@ CompressorState& StateOf(rho_compressor* compressor) { return *Given(compressor,
 /// The state for a function that changes settings.
 CompressorState& ChangeableState(rho_compressor* compressor) {
   CompressorState& state = StateOf(compressor);
-  if (state.isEncoding) {
+  if (state.encoder != nullptr) {
     throw WrongUse("an encoder uses the compressor: its settings cannot be changed");
   }
   return state;
@@ -196,7 +196,7 @@ rho_result Run(rho_encoder* encoder, rho_packet_function function, void* context
       }
     });
     // After Finish the settings can be changed again; the encoder need not be destroyed first.
-    run.state->isEncoding = run.isUsable;
+    run.state->encoder = run.isUsable ? encoder : nullptr;
   });
 }
 
@@ -238,7 +238,7 @@ rho_result rho_compressor_create(rho_module* module, rho_compressor** compressor
   return Guard([&] {
     Given(compressor, "the result");
     const std::shared_ptr<const Module>& loaded = Given(module, "the module").module;
-    auto state = std::make_shared<CompressorState>(CompressorState{loaded, loaded->CreateCompressor(), {}, false});
+    auto state = std::make_shared<CompressorState>(CompressorState{loaded, loaded->CreateCompressor(), {}});
     *compressor = new rho_compressor{std::move(state)};
   });
 }
@@ -370,7 +370,7 @@ rho_result rho_encoder_create(rho_compressor* compressor, const char* file_forma
     options.framesPerSecond = state.choices.framesPerSecond.value_or(options.framesPerSecond);
     const EncodingFormat format = ChooseFormat(*state.compressor, nullptr);
     *encoder = new rho_encoder{compressor->state, format, Encoder(*state.compressor, format, options)};
-    state.isEncoding = true;
+    state.encoder = *encoder;
   });
 }
 
@@ -379,7 +379,8 @@ void rho_encoder_destroy(rho_encoder* encoder) {
     return;
   }
   const std::unique_ptr<rho_encoder> owner(encoder);
-  if (std::exchange(encoder->state->isEncoding, false)) {
+  if (encoder->state->encoder == encoder) {
+    encoder->state->encoder = nullptr;
     // Ends the run, so that the compressor can begin another. There is nobody to report an error to.
     Guard([encoder] { encoder->state->compressor->CompressFrameEnd(); });
   }

@@ -10,6 +10,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -109,6 +110,12 @@ TEST_F(LibraryTest, EncodesAndAllowsNothingMeanwhile) {
   EXPECT_EQ(taken, samples);
   EXPECT_EQ(rho_finish(m_encoder, Collect, &taken), RHO_WRONG_USE);
   EXPECT_EQ(rho_set(compressor, "SampleRate=48000"), RHO_OK) << rho_error_text();
+
+  // A finished encoder that is destroyed late does not end the run of the next one.
+  ASSERT_EQ(rho_encoder_create(compressor, "MKV", &second), RHO_OK) << rho_error_text();
+  rho_encoder_destroy(std::exchange(m_encoder, second));
+  EXPECT_EQ(rho_set(compressor, "SampleRate=44100"), RHO_WRONG_USE);
+  EXPECT_EQ(rho_encode(m_encoder, samples.data(), samples.size(), Collect, &taken), RHO_OK) << rho_error_text();
 
   // After each kind of failure the compressor can begin anew.
   const auto stop = [](void*, const rho_packet*) { return 7; };
