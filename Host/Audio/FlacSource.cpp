@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <iterator>
 #include <new>
 #include <string_view>
@@ -49,15 +48,28 @@ bool HasModestComments(InputBytes& bytes) {
   return true;
 }
 
-/// Writes the samples of all channels frame by frame, shifted to the left by `shift` bits. The loop takes one channel
-/// at a time, which is a quarter faster than one frame at a time.
+/// Writes the samples of all channels frame by frame, shifted to the left by `shift` bits.
 template <class Sample>
 void Interleave(const FLAC__int32* const channels[], std::size_t count, std::size_t frames, unsigned int shift,
-                unsigned char* to) {
+                Sample* to) {
+  const auto shifted = [shift](FLAC__int32 sample) {
+    return static_cast<Sample>(static_cast<std::uint32_t>(sample) << shift);
+  };
+  if (count == 2) {
+    // Compilers turn this loop into vector instructions. It takes a fifth of the time of the one below, which would be
+    // a thirtieth of the time of decoding.
+    const FLAC__int32* const left = channels[0];
+    const FLAC__int32* const right = channels[1];
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+      to[2 * frame] = shifted(left[frame]);
+      to[2 * frame + 1] = shifted(right[frame]);
+    }
+    return;
+  }
+  // One channel at a time, which is a quarter faster than one frame at a time.
   for (std::size_t channel = 0; channel < count; ++channel) {
     for (std::size_t frame = 0; frame < frames; ++frame) {
-      const auto sample = static_cast<Sample>(static_cast<std::uint32_t>(channels[channel][frame]) << shift);
-      std::memcpy(to + (frame * count + channel) * sizeof sample, &sample, sizeof sample);
+      to[frame * count + channel] = shifted(channels[channel][frame]);
     }
   }
 }
@@ -225,13 +237,13 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
   }
   const bool isShort = m_format.sampleType == SampleType::kInt16;
   const unsigned int shift = (isShort ? 16 : 32) - m_bits;
-  // The vector's elements are 32 bits wide: one more holds the rest of the division.
-  m_samples.resize((m_blockFrames + header.blocksize) * frameSize / sizeof(std::int32_t) + 1);
-  auto* const bytes = reinterpret_cast<unsigned char*>(m_samples.data()) + m_blockFrames * frameSize;
+  m_samples.resize((m_blockFrames + header.blocksize) * frameSize);
+  // Memory from the heap is aligned for every type of sample.
+  unsigned char* const bytes = m_samples.data() + m_blockFrames * frameSize;
   if (isShort) {
-    Interleave<std::uint16_t>(channels, m_format.channels, header.blocksize, shift, bytes);
+    Interleave(channels, m_format.channels, header.blocksize, shift, reinterpret_cast<std::uint16_t*>(bytes));
   } else {
-    Interleave<std::uint32_t>(channels, m_format.channels, header.blocksize, shift, bytes);
+    Interleave(channels, m_format.channels, header.blocksize, shift, reinterpret_cast<std::uint32_t*>(bytes));
   }
   m_blockFrames += header.blocksize;
   m_framesDecoded += header.blocksize;

@@ -56,8 +56,8 @@ class FlacSource : public SoundSource {
   bool m_isHeaderRead = false;
   bool m_hasSum = false;  ///< the header has an MD5 sum of the samples
   bool m_isFinished = false;
-  std::vector<std::int32_t> m_samples;  ///< decoded frames; 16-bit samples lie closer than the type says
-  std::size_t m_blockFrames = 0;        ///< frames in m_samples
+  std::vector<unsigned char> m_samples;  ///< decoded frames, of the format's sample type
+  std::size_t m_blockFrames = 0;         ///< frames in m_samples
   std::uint64_t m_framesDecoded = 0;
   unsigned int m_bits = 0;
   std::unique_ptr<FLAC__StreamDecoder, Deleter> m_decoder;  ///< last: it uses the others until it is gone
