@@ -23,8 +23,8 @@ class RHOAPI_EXPORT TEnumTexts {
  public:
   TEnumTexts() = default;
   TEnumTexts(const TEnumTexts&) = default;
-  /// When out of memory nothing changes.
-  TEnumTexts& operator=(const TEnumTexts& other) { return *this = TEnumTexts(other); }
+  /// The settings assign a copy of themselves, so that nothing changes when memory runs out.
+  TEnumTexts& operator=(const TEnumTexts&) = delete;
   /// Swaps the entries: unlike moving them, that takes no memory.
   TEnumTexts& operator=(TEnumTexts&& other) noexcept {
     m_entries.swap(other.m_entries);
