@@ -166,7 +166,8 @@ bool FilterFile(const Replacements& replacements, const std::string& inPath, con
   Descriptor output = OpenForWriting(outPath);
   const struct stat outStatus = StatusOf(output);
   if (!IsKnown(outStatus) || IsSameItem(inStatus, outStatus)) {
-    if (isNew) {
+    // What could not be opened is not a file of this call: another process has put it there meanwhile.
+    if (isNew && output.IsOpen()) {
       unlink(outPath.c_str());
     }
     return false;
