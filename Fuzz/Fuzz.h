@@ -5,7 +5,6 @@
 
 #include <FuzzedDataProvider.h>
 #include <cstdio>
-#include <memory>
 
 /// Each target defines it: takes choices (what to call, with which numbers and texts) from `data`, does as they say and
 /// expects of the product what it promises.

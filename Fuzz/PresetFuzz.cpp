@@ -6,8 +6,6 @@
 #include "Host/Settings/Preset.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"
 
-#include <algorithm>
-
 namespace {
 
 /// The preset with the values of all settings but containers, which have none.

@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 

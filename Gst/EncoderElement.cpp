@@ -12,7 +12,6 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <utility>
 
 namespace {

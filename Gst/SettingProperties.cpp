@@ -9,7 +9,6 @@
 #include <list>
 #include <set>
 #include <string_view>
-#include <type_traits>
 
 using Json = nlohmann::ordered_json;
 

@@ -9,7 +9,6 @@
 
 #include <mpg123.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>

@@ -10,7 +10,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 /// The part of a sound file that holds the samples.
 struct SampleData {

@@ -10,7 +10,7 @@
 #include "Host/CommandLine/WorkList.h"
 #include "Host/System/CommitGroup.h"
 #include "Host/System/Folders.h"
-#include "Host/Text/Errors.h"
+#include "Host/System/OutputTarget.h"
 #include "Host/Text/Messages.h"
 #include "Host/Transcode/EncodeFile.h"
 

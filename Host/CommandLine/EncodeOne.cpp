@@ -5,6 +5,7 @@
 #include "Host/CommandLine/SettingCommands.h"
 #include "Host/System/FileIdentity.h"
 #include "Host/System/OutputFile.h"
+#include "Host/System/OutputTarget.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 #include "Host/Transcode/EncodeFile.h"

@@ -3,7 +3,6 @@
 /// Rules that include or exclude files and folders, as rsync's options --include and --exclude.
 
 #include <bitset>
-#include <string>
 #include <string_view>
 #include <vector>
 

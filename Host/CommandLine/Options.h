@@ -9,7 +9,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 /// What the program is asked to do.
 enum class Action {

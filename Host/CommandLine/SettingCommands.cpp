@@ -2,10 +2,12 @@
 
 #include "Host/Library/ModuleDescription.h"
 #include "Host/Plugin/Module.h"
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/Settings/Info.h"
 #include "Host/Settings/Preset.h"
 #include "Host/System/FileIdentity.h"
 #include "Host/System/OutputFile.h"
+#include "Host/System/OutputTarget.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 

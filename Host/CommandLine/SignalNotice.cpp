@@ -1,7 +1,6 @@
 #include "Host/CommandLine/SignalNotice.h"
 
 #include <pthread.h>
-#include <system_error>
 #include <utility>
 
 namespace {

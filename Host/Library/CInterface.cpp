@@ -21,8 +21,6 @@
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <span>
 #include <utility>
 
 namespace {

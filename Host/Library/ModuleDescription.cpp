@@ -1,6 +1,7 @@
 #include "Host/Library/ModuleDescription.h"
 
 #include "Host/Plugin/Module.h"
+#include "Host/Plugin/ModuleSearch.h"
 #include "Host/Settings/Info.h"
 #include "Host/System/ChildProcess.h"
 #include "Host/Text/Errors.h"

@@ -3,8 +3,6 @@
 /// Loading a module runs its code, which may crash, hang or end the process. These functions let that happen in a child
 /// process, which loads the module, describes its compressor, releases it and unloads the module.
 
-#include "Host/Plugin/ModuleSearch.h"
-
 #include <chrono>
 #include <nlohmann/json_fwd.hpp>
 #include <string>

@@ -8,7 +8,6 @@
 #include <link.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <set>
 #include <string_view>

@@ -5,10 +5,8 @@
 #include "Host/Text/Hexadecimal.h"
 #include "Host/Text/Utf8.h"
 
-#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
-#include <type_traits>
 #include <utility>
 
 using Json = nlohmann::ordered_json;

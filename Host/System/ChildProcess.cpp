@@ -1,5 +1,6 @@
 #include "Host/System/ChildProcess.h"
 
+#include "Host/System/EndingSignals.h"
 #include "Host/System/ResultDescriptor.h"
 #include "Host/Text/Errors.h"
 #include "Toolbox/KelUtils/Files/Internal/Descriptor.h"

@@ -9,8 +9,6 @@
 ///     throw Failure("the module " + DescribeEnd(end, limit));
 ///   }
 
-#include "Host/System/EndingSignals.h"
-
 #include <chrono>
 #include <string>
 #include <string_view>

@@ -5,7 +5,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <cerrno>
-#include <climits>
 #include <optional>
 #include <string_view>
 

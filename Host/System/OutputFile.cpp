@@ -2,6 +2,7 @@
 
 #include "Host/System/DiskForcing.h"
 #include "Host/System/KeptAttributes.h"
+#include "Host/System/OutputTarget.h"
 #include "Host/Text/Errors.h"
 #include "Toolbox/KelUtils/Platform/Internal/Interrupted.h"
 
@@ -11,7 +12,6 @@
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
-#include <utility>
 
 #include <fcntl.h>
 #include <linux/magic.h>

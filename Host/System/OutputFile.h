@@ -12,7 +12,6 @@
 ///
 /// Every failure is thrown as a Failure that names the target and the first errno. After one, only destroy the object.
 
-#include "Host/System/OutputTarget.h"
 #include "Host/System/TemporaryName.h"
 #include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 

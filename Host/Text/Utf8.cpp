@@ -3,7 +3,6 @@
 #include <clocale>  // newlocale
 #include <cwchar>   // wcwidth
 
-#include <algorithm>
 #include <limits>
 
 namespace {

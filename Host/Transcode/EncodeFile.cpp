@@ -6,6 +6,7 @@
 #include "Host/Audio/TestSignal.h"
 #include "Host/Matroska/MatroskaWriter.h"
 #include "Host/System/OutputFile.h"
+#include "Host/System/OutputTarget.h"
 #include "Host/Text/Errors.h"
 #include "Host/Transcode/AudioHash.h"
 #include "Host/Transcode/Verification.h"

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 

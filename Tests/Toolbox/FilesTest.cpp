@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <algorithm>
 #include <cerrno>
 #include <string_view>
 

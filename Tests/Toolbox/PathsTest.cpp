@@ -5,7 +5,6 @@
 #include "Toolbox/KelUtils/Text/Text.h"
 
 #include <gtest/gtest.h>
-#include <list>
 #include <sstream>
 #include <vector>
 

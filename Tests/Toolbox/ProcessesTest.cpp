@@ -11,7 +11,6 @@
 #include <sys/wait.h>
 #include <cerrno>
 #include <csignal>
-#include <set>
 
 namespace {
 

@@ -8,7 +8,6 @@
 ///     metadata.AddText("CHAPTER001", "00:01:30.000");  // a chapter, once Complete() has been called
 ///     metadata.Complete();
 
-#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>

@@ -1,4 +1,3 @@
-#include "Host/Settings/SettingText.h"
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/EntryMatch.h"

@@ -1,6 +1,7 @@
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/LinearPcm.h"
+#include "Host/Validate/Support/StreamRun.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <algorithm>

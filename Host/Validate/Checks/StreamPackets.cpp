@@ -1,6 +1,5 @@
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Engine/Seed.h"
-#include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/StreamRun.h"
 #include "Host/Validate/Support/StreamTimes.h"
 

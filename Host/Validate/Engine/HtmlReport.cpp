@@ -2,7 +2,6 @@
 #include "Host/Validate/Engine/XmlText.h"
 
 #include <fmt/format.h>
-#include <array>
 #include <map>
 #include <pugixml.hpp>
 #include <sstream>

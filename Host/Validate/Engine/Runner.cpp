@@ -1,6 +1,6 @@
 #include "Host/Validate/Engine/Runner.h"
 
-#include "Host/System/ChildProcess.h"
+#include "Host/System/EndingSignals.h"
 #include "Host/Validate/Engine/Selection.h"
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 
 #include "Host/Plugin/ModuleSearch.h"
 #include "Host/System/OutputFile.h"
+#include "Host/System/OutputTarget.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
 #include "Host/Validate/Engine/Report.h"

@@ -5,7 +5,7 @@
 
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CheckedModule.h"
-#include "Host/Validate/Support/StreamRun.h"
+#include "Host/Validate/Support/StreamSetup.h"
 
 #include <array>
 

@@ -4,7 +4,6 @@
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <iterator>
 #include <limits>

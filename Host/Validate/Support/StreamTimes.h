@@ -5,7 +5,6 @@
 #include "Host/Validate/Support/StreamRun.h"
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 /// Sample frames in a packet of linear PCM. Fails the check for a payload of anything but whole ones.

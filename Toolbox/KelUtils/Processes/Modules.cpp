@@ -5,8 +5,6 @@
 
 #include <dlfcn.h>
 
-#include <string>
-
 namespace {
 
 /// Appends a separator unless `folder` ends with one; a text without a buffer becomes the separator alone.
