@@ -16,6 +16,3 @@ print_steps() {
   printf '%s\n' "${step_table[@]}"
   printf '%3d:%02d  %s\n' $((SECONDS / 60)) $((SECONDS % 60)) "in all"
 }
-
-# usage FILE: prints the comment at the beginning of a script.
-usage() { sed -n '2,/^[^#]/s/^# \?//p' "$1"; }
