@@ -3,6 +3,7 @@
 #include "Host/Audio/ByteNumbers.h"
 #include "Host/Audio/ChannelOrder.h"
 #include "Host/Audio/Id3.h"
+#include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
 
@@ -130,7 +131,7 @@ struct FlacSource::Callbacks {
     if (self.m_damage == nullptr) {
       switch (status) {
         case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC:
-          self.m_damage = "bytes that are no frame";
+          self.m_damage = "bytes that are not a frame";
           break;
         case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER:
           self.m_damage = "a frame's header is damaged";
@@ -296,8 +297,7 @@ void FlacSource::Finish() {
   const bool isMatching = FLAC__stream_decoder_finish(m_decoder.get()) != 0;
   const std::uint64_t stated = m_format.frames.value_or(m_framesDecoded);
   if (m_framesDecoded < stated) {
-    RefuseOrNote(fmt::format("is incomplete: the file promises {} sample frames of sound, {} {} missing", stated,
-                             stated - m_framesDecoded, stated - m_framesDecoded == 1 ? "is" : "are"));
+    RefuseOrNote("is incomplete: " + MissingText("sample frames", stated, stated - m_framesDecoded));
   } else if (!isMatching && m_damage == nullptr) {
     RefuseOrNote("is damaged: its samples do not match the MD5 sum in its header");
   } else if (!isMatching) {

@@ -4,7 +4,8 @@
 /// after damaged frames.
 
 #include "Host/Audio/InputBytes.h"
-#include "Host/Audio/SoundInput.h"
+#include "Host/Audio/SoundSource.h"
+#include "Host/Audio/Truncation.h"
 
 #include <FLAC/stream_decoder.h>
 

@@ -144,11 +144,9 @@ void MpegSource::HandleEnd(int result) {
   std::string complaint;
   // Truncation and damage both end the decoding. Truncation has ended the bytes, too.
   if (m_framesRead < stated && m_bytes->CameShort()) {
-    complaint = fmt::format("is incomplete: the file promises {} sample frames of sound, {} are missing", stated,
-                            stated - m_framesRead);
+    complaint = "is incomplete: " + MissingText("sample frames", stated, stated - m_framesRead);
   } else if (m_bytes->PresentLength() < m_stated.value_or(0)) {
-    complaint = fmt::format("is incomplete: the file promises {} bytes of sound, {} are missing", *m_stated,
-                            *m_stated - m_bytes->PresentLength());
+    complaint = "is incomplete: " + MissingText("bytes", *m_stated, *m_stated - m_bytes->PresentLength());
   } else if (result != MPG123_DONE) {
     complaint = fmt::format("is damaged after sample frame {}: {}", m_framesRead,
                             result == MPG123_NEW_FORMAT ? "the format changes" : mpg123_strerror(m_decoder.get()));

@@ -3,6 +3,7 @@
 #include "Host/Text/Errors.h"
 
 #include <dlfcn.h>
+#include <fmt/format.h>
 #include <algorithm>
 #include <mutex>
 #include <string>
@@ -68,10 +69,10 @@ soxr_datatype_t DataType(SampleType type) {
 
 Resampler::Resampler(const SoundFormat& source, unsigned int rate)
     : m_frameSize(SizeOf(source.sampleType) * source.channels), m_room(kStepFrames * source.channels) {
-  const std::string task = source.name + ": cannot convert from " + std::to_string(source.sampleRate) + " Hz to " +
-                           std::to_string(rate) + " Hz: ";
+  const std::string task =
+      fmt::format("{}: cannot convert from {} Hz to {} Hz: ", source.name, source.sampleRate, rate);
   if (source.sampleRate / kMostRatio > rate || rate / kMostRatio > source.sampleRate) {
-    throw Failure(task + "the rates are more than " + std::to_string(kMostRatio) + " times apart");
+    throw Failure(fmt::format("{}the rates are more than {} times apart", task, kMostRatio));
   }
   const Soxr& soxr = LoadedSoxr();
   const soxr_io_spec_t types = soxr.ioSpec(DataType(source.sampleType), SOXR_FLOAT64_I);

@@ -86,12 +86,6 @@ bool HasBlocksOfOneSize(const SF_INFO& info) {
   }
 }
 
-/// "the file promises 100 bytes of sound, 3 are missing". `unit` is a noun in the plural.
-std::string PromiseText(const char* unit, std::uint64_t promised, std::uint64_t missing) {
-  return fmt::format("the file promises {} {} of sound, {} {} missing", promised, unit, missing,
-                     missing == 1 ? "is" : "are");
-}
-
 /// Removes full stops, spaces and line feeds from the end: libsndfile's texts are sentences, Failure's are clauses.
 std::string WithoutFullStop(std::string text) {
   while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == '\n')) {
@@ -144,7 +138,7 @@ void SndfileSource::FindSamples() {
     }
     const std::uint64_t stated = StatedFileLength(*m_bytes).value_or(0);
     if (stated > m_bytes->Length()) {
-      NoteMissing(PromiseText("bytes", stated, stated - m_bytes->Length()));
+      NoteMissing(MissingText("bytes", stated, stated - m_bytes->Length()));
     }
   }
 }
@@ -192,7 +186,7 @@ void SndfileSource::CorrectHeader() {
     SetCafSize(*m_bytes, *m_data, available);
   } else if (m_data->size && *m_data->size > available) {
     // Throws unless truncations are allowed; what follows lets libsndfile read the rest.
-    NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - available));
+    NoteMissing(MissingText("bytes", *m_data->size, *m_data->size - available));
     SF_INFO info{};
     if (m_data->isCaf) {
       SetCafSize(*m_bytes, *m_data, available);
@@ -331,7 +325,7 @@ std::uint64_t SndfileSource::FramesPresent() const {
 /// Notes what is missing of a stream that has ended too early. Returns how many of the `frames` read last are real.
 sf_count_t SndfileSource::HandleCutStream(sf_count_t frames) {
   const std::uint64_t present = m_bytes->PresentLength() - std::min(m_bytes->PresentLength(), m_data->start);
-  NoteMissing(PromiseText("bytes", *m_data->size, *m_data->size - present));
+  NoteMissing(MissingText("bytes", *m_data->size, *m_data->size - present));
   // Decoders of blocks of one size invent frames behind the end; the others stop there.
   const std::uint64_t most = m_hasBlocksOfOneSize ? FramesPresent() : m_framesRead + static_cast<std::uint64_t>(frames);
   return std::min(frames, static_cast<sf_count_t>(most - std::min(most, m_framesRead)));
@@ -353,8 +347,8 @@ void SndfileSource::ReadToStatedEnd() {
 void SndfileSource::CheckRawEnd() {
   const std::uint64_t length = m_bytes->PresentLength();
   if (const std::uint64_t rest = length % m_raw->frameSize; rest != 0) {
-    NoteMissing(fmt::format("its last {} {} no sample frame of {} bytes", rest, rest == 1 ? "byte is" : "bytes are",
-                            m_raw->frameSize));
+    NoteMissing(fmt::format("its last {} {} not fill a sample frame of {} bytes", rest,
+                            rest == 1 ? "byte does" : "bytes do", m_raw->frameSize));
   }
 }
 
@@ -365,12 +359,13 @@ void SndfileSource::HandleShortRead(bool isLast) {
   // A short read without an error may precede another one with frames.
   const bool isMissing = (isLast || isError) && m_format.frames && m_framesRead < *m_format.frames;
   if (isMissing && m_bytes->CameShort()) {
-    NoteMissing(PromiseText("sample frames", *m_format.frames, *m_format.frames - m_framesRead));
+    NoteMissing(MissingText("sample frames", *m_format.frames, *m_format.frames - m_framesRead));
   } else if (isError && m_bytes->CameShort()) {
-    NoteMissing("it ends within a block of compressed sound, after sample frame " + std::to_string(m_framesRead));
+    NoteMissing(fmt::format("it ends within a block of compressed sound, after sample frame {}", m_framesRead));
   } else if (isError || isMissing) {
-    throw Failure(m_bytes->Name() + ": is damaged after sample frame " + std::to_string(m_framesRead) +
-                  (isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", no more sound can be decoded"));
+    throw Failure(
+        fmt::format("{}: is damaged after sample frame {}{}", m_bytes->Name(), m_framesRead,
+                    isError ? ": " + WithoutFullStop(sf_strerror(m_file.get())) : ", no more sound can be decoded"));
   }
 }
 

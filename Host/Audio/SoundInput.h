@@ -7,24 +7,15 @@
 
 #include "Host/Audio/RawFormat.h"
 #include "Host/Audio/SoundSource.h"
+#include "Host/Audio/Truncation.h"
 #include "Host/Text/Errors.h"
 
 #include <memory>
 #include <optional>
 #include <string>
 
-/// What happens to a sound that ends before its header says. Ogg streams have a last page instead of a length; MP3
-/// without a Xing header, PAF, PVF, IRCAM and streams of open size have neither.
-enum class Truncation {
-  kRefused,  ///< Failure that says how much is missing
-  kAllowed,  ///< the sound is read as far as it goes; Notes() says how much is missing
-};
-
 /// Whether a sound's tags, chapters and attachments are wanted. Reading them takes time.
 enum class MetadataUse { kIgnored, kRead };
-
-/// The note of a sound whose end nothing marks, so that a truncation cannot be noticed.
-inline constexpr const char* kLengthIsNotStated = "it may be incomplete: the header does not state its length";
 
 /// The Failure of a file that is empty or in no known sound format.
 class NotASoundFile : public Failure {

@@ -34,7 +34,7 @@ class SoundSource {
   virtual SampleBlock Read() = 0;
 
   /// What a user should be told about the samples: what is missing, what was changed. Each note is a clause without a
-  /// full stop, as in "the file promises 44100 sample frames, 100 are missing". Complete once Read() returned no
+  /// full stop, as in "the header states 44100 sample frames, 100 are missing". Complete once Read() returned no
   /// frames.
   virtual std::vector<std::string> Notes() const = 0;
 };
