@@ -4,6 +4,7 @@
 #include "Host/System/OutputFile.h"
 #include "Host/Text/Errors.h"
 #include "Host/Text/Messages.h"
+#include "Host/Text/Numbers.h"
 #include "Host/Transcode/EncodeFile.h"
 
 #include <fmt/format.h>

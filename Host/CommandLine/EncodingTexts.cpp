@@ -3,6 +3,7 @@
 #include "Host/Audio/SampleConverter.h"
 #include "Host/CommandLine/Progress.h"
 #include "Host/Text/Messages.h"
+#include "Host/Text/Numbers.h"
 #include "Host/Transcode/EncodeFile.h"
 
 #include <fmt/format.h>
@@ -125,8 +126,4 @@ std::string NotesText(const EncodedFile& file) {
     text += (text.empty() ? "" : "; ") + note;
   }
   return text;
-}
-
-std::string CountText(unsigned long long number, const char* singular, const char* plural) {
-  return fmt::format("{} {}", number, number == 1 ? singular : plural);
 }

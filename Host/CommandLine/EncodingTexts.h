@@ -49,6 +49,3 @@ std::string SummaryText(const EncodedFile& file);
 
 /// What was lost or missing, as in "3 samples were beyond full scale and clipped"; empty when it is nothing.
 std::string NotesText(const EncodedFile& file);
-
-/// CountText(1, "file", "files") == "1 file", CountText(3, "file", "files") == "3 files"
-std::string CountText(unsigned long long number, const char* singular, const char* plural);

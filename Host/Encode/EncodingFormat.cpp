@@ -2,6 +2,7 @@
 
 #include "Host/Encode/SpeakerLayout.h"
 #include "Host/Text/Errors.h"
+#include "Host/Text/Numbers.h"
 
 #include <fmt/format.h>
 
@@ -18,9 +19,7 @@ Setting& Existing(Setting* setting, const char* name) {
   return *setting;
 }
 
-std::string ChannelsText(unsigned int channels) {
-  return fmt::format("{} {}", channels, channels == 1 ? "channel" : "channels");
-}
+std::string ChannelsText(unsigned int channels) { return CountText(channels, "channel", "channels"); }
 
 /// The default layout for a number of channels, as in "5.1"; empty if there is none.
 std::string DefaultLayout(unsigned int channels) {

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Numbers as text for options and settings, independent of the locale.
+/// Numbers as text, independent of the locale.
 
 #include <array>
 #include <charconv>
@@ -26,4 +26,9 @@ std::string NumberText(Number number) {
   std::array<char, 64> buffer{};
   const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number);
   return {buffer.data(), error == std::errc() ? end : buffer.data()};
+}
+
+/// A number of things: CountText(1, "file", "files") == "1 file", CountText(3, "file", "files") == "3 files".
+inline std::string CountText(unsigned long long number, std::string_view singular, std::string_view plural) {
+  return NumberText(number).append(" ").append(number == 1 ? singular : plural);
 }
