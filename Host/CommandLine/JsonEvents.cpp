@@ -1,8 +1,7 @@
 #include "Host/CommandLine/JsonEvents.h"
 
+#include "Host/Settings/SettingJson.h"
 #include "Host/Text/Errors.h"
-#include "Host/Text/Hexadecimal.h"
-#include "Host/Text/Utf8.h"
 #include "Host/Transcode/EncodeFile.h"
 
 #include <fmt/format.h>
@@ -16,12 +15,6 @@ using Json = nlohmann::ordered_json;
 
 /// Version of the events, as "start" states it; docs/json.md describes them.
 constexpr int kVersion = 1;
-
-/// A name or text of any bytes, as in presets: a string, or {"hex": "..."} if it is not UTF-8, which JSON requires.
-Json TextJson(const std::string& text) {
-  const std::span bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-  return IsUtf8(text) ? Json(text) : Json{{"hex", HexText(bytes)}};
-}
 
 /// The value, or null for none: a key is always there.
 template <class Value>
@@ -57,8 +50,7 @@ Json ConversionJson(const Conversion& conversion) {
 
 }  // namespace
 
-template <class AnyJson>
-void JsonEvents::Print(const AnyJson& event) {
+void JsonEvents::Print(const nlohmann::ordered_json& event) {
   if (m_stream == nullptr) {
     return;
   }

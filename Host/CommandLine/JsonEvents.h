@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 class FileEncoding;
@@ -54,8 +55,7 @@ class JsonEvents {
 
  private:
   /// Writes one line, unless an earlier one has failed.
-  template <class Json>
-  void Print(const Json& event);
+  void Print(const nlohmann::ordered_json& event);
 
   std::FILE* m_stream;
   std::mutex m_mutex;

@@ -23,7 +23,7 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 /// A text of the module, which may be null and in any encoding.
-Json TextJson(const char* text) { return ToUtf8(text == nullptr ? "" : text); }
+Json Utf8Json(const char* text) { return ToUtf8(text == nullptr ? "" : text); }
 
 /// Adds the attributes that belong to a setting's kind.
 struct OwnAttributes {
@@ -33,8 +33,8 @@ struct OwnAttributes {
   void operator()(INumericSetting<Number>& setting) const {
     json["minimum"] = setting.GetMinValue();
     json["maximum"] = setting.GetMaxValue();
-    json["lowLabel"] = TextJson(setting.GetLowLabel());
-    json["highLabel"] = TextJson(setting.GetHighLabel());
+    json["lowLabel"] = Utf8Json(setting.GetLowLabel());
+    json["highLabel"] = Utf8Json(setting.GetHighLabel());
     Json& values = json["allowableValues"] = Json::array();
     for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
       values.push_back(setting.GetAllowableValue(index));
@@ -43,16 +43,16 @@ struct OwnAttributes {
   void operator()(IEnumSetting& setting) const {
     Json& values = json["allowableValues"] = Json::array();
     for (unsigned int index = 0; index < setting.GetNumberOfAllowableValues(); ++index) {
-      values.push_back(TextJson(setting.GetAllowableValue(index)));
+      values.push_back(Utf8Json(setting.GetAllowableValue(index)));
     }
   }
-  void operator()(IFileSetting& setting) const { json["fileFilter"] = TextJson(setting.GetQTFileFilter()); }
+  void operator()(IFileSetting& setting) const { json["fileFilter"] = Utf8Json(setting.GetQTFileFilter()); }
   void operator()(IUnsignedIntArraySetting& setting) const {
     json["minimum"] = setting.GetMinValue();
     json["maximum"] = setting.GetMaxValue();
     Json& labels = json["valueLabels"] = Json::array();
     for (unsigned int index = 0; index < setting.GetNumberOfValues(); ++index) {
-      labels.push_back(TextJson(setting.GetValueLabel(index)));
+      labels.push_back(Utf8Json(setting.GetValueLabel(index)));
     }
   }
   template <
@@ -168,19 +168,19 @@ Json DescribeSetting(const NamedSetting& named) {
   ISetting& setting = *named.setting;
   Json json{{"name", named.name},
             {"depth", named.depth},
-            {"label", TextJson(setting.GetLabel())},
-            {"presetLabel", TextJson(setting.GetPresetLabel())},
+            {"label", Utf8Json(setting.GetLabel())},
+            {"presetLabel", Utf8Json(setting.GetPresetLabel())},
             {"kind", SettingKind(setting)},
             {"type", setting.GetType()},
             {"value", ValueJson(setting)},
-            {"text", TextJson(ValueText(setting).c_str())},
-            {"units", TextJson(setting.GetUnits())},
+            {"text", Utf8Json(ValueText(setting).c_str())},
+            {"units", Utf8Json(setting.GetUnits())},
             {"constrained", setting.GetIsValueConstrained() != 0},
             {"optional", setting.GetIsOptional() != 0},
             {"specified", setting.GetIsOptionalValueSpecified() != 0},
-            {"optionalText", TextJson(setting.GetOptionalText())},
+            {"optionalText", Utf8Json(setting.GetOptionalText())},
             {"active", setting.GetIsActive() != 0},
-            {"toolTip", TextJson(setting.GetToolTipText())},
+            {"toolTip", Utf8Json(setting.GetToolTipText())},
             {"dialogHint", setting.GetDialogHint()}};
   VisitSetting(setting, OwnAttributes{json});
   return json;
@@ -193,8 +193,8 @@ Json DescribeCompressor(IAudioCompressor& compressor, unsigned int version) {
   EAudioFormatType sampleFormat = kAudioFormatNone;
   compressor.GetAudioFormatType(sampleFormat);
 
-  Json description{{"name", TextJson(compressor.GetName())},
-                   {"abbreviatedName", TextJson(compressor.GetAbbreviatedName())},
+  Json description{{"name", Utf8Json(compressor.GetName())},
+                   {"abbreviatedName", Utf8Json(compressor.GetAbbreviatedName())},
                    {"manufacturer", CodeText(codes.manufacturer)},
                    {"codec", CodeText(codes.codec)},
                    {"version", version},

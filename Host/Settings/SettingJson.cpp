@@ -13,12 +13,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-/// The text, or its bytes in hexadecimal if they are not UTF-8: JSON holds UTF-8 alone.
-Json TextJson(const std::string& text) {
-  return IsUtf8(text) ? Json(text)
-                      : Json{{"hex", HexText({reinterpret_cast<const unsigned char*>(text.data()), text.size()})}};
-}
-
 /// The value of a setting as JSON.
 struct Writer {
   Json operator()(IBoolSetting& setting) const {
@@ -105,6 +99,11 @@ struct Parser {
 };
 
 }  // namespace
+
+Json TextJson(const std::string& text) {
+  return IsUtf8(text) ? Json(text)
+                      : Json{{"hex", HexText({reinterpret_cast<const unsigned char*>(text.data()), text.size()})}};
+}
 
 Json ValueJson(ISetting& setting) {
   const bool isUnspecified = setting.GetIsOptional() != 0 && setting.GetIsOptionalValueSpecified() == 0;

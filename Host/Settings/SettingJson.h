@@ -8,12 +8,16 @@
 ///   double           number; "inf", "-inf" and "nan", for which JSON has no numbers
 ///   unsigned array   array of whole numbers
 ///   group, unknown   null
-///   all others       string, as SettingText.h describes; {"hex": "436166e9"} with its bytes if it is not UTF-8
+///   all others       the text that SettingText.h describes, as TextJson gives it
 
 #include "Host/Settings/SettingValue.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <string>
+
+/// A text of any bytes: a string, or {"hex": "436166e9"} with its bytes if it is not UTF-8, which JSON requires.
+nlohmann::ordered_json TextJson(const std::string& text);
 
 /// The setting's value; null for an optional setting that is not specified.
 nlohmann::ordered_json ValueJson(ISetting& setting);
