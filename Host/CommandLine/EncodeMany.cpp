@@ -180,11 +180,8 @@ void Batch::Encode(std::size_t index) {
       folder != m_options.naming.folder) {
     MakeFolders(folder);
   }
-  // The length of all passes; 0 if it is unknown. Verifying is the second half.
-  const double whole = static_cast<double>(encoding.SampleFrames().value_or(0)) * (m_options.verify ? 2 : 1);
   const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
-    const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
-    progress->Update(whole > 0 ? before + static_cast<double>(done) / whole : 0);
+    progress->Update(encoding.FractionDone(pass, done).value_or(0));
     // Small files of other threads do not wait for a large one.
     m_commits.CommitOverdue();
   });

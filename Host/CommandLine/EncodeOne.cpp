@@ -52,10 +52,8 @@ void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
   Progress progress(!options.quiet, encoding.SampleFrames(), encoding.Format().sampleRate);
   const EncodingResult result = encoding.Write([&](FileEncoding::Pass pass, std::uint64_t done) {
     progress.Update(done, pass == FileEncoding::Pass::kVerifying ? "verifying: " : "");
-    if (const auto whole = encoding.SampleFrames(); whole && *whole != 0) {
-      const double passes = encoding.IsToBeVerified() ? 2 : 1;
-      const double before = pass == FileEncoding::Pass::kVerifying ? 0.5 : 0;
-      events.Progress(before + static_cast<double>(done) / static_cast<double>(*whole) / passes, progress.Seconds());
+    if (const std::optional<double> fraction = encoding.FractionDone(pass, done)) {
+      events.Progress(*fraction, progress.Seconds());
     }
   });
   // Before the report: a file counts as encoded once it has its name.

@@ -101,6 +101,15 @@ std::optional<std::uint64_t> FileEncoding::SampleFrames() const {
   return std::nullopt;
 }
 
+std::optional<double> FileEncoding::FractionDone(Pass pass, std::uint64_t sampleFrames) const {
+  const std::uint64_t whole = SampleFrames().value_or(0);
+  if (whole == 0) {
+    return std::nullopt;
+  }
+  const double passDone = static_cast<double>(sampleFrames) / static_cast<double>(whole);
+  return m_isToBeVerified ? (pass == Pass::kVerifying ? 1 + passDone : passDone) / 2 : passDone;
+}
+
 SoundMetadata FileEncoding::OutputMetadata() const {
   SoundMetadata metadata = m_source->Metadata();
   if (const std::optional<std::uint64_t> inputTime = metadata.timeReference) {

@@ -97,6 +97,10 @@ class FileEncoding {
   /// The length of the output, where the length of the input is known beforehand.
   std::optional<std::uint64_t> SampleFrames() const;
 
+  /// The fraction of the whole work that is done once `pass` has done `sampleFrames`: each pass counts as much as the
+  /// other. Nothing where the length is unknown or 0; may exceed 1 where the input is longer than its header says.
+  std::optional<double> FractionDone(Pass pass, std::uint64_t sampleFrames) const;
+
  private:
   struct Track {
     CompressorOwner compressor;
