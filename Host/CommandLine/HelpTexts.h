@@ -22,7 +22,8 @@ inline constexpr const char* kEncodeNotes =
     "  ffmpeg -v error -i film.mp4 -f wav - | rhohost --quiet - sound.mkv\n"
     "\n"
     "Input formats: WAV, RF64, W64, AIFF, CAF, AU, FLAC, Ogg Vorbis, Opus, MP3 and\n"
-    "whatever else libsndfile reads; from a pipe, WAV, W64, AIFF, CAF, AU, FLAC, MP3.\n"
+    "all others that libsndfile reads; from a pipe, WAV, RF64, W64, AIFF, CAF, AU,\n"
+    "FLAC and MP3.\n"
     "\n"
     "Exit codes: 0 done, 1 something failed and is named, 2 wrong use and nothing\n"
     "was written, 128 + N ended by signal N.\n";
