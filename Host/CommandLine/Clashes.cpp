@@ -1,7 +1,7 @@
 #include "Host/CommandLine/Clashes.h"
 
 #include "Host/Audio/SoundInput.h"
-#include "Host/CommandLine/RealPaths.h"
+#include "Host/System/RealPaths.h"
 #include "Host/Text/Errors.h"
 
 #include <fmt/format.h>
@@ -31,16 +31,7 @@ class Settlement {
     }
     for (const std::vector<std::size_t>& clash : clashes) {
       for (std::size_t place = 0; clash.size() > 1 && place < clash.size(); ++place) {
-        if (onClash == OnClash::kNumber) {
-          Number(clash[place], place);
-        } else if (onClash == OnClash::kSkip) {
-          // The first keeps its output; -1 is the index of no item.
-          m_list.clashingFiles += place == 0 ? 0 : 1;
-          Drop(place == 0 ? std::size_t(-1) : clash[place]);
-        } else {
-          // Also with kKeepExtension: two files of the same name and extension may lie in different folders.
-          Fail(clash[place], clash[place == 0 ? 1 : 0]);
-        }
+        SettleOne(clash, place, onClash);
       }
     }
     // erase_if asks for each item once, in order, so that `index` counts along.
@@ -64,10 +55,28 @@ class Settlement {
     return sounds;
   }
 
-  /// Gives the item the first free name NAME-2, NAME-3 ..., from its place on. The first item (place 0) keeps its name.
+  /// Settles the item at `place` of a clash, which has at least two items.
+  void SettleOne(const std::vector<std::size_t>& clash, std::size_t place, OnClash onClash) {
+    if (onClash == OnClash::kFail || onClash == OnClash::kKeepExtension) {
+      // Also with kKeepExtension: two files of the same name and extension may lie in different folders.
+      Fail(clash[place], clash[place == 0 ? 1 : 0]);
+      return;
+    }
+    if (place == 0) {
+      return;  // the first keeps its output
+    }
+    if (onClash == OnClash::kNumber) {
+      Number(clash[place], place);
+    } else {
+      ++m_list.clashingFiles;
+      Drop(clash[place]);
+    }
+  }
+
+  /// Gives the item the first free name NAME-2, NAME-3 ..., from its place (1 or more) on.
   void Number(std::size_t index, std::size_t place) {
     const fs::path output = m_list.items[index].output;
-    for (std::size_t number = place + 1; place != 0; ++number) {
+    for (std::size_t number = place + 1;; ++number) {
       const fs::path numbered =
           output.parent_path() / fmt::format("{}-{}{}", output.stem().native(), number, output.extension().native());
       // Names that other items have, or were given here, are taken.
@@ -99,22 +108,16 @@ class Settlement {
 }  // namespace
 
 const fs::path& OutputIdentities::Of(const std::string& output) {
-  const auto [place, isNew] = m_outputs.try_emplace(output);
+  const auto [place, isNew] = m_outputs.try_emplace(output, output);
   if (isNew) {
-    place->second = Follow(output, 40);
+    try {
+      const fs::path followed = FollowLinks(output);
+      place->second = RealFolder(followed.parent_path()) / followed.filename();
+    } catch (const Failure&) {
+      // It stays as it is.
+    }
   }
   return place->second;
-}
-
-fs::path OutputIdentities::Follow(const fs::path& output, int linksLeft) {
-  const fs::path& folder = RealFolder(output.parent_path());
-  fs::path real = folder / output.filename();
-  std::error_code error;
-  // At the limit, as for a circle of links, the path stays as it is: opening it will fail.
-  if (linksLeft != 0 && fs::is_symlink(fs::symlink_status(real, error))) {
-    return Follow(folder / fs::read_symlink(real, error), linksLeft - 1);
-  }
-  return real;
 }
 
 const fs::path& OutputIdentities::RealFolder(const fs::path& folder) {

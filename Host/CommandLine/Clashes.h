@@ -17,8 +17,6 @@ class OutputIdentities {
   const std::filesystem::path& Of(const std::string& output);
 
  private:
-  /// Follows at most `linksLeft` links at the end of the path.
-  std::filesystem::path Follow(const std::filesystem::path& output, int linksLeft);
   /// The folder without links; unchanged if they cannot be followed.
   const std::filesystem::path& RealFolder(const std::filesystem::path& folder);
 
@@ -29,6 +27,6 @@ class OutputIdentities {
 /// Whether the file at `path` can be read as a sound, or cannot be read at all and so may be one.
 bool MayBeSound(const std::string& path);
 
-/// Leaves one item for each output, or gives the others outputs of their own, as `naming` says. Only where several
-/// files would have the same output they are opened, since those that are not sounds do not count.
+/// Leaves one item for each output, or gives the others outputs of their own. Opens files only where several of
+/// them would have the same output, since those that are not sounds do not count.
 void SettleClashes(WorkList& list, OutputIdentities& identities, OnClash onClash);

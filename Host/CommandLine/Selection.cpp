@@ -1,7 +1,7 @@
 #include "Host/CommandLine/Selection.h"
 
 #include "Host/CommandLine/FileList.h"
-#include "Host/CommandLine/RealPaths.h"
+#include "Host/System/RealPaths.h"
 #include "Host/Text/Errors.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
 

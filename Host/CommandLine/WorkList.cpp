@@ -1,8 +1,8 @@
 #include "Host/CommandLine/WorkList.h"
 
 #include "Host/CommandLine/Clashes.h"
-#include "Host/CommandLine/RealPaths.h"
 #include "Host/CommandLine/SoundExtensions.h"
+#include "Host/System/RealPaths.h"
 #include "Host/Text/Errors.h"
 #include "Toolbox/KelUtils/Files/Paths.h"
 

@@ -1,12 +1,12 @@
 #include "Host/System/FileIdentity.h"
 
+#include "Host/System/RealPaths.h"
 #include "Host/Text/Errors.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
 #include <filesystem>
-#include <system_error>
 
 namespace {
 
@@ -24,40 +24,13 @@ bool GetStatus(const std::string& path, int standardDescriptor, struct stat& sta
   return false;
 }
 
-/// The path with all links followed, as far as it exists. Throws Failure.
-fs::path RealPath(const std::string& path) {
+/// The real path of the file that writing to `path` creates or replaces. Throws Failure.
+fs::path RealPlace(const std::string& path) {
   const fs::path followed = FollowLinks(path);
-  std::error_code error;
-  const fs::path folder = fs::weakly_canonical(fs::absolute(followed, error).parent_path(), error);
-  if (error) {
-    throw SystemFailure(path, "follow the path", error.value());
-  }
-  return (folder / followed.filename()).lexically_normal();
+  return (RealPath(followed.parent_path()) / followed.filename()).lexically_normal();
 }
 
 }  // namespace
-
-std::string FollowLinks(const std::string& path) {
-  constexpr int kMostLinks = 40;  // the kernel's own limit in following a path
-  fs::path followed(path);
-  for (int links = 0; links < kMostLinks; ++links) {
-    std::error_code error;
-    const fs::file_status status = fs::symlink_status(followed, error);
-    if (!fs::status_known(status)) {
-      throw SystemFailure(path, "read its status", error.value());
-    }
-    if (!fs::is_symlink(status)) {
-      return followed;
-    }
-    const fs::path next = fs::read_symlink(followed, error);
-    if (error) {
-      throw SystemFailure(path, "follow the link", error.value());
-    }
-    // An absolute `next` replaces the folder.
-    followed = followed.parent_path() / next;
-  }
-  throw SystemFailure(path, "follow the link", ELOOP);
-}
 
 bool IsSameFile(const std::string& input, const std::string& target) {
   struct stat source {};
@@ -69,5 +42,5 @@ bool IsSameFile(const std::string& input, const std::string& target) {
 }
 
 bool IsSamePlace(const std::string& left, const std::string& right) {
-  return left == right || RealPath(left) == RealPath(right);
+  return left == right || RealPlace(left) == RealPlace(right);
 }

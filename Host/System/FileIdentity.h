@@ -4,10 +4,6 @@
 
 #include <string>
 
-/// The path of the file that writing to `path` creates or replaces: `path`, or the end of the symbolic links that it
-/// names, which need not exist. Links among its folders stay. Throws Failure, also for links in a circle.
-std::string FollowLinks(const std::string& path);
-
 /// Whether writing to `target` would write to the file that `input` is read from: the same file by name, by symbolic or
 /// hard link, or by redirection ("-" stands for standard input and standard output). False when either does not exist,
 /// and for character devices such as /dev/null. Throws Failure when the system does not tell.

@@ -1,6 +1,6 @@
 #include "Host/System/OutputTarget.h"
 
-#include "Host/System/FileIdentity.h"
+#include "Host/System/RealPaths.h"
 
 #include <fcntl.h>
 #include <unistd.h>
