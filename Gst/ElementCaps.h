@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a compressor takes and gives, as GStreamer's caps.
+/// The caps of a compressor's input and output.
 
 #include "Gst/GstPointers.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What an element is, as follows from the description of its module.
+/// Describes an element by the description of its module.
 
 #include "Gst/ElementCaps.h"
 #include "Gst/ModuleCatalog.h"

@@ -1,7 +1,6 @@
-# What is installed, and in which Debian package each part of it is: the components "tools", "plugin", "library",
-# "gstreamer" and "dev".
-# Programs and libraries find each other from where they are, so that the whole may be moved. The files for pkg-config have
-# the prefix that "cmake --install" is given.
+# The installed files. Their components "tools", "plugin", "library", "gstreamer" and "dev" become Debian packages.
+# Programs and libraries find each other by their own location, so that the installation may be moved. The files for
+# pkg-config have the prefix that "cmake --install" is given.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

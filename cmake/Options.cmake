@@ -12,7 +12,7 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
-# What a compiler cache holds serves every checkout of the tree: it hands paths on relative to the folder of the build.
+# All checkouts of the tree can share one compiler cache: it makes paths relative to the folder of the build.
 find_program(RHO_CCACHE ccache DOC "Compiler cache; empty for none")
 if(RHO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER
@@ -60,6 +60,6 @@ if(RHO_SANITIZE)
     -fsanitize=${sanitizers} ${sanitizer_exceptions} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(rho_options INTERFACE -fsanitize=${sanitizers})
 else()
-  # A library that leaves a symbol to chance is a defect; sanitizer runtimes leave theirs to the program.
+  # An undefined symbol in a shared library is an error. Sanitizer runtimes leave theirs to the program.
   target_link_options(rho_options INTERFACE -Wl,-z,defs)
 endif()

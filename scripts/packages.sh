@@ -47,7 +47,7 @@ fetch_rapidcheck_for_32_bits() {
   local options=(-o APT::Architecture=i386 -o APT::Architectures=i386 -o "Dir::State::lists=$apt/lists" -o "Dir::Cache=$apt")
   [[ ! -e build/i386/usr/include/rapidcheck.h ]] || return 0
   mkdir -p "$apt/lists/partial" "$apt/archives/partial"
-  apt-get "${options[@]}" update >&2 || true # the download tells whether what is missing is needed
+  apt-get "${options[@]}" update >&2 || true # the download fails if it needs a list that is missing
   (cd "$apt" && apt-get "${options[@]}" download librapidcheck-dev) >&2
   dpkg-deb --extract "$apt"/librapidcheck-dev_*_i386.deb build/i386
 }

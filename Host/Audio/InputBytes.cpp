@@ -50,7 +50,7 @@ InputBytes::InputBytes(const std::string& path)
   if (position == -1) {
     throw SystemFailure(m_name, "read its status", errno);
   }
-  // The bytes before the position of standard input belong to whoever has read them: the rest is read like a pipe.
+  // Another program has read the bytes before the position of standard input: the rest is read like a pipe.
   m_isStream = !isFile || position != 0;
   m_length = m_isStream ? kEndless : static_cast<std::uint64_t>(status.st_size);
 }

@@ -55,7 +55,7 @@ SampleBlock ReadAhead::Read() {
   return {slot.samples.data(), slot.frames};
 }
 
-/// What the thread does: fills slots until the sound ends or fails, or the object is destroyed.
+/// The work of the thread: fills slots until the sound ends or fails, or the object is destroyed.
 void ReadAhead::ReadSource() {
   for (bool isLast = false; !isLast;) {
     std::unique_lock lock(m_mutex);

@@ -19,7 +19,7 @@ struct OrderedArguments {
 /// Orders the arguments for CLI11, and writes file names so that it takes them for nothing else.
 ///
 /// The command is the first argument that is neither an option nor the value of one; `defaultCommand` where that is no
-/// command's name. What follows "--" is no command and no option.
+/// command's name. What follows "--" is neither a command nor an option.
 ///   {"--quiet", "validate", "--jobs=4", "m.so"} -> "validate" with {"--quiet", "--jobs", "4", "m.so"}
 ///
 /// Throws WrongUse for an option that the command does not have, and for a value that is missing.

@@ -4,7 +4,7 @@
 ///
 ///     BatchProgress progress(true, bytes, files, events);
 ///     FileProgress file(progress, fileBytes);   // on any thread
-///     file.Update(0.5);                         // half of it is done; the rest is when `file` goes
+///     file.Update(0.5);                         // half of it is done; the destructor counts the rest
 
 #include "Host/CommandLine/JsonEvents.h"
 #include "Host/Text/StatusLine.h"
@@ -48,7 +48,7 @@ class BatchProgress : private IKelProgressReporter {
   Clock::time_point m_begin = Clock::now();
 };
 
-/// One file's part of the work, all of which is done when the object is destroyed, whatever happened to the file.
+/// The progress of one file. The destructor counts the whole file as done, also after a failure.
 class FileProgress {
  public:
   FileProgress(BatchProgress& progress, std::uint64_t bytes) : m_progress(progress), m_bytes(bytes) {}

@@ -178,8 +178,8 @@ std::string BatchReport::SummaryText(bool isInterrupted) const {
   add(m_counts.split, "of them split into tracks", "of them split into tracks");
   add(m_counts.skipped, "existing one skipped", "existing ones skipped");
   add(m_counts.outdated, "of them older than its input", "of them older than their inputs");
-  add(m_counts.clashing, "skipped for its output", "skipped for their outputs");
-  add(m_counts.repeated, "named again", "named again");
+  add(m_counts.clashing, "clashing one skipped", "clashing ones skipped");
+  add(m_counts.repeated, "repeated", "repeated");
   add(m_counts.excluded, "excluded", "excluded");
   add(m_counts.others, "not a sound file", "not sound files");
   add(m_counts.failed, "failed", "failed");

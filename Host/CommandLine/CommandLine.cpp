@@ -162,7 +162,7 @@ const Command* FindCommand(const std::vector<Command>& commands, std::string_vie
 void PrintHelp(const std::vector<Command>& commands, const std::string& topic) {
   const Command* const command = FindCommand(commands, topic.empty() ? "encode" : topic);
   if (command == nullptr) {
-    throw WrongUse(fmt::format("there is no command \"{}\": encode, info, list, validate and help are", topic));
+    throw WrongUse(fmt::format("no command \"{}\": the commands are encode, info, list, validate and help", topic));
   }
   Print(command->Help());
 }

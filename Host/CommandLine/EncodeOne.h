@@ -2,8 +2,7 @@
 
 #include "Host/CommandLine/Options.h"
 
-/// Encodes what the options name, through the module, and says on standard error what it came to; with a dry run, says
-/// on standard output what it would do. Throws Failure or WrongUse; the output then is as it was before. A preset that
-/// is to be saved is so at the end: there is none without an output, though there may be an output when the preset
-/// fails.
+/// Encodes the input of the options with their module and prints a summary to standard error; a dry run prints its plan
+/// to standard output. Throws Failure or WrongUse; the output is then as it was before. Saves the preset last, if one is
+/// to be saved: when that fails, the output exists already.
 void EncodeOne(const Options& options);

@@ -12,7 +12,7 @@
 class FileEncoding;
 struct EncodingResult;
 
-/// What happens to the samples; nothing when they stay as they are.
+/// How the samples are converted; empty when they do not change.
 struct Conversion {
   std::optional<unsigned int> resampledFrom;  ///< the input's sample rate
   std::optional<unsigned int> ditheredFrom;   ///< the significant bits of the input, or of what it was resampled to
@@ -41,11 +41,11 @@ Conversion ConversionOf(const FileEncoding& encoding);
 
 EncodedFile DescribeEncoded(const FileEncoding& encoding, const EncodingResult& result, double seconds);
 
-/// Four lines: input, conversion, encoding and output, as they would be.
+/// The plan of an encoding in lines: input, conversion, encoding, metadata and output.
 std::string PlanText(const FileEncoding& encoding);
 
 /// One line without a line feed: output, format, length, speed, conversions and what NotesText says.
 std::string SummaryText(const EncodedFile& file);
 
-/// What was lost or missing, as in "3 samples were beyond full scale and clipped"; empty when it is nothing.
+/// Losses and gaps, as in "3 samples were beyond full scale and clipped"; empty when there are none.
 std::string NotesText(const EncodedFile& file);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the help says before and after the options.
+/// The texts of the help before and after the options.
 
 inline constexpr const char* kEncodeUsage =
     "rhohost encodes sound files as linear PCM in Matroska files.\n"

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the program does, as JSON lines: for front ends and for logs. docs/json.md describes them.
+/// Reports the work as JSON lines, for front ends and for logs. docs/json.md describes them.
 
 #include "Host/CommandLine/EncodingTexts.h"
 
@@ -41,7 +41,7 @@ class JsonEvents {
 
   /// Before everything else: the work to do.
   void Start(std::size_t files, std::uint64_t bytes, bool isDryRun);
-  /// What an encoding is going to do.
+  /// The plan of an encoding.
   void Plan(const FileEncoding& encoding, const std::string& listName);
   /// At most five times a second, however often it is called.
   void Progress(double fraction, double seconds);

@@ -31,7 +31,7 @@ OnClash ReadOnClash(const char* option, const std::string& text);
 /// ".mkv" or ".mka", from a text with or without the dot.
 std::string ReadSuffix(const char* option, const std::string& text);
 
-/// As many temporary files are guarded against signals.
+/// TemporaryName removes at most this many files when a signal ends the program.
 inline constexpr unsigned int kMostJobs = 256;
 
 /// The number of processors, at most kMostJobs.

@@ -12,7 +12,7 @@ namespace {
 /// Throws WrongUse when both options are given.
 void Exclude(bool isFirst, const char* first, bool isSecond, const char* second) {
   if (isFirst && isSecond) {
-    throw WrongUse(fmt::format("{} and {} exclude each other", first, second));
+    throw WrongUse(fmt::format("{} and {} cannot be used together", first, second));
   }
 }
 
@@ -33,7 +33,7 @@ void CompleteMany(Options& options) {
   options.force = options.force || options.update;
   // The list replaces an existing file: "--list-failed a.wav" would destroy a sound.
   if (HasForeignExtension(options.failedList)) {
-    throw WrongUse(options.failedList + ": the list of failed files must not be called like a sound");
+    throw WrongUse(options.failedList + ": the list of failed files must not have the extension of a sound file");
   }
   Exclude(true, "--to", !options.savePreset.empty(), "--save-preset");
   Exclude(true, "--to", options.testSignalSeconds.has_value(), "--test-signal");
@@ -43,7 +43,7 @@ void CompleteMany(Options& options) {
     throw WrongUse("INPUT is missing");
   }
   if (std::find(selection.inputs.begin(), selection.inputs.end(), "-") != selection.inputs.end()) {
-    throw WrongUse("with --to, no sound is read from standard input: name files and folders");
+    throw WrongUse("--to: standard input cannot be one of many inputs: name files and folders");
   }
 }
 
@@ -68,7 +68,7 @@ void CompleteOne(Options& options) {
   }
   const std::size_t needed = options.testSignalSeconds ? 1 : 2;
   if (files.size() > needed && options.testSignalSeconds) {
-    throw WrongUse("INPUT and --test-signal exclude each other");
+    throw WrongUse("INPUT and --test-signal cannot be used together");
   }
   if (files.size() > needed) {
     throw WrongUse(fmt::format("\"{}\" is one file too many: use --to FOLDER for many inputs", files[needed]));

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the command line asks for.
+/// The parsed command line.
 
 #include "Host/CommandLine/WorkList.h"
 #include "Host/Encode/RequestedSettings.h"
@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-/// What the program is asked to do.
+/// The action that the command line asks for.
 enum class Action {
   kEncode,
   kEncodeMany,

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What people see of an encoding: one line on the terminal while it goes on, and texts for what it came to.
+/// The status line of one encoding, and times as text.
 
 #include "Host/Text/StatusLine.h"
 

@@ -60,7 +60,7 @@ int ListFolder(const fs::path& folder, std::vector<fs::path>& folders, std::vect
   std::error_code error;
   for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
        entry.increment(error)) {
-    // An entry that has vanished meanwhile is no error of the folder: it counts as a file.
+    // An entry that has vanished meanwhile is not an error: it counts as a file.
     std::error_code unknown;
     const bool isFolder = !entry->is_symlink(unknown) && entry->is_directory(unknown);
     if (unknown && unknown != std::errc::no_such_file_or_directory) {

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Which files the inputs of the command line stand for. Nothing is opened here except folders.
+/// Finds the files that the inputs of the command line name. Opens folders only.
 
 #include "Host/CommandLine/FileFilter.h"
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// What the user names: files, folders and lists of them.
+/// The inputs that the user names: files, folders and lists of them.
 struct SelectionOptions {
   std::vector<std::string> inputs;     ///< files and folders
   std::vector<std::string> fileLists;  ///< files that list more of them; "-" is standard input

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the program does with settings: show them, and save them in a preset.
+/// Shows modules and their settings, and saves settings in presets.
 
 #include "Host/CommandLine/Options.h"
 
@@ -8,10 +8,10 @@
 /// --force.
 void CheckPresetTarget(const Options& options);
 
-/// Throws WrongUse or Failure for settings that the module takes for no file at all.
+/// Throws WrongUse or Failure for settings with which the module cannot encode any file.
 void CheckSettings(const EncodingSetup& setup);
 
-/// The text of a preset with what has been chosen for the compressor. Throws WrongUse if that is nothing.
+/// The text of a preset with the settings chosen for the compressor. Throws WrongUse if none is chosen.
 std::string TextToSave(IAudioCompressor& compressor, const Choices& choices);
 
 /// Writes it to the file that --save-preset names. Throws Failure.

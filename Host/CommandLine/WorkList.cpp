@@ -71,7 +71,7 @@ class WorkListMaker {
     }
     for (SelectedFile& file : m_selection.files) {
       const bool isSound = file.isNamed || HasSoundExtension(file.path);
-      // The output of an earlier run into a folder of inputs is no input.
+      // The output of an earlier run into a folder of inputs is not an input.
       const bool isOutput = !file.isNamed && outputs.contains(file.realPath);
       if (isOutput || (!isSound && !S_ISREG(file.status.st_mode))) {
         ++m_list.otherFiles;

@@ -30,7 +30,7 @@ struct WorkItem {
   std::string output;
   std::uint64_t bytes = 0;     ///< size of the input
   timespec modified{};         ///< when the input was last modified
-  bool isSound = false;        ///< named by the user or called like a sound; else it may be anything
+  bool isSound = false;        ///< named by the user, or by its extension; else it may be any file
   bool outputExists = false;   ///< as a file or as anything else
   bool outputIsOlder = false;  ///< it exists, and the input was modified later
 };
@@ -45,7 +45,7 @@ struct WorkList {
 };
 
 /// Gives each selected file its output: the same place below the folder, with the suffix in place of the extension. A
-/// file found in a folder that is itself one of the outputs is no input.
+/// file found in a folder that is itself one of the outputs is not an input.
 ///
 /// Inputs that clash, and outputs that a link would put outside the folder, are among the failures. Throws WrongUse
 /// when an output is one of the inputs; Failure when the folder is something else.

@@ -48,7 +48,7 @@ struct SoundFormat {
   std::optional<std::uint64_t> frames;
 };
 
-/// Some sample frames of a sound in its own format, channels interleaved. The memory belongs to whoever made the block.
+/// Some sample frames of a sound in its own format, channels interleaved. The maker of the block owns the memory.
 struct SampleBlock {
   const void* samples = nullptr;  ///< frames × channels samples of the format's type, aligned for it
   std::size_t frames = 0;

@@ -17,7 +17,7 @@ nlohmann::ordered_json DescribeModule(const std::string& name,
                                       std::chrono::milliseconds timeLimit = kDescriptionTimeLimit);
 
 /// Throws Failure if the module that FindModule finds for `name` crashes, hangs or ends the process when it is
-/// described. Errors that it reports are left to whoever loads it next. The module that is installed with this program
+/// described. Ignores errors that the module reports: loading it reports them again. The module that is installed with this program
 /// is not tried; for another one a child is started each time (a few milliseconds).
 void RefuseDangerousModule(const std::string& name);
 

@@ -82,7 +82,7 @@ Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::strin
       names.push_back(named.name);
     }
     throw WrongUse(fmt::format(
-        "\"{}\": {}; there are: {}", Abbreviated(text),
+        "\"{}\": {}; the settings are: {}", Abbreviated(text),
         equals == std::string_view::npos ? "expected NAME=VALUE" : fmt::format("no setting \"{}\"", Abbreviated(name)),
         fmt::join(names, ", ")));
   }

@@ -17,7 +17,7 @@ int MakeFolder(const std::filesystem::path& folder) {
   if (mkdir(folder.c_str(), 0777) != 0) {
     return errno == EEXIST ? 0 : errno;
   }
-  // The new name is data of the folder above. One that cannot be read cannot be forced either: that is no failure.
+  // The new name is data of the folder above. A folder that cannot be read cannot be forced; that is not a failure.
   const std::filesystem::path above = folder.has_parent_path() ? folder.parent_path() : ".";
   const Descriptor parent(
       RetryInterrupted([&above] { return open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));

@@ -86,8 +86,8 @@ void KeepAttributes(const std::string& oldPath, const struct stat& old, int newF
   }
   KeepUserAttributes(oldPath, newFile);
   struct stat created {};
-  // Last: until here the file grants nothing to group and others. If the permissions are right already, a file system
-  // that refuses fchmod is no failure.
+  // Last: until here the file grants nothing to group and others. If the permissions are right already, fchmod is left
+  // out: some file systems refuse it.
   const bool isSet = fstat(newFile, &created) == 0 && (created.st_mode & mode_t{07777}) == permissions;
   if (!isSet && fchmod(newFile, permissions) != 0) {
     throw SystemFailure(shownTarget, "keep its permissions", errno);

@@ -69,7 +69,7 @@ OutputFile::OutputFile(const std::string& target, bool replaceExisting, Durabili
     if (!m_file.IsOpen()) {
       throw SystemFailure(m_shownTarget, "open", errno);
     }
-    m_isForced = target == "-";  // standard output belongs to whoever has redirected it
+    m_isForced = target == "-";  // standard output is forced by its owner, if at all
     return;
   }
   const std::filesystem::path path(inspected.path);

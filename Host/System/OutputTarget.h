@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a path or "-" names as an output, before anything is created.
+/// Inspects the target of an output, a path or "-", before anything is created.
 
 #include "Host/Text/Errors.h"
 

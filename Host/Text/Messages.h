@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the program prints: messages on standard error, results on standard output.
+/// Prints messages to standard error, and results to standard output.
 
 #include <string>
 #include <string_view>

@@ -31,9 +31,9 @@ class Verification {
 
   /// Reads the file, which must be in sync, with a MatroskaReader. Throws Failure unless the tracks have the format and
   /// the duration, and the packets are those that were added: their number, tracks, times, sizes and bytes (by 64-bit
-  /// hashes), and their durations where the file states them. Packets are counted from 0: "song.mkv: packet 12 at sample frame
-  /// 17640 differs from what was encoded". Calls `onProgress` with the sample frames compared so far, after each
-  /// packet.
+  /// hashes), and their durations where the file states them. Packets are counted from 0: "song.mkv: packet 12 at
+  /// sample frame 17640 differs from what was encoded". Calls `onProgress` with the sample frames compared so far,
+  /// after each packet.
   void Compare(OutputFile& file, const std::function<void(std::uint64_t sampleFrames)>& onProgress) const;
 
  private:

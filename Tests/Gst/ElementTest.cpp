@@ -101,7 +101,7 @@ class Harness {
     return gst_harness_push(m_harness, buffer);
   }
 
-  /// What has come out since the last call.
+  /// The buffers that have come out since the last call.
   std::vector<Pushed> Take() {
     std::vector<Pushed> taken;
     while (GstBuffer* const buffer = gst_harness_try_pull(m_harness)) {

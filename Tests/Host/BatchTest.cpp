@@ -25,7 +25,7 @@ class BatchTest : public HostTest {
     EXPECT_EQ(Run("ln -s ../../one.wav in/live/link.wav").code, 0);
   }
 
-  /// Adds what is no sound and cannot be encoded.
+  /// Adds files that are not sounds, and sounds that cannot be encoded.
   void AddOthers() const {
     EXPECT_EQ(Run("echo text | tee in/a.txt in/a.nfo in/texts/t.wav >/dev/null; : >in/empty.wav; mkfifo in/fifo.wav; "
                   "ln -s . in/live/self; ln -s none in/dangling.wav; head -c 9999 in/a.wav >in/cut.wav")
@@ -244,7 +244,7 @@ TEST_F(BatchTest, PrintsJsonLinesOfOneShape) {
 }
 
 TEST_F(BatchTest, ShowsHowFarItIsAndLeavesOnlyWholeFiles) {
-  // Half an hour of silence in an AU file, which says nothing of its length.
+  // Half an hour of silence in an AU file, which does not state its length.
   ASSERT_EQ(Run(R"(mkdir long && cp one.wav long/a.wav &&
       printf '.snd\0\0\0\30\377\377\377\377\0\0\0\3\0\0\254\104\0\0\0\2' >long/b.au && truncate -s 317520024 long/b.au)")
                 .code,

@@ -54,7 +54,7 @@ TEST_F(CommandLineTest, NamesTheFirstWrongArgumentAndHowToGetHelp) {
            {"info extra", "extra"},
            {"validate", "MODULE is missing"},
            {"in.wav -o a.mkv b.mkv", "one file too many"},
-           {"--to new -o a.mkv in.wav", "--to and --output exclude each other"},
+           {"--to new -o a.mkv in.wav", "--to and --output cannot be used together"},
            {"help nothing", "no command \"nothing\""},
        }) {
     ExpectRefused({"rhohost " + arguments, 2, {says, "\nrhohost: \"rhohost help\""}});

@@ -63,7 +63,7 @@ const Sound kSounds[] = {
     {"2.mp3", 44100, 2, "ffmpeg -c:a libmp3lame -b:a 192k", 24, kMP3},
     {ALSA "Front_Center.wav", 48000, 1, nullptr, 16, kExact},
     {FREEDESKTOP "window-question.oga", 44100, 2, nullptr, 24, kVorbis},
-    // What is asked for goes before what the input suggests.
+    // Options override what follows from the input.
     {"more.wav", 44100, 2, "sox -b 16", 24, kExact, 25, "--bits 24 --fps 25"},
     {"fewer.wav", 48000, 6, "sox -b 24", 16, kDithered, 30000 / 1001.0, "--bits 16 --fps 30000/1001 --channels 5.1"},
     {"float16.wav", 48000, 1, "sox -e float -b 32", 16, kDithered, 29.97, "--bits 16 --fps=29.97 --channels Mono"},

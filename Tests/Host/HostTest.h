@@ -1,7 +1,7 @@
 #pragma once
 
-/// What the tests of rhohost share: a folder that goes when the test ends, commands run in it by the shell, sounds made
-/// by sox and ffmpeg, and the judgement of other people's readers on what rhohost has written.
+/// Shared by the tests of rhohost: a temporary folder, shell commands in it, sounds made by sox and ffmpeg, and checks of
+/// the outputs with other programs.
 
 #include "Tests/Support/TemporaryFolder.h"
 
@@ -20,7 +20,7 @@ struct Outcome {
   long peakKiB = 0;  ///< the most memory that it or one of its children had resident
 };
 
-/// What a Matroska file must turn out to be.
+/// The properties that a Matroska file must have.
 struct Expected {
   unsigned rate = 0;
   unsigned channels = 0;
@@ -38,7 +38,7 @@ struct Probe {
   };
   std::vector<Packet> packets;
   long long duration = -1;  ///< -1 when the file does not say
-  std::string others;       ///< codec, rate and channels; and whatever ffprobe has to complain of
+  std::string others;       ///< codec, rate and channels; and ffprobe's complaints
 };
 
 /// A command that starts rhohost, and how it must be refused.

@@ -74,7 +74,8 @@ TEST_F(SplitTest, LayoutsStayWhole) {
   EXPECT_THAT(RunHost("rhohost --split --to out a.wav b.wav c.wav").errors,
               HasSubstr("3 files encoded, 1 of them split into tracks"));
   EXPECT_EQ(Run("cmp a.mkv out/a.mkv && cmp b.mkv out/b.mkv").code, 0);
-  ExpectRefused({"rhohost --split --channels 5.1 b.wav new.mkv", 2, {"--split and --channels exclude each other"}});
+  ExpectRefused(
+      {"rhohost --split --channels 5.1 b.wav new.mkv", 2, {"--split and --channels cannot be used together"}});
 }
 
 }  // namespace

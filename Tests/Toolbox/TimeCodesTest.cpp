@@ -41,7 +41,7 @@ TEST(FrameRates, AreFoundByNearnessOrFromBelow) {
 }
 
 TEST(CloseEnough, ComputesInThePrecisionOfItsArguments) {
-  EXPECT_TRUE(KelCloseEnough(16777216.0F, -1.0F, 16777216.0F));  // 16777217 is no float
+  EXPECT_TRUE(KelCloseEnough(16777216.0F, -1.0F, 16777216.0F));  // no float equals 16777217
   EXPECT_FALSE(KelCloseEnough(16777216.0, -1.0, 16777216.0) || KelCloseEnough(1.0, 1.0, std::nan("")));
 }
 

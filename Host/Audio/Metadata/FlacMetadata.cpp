@@ -36,7 +36,7 @@ constexpr FLAC__IOCallbacks kCallbacks{
     .seek = [](FLAC__IOHandle handle, FLAC__int64 offset, int whence) -> int {
       MetadataBytes& bytes = Bytes(handle);
       const std::uint64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? bytes.Position() : bytes.Length();
-      // A position beyond the end is no error: Read returns nothing there.
+      // A position beyond the end is not an error: Read returns nothing there.
       bytes.Seek(base + static_cast<std::uint64_t>(offset));
       return 0;
     },

@@ -1,7 +1,6 @@
 #pragma once
 
-/// What a sound file says beside its samples, in the terms of Matroska: tags, chapters, attachments. All texts are
-/// valid UTF-8 without control characters other than tab and line feed.
+/// The metadata of a sound file in the terms of Matroska: tags, chapters, attachments. All texts are valid UTF-8 without control characters other than tab and line feed.
 ///
 ///     SoundMetadata metadata;
 ///     metadata.AddText("tracknumber", "7");           // the tag PART_NUMBER
