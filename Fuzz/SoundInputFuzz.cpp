@@ -26,8 +26,8 @@ constexpr std::uint64_t kMostFrames = 1U << 18U;  // a small file may hold hours
 /// The capacity of the pipes: larger inputs are read from the file alone.
 constexpr std::size_t kLargestInput = std::size_t{1} << 20;
 
-/// Encodes a sound and returns the bytes of its samples, which are also those that the Matroska file gives back; nothing
-/// if the sound is refused.
+/// Encodes a sound and returns the bytes of its samples, which are also those that the Matroska file gives back;
+/// nothing if the sound is refused.
 std::optional<std::string> Encode(const std::string& input, const std::string& output, Truncation truncation) {
   try {
     const std::unique_ptr<SoundSource> sound = OpenSound(input, truncation, MetadataUse::kRead);

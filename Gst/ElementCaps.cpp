@@ -105,7 +105,7 @@ bool Allows(const Json& setting, unsigned int value) {
   }
   const auto lowest = setting["minimum"].get<unsigned int>();
   const auto highest = setting["maximum"].get<unsigned int>();
-  // A minimum that is not below the maximum is no range.
+  // A minimum that is not below the maximum does not make a range.
   return lowest >= highest || (value >= lowest && value <= highest);
 }
 

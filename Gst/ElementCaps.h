@@ -26,12 +26,12 @@ struct OfferedFormats {
   std::vector<OfferedLayout> layouts;
 };
 
-/// The formats of a compressor whose description has these settings. Throws Failure if there are none in which GStreamer
-/// can hand over samples.
+/// The formats of a compressor whose description has these settings. Throws Failure if there are none in which
+/// GStreamer can hand over samples.
 OfferedFormats ReadFormats(const nlohmann::ordered_json& settings);
 
-/// Caps of raw audio in these formats. With `anySpeakers` the channels may be for any speakers; otherwise for those that
-/// a layout stands for by default.
+/// Caps of raw audio in these formats. With `anySpeakers` the channels may be for any speakers; otherwise for those
+/// that a layout stands for by default.
 CapsPointer RawCaps(const OfferedFormats& formats, bool anySpeakers);
 
 /// The WAV channel mask of the channels in `info`; 0 if they are for none or for speakers that WAV has no bits for.

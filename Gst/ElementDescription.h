@@ -28,5 +28,6 @@ struct ElementDescription {
 /// "rhoenc-pcmplugin" for the module PCMPlugin: lower-case letters, digits and hyphens.
 std::string ElementName(std::string_view moduleName);
 
-/// Throws Failure for a compressor that an element cannot use: a placeholder, or one without a format that GStreamer has.
+/// Throws Failure for a compressor that an element cannot use: a placeholder, or one without a format that GStreamer
+/// has.
 ElementDescription DescribeElement(const CatalogEntry& module);

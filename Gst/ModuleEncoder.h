@@ -1,7 +1,7 @@
 #pragma once
 
-/// A compressor of a module with its settings and its run. Functions may be called by several threads; each of them holds
-/// a lock, so that a sink must not block. All of them throw Failure or WrongUse with a text for the user.
+/// A compressor of a module with its settings and its run. Functions may be called by several threads; each of them
+/// holds a lock, so that a sink must not block. All of them throw Failure or WrongUse with a text for the user.
 
 #include "Host/Encode/Encoder.h"
 #include "Host/Plugin/Module.h"
@@ -69,8 +69,8 @@ class ModuleEncoder {
   /// Encodes whole sample frames; begins a run in the format of the last one if that has ended.
   void Encode(std::span<const unsigned char> bytes, const Sink& sink);
 
-  /// Encodes what is left and ends the run. Returns the number of sample frames that no packet stands for. Without a run
-  /// it does nothing.
+  /// Encodes what is left and ends the run. Returns the number of sample frames that no packet stands for. Without a
+  /// run it does nothing.
   std::uint64_t Finish(const Sink& sink);
 
   /// Ends the run; what is left is lost.

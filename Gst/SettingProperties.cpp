@@ -14,7 +14,8 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-/// "bit-rate" for "BitRate", "Bit Rate" and "bit_rate". Letters, digits, the characters of `others`, and single hyphens.
+/// "bit-rate" for "BitRate", "Bit Rate" and "bit_rate". Letters, digits, the characters of `others`, and single
+/// hyphens.
 std::string Hyphenated(std::string_view text, std::string_view others = "") {
   std::string name;
   char last = '\0';

@@ -28,8 +28,8 @@ struct SettingProperty {
   std::vector<std::string> entries;  ///< of an enumeration, by their numbers
 };
 
-/// Adds the properties to a class, numbered from `firstId` on, and returns them in that order. Names are the settings' in
-/// lower case with hyphens, "sample-rate" for "SampleRate", with "-2" and so on behind where the class has the name.
+/// Adds the properties to a class, numbered from `firstId` on, and returns them in that order. Names are the settings'
+/// in lower case with hyphens, "sample-rate" for "SampleRate", with "-2" and so on behind where the class has the name.
 std::vector<SettingProperty> InstallProperties(GObjectClass* elementClass, const nlohmann::ordered_json& settings,
                                                unsigned int firstId);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/// A FLAC sound, decoded by libFLAC: unlike libsndfile it compares the samples with the MD5 sum in the header, and goes on
-/// after damaged frames.
+/// A FLAC sound, decoded by libFLAC: unlike libsndfile it compares the samples with the MD5 sum in the header, and goes
+/// on after damaged frames.
 
 #include "Host/Audio/InputBytes.h"
 #include "Host/Audio/SoundSource.h"
@@ -18,8 +18,8 @@
 
 class FlacSource : public SoundSource {
  public:
-  /// See OpenSound. The sound is damaged if a frame of it is, or if its samples do not match the MD5 sum. If truncations
-  /// are allowed, damaged frames are replaced by silence of their length and Notes() says what is damaged.
+  /// See OpenSound. The sound is damaged if a frame of it is, or if its samples do not match the MD5 sum. If
+  /// truncations are allowed, damaged frames are replaced by silence of their length and Notes() says what is damaged.
   FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata);
 
   const SoundFormat& Format() const override { return m_format; }

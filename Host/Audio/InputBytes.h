@@ -2,10 +2,10 @@
 
 /// The bytes of the input at any position, from a file or from a pipe.
 ///
-/// A file is read where asked. A stream can only be read forward, but decoders read parts of a file's beginning in
-/// any order before they read it from front to back. The first megabytes of a stream are therefore kept, and can be read
-/// in any order, while a decoder opens it. Bytes far ahead of them count as lying beyond the end, so that no decoder
-/// waits for the end of a stream in order to look for chunks there.
+/// A file is read where asked. A stream can only be read forward, but decoders read parts of a file's beginning in any
+/// order before they read it from front to back. The first megabytes of a stream are therefore kept, and can be read in
+/// any order, while a decoder opens it. Bytes far ahead of them count as lying beyond the end, so that no decoder waits
+/// for the end of a stream in order to look for chunks there.
 
 #include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 

@@ -12,8 +12,8 @@
 ///
 /// Where bits are lost (fewer bits, floating point, a change of rate), triangular dither of +-1 step is added before
 /// rounding, so that the error is noise that does not depend on the signal instead of distortion. Whether bits are lost
-/// follows from the format alone, never from the samples. libsoxr could dither too, but only for 16 bits and with a seed
-/// from the clock; this dither has a fixed seed, so that equal input gives equal bytes.
+/// follows from the format alone, never from the samples. libsoxr could dither too, but only for 16 bits and with a
+/// seed from the clock; this dither has a fixed seed, so that equal input gives equal bytes.
 ///
 /// Channels are neither mixed nor reordered here.
 

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Where the samples lie in a container, and how many bytes of them its header states. libsndfile reads a truncated file,
-/// or one whose writer could not know the size yet, as a shorter sound; a host that must tell a complete sound from a
-/// truncated one has to read the header itself.
+/// Where the samples lie in a container, and how many bytes of them its header states. libsndfile reads a truncated
+/// file, or one whose writer could not know the size yet, as a shorter sound; a host that must tell a complete sound
+/// from a truncated one has to read the header itself.
 ///
 /// Known are WAV (RIFF, RIFX, RF64, BW64), W64, AIFF and AIFC, CAF, 8SVX and 16SV, and AU.
 
@@ -15,8 +15,8 @@
 struct SampleData {
   std::uint64_t start = 0;  ///< position of the first sample's first byte
 
-  /// Bytes of samples that the header states. None where it leaves the size open: by the value that the format reserves,
-  /// or by those that programs leave when they write to a pipe (0, 7FFFFFFF, FFFFFFFF and their neighbours).
+  /// Bytes of samples that the header states. None where it leaves the size open: by the value that the format
+  /// reserves, or by those that programs leave when they write to a pipe (0, 7FFFFFFF, FFFFFFFF and their neighbours).
   std::optional<std::uint64_t> size;
 
   bool isLittleEndianWav = false;  ///< RIFF, RF64 or BW64

@@ -23,19 +23,20 @@ class NotASoundFile : public Failure {
   using Failure::Failure;
 };
 
-/// Opens the file at `path` (any bytes), or standard input for "-"; standard input is untouched otherwise. A regular file
-/// is read as such even on standard input; pipes, FIFOs, sockets and devices are read as a stream. Streams may be WAV,
-/// W64, AIFF, CAF, AU, FLAC or MP3; compressed samples in the first five need a header that states their length. Reads
-/// only the header.
+/// Opens the file at `path` (any bytes), or standard input for "-"; standard input is untouched otherwise. A regular
+/// file is read as such even on standard input; pipes, FIFOs, sockets and devices are read as a stream. Streams may be
+/// WAV, W64, AIFF, CAF, AU, FLAC or MP3; compressed samples in the first five need a header that states their length.
+/// Reads only the header.
 ///
-/// The samples come in a representation that loses nothing, their channels in the order of WAV and Matroska (front left,
-/// front right, center, LFE, back left ...) where the file says which is which, otherwise as they lie in the file. A
-/// sound may have no frames at all. With a truncation allowed, Format().frames is that of the regular file as it is.
+/// The samples come in a representation that loses nothing, their channels in the order of WAV and Matroska (front
+/// left, front right, center, LFE, back left ...) where the file says which is which, otherwise as they lie in the
+/// file. A sound may have no frames at all. With a truncation allowed, Format().frames is that of the regular file as
+/// it is.
 ///
 /// With `raw` the whole input is samples of that format; one that ends within a sample frame is truncated.
 ///
-/// Throws NotASoundFile; Failure: no such file, a folder, a stream in a format that needs a file, a regular file that is
-/// shorter than its header says (unless allowed); WrongUse: standard input is a terminal. Read() throws Failure for
+/// Throws NotASoundFile; Failure: no such file, a folder, a stream in a format that needs a file, a regular file that
+/// is shorter than its header says (unless allowed); WrongUse: standard input is a terminal. Read() throws Failure for
 /// damaged data and an end before the stated one; the sources' classes say which damage Truncation::kAllowed admits.
 std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation truncation,
                                        MetadataUse metadataUse = MetadataUse::kIgnored,

@@ -137,7 +137,7 @@ std::optional<std::string> Command::Parse(const OrderedArguments& arguments) con
     app.parse(reversed);
     return std::nullopt;
   } catch (const CLI::CallForHelp&) {
-    // CLI11 throws for --help and --version, which are no errors.
+    // CLI11 throws for --help and --version, which are not errors.
     return Help();
   } catch (const CLI::CallForVersion& version) {
     return std::string(version.what()) + "\n";

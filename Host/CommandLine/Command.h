@@ -44,14 +44,14 @@ class Command {
           [&jobs](const char* option, const std::string& text) { jobs = ReadCount(option, text, kMostJobs); });
   }
 
-  /// A repeated flag is no error.
+  /// A repeated flag is not an error.
   void Flag(const char* names, bool& flag, const char* help);
   /// Makes `flag` false. The help does not show it.
   void HiddenOpposite(const char* names, bool& flag);
   void Version(const char* text);
   void HelpFlag();
 
-  /// What is no option: any number of file names, or one.
+  /// The arguments that are not options: any number of file names, or one.
   void Files(std::vector<std::string>& files);
   void File(std::string& file);
 

@@ -19,7 +19,7 @@ constexpr auto kSoundExtensions = std::to_array<std::string_view>(
      "spx",  "tak",  "thd",  "tta",  "voc",  "vox",  "w64", "wav",  "wave", "wavex", "wma", "wv",  "wve",  "xi"});
 static_assert(std::is_sorted(kSoundExtensions.begin(), kSoundExtensions.end()));
 
-/// Extensions of films. Such files are no inputs, but an output must not be called like them.
+/// Extensions of films. Such files are not inputs, but an output must not have their extensions either.
 constexpr auto kFilmExtensions = std::to_array<std::string_view>({"avi", "mov", "mpg", "ogv", "webm", "wmv"});
 
 /// In lower case, without the dot.

@@ -31,13 +31,14 @@ struct SuggestionPrefixes {
 bool HasLayoutFor(IAudioCompressor& compressor, const SoundFormat& source);
 
 /// Completes the compressor's settings for `source` and validates them. Settings that are not among the choices follow
-/// from the source: its rate, 24 bits if it has more than 16 significant ones and else 16, and the default layout of its
-/// number of channels. Without a source (null) the settings keep their values.
+/// from the source: its rate, 24 bits if it has more than 16 significant ones and else 16, and the default layout of
+/// its number of channels. Without a source (null) the settings keep their values.
 ///
 /// A source that states which speakers its channels are for must have the default layout, or the layout must be among
 /// the choices. Channels are never mixed: a layout whose number of channels is not the source's is refused. Throws
 /// Failure that begins with the source's name for a property of the source that the compressor does not allow: "in.wav:
-/// Sample Rate: allowed are 8000, [...] and 96000, not 192000 Hz: try 96000"; WrongUse for a chosen layout that does not
-/// fit the source; Failure if the compressor lacks one of the three settings or does not keep to a value that it allows.
+/// Sample Rate: allowed are 8000, [...] and 96000, not 192000 Hz: try 96000"; WrongUse for a chosen layout that does
+/// not fit the source; Failure if the compressor lacks one of the three settings or does not keep to a value that it
+/// allows.
 EncodingFormat ChooseFormat(IAudioCompressor& compressor, const SoundFormat* source, const Choices& choices = {},
                             const SuggestionPrefixes& suggestions = {});

@@ -17,8 +17,8 @@ nlohmann::ordered_json DescribeModule(const std::string& name,
                                       std::chrono::milliseconds timeLimit = kDescriptionTimeLimit);
 
 /// Throws Failure if the module that FindModule finds for `name` crashes, hangs or ends the process when it is
-/// described. Ignores errors that the module reports: loading it reports them again. The module that is installed with this program
-/// is not tried; for another one a child is started each time (a few milliseconds).
+/// described. Ignores errors that the module reports: loading it reports them again. The module that is installed with
+/// this program is not tried; for another one a child is started each time (a few milliseconds).
 void RefuseDangerousModule(const std::string& name);
 
 /// All modules that ListModules finds: an array of objects with "name", "path", "hidden", and either "description", as

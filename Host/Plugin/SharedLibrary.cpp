@@ -12,8 +12,8 @@ std::string WithSlash(const std::string& path) { return path.find('/') == std::s
 }  // namespace
 
 SharedLibrary::SharedLibrary(const std::string& path)
-    // RTLD_NOW: an undefined symbol fails here instead of at its first call. RTLD_LOCAL: libraries that are loaded later
-    // must not bind to a module's symbols.
+    // RTLD_NOW: an undefined symbol fails here instead of at its first call. RTLD_LOCAL: libraries that are loaded
+    // later must not bind to a module's symbols.
     : m_handle(dlopen(WithSlash(path).c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (m_handle == nullptr) {
     throw Failure(dlerror());

@@ -42,7 +42,8 @@ std::string SuggestionText(const Assignment& assignment) {
   return substitute == 0 ? std::string() : fmt::format(": {}{}", assignment.suggestion, substitute);
 }
 
-/// Changes the setting. Throws WrongUse if it refuses the value or, unless the value is from a preset, if it is inactive.
+/// Changes the setting. Throws WrongUse if it refuses the value or, unless the value is from a preset, if it is
+/// inactive.
 void CarryOut(const Assignment& assignment) {
   ISetting& setting = *assignment.setting;
   if (setting.GetIsActive() == 0 && !assignment.isFromPreset) {

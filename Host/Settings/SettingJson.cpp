@@ -67,7 +67,7 @@ struct Parser {
   }
   std::optional<SettingValue> operator()(IUnsignedIntArraySetting& /*setting*/) const {
     std::vector<unsigned int> numbers;
-    // The array with null makes everything that is no array fail.
+    // Any other JSON becomes an array with null, which fails below.
     for (const Json& item : json.is_array() ? json : Json::array({nullptr})) {
       const auto number = ParseWhole<unsigned int>(item);
       if (!number) {

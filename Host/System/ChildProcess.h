@@ -37,12 +37,12 @@ struct ChildEnd {
 };
 
 /// Runs the child and waits for it. It has no input, default signal handling and leaves no core file. Afterwards no
-/// process that it has started is left, and no descriptor. Throws Failure when it cannot be started. Several threads may
-/// call it at a time.
+/// process that it has started is left, and no descriptor. Throws Failure when it cannot be started. Several threads
+/// may call it at a time.
 ChildEnd RunChild(const ChildTask& task);
 
-/// Describes how a child ended, in words that follow "it"; `where` is inserted: "crashed on loading (SIGSEGV)", "hung on
-/// loading for more than 10 s", "ended the process on loading (exit code 0)" with " on loading".
+/// Describes how a child ended, in words that follow "it"; `where` is inserted: "crashed on loading (SIGSEGV)", "hung
+/// on loading for more than 10 s", "ended the process on loading (exit code 0)" with " on loading".
 std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit, const std::string& where = "");
 
 /// In the child, before anything else and before there is a second thread: continues in the process that does the work.

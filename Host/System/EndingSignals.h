@@ -30,9 +30,9 @@ inline bool IsRaisedByFault(int signal) {
          signal == SIGSYS || signal == SIGTRAP;
 }
 
-/// While it lives, the signals that ask this process to end are blocked, and wait. Every RunChild on this thread, and on
-/// threads that were started meanwhile, ends its child when one arrives, and returns. The signals take effect when the
-/// object is destroyed.
+/// While it lives, the signals that ask this process to end are blocked, and wait. Every RunChild on this thread, and
+/// on threads that were started meanwhile, ends its child when one arrives, and returns. The signals take effect when
+/// the object is destroyed.
 class EndingSignalsHeld {
  public:
   EndingSignalsHeld();

@@ -22,7 +22,7 @@ OutputTarget InspectTarget(const std::string& target, bool replaceExisting) {
   }
   OutputTarget result;
   struct stat status {};
-  // lstat says all about what is no link, so that a batch needs one call for each output.
+  // Unless the target is a link, lstat says all, so that a batch needs one call for each output.
   bool exists = lstat(target.c_str(), &status) == 0;
   const bool isLink = exists && S_ISLNK(status.st_mode);
   if (isLink) {

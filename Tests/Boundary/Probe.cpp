@@ -1,5 +1,5 @@
-// Names every type that crosses the boundary of the module or of the library for hosts, so that debug information describes them all.
-// scripts/check-boundary compares the description with the one in this folder.
+// Names every type that crosses the boundary of the module or of the library for hosts, so that debug information
+// describes them all. scripts/check-boundary compares the description with the one in this folder.
 
 #include "Host/Library/rho.h"
 #include "Plugins/EncodersAndFormatters/PCMPlugin/PCMPlugin.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Shared by the tests of rhohost: a temporary folder, shell commands in it, sounds made by sox and ffmpeg, and checks of
-/// the outputs with other programs.
+/// Shared by the tests of rhohost: a temporary folder, shell commands in it, sounds made by sox and ffmpeg, and checks
+/// of the outputs with other programs.
 
 #include "Tests/Support/TemporaryFolder.h"
 

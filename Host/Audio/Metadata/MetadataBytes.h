@@ -1,7 +1,7 @@
 #pragma once
 
-/// Bytes of a file for libraries that read metadata. No exception leaves Read, since the libraries could not handle one,
-/// and a limit keeps damaged files from being read at length: beyond it, the file ends.
+/// Bytes of a file for libraries that read metadata. No exception leaves Read, since the libraries could not handle
+/// one, and a limit keeps damaged files from being read at length: beyond it, the file ends.
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,7 @@
 #pragma once
 
-/// The metadata of a sound file in the terms of Matroska: tags, chapters, attachments. All texts are valid UTF-8 without control characters other than tab and line feed.
+/// The metadata of a sound file in the terms of Matroska: tags, chapters, attachments. All texts are valid UTF-8
+/// without control characters other than tab and line feed.
 ///
 ///     SoundMetadata metadata;
 ///     metadata.AddText("tracknumber", "7");           // the tag PART_NUMBER

@@ -170,8 +170,8 @@ double ProcessorSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// The cost of each of many equal parts of some work must not grow: the cheapest of the last quarter costs at most a few
-/// times what the cheapest of the first quarter does.
+/// The cost of each of many equal parts of some work must not grow: the cheapest of the last quarter costs at most a
+/// few times what the cheapest of the first quarter does.
 void ExpectEvenCost(const std::vector<double>& seconds, const char* work) {
   // Tolerates other work on the machine: a cost that grows with the length is far larger in the last quarter.
   constexpr double kFactor = 4;

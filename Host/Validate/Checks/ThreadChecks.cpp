@@ -13,8 +13,8 @@
 
 namespace {
 
-/// Runs `work` on a thread with a stack of that size; 0 is the usual one. What it throws comes out of Finish. The thread
-/// does not end before Finish is called.
+/// Runs `work` on a thread with a stack of that size; 0 is the usual one. What it throws comes out of Finish. The
+/// thread does not end before Finish is called.
 class Worker {
  public:
   explicit Worker(std::function<void()> work, std::size_t stackSize = 0) : m_work(std::move(work)) {

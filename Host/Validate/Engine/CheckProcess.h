@@ -28,8 +28,8 @@ struct CheckSetup {
   bool underValgrind = false;  ///< whose report of an error fails the check
 };
 
-/// Runs the check in a child, which has the time limit for it (once for each environment that it runs in). Throws Failure
-/// when no child can be started.
+/// Runs the check in a child, which has the time limit for it (once for each environment that it runs in). Throws
+/// Failure when no child can be started.
 CheckResult RunCheck(const Check& check, const std::string& module, const CheckSetup& setup);
 
 /// The first argument of a program that is such a child; the check's name, the module and the path of its StepNote

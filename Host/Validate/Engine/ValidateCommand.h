@@ -22,6 +22,6 @@ struct ValidateOptions {
   bool force = false;  ///< replace an existing report
 };
 
-/// Does what the options ask for. The program's exit code: 0 when a check passed and none failed, else 1. Throws WrongUse,
-/// also when there is no such module, and Failure when it cannot do its work.
+/// Does what the options ask for. The program's exit code: 0 when a check passed and none failed, else 1. Throws
+/// WrongUse, also when there is no such module, and Failure when it cannot do its work.
 int Validate(const ValidateOptions& options);

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// A larger count is taken for a fault, and is no size for a list.
+/// A larger count is taken for a fault: no list is made for it.
 constexpr int kMostCompressors = 1000;
 
 /// The function of that name. Fails the check when the library lacks it.

@@ -78,7 +78,7 @@ struct Samples {
     const unsigned int min = setting.GetMinValue();
     const unsigned int max = setting.GetMaxValue();
     std::vector<std::string> texts;
-    // All values at the lower end, then all at the upper one. Equal ends are no range.
+    // All values at the lower end, then all at the upper one. Equal ends do not make a range.
     for (const unsigned int number : {min, min < max ? max : std::numeric_limits<unsigned int>::max()}) {
       std::string text;
       for (unsigned int index = 0; index < setting.GetNumberOfValues(); ++index) {

@@ -91,8 +91,8 @@ std::vector<PacketRecord> Encode(IAudioCompressor& compressor, const StreamSetup
 /// The same with a new compressor, and the whole input in one block: what other runs are compared with.
 std::vector<PacketRecord> EncodeAtOnce(const CheckedModule& module, const StreamSetup& setup, Bytes bytes);
 
-/// A whole run of `input` in two blocks with a compressor that is set up: the first status that is not success. Allocates
-/// nothing itself.
+/// A whole run of `input` in two blocks with a compressor that is set up: the first status that is not success.
+/// Allocates nothing itself.
 RhoStatus RunInto(IAudioCompressor& compressor, const StreamSetup& setup, Bytes input, KelEncAudio_t& out);
 
 /// The packets of a record's bundle, which stay there; none when there is no bundle.

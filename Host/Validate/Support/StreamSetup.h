@@ -41,8 +41,8 @@ struct StreamSetup {
 /// What a compressor is set to by itself. Skips the check when it does not take input by that.
 StreamSetup DefaultSetup(const CheckedModule& module);
 
-/// Every combination of a sample rate that the compressor offers and a usual frame rate, with its other settings in turn,
-/// by what it says of itself. Skips the check when it takes none.
+/// Every combination of a sample rate that the compressor offers and a usual frame rate, with its other settings in
+/// turn, by what it says of itself. Skips the check when it takes none.
 void ForEachRate(const CheckedModule& module, const std::function<void(const StreamSetup&)>& check);
 
 /// Calls `check` for the lowest settings, the highest and fifty random ones, those that the compressor takes together.
