@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -98,6 +99,8 @@ int main(int argc, char** argv) {
   // First: a child must have one thread and its signals as they were inherited.
   RunAsChild(argc, argv);
   UseThisProgramAsModuleHelper();
+  // Some parents ignore it, which programs inherit: then the system keeps no status of children that crash.
+  std::signal(SIGCHLD, SIG_DFL);
   FillStandardStreams();
   RemoveTemporaryFilesOnSignals();
   // RemoveTemporaryFilesOnSignals covers signals, this handler uncaught exceptions.

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <utility>
 
 #include <fcntl.h>
@@ -190,9 +191,9 @@ class Child {
     return std::chrono::nanoseconds(longest);
   }
 
-  /// Ends it and everything that it has started, and returns its status as waitpid does. The group is killed before
-  /// the leader is waited for: until then no other process can have its number.
-  int End() {
+  /// Ends it and everything that it has started, and returns its status as waitpid does; nothing if the status is lost.
+  /// The group is killed before the leader is waited for: until then no other process can have its number.
+  std::optional<int> End() {
     if (m_process != -1) {
       // The supervisor kills everything that the work has started, then ends. SIGKILL follows if that takes too long.
       kill(m_process, SIGTERM);
@@ -204,8 +205,13 @@ class Child {
       }
       kill(-m_process, SIGKILL);
       kill(m_process, SIGKILL);
-      while (waitpid(m_process, &m_status, 0) == -1 && errno == EINTR) {
-      }
+      int status = 0;
+      pid_t waited = -1;
+      do {
+        waited = waitpid(m_process, &status, 0);
+      } while (waited == -1 && errno == EINTR);
+      // ECHILD: SIGCHLD is ignored, or another thread has waited for all children.
+      m_status = waited == m_process ? std::optional(status) : std::nullopt;
       m_process = -1;
     }
     return m_status;
@@ -214,7 +220,7 @@ class Child {
  private:
   pid_t m_process;
   Descriptor m_descriptor;
-  int m_status = 0;
+  std::optional<int> m_status;
 };
 
 /// Waits until the child ends, its time is up or a signal arrives.
@@ -291,12 +297,16 @@ ChildEnd RunChild(const ChildTask& task) {
   Watch watch(child, output.reading, result.reading, signals);
   end.how = watch.For(task.timeLimit, end);
   // Also after an exit: descendants may still run and hold the pipes open. What they wrote is collected afterwards.
-  const int status = child.End();
+  const std::optional<int> status = child.End();
   watch.CollectAll(end);
-  if (end.how == ChildEnd::kExited && WIFSIGNALED(status)) {
+  if (!status) {
+    end.code = ChildEnd::kLostCode;
+    return end;
+  }
+  if (end.how == ChildEnd::kExited && WIFSIGNALED(*status)) {
     end.how = ChildEnd::kCrashed;
   }
-  end.code = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+  end.code = WIFSIGNALED(*status) ? WTERMSIG(*status) : WEXITSTATUS(*status);
   return end;
 }
 
@@ -310,9 +320,12 @@ std::string DescribeEnd(const ChildEnd& end, std::chrono::milliseconds timeLimit
                              : fmt::format("crashed{} (SIG{})", where, name);
     }
     case ChildEnd::kTimedOut:
-      return fmt::format("hung{} for more than {} s", where, timeLimit.count() / 1000);
+      return fmt::format("hung{} for more than {:g} s", where, std::chrono::duration<double>(timeLimit).count());
     case ChildEnd::kInterrupted:
       return "was interrupted" + where;
+  }
+  if (end.code == ChildEnd::kLostCode) {
+    return fmt::format("ended{}; whether by a crash is unknown, since this program ignores SIGCHLD", where);
   }
   return fmt::format("ended the process{} (exit code {})", where, end.code);
 }

@@ -24,11 +24,15 @@ struct ChildTask {
 /// How a child ended, and its output.
 struct ChildEnd {
   enum How {
-    kExited,       ///< `code` is its exit code
+    kExited,       ///< `code` is its exit code, or kLostCode
     kCrashed,      ///< `code` is the signal
     kTimedOut,     ///< killed at the time limit
     kInterrupted,  ///< killed because this process was asked to end
   };
+
+  /// The code where the system has no status of the child: the process ignores SIGCHLD, or something else has waited for
+  /// the child.
+  static constexpr int kLostCode = -1;
 
   How how = kExited;
   int code = 0;
