@@ -82,12 +82,13 @@ RHO_PUBLIC rho_result rho_find_module(const char* name, char** path);
 
 /** Lists all modules: a JSON array of objects with "name", "path", "hidden" (by another one of the same name in an
  * earlier folder), and either "description" or "error". Each is loaded in a child process and has the time limit, as in
- * rho_describe_module. */
+ * rho_describe_module, one after the other. */
 RHO_PUBLIC rho_result rho_list_modules(unsigned int timeout_milliseconds, char** json);
 
 /** Describes a module and all its settings as JSON; docs/info.md lists the keys. The module is loaded in a child
  * process: one that crashes, ends its process or takes longer than the time limit is RHO_FAILED and does not hurt the
- * caller. The child is the program rho-module-helper; the environment variable RHO_MODULE_HELPER can name another. */
+ * caller. The child is the program rho-module-helper; the environment variable RHO_MODULE_HELPER can name another. How
+ * the child ended is lost, and the error text says so, if the caller ignores SIGCHLD or waits for all its children. */
 RHO_PUBLIC rho_result rho_describe_module(const char* name, unsigned int timeout_milliseconds, char** json);
 
 /** Loads a module into this process, where it can crash it. */
@@ -116,14 +117,14 @@ RHO_PUBLIC rho_result rho_describe(rho_compressor* compressor, char** json);
  * follow: a data rate changes with the sample rate. */
 RHO_PUBLIC rho_result rho_set(rho_compressor* compressor, const char* assignment);
 
-/** Changes `count` settings at once, whose values may depend on each other in any order. If one of them is refused,
- * others may have their new values already. */
+/** Changes `count` settings at once, whose values may depend on each other in any order. If one of them is refused, none
+ * is changed. */
 RHO_PUBLIC rho_result rho_set_all(rho_compressor* compressor, const char* const* assignments, size_t count);
 
 /** Changes a setting to a whole number. For bool, int, unsigned and, if it is exact, double settings. */
 RHO_PUBLIC rho_result rho_set_integer(rho_compressor* compressor, const char* name, int64_t value);
 
-/** Changes a double setting. */
+/** Changes a double setting, or a bool, int or unsigned one to a number that is whole. */
 RHO_PUBLIC rho_result rho_set_double(rho_compressor* compressor, const char* name, double value);
 
 /** Changes a setting of any kind to the value that JSON has for it in presets (docs/presets.md): a text for an enum,
@@ -145,7 +146,7 @@ RHO_PUBLIC rho_result rho_get_double(rho_compressor* compressor, const char* nam
 /** Sets the packets per second; at least 1. A new compressor has 30. */
 RHO_PUBLIC rho_result rho_set_frame_rate(rho_compressor* compressor, double frames_per_second);
 
-/** Applies a preset file (docs/presets.md), its frame rate included. If a value is refused, others may have changed. */
+/** Applies a preset file (docs/presets.md), its frame rate included. If a value is refused, nothing is changed. */
 RHO_PUBLIC rho_result rho_load_preset(rho_compressor* compressor, const char* path);
 
 /** The text of a preset file with the values of all settings that the functions above have set. RHO_WRONG_USE if

@@ -68,37 +68,19 @@ std::string ChangeText(const Assignment& assignment) {
              : Refusal(setting, value) + assignment.unit + ", with the other settings as they are";
 }
 
-}  // namespace
-
-bool IsFixed(ISetting& setting) { return setting.GetIsOptional() == 0 && NumberOfAllowableValues(setting) == 1; }
-
-Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::string_view text) {
-  const std::size_t equals = text.find('=');
-  const std::string_view name = text.substr(0, equals);
-  ISetting* const setting = equals == std::string_view::npos ? nullptr : FindSetting(settings, name);
-  if (setting == nullptr) {
-    std::vector<std::string_view> names;
-    names.reserve(settings.size());
-    for (const NamedSetting& named : settings) {
-      names.push_back(named.name);
-    }
-    throw WrongUse(fmt::format(
-        "\"{}\": {}; the settings are: {}", Abbreviated(text),
-        equals == std::string_view::npos ? "expected NAME=VALUE" : fmt::format("no setting \"{}\"", Abbreviated(name)),
-        fmt::join(names, ", ")));
+/// Assignments of the values that the settings of `assignments` have now.
+std::vector<Assignment> PresentValues(const std::vector<Assignment>& assignments) {
+  std::vector<Assignment> present;
+  present.reserve(assignments.size());
+  for (const Assignment& assignment : assignments) {
+    ISetting& setting = *assignment.setting;
+    const bool hasValue = setting.GetIsOptional() == 0 || setting.GetIsOptionalValueSpecified() != 0;
+    present.push_back({.setting = &setting, .value = hasValue ? std::optional(GetValue(setting)) : std::nullopt});
   }
-  // Everything behind the first "=": a value may contain more of them.
-  const std::string_view value = text.substr(equals + 1);
-  Assignment assignment{.setting = setting, .value = ParseValue(*setting, value)};
-  if (setting->GetIsOptional() != 0 && value.empty()) {
-    assignment.value.reset();
-  } else if (!assignment.value) {
-    throw WrongUse(Refusal(*setting, value));
-  }
-  return assignment;
+  return present;
 }
 
-void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
+void AssignOrFail(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
   // The last assignment for a setting counts and takes its own place in the order, not that of the earlier one.
   std::vector<const Assignment*> pending;
   for (const Assignment& assignment : assignments) {
@@ -138,5 +120,49 @@ void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignm
     if (ValueText(*assignment->setting) != value) {
       throw WrongUse(assignment->source + ChangeText(*assignment));
     }
+  }
+}
+
+}  // namespace
+
+bool IsFixed(ISetting& setting) { return setting.GetIsOptional() == 0 && NumberOfAllowableValues(setting) == 1; }
+
+Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::string_view text) {
+  const std::size_t equals = text.find('=');
+  const std::string_view name = text.substr(0, equals);
+  ISetting* const setting = equals == std::string_view::npos ? nullptr : FindSetting(settings, name);
+  if (setting == nullptr) {
+    std::vector<std::string_view> names;
+    names.reserve(settings.size());
+    for (const NamedSetting& named : settings) {
+      names.push_back(named.name);
+    }
+    throw WrongUse(fmt::format(
+        "\"{}\": {}; the settings are: {}", Abbreviated(text),
+        equals == std::string_view::npos ? "expected NAME=VALUE" : fmt::format("no setting \"{}\"", Abbreviated(name)),
+        fmt::join(names, ", ")));
+  }
+  // Everything behind the first "=": a value may contain more of them.
+  const std::string_view value = text.substr(equals + 1);
+  Assignment assignment{.setting = setting, .value = ParseValue(*setting, value)};
+  if (setting->GetIsOptional() != 0 && value.empty()) {
+    assignment.value.reset();
+  } else if (!assignment.value) {
+    throw WrongUse(Refusal(*setting, value));
+  }
+  return assignment;
+}
+
+void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments) {
+  const std::vector<Assignment> before = PresentValues(assignments);
+  try {
+    AssignOrFail(compressor, assignments);
+  } catch (const WrongUse&) {
+    try {
+      AssignOrFail(compressor, before);
+    } catch (const WrongUse&) {
+      // A setting may refuse the value that it was created with. The others have theirs.
+    }
+    throw;
   }
 }

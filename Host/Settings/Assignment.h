@@ -39,5 +39,5 @@ Assignment ParseAssignment(const std::vector<NamedSetting>& settings, std::strin
 /// Carries out the assignments, the last one of several for the same setting. What a setting refuses is tried again
 /// after ValidateSettings has brought the others into effect, as long as that helps. Throws WrongUse for the first
 /// value that is still refused then, for a value that an inactive setting was given, and for one that another
-/// assignment has changed.
+/// assignment has changed; all these settings then have their previous values again, as far as they take them.
 void Assign(IAudioCompressor& compressor, const std::vector<Assignment>& assignments);

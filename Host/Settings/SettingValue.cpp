@@ -5,7 +5,9 @@
 #include "Host/Text/Errors.h"
 
 #include <strings.h>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -41,8 +43,7 @@ struct Getter {
   SettingValue operator()(const UnknownSetting& /*setting*/) const { return {}; }
 };
 
-/// The value as a `Number`; nothing if that would change it, or if it is not a number. Only doubles and whole numbers
-/// become doubles, and only whole numbers become whole numbers.
+/// The value as a `Number`; nothing if that would change it, or if it is not a number.
 template <class Number>
 struct Exactly {
   template <class Other>
@@ -53,6 +54,10 @@ struct Exactly {
       return std::in_range<Number>(value) ? std::optional(static_cast<Number>(value)) : std::nullopt;
     } else if constexpr (std::is_integral_v<Other> && std::is_floating_point_v<Number>) {
       return static_cast<Number>(value);
+    } else if constexpr (std::is_floating_point_v<Other> && std::is_integral_v<Number>) {
+      using Limits = std::numeric_limits<Number>;
+      const bool isExact = value >= Limits::lowest() && value <= Limits::max() && std::trunc(value) == value;
+      return isExact ? std::optional(static_cast<Number>(value)) : std::nullopt;
     } else {
       return std::nullopt;
     }

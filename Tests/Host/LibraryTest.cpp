@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <csignal>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -73,6 +74,7 @@ TEST_F(LibraryTest, SettingsHaveTypedValuesTextsAndJson) {
   EXPECT_EQ(rho_set_integer(m_compressor, "SampleSize", 24), RHO_OK) << rho_error_text();
   EXPECT_EQ(rho_set_integer(m_compressor, "Scale", 2), RHO_OK) << "a number of another type that is exact";
   EXPECT_EQ(rho_set_double(m_compressor, "Rate", 23.976), RHO_OK) << rho_error_text();
+  EXPECT_EQ(rho_set_double(m_compressor, "Offset", -7.0), RHO_OK) << "the same";
   EXPECT_EQ(rho_set_json(m_compressor, "Gains", "[4, 5, 6]"), RHO_OK) << rho_error_text();
   int64_t whole = 0;
   double number = 0;
@@ -80,12 +82,12 @@ TEST_F(LibraryTest, SettingsHaveTypedValuesTextsAndJson) {
   EXPECT_EQ(whole, 96000 * 2 * 3) << "it follows";
   EXPECT_EQ(rho_get_double(m_compressor, "Rate", &number), RHO_OK);
   EXPECT_EQ(number, 23.976);
-  EXPECT_EQ(Json("Mode") + Json("Gains") + Json("Scale"), "\"Careful, slow\"[4,5,6]2.0");
+  EXPECT_EQ(Json("Mode") + Json("Gains") + Json("Scale") + Json("Offset"), "\"Careful, slow\"[4,5,6]2.0-7");
 
   const TemporaryFolder folder;
   EXPECT_EQ(rho_set_frame_rate(m_compressor, 25), RHO_OK);
   const std::string preset = TextOf([&](char** text) { return rho_preset(m_compressor, text); });
-  EXPECT_EQ(json::parse(preset)["settings"].size(), 6);
+  EXPECT_EQ(json::parse(preset)["settings"].size(), 7);
   folder.Write("preset", preset);
   Create(ALL_SETTINGS);
   EXPECT_EQ(rho_load_preset(m_compressor, (folder / "preset").c_str()), RHO_OK) << rho_error_text();
@@ -150,7 +152,8 @@ TEST_F(LibraryTest, WrongUseIsAnErrorText) {
            {Try(rho_set(m_compressor, "Asleep=x")), "not active"},
            {Try(rho_set_integer(m_compressor, "SampleRate", -1)), "not -1"},
            {Try(rho_set_integer(m_compressor, "SampleRate", INT64_MAX)), "beyond"},
-           {Try(rho_set_double(m_compressor, "SampleRate", 44100.0)), "not 44100"},
+           {Try(rho_set_double(m_compressor, "SampleRate", 44100.5)), "not 44100.5"},
+           {Try(rho_set_double(m_compressor, "Offset", 1e30)), "not 1e+30"},
            {Try(rho_set_integer(m_compressor, "Mode", 1)), "not 1"},
            {Try(rho_set_json(m_compressor, "Level", "{")), "not JSON"},
            {Try(rho_set_json(m_compressor, "Level", "null")), "not null"},
@@ -197,7 +200,10 @@ TEST_F(LibraryTest, CppClassesThrowErrorsAndPassOnThoseOfTheSink) {
     EXPECT_THROW(use(), rho::WrongUse);
     EXPECT_THAT(MessageOf(use), HasSubstr(says));
   }
-  EXPECT_EQ(compressor.GetInteger("SampleRate"), 96000) << "nothing of a refused list is set";
+  EXPECT_THROW(compressor.SetAll({"SampleRate=8000", "Mode=", "Scale=7", "Level=5"}), rho::WrongUse);
+  EXPECT_EQ(compressor.GetText("SampleRate") + compressor.GetJson("Mode") + compressor.GetText("Scale"),
+            "96000\"Careful, slow\"0.1")
+      << "nothing of a refused list is set";
   EXPECT_THROW(rho::DescribeModule(BAD_MODULES "/CrashesOnLoad.so"), rho::Error);
 
   rho::Compressor pcm = rho::Module(PCM_MODULE).CreateCompressor();
@@ -220,15 +226,19 @@ TEST_F(LibraryTest, CppClassesThrowErrorsAndPassOnThoseOfTheSink) {
 }
 
 TEST_F(LibraryTest, BrokenModulesDoNotHurtTheHost) {
-  for (const auto& [module, says] :
-       {std::pair("CrashesOnLoad", "crashed on loading (SIGABRT)"),
-        std::pair("ExitsOnLoad", "ended the process on loading"), std::pair("HangsOnLoad", "hung on loading"),
-        std::pair("NoEntryPoint", "no entry point CreateAudioCompressor"),
-        std::pair("NoObject", "returns no compressor")}) {
+  for (const auto& [module, says] : {std::pair("CrashesOnLoad", "crashed on loading (SIGABRT)"),
+                                     std::pair("ExitsOnLoad", "ended the process on loading"),
+                                     std::pair("HangsOnLoad", "hung on loading for more than 2.5 s"),
+                                     std::pair("NoEntryPoint", "no entry point CreateAudioCompressor"),
+                                     std::pair("NoObject", "returns no compressor")}) {
     const std::string path = std::string(BAD_MODULES "/") + module + ".so";
-    const unsigned int limit = path.ends_with("HangsOnLoad.so") ? 2000 : 30000;
+    const unsigned int limit = path.ends_with("HangsOnLoad.so") ? 2500 : 30000;
     EXPECT_THAT(TextOf([&](char** text) { return rho_describe_module(path.c_str(), limit, text); }), HasSubstr(says));
   }
+  std::signal(SIGCHLD, SIG_IGN);  // as in some hosts: the system then keeps no status of children
+  EXPECT_THAT(TextOf([](char** text) { return rho_describe_module(BAD_MODULES "/CrashesOnLoad.so", 30000, text); }),
+              HasSubstr("ended on loading; whether by a crash is unknown"));
+  std::signal(SIGCHLD, SIG_DFL);
   EXPECT_THAT(TextOf([&](char** text) { return rho_find_module("libc.so.6", text); }), HasSubstr("no module"));
   EXPECT_THAT(TextOf([&](char** text) { return rho_find_module("PCMPlugin", text); }),
               testing::EndsWith("PCMPlugin.bundle/Contents/x86_64-linux/PCMPlugin.so"));
