@@ -60,6 +60,19 @@ TEST_F(SettingsTest, ShowsEverySettingInEightyColumns) {
   }
 }
 
+TEST_F(SettingsTest, CompletionsOfferWhatIsAllowed) {
+  std::string expected;
+  const json description = json::parse(Info("--json").output);
+  for (const json& setting : description["settings"]) {
+    const std::string name = setting["name"];
+    expected += name + "=\n";
+    for (const json& value : setting.value("allowableValues", json::array())) {
+      expected += name + "=" + (value.is_string() ? value.get<std::string>() : value.dump()) + "\n";
+    }
+  }
+  EXPECT_EQ(Run("sh " SETTINGS_SCRIPT " --module " ALL_SETTINGS).output, expected);
+}
+
 TEST_F(SettingsTest, TakesEveryValueAsItShowsIt) {
   for (const auto& [name, setting] : Described()) {
     if (setting["kind"] == "group" || setting["active"] == false) {

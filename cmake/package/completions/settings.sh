@@ -10,7 +10,7 @@ esac
 rhohost info --json "$@" 2>/dev/null | awk -v only="$only" '
   function text(line) { sub(/^[^:]*"[a-zA-Z]*": /, "", line); gsub(/^ *"?|"?,? *$/, "", line); return line }
   /^      "name": / { name = text($0); if (only == "") print name "=" }
-  /^      "allowableValues": \[/ { isList = 1; next }
-  /\]/ { isList = 0 }
+  /^      "allowableValues": \[$/ { isList = 1; next }
+  /^      \]/ { isList = 0 }
   isList && only == "" { print name "=" text($0) }
   isList && only == name { print text($0) }'
