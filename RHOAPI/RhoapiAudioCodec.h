@@ -71,13 +71,13 @@ class IAudioCompressor {
   /// kRhoStatusNoObject when out of memory; in both cases a run in progress continues.
   virtual RhoStatus CompressFrameBegin(KelAudio_t* format) = 0;
   /// Encodes a buffer and appends the finished packets to `out`, a KelEncAudio_t whose sample rate the host has set;
-  /// they stay there until the host removes them. Without input (`in` null) it flushes the remaining samples and ends
-  /// the stream: every later call returns success and does nothing until CompressFrameEnd.
-  ///
-  /// kRhoStatusBadArgument before a successful CompressFrameBegin, without `out`, when the sample rate of `out` is 0,
-  /// and for a buffer of at least one sample frame whose data is null. Throws std::bad_alloc when out of memory for a
-  /// packet or the bundle: the packets in `out` are complete and a flush may be repeated, but the host cannot know how
-  /// much of a buffer was consumed and should abandon the run.
+  /// they stay there until the host removes them. Time, time scale (its sample rate), sample count and duration of
+  /// `out` then describe the packets of this call. Without input (`in` null) it flushes the remaining samples and ends
+  /// the stream: every later call returns success and does nothing until CompressFrameEnd. kRhoStatusBadArgument before
+  /// a successful CompressFrameBegin, without `out`, when the sample rate of `out` is 0, and for a buffer of at least
+  /// one sample frame whose data is null. Throws std::bad_alloc when out of memory for a packet or the bundle: the
+  /// packets in `out` are complete and a flush may be repeated, but the host cannot know how much of a buffer was
+  /// consumed and should abandon the run.
   virtual RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) = 0;
   /// Ends a run. It does not flush.
   virtual RhoStatus CompressFrameEnd() = 0;

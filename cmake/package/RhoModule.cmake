@@ -6,7 +6,7 @@ function(rho_add_module name)
   add_library(${name} MODULE ${ARGN})
   target_link_libraries(${name} PRIVATE Rho::plugin)
   # Unique symbols would keep the module in memory after dlclose.
-  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+  target_compile_options(${name} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>)
   target_link_options(${name} PRIVATE
     -Wl,--version-script=${folder}/module.exports -Wl,-Bsymbolic-functions -Wl,-z,defs -Wl,-z,relro,-z,now)
   set_target_properties(${name} PROPERTIES
@@ -14,5 +14,6 @@ function(rho_add_module name)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     LINK_DEPENDS ${folder}/module.exports
-    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${name}.bundle/Contents/${Rho_MACHINE})
+    # The empty expression keeps generators of several configurations from adding a folder for each.
+    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${name}.bundle/Contents/${Rho_MACHINE}$<0:>)
 endfunction()
