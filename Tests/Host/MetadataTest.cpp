@@ -51,7 +51,14 @@ const Tagged kTagged[] = {
       "UMID=0x01"}},
     {"id3.aiff", FFMPEG "-write_id3v2 1 -f aiff id3.aiff", {"ARTIST=Me"}},
     {"text.aiff", FFMPEG "-metadata comment=C -f aiff text.aiff", {"COMMENT=C"}},
-    {"info.caf", FFMPEG "info.caf", {"ARTIST=Me"}},
+    {"sox.aiff", "sox in.wav --comment Hello sox.aiff", {"COMMENT=Hello"}, ""},
+    {"info.caf", FFMPEG "-metadata composer=Com -metadata own=x info.caf", {"ARTIST=Me", "COMPOSER=Com", "OWN=x"}},
+    {"cd.flac",
+     "printf 'FILE a WAVE\n TRACK 01 AUDIO\n INDEX 01 00:00:00\n' >cue && sox in.wav -r 44100 cd.wav && "
+     "flac -s --cuesheet=cue --tag=ARTIST=Me cd.wav -o cd.flac",
+     {"ARTIST=Me"},
+     "",
+     "CHAPTER01=00:00:00.000\nCHAPTER01NAME=Track 1\n"},
     {"flac.flac",
      "flac -s --picture='3|image/png|Front||p.png' --picture='4|image/png|||p.png' --tag=ARTIST=Me --tag=artist=You "
      "--tag=TITLE=T\xC3\xAFtle --tag=REPLAYGAIN_TRACK_GAIN='-3.00 dB' --tag=LYRICS='la la' --tag=ALBUMARTIST=All "
@@ -74,9 +81,10 @@ const Tagged kTagged[] = {
      {"cover.png"}},
     {"lame.mp3",
      "lame --quiet --tt T\xC3\xAFtle --ta Me --tl Album --ty 2001 --tc C --tn 7/12 --tv TCOM=Com --tv TXXX=Mood=Good "
-     "--ti p.png "
+     "--tv TSST=Sub --ti p.png "
      "in.wav lame.mp3",
-     {"ARTIST=Me", "ALBUM=Album", "DATE_RECORDED=2001", "COMMENT=C", "PART_NUMBER=7/12", "COMPOSER=Com", "MOOD=Good"},
+     {"ARTIST=Me", "ALBUM=Album", "DATE_RECORDED=2001", "COMMENT=C", "PART_NUMBER=7/12", "COMPOSER=Com", "MOOD=Good",
+      "TSST=Sub"},
      "T\xC3\xAFtle",
      "",
      {"cover.png"}},
@@ -149,19 +157,29 @@ TEST_F(MetadataTest, ChunksBecomeTagsChaptersAndAttachments) {
   const std::string info = Chunk(
       "LIST", "INFO" + Chunk("INAM", "Name") + Chunk("IART", "Caf\xE9") + Chunk("IART", "More") + Chunk("IXYZ", "odd"));
   const std::string documents = Chunk("iXML", "<BWFXML/>") + Chunk("axml", "<ebu/>");
-  const std::string cues = Chunk("cue ", LittleEndian32(2) + cue(1, 24000) + cue(2, 0)) +
-                           Chunk("LIST", "adtl" + label(1, "Half") + label(2, "Caf\xE9"));
+  const std::string cues =
+      Chunk("cue ", LittleEndian32(2) + cue(1, 24000) + cue(2, 0)) +
+      Chunk("LIST", "adtl" + label(1, std::string(300, 'H')) + Chunk("note", "1234Note") + label(2, "Caf\xE9"));
   Write("chunks.wav", WithChunks(info, cues + documents + Chunk("abcd", "") + Chunk("smpl", std::string(36, 'x'))));
 
   const Outcome plan = RunHost("rhohost --dry-run chunks.wav out.mkv");
   EXPECT_THAT(plan.output,
               HasSubstr("metadata: TITLE, ARTIST, ARTIST, IXYZ, 2 chapters, iXML.xml (9 bytes), aXML.xml"));
-  EXPECT_THAT(plan.output, HasSubstr("\nnot kept: chunk \"smpl\" of 36 bytes: not supported\n"));
-  EXPECT_THAT(RunHost("rhohost chunks.wav out.mkv").errors, HasSubstr("; not kept: chunk \"smpl\" of 36 bytes"));
+  EXPECT_THAT(plan.output, HasSubstr("\nnot kept: chunk \"note\" in LIST \"adtl\": not supported, chunk \"smpl\" of 36 "
+                                     "bytes: not supported\n"));
+  EXPECT_THAT(RunHost("rhohost chunks.wav out.mkv").errors, HasSubstr(", chunk \"smpl\" of 36 bytes"));
   EXPECT_EQ(Tags("out.mkv"), "ARTIST=Caf\xC3\xA9\nARTIST=More\nIXYZ=odd\n");
   EXPECT_EQ(Chapters("out.mkv"),
-            "CHAPTER01=00:00:00.000\nCHAPTER01NAME=Caf\xC3\xA9\nCHAPTER02=00:00:00.500\nCHAPTER02NAME=Half\n");
+            "CHAPTER01=00:00:00.000\nCHAPTER01NAME=Caf\xC3\xA9\nCHAPTER02=00:00:00.500\nCHAPTER02NAME=" +
+                std::string(300, 'H') + '\n');
   EXPECT_EQ(Run("mkvextract out.mkv attachments 1:x 2:y >&2 && cat x y").output, "<BWFXML/><ebu/>");
+
+  const std::string wav = Read("chunks.wav");
+  const std::string dataSize = wav.substr(wav.find("data") + 4, 4) + std::string(4, '\0');
+  Write("rf64.wav", "RF64\xFF\xFF\xFF\xFFWAVE" +
+                        Chunk("ds64", std::string(8, '\0') + dataSize + std::string(12, '\0')) + wav.substr(12));
+  EXPECT_EQ(RunHost("rhohost rf64.wav rf64.mkv").code, 0);
+  EXPECT_EQ(Chapters("rf64.mkv"), Chapters("out.mkv"));
 
   // Of a pipe there is what precedes the samples.
   Write("before.wav", WithChunks(info + documents, ""));

@@ -45,12 +45,14 @@ constexpr FLAC__IOCallbacks kCallbacks{
     .close = nullptr,
 };
 
-/// Adds Vorbis comments. An entry without "=" is invalid and ignored.
+/// Adds Vorbis comments. An entry without "=" is invalid.
 void AddComments(const FLAC__StreamMetadata_VorbisComment& comments, SoundMetadata& metadata) {
   for (const auto& comment : std::span(comments.comments, comments.num_comments)) {
     const std::string_view entry(reinterpret_cast<const char*>(comment.entry), comment.length);
     if (const std::size_t equals = entry.find('='); equals != std::string_view::npos) {
       metadata.AddText(entry.substr(0, equals), entry.substr(equals + 1));
+    } else {
+      metadata.omitted.emplace_back("a Vorbis comment without a name: damaged");
     }
   }
 }
@@ -60,15 +62,11 @@ void AddPicture(const FLAC__StreamMetadata_Picture& picture, SoundMetadata& meta
                       std::string(reinterpret_cast<const char*>(picture.data), picture.data_length));
 }
 
-/// Adds the tracks of a cue sheet as chapters, without the lead-out, which marks the end. RFC 9639 numbers it 170 in
-/// the cue sheet of a CD, else 255.
+/// Adds the tracks of a cue sheet as chapters, without the lead-out, which marks the end. RFC 9639 demands that it is
+/// the last one; its number is 170 or 255, and flac writes 170 even where the cue sheet is not that of a CD.
 void AddTracks(const FLAC__StreamMetadata_CueSheet& sheet, unsigned int sampleRate, SoundMetadata& metadata) {
-  constexpr unsigned int kLeadOutOfCd = 170;
-  constexpr unsigned int kLeadOut = 255;
-  for (const auto& track : std::span(sheet.tracks, sheet.num_tracks)) {
-    if (track.number != kLeadOut && !(sheet.is_cd != 0 && track.number == kLeadOutOfCd)) {
-      metadata.AddChapter(track.offset, std::max(1U, sampleRate), fmt::format("Track {}", track.number));
-    }
+  for (const auto& track : std::span(sheet.tracks, std::max(1U, sheet.num_tracks) - 1)) {
+    metadata.AddChapter(track.offset, std::max(1U, sampleRate), fmt::format("Track {}", track.number));
   }
 }
 
@@ -131,8 +129,11 @@ void AddFlacMetadata(MetadataBytes& bytes, std::uint64_t start, SoundMetadata& m
       case FLAC__METADATA_TYPE_APPLICATION:
         metadata.omitted.push_back(fmt::format("FLAC application block of {} bytes: not supported", block.length));
         break;
-      default:  // padding, seek table
+      case FLAC__METADATA_TYPE_PADDING:
+      case FLAC__METADATA_TYPE_SEEKTABLE:
         break;
+      default:
+        metadata.omitted.push_back(fmt::format("FLAC metadata block of type {}: not supported", int{block.type}));
     }
   } while (FLAC__metadata_iterator_next(iterator.get()) != 0);
 }

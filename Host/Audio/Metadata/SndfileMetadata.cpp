@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <map>
+#include <set>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -34,6 +36,12 @@ constexpr Name kInfoFields[] = {
 /// AIFF's text chunks: Name, Author, Copyright, Annotation.
 constexpr Name kAiffTexts[] = {{"NAME", "TITLE"}, {"AUTH", "ARTIST"}, {"(c) ", "COPYRIGHT"}, {"ANNO", "COMMENT"}};
 
+/// The names of texts in CAF that differ from those of Vorbis comments.
+constexpr Name kCafTexts[] = {{"comments", "COMMENT"},
+                              {"encoding application", "ENCODER"},
+                              {"recorded date", "DATE"},
+                              {"track number", "TRACKNUMBER"}};
+
 /// A chunk that becomes an attachment as it is.
 struct Document {
   std::string_view id;
@@ -46,9 +54,9 @@ constexpr Document kDocuments[] = {
     {"iXML", "iXML.xml", "text/xml"}, {"axml", "aXML.xml", "text/xml"}, {"_PMX", "XMP.xmp", "application/rdf+xml"}};
 
 /// Chunks that need no mention: samples, their format, padding, and those that libsndfile has commands for.
-constexpr std::string_view kKnownChunks[] = {
-    "RIFF", "RIFX", "RF64", "WAVE", "fmt ", "fact", "data", "ds64", "JUNK", "PAD ", "FLLR", "PEAK", "bext", "cue ",
-    "FORM", "COMM", "SSND", "FVER", "MARK", "caff", "desc", "chan", "kuki", "pakt", "free", "info", "peak", "wave"};
+constexpr std::string_view kKnownChunks[] = {"RIFF", "RIFX", "RF64", "WAVE", "fmt ", "fact", "data", "ds64", "JUNK",
+                                             "PAD ", "FLLR", "PEAK", "bext", "FORM", "COMM", "SSND", "FVER", "MARK",
+                                             "caff", "desc", "chan", "kuki", "pakt", "free", "peak", "wave"};
 
 /// The row of `table` with that id; null where there is none.
 template <class Table>
@@ -58,40 +66,103 @@ auto Find(const Table& table, std::string_view id) {
   return found == std::end(table) ? nullptr : found;
 }
 
-/// Adds the texts of a LIST chunk of type INFO (`fields` is what follows the type). TagLib would keep only one of
-/// several fields of the same name.
-void AddInfo(std::string_view fields, SoundMetadata& metadata) {
+/// Numbers and texts of a chunk, one after the other. Behind its end there are zeros and empty texts.
+class Fields {
+ public:
+  Fields(std::string_view bytes, bool isBigEndian) : m_bytes(bytes), m_isBigEndian(isBigEndian) {}
+
+  bool IsAtEnd() const { return m_bytes.empty(); }
+  std::size_t Left() const { return m_bytes.size(); }
+
+  /// The next `size` bytes, or those that are left.
+  std::string_view Take(std::size_t size) {
+    const std::string_view taken = m_bytes.substr(0, size);
+    m_bytes.remove_prefix(taken.size());
+    return taken;
+  }
+
+  /// The next number of `size` bytes, up to 8.
+  std::size_t TakeNumber(std::size_t size) {
+    const std::string_view taken = Take(size);
+    return taken.size() < size ? 0
+                               : static_cast<std::size_t>(ReadNumber(
+                                     reinterpret_cast<const unsigned char*>(taken.data()), size, m_isBigEndian));
+  }
+
+  /// The bytes up to the next zero, which is skipped.
+  std::string_view TakeUpToZero() {
+    const std::string_view taken = Take(m_bytes.find('\0'));
+    Take(1);
+    return taken;
+  }
+
+ private:
+  std::string_view m_bytes;
+  bool m_isBigEndian;
+};
+
+/// Calls `use` with the name and the content of each chunk within a LIST. False for a chunk whose size exceeds the
+/// list; `use` gets it as far as it goes.
+template <class Use>
+bool ForEachSubchunk(Fields list, const Use& use) {
   constexpr std::size_t kHead = 8;
-  while (fields.size() >= kHead) {
-    const std::string_view id = fields.substr(0, 4);
-    const auto size =
-        static_cast<std::size_t>(ReadNumber(reinterpret_cast<const unsigned char*>(fields.data()) + 4, 4, false));
-    const Name* const known = Find(kInfoFields, id);
-    // A field whose size exceeds the chunk is added as far as it goes.
-    metadata.AddText(known == nullptr ? id : known->name, fields.substr(kHead, size));
-    if (size > fields.size() - kHead) {
-      metadata.omitted.emplace_back("end of the RIFF INFO: damaged");
-      return;
+  while (list.Left() >= kHead) {
+    const std::string_view id = list.Take(4);
+    const std::size_t size = list.TakeNumber(4);
+    const bool isWhole = size <= list.Left();
+    use(id, list.Take(size));
+    if (!isWhole) {
+      return false;
     }
-    // RIFF pads fields to an even size.
-    fields.remove_prefix(std::min(fields.size(), kHead + size + size % 2));
+    list.Take(size % 2);  // padding to an even size
+  }
+  return true;
+}
+
+/// Adds the texts of an AIFF Comments chunk: each has a time stamp and the number of a marker in front.
+void AddAiffComments(Fields fields, SoundMetadata& metadata) {
+  for (std::size_t left = fields.TakeNumber(2); left != 0 && !fields.IsAtEnd(); --left) {
+    constexpr std::size_t kTimeAndMarker = 6;
+    fields.Take(kTimeAndMarker);
+    const std::size_t size = fields.TakeNumber(2);
+    metadata.AddText("COMMENT", fields.Take(size));
+    fields.Take(size % 2);
+  }
+}
+
+/// Adds the texts of a CAF Information chunk: pairs of names and texts. libsndfile knows ten of the names.
+void AddCafInfo(Fields fields, SoundMetadata& metadata) {
+  for (std::size_t left = fields.TakeNumber(4); left != 0 && !fields.IsAtEnd(); --left) {
+    const std::string_view id = fields.TakeUpToZero();
+    const Name* const known = Find(kCafTexts, id);
+    metadata.AddText(known == nullptr ? id : known->name, fields.TakeUpToZero());
   }
 }
 
 /// Adds the chunks of a file that hold texts, tags or documents to the metadata, and names all others as omitted.
 class ChunkReader {
  public:
-  ChunkReader(SNDFILE* file, const OnId3v2& onId3v2, SoundMetadata& metadata)
-      : m_file(file), m_onId3v2(onId3v2), m_metadata(metadata) {}
+  ChunkReader(SNDFILE* file, const SF_INFO& info, const OnId3v2& onId3v2, SoundMetadata& metadata)
+      : m_file(file), m_info(info), m_onId3v2(onId3v2), m_metadata(metadata) {}
 
   void ReadAll() {
     for (SF_CHUNK_ITERATOR* chunk = sf_get_chunk_iterator(m_file, nullptr); chunk != nullptr;
          chunk = sf_next_chunk_iterator(chunk)) {
       Read(chunk);
     }
+    // The labels may precede the cue points or follow them.
+    for (const CuePoint& point : m_cuePoints) {
+      m_metadata.AddChapter(point.sampleFrame, static_cast<unsigned int>(m_info.samplerate),
+                            std::move(m_labels[point.id]));
+    }
   }
 
  private:
+  struct CuePoint {
+    std::size_t id;
+    std::uint64_t sampleFrame;
+  };
+
   /// Adds one chunk. `info.datalen` is the size of the chunk or of the room for it, depending on the call.
   void Read(const SF_CHUNK_ITERATOR* chunk) {
     SF_CHUNK_INFO info{};
@@ -107,6 +178,7 @@ class ChunkReader {
       return;
     }
     const std::string id(info.id, std::min<std::size_t>(4, info.id_size));
+    m_isRifx = m_isRifx || id == "RIFX";  // the first chunk
     if (std::find(std::begin(kKnownChunks), std::end(kKnownChunks), id) != std::end(kKnownChunks) ||
         sf_get_chunk_size(chunk, &info) != SF_ERR_NO_ERROR) {
       return;
@@ -132,14 +204,20 @@ class ChunkReader {
 
   /// Whether Add takes chunks of that name.
   static bool IsKept(std::string_view id) {
-    return id == "LIST" || id == "id3 " || id == "ID3 " || Find(kAiffTexts, id) != nullptr ||
-           Find(kDocuments, id) != nullptr;
+    return id == "LIST" || id == "cue " || id == "id3 " || id == "ID3 " || id == "COMT" || id == "info" ||
+           Find(kAiffTexts, id) != nullptr || Find(kDocuments, id) != nullptr;
   }
 
-  /// Adds a chunk that is kept. A LIST of another type than INFO is ignored: "adtl" holds the labels of cue points.
+  /// Adds a chunk that is kept.
   void Add(std::string_view id, std::string bytes) {
-    if (id == "LIST" && bytes.starts_with("INFO")) {
-      AddInfo(std::string_view(bytes).substr(4), m_metadata);
+    if (id == "LIST") {
+      AddList(Numbers(bytes));
+    } else if (id == "cue ") {
+      AddCuePoints(Numbers(bytes));
+    } else if (id == "COMT") {
+      AddAiffComments({bytes, true}, m_metadata);
+    } else if (id == "info") {
+      AddCafInfo({bytes, true}, m_metadata);
     } else if (id == "id3 " || id == "ID3 ") {
       m_onId3v2(std::move(bytes));
     } else if (const Name* const text = Find(kAiffTexts, id)) {
@@ -154,9 +232,57 @@ class ChunkReader {
     }
   }
 
+  /// The fields of a RIFF chunk. All numbers in RIFX files are big-endian.
+  Fields Numbers(std::string_view bytes) const { return {bytes, m_isRifx}; }
+
+  /// Adds the texts of a LIST of type INFO and the labels of one of type "adtl". TagLib would keep only one of several
+  /// texts of the same name, and libsndfile reads no labels beyond 255 bytes.
+  void AddList(Fields fields) {
+    const std::string_view type = fields.Take(4);
+    std::set<std::string> omitted;  // once each, since every cue point may have a note or a length
+    const bool isWhole = ForEachSubchunk(fields, [&](std::string_view id, std::string_view content) {
+      Fields label = Numbers(content);
+      if (type == "INFO") {
+        const Name* const known = Find(kInfoFields, id);
+        m_metadata.AddText(known == nullptr ? id : known->name, content);
+      } else if (type == "adtl" && id == "labl") {
+        const std::size_t point = label.TakeNumber(4);
+        m_labels[point] = std::string(label.TakeUpToZero());
+      } else {
+        omitted.insert(fmt::format("chunk \"{}\" in LIST \"{}\": not supported", id, type));
+      }
+    });
+    m_metadata.omitted.insert(m_metadata.omitted.end(), omitted.begin(), omitted.end());
+    if (!isWhole) {
+      m_metadata.omitted.push_back(fmt::format("end of the RIFF {}: damaged", type));
+    }
+  }
+
+  /// Collects the cue points of a WAV file. libsndfile does not read those of RF64 files.
+  void AddCuePoints(Fields fields) {
+    constexpr std::size_t kMost = 10'000;  // more than anybody sets: a damaged file must not give millions of chapters
+    fields.Take(4);                        // their number follows from the size
+    while (!fields.IsAtEnd()) {
+      if (m_cuePoints.size() == kMost) {
+        m_metadata.omitted.push_back(fmt::format("cue points beyond the first {}: too many", kMost));
+        return;
+      }
+      const std::size_t id = fields.TakeNumber(4);
+      constexpr std::size_t kPositionToBlockStart = 16;
+      fields.Take(kPositionToBlockStart);
+      if (fields.Left() >= 4) {
+        m_cuePoints.push_back({id, fields.TakeNumber(4)});
+      }
+    }
+  }
+
   SNDFILE* m_file;
+  const SF_INFO& m_info;
   const OnId3v2& m_onId3v2;
   SoundMetadata& m_metadata;
+  bool m_isRifx = false;
+  std::vector<CuePoint> m_cuePoints;
+  std::map<std::size_t, std::string> m_labels;  ///< by the number of the cue point
   std::uint64_t m_left = MetadataBytes::kLimit;
 };
 
@@ -222,8 +348,8 @@ void AddBroadcastInfo(SNDFILE* file, SoundMetadata& metadata) {
   }
 }
 
-/// Adds cue points (WAV) and markers (AIFF) as chapters.
-void AddCues(SNDFILE* file, unsigned int sampleRate, SoundMetadata& metadata) {
+/// Adds the markers of AIFF as chapters.
+void AddMarkers(SNDFILE* file, unsigned int sampleRate, SoundMetadata& metadata) {
   std::uint32_t count = 0;
   if (sf_command(file, SFC_GET_CUE_COUNT, &count, sizeof count) == SF_FALSE || count == 0) {
     return;
@@ -233,7 +359,7 @@ void AddCues(SNDFILE* file, unsigned int sampleRate, SoundMetadata& metadata) {
   const std::size_t size = sizeof(SF_CUES) + std::max<std::size_t>(count, kFewest) * sizeof(SF_CUE_POINT);
   std::vector<SF_CUES> room(size / sizeof(SF_CUES) + 1);
   if (sf_command(file, SFC_GET_CUE, room.data(), static_cast<int>(size)) == SF_FALSE) {
-    metadata.omitted.push_back(fmt::format("{} cue points: cannot be read", count));
+    metadata.omitted.push_back(fmt::format("{} markers: cannot be read", count));
     return;
   }
   const auto* const bytes = reinterpret_cast<const unsigned char*>(room.data()) + offsetof(SF_CUES, cue_points);
@@ -262,9 +388,11 @@ void AddStrings(SNDFILE* file, SoundMetadata& metadata) {
 
 void AddSndfileMetadata(SNDFILE* file, const SF_INFO& info, const OnId3v2& onId3v2, SoundMetadata& metadata) {
   AddBroadcastInfo(file, metadata);
-  AddCues(file, static_cast<unsigned int>(info.samplerate), metadata);
+  if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_AIFF) {
+    AddMarkers(file, static_cast<unsigned int>(info.samplerate), metadata);
+  }
   const std::size_t before = metadata.tags.size();
-  ChunkReader(file, onId3v2, metadata).ReadAll();
+  ChunkReader(file, info, onId3v2, metadata).ReadAll();
   // libsndfile takes these texts from the same chunks, and knows fewer fields: they are the last resort.
   if (metadata.title.empty() && metadata.tags.size() == before) {
     AddStrings(file, metadata);

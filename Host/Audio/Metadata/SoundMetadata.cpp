@@ -181,7 +181,8 @@ void SoundMetadata::Complete() {
   for (Attachment& attachment : attachments) {
     const std::string name = CleanText(attachment.name);
     // Names from tags must not lead out of the folder that a reader extracts attachments to.
-    const std::string file = name.substr(name.find_last_of("/\\") + 1);
+    std::string file = name.substr(name.find_last_of("/\\") + 1);
+    file = file == "." || file == ".." ? "" : file;
     const std::size_t dot = std::min(file.rfind('.'), file.size());
     attachment.name = file.empty() ? "attachment" : file;
     for (int number = 2; !names.insert(attachment.name).second; ++number) {

@@ -15,6 +15,7 @@
 #include <taglib/id3v2tag.h>
 #include <taglib/mpegfile.h>
 #include <taglib/opusfile.h>
+#include <taglib/textidentificationframe.h>
 #include <taglib/tpropertymap.h>
 #include <taglib/vorbisfile.h>
 
@@ -89,8 +90,20 @@ void AddObject(const ID3v2::GeneralEncapsulatedObjectFrame& object, SoundMetadat
 void AddId3v2(const ID3v2::Tag& tag, SoundMetadata& metadata) {
   const PropertyMap properties = tag.properties();
   AddTexts(properties, metadata);
+  StringList unsupported = properties.unsupportedData();
   for (const ID3v2::Frame* const frame : tag.frameList()) {
-    if (const auto* const picture = dynamic_cast<const ID3v2::AttachedPictureFrame*>(frame)) {
+    const auto entry = unsupported.find(String(frame->frameID()));
+    if (const auto* const text = dynamic_cast<const ID3v2::TextIdentificationFrame*>(frame);
+        text != nullptr && entry != unsupported.end()) {
+      // TagLib has no name for this text, or not for all roles in a list of people (TIPL).
+      metadata.AddText(Bytes(frame->frameID()), text->fieldList().toString(", ").to8Bit(true));
+      unsupported.erase(entry);
+    } else if (const auto* const named = dynamic_cast<const ID3v2::UserTextIdentificationFrame*>(frame);
+               named != nullptr && (named->fieldList().size() < 2 || named->fieldList().back().isEmpty())) {
+      // TagLib takes the text of a frame without a name for its name.
+      metadata.omitted.push_back(
+          fmt::format("ID3v2 frame TXXX \"{}\": has no name or no text", named->description().to8Bit(true)));
+    } else if (const auto* const picture = dynamic_cast<const ID3v2::AttachedPictureFrame*>(frame)) {
       metadata.AddPicture(picture->type(), picture->mimeType().to8Bit(true), picture->description().to8Bit(true),
                           Bytes(picture->picture()));
     } else if (const auto* const chapter = dynamic_cast<const ID3v2::ChapterFrame*>(frame)) {
@@ -99,9 +112,9 @@ void AddId3v2(const ID3v2::Tag& tag, SoundMetadata& metadata) {
       AddObject(*object, metadata);
     }
   }
-  for (const String& name : properties.unsupportedData()) {
+  for (const String& name : unsupported) {
     const std::string id = name.to8Bit(true);
-    // unsupportedData() also names the frames handled above, and CTOC, whose table of contents the chapters replace.
+    // This list also names the frames handled above, and CTOC, whose table of contents the chapters replace.
     if (!id.starts_with("APIC") && !id.starts_with("CHAP") && !id.starts_with("GEOB") && !id.starts_with("CTOC")) {
       metadata.omitted.push_back(fmt::format("ID3v2 frame {}: not supported", id));
     }
