@@ -165,7 +165,7 @@ TEST_F(HostTest, ReadsSamplesWithoutAHeader) {
       ASSERT_LE(std::abs(actual[index] / 256 - expected[index] / 256), 2) << index;
     }
   }
-  ExpectRefused({"head -c 1001 raw | rhohost --raw 48000:s16le:2 - out.mkv", 1, {"its last 1 byte is no"}});
+  ExpectRefused({"head -c 1001 raw | rhohost --raw 48000:s16le:2 - out.mkv", 1, {"its last 1 byte does not fill"}});
   ExpectRefused({"rhohost --raw 48000:s16:2 raw out.mkv", 2, {"\"48000:s16:2\" is not RATE:FORMAT:CHANNELS", "mulaw"}});
 }
 
