@@ -68,11 +68,16 @@ const std::vector<ModuleCase> kModules {
       {"PrintsLate", "process.exit process.other-threads", "process.*"}, {"ResetsLocale", "process.surroundings"},
       {"CountsUp", "info.count", "info.*"}, {"NewVersion", "info.same-in-two-processes"},
       {"DeniesRelease", "life.release"}, {"ResetsHint", "stream.hints"}, {"AnyPackets", "stream.refusals"},
+      {"KeepsKey", "process.surroundings"}, {"UnsafeMemory", "process.privileges"},
+      {"CopiesOtherCodec", "info.own-report", "info.*"}, {"TypeOfTheRun", "settings.during-runs", "settings.*"},
+      {"BeginsWhenAsked", "stream.questions"},
 #if !IS_SANITIZED
       {"SettingSlotless", "info.slots", "info.*"}, {"Uninitialised", "life.initialised", "life.*"},
       {"NeedsMemory", "life.no-memory-to-create life.no-memory-to-copy life.no-memory-to-run"},
       {"LeaksAt24Bits", "life.leaks", "life.*"}, {"SlowsDown", "life.even-cost"},
-      {"AllocatesPerSample", "life.allocations", "life.*"},
+      {"AllocatesPerSample", "life.allocations", "life.*"}, {"OtherRefusal", "life.no-memory-to-begin"},
+      {"SettingForgetsText", "life.no-memory-to-set"}, {"BundleLeaksClones", "life.no-memory-to-clone"},
+      {"BundleRemovesSlowly", "life.even-cost"},
 #endif
 };
 

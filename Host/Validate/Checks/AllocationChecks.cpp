@@ -3,7 +3,10 @@
 #include "Host/Validate/Engine/FailingAllocations.h"
 #include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/SettingState.h"
+#include "Host/Validate/Support/SettingValues.h"
 #include "Host/Validate/Support/StreamRun.h"
+#include "RHOAPI/RHOAPIPacketBundle.h"
 
 #include <dlfcn.h>
 #include <array>
@@ -124,6 +127,118 @@ struct RunAttempt {
   }
 };
 
+/// CompressFrameBegin in the middle of a run, with another hint. When it is refused, the run goes on.
+struct BeginAttempt {
+  CompressorOwner compressor;
+  const StreamSetup& setup;
+  Bytes input;
+  const std::vector<PacketRecord>& expected;
+  std::size_t half = setup.WholeBytes(input.size() / 2);
+  StreamRun run{*compressor, setup};
+  std::vector<PacketRecord> packets = run.Give(input.first(half)).packets;
+  RhoStatus status = kRhoStatusSuccess;
+  bool hasThrown = false;
+
+  void Try() {
+    compressor->SetFrameRateHint(setup.framesPerSecond / 2);
+    KelAudio_t record = setup.InputRecord();
+    status = compressor->CompressFrameBegin(&record);
+  }
+  void Judge(const Failing& failing) {
+    ExpectThat(!hasThrown, "std::bad_alloc", "a status from CompressFrameBegin{}", failing.Text());
+    if (status != kRhoStatusSuccess) {
+      ExpectEqual(kRhoStatusNoObject, status, "status of CompressFrameBegin{}", failing.Text());
+      Append(packets, run.Give(input.subspan(half)).packets);
+      Append(packets, run.Flush().packets);
+      ExpectSamePackets(expected, packets, "of a run that another CompressFrameBegin interrupts" + failing.Text());
+    }
+  }
+};
+
+/// ValidateSettings when all settings have changed.
+struct ValidateAttempt {
+  CompressorOwner compressor;
+  std::vector<NamedSetting> settings = ValueSettingsOf(*compressor);
+  std::vector<SettingState> before = Changed();
+  bool hasThrown = false;
+
+  std::vector<SettingState> Changed() const {
+    for (const NamedSetting& named : settings) {
+      ChangeValue(*named.setting);
+    }
+    return StatesOf(settings);
+  }
+  void Try() { compressor->ValidateSettings(); }
+  void Judge(const Failing& failing) {
+    if (hasThrown) {
+      ExpectSameStates(before, StatesOf(settings), "ValidateSettings" + failing.Text());
+    }
+    compressor->ValidateSettings();
+    const std::vector<SettingState> after = StatesOf(settings);
+    compressor->ValidateSettings();
+    ExpectSameStates(after, StatesOf(settings), "a second ValidateSettings, after one" + failing.Text());
+  }
+};
+
+/// The texts and the copy of a setting. A text is the old or the new one.
+struct SettingAttempt {
+  static constexpr const char* kOld = "an old text that is longer than a string holds inside";
+  static constexpr const char* kNew = "a new text, also longer than what a string holds inside itself";
+
+  CompressorOwner compressor;
+  std::size_t place;
+  ISetting& setting = *ValueSettingsOf(*compressor)[place].setting;
+  bool hasThrown = (setting.SetToolTipText(kOld), setting.SetOptionalText(kOld), false);
+
+  void Try() const {
+    setting.SetToolTipText(kNew);
+    setting.SetOptionalText(kNew);
+    std::unique_ptr<ISetting>(setting.CreateCopy()).reset();
+  }
+  void Judge(const Failing& failing) const {
+    for (const std::string_view text : {setting.GetToolTipText(), setting.GetOptionalText()}) {
+      ExpectThat(text == kNew || (hasThrown && text == kOld), text, "the text \"{}\" or, if it was refused, \"{}\"{}",
+                 kNew, kOld, failing.Text());
+    }
+  }
+};
+
+/// Clones of a bundle and a packet, and packets that are appended.
+struct CloneAttempt {
+  static constexpr std::size_t kMore = 20;
+
+  OutputRecord& out;
+  const std::vector<PacketRecord>& expected;
+  std::array<OwnedPacket, kMore> more = Clones();
+  std::unique_ptr<IPacketBundle, PacketDestroyer> bundle{static_cast<IPacketBundle*>(out.packets->clone())};
+  bool hasThrown = false;
+
+  std::array<OwnedPacket, kMore> Clones() const {
+    std::array<OwnedPacket, kMore> clones;
+    for (OwnedPacket& clone : clones) {
+      clone.reset(out.packets->get(0)->clone());
+    }
+    return clones;
+  }
+  void Try() {
+    OwnedPacket(bundle->get(0)->clone()).reset();
+    OwnedPacket(bundle->clone()).reset();
+    for (OwnedPacket& packet : more) {
+      bundle->append(packet.get());
+      static_cast<void>(packet.release());
+    }
+  }
+  void Judge(const Failing& failing) const {
+    std::vector<PacketRecord> wanted = expected;
+    for (const OwnedPacket& packet : more) {
+      if (packet == nullptr) {
+        wanted.push_back(expected.front());
+      }
+    }
+    ExpectSamePackets(wanted, RecordsOf(bundle.get()), "in a bundle that is cloned and added to" + failing.Text());
+  }
+};
+
 /// Creation returns null or a compressor, whichever allocation fails.
 void CreatesWithoutMemory(const CheckedModule& module) {
   for (const CompressorInfo& info : module.Infos()) {
@@ -151,6 +266,33 @@ void RunsWithoutMemory(const CheckedModule& module) {
   FailEach([&] { return RunAttempt{setup.NewCompressor(module), setup, input, expected}; });
 }
 
+void BeginsWithoutMemory(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  const std::vector<PacketRecord> expected = EncodeAtOnce(module, setup, input);
+  FailEach([&] { return BeginAttempt{setup.NewCompressor(module), setup, input, expected}; });
+}
+
+void SetsWithoutMemory(const CheckedModule& module) {
+  FailEach([&] { return ValidateAttempt{module.CreateCompressor()}; });
+  const std::size_t count = ValueSettingsOf(*module.CreateCompressor()).size();
+  for (std::size_t place = 0; place < count; ++place) {
+    FailEach([&] { return SettingAttempt{module.CreateCompressor(), place}; });
+  }
+}
+
+void ClonesWithoutMemory(const CheckedModule& module) {
+  const StreamSetup setup = DefaultSetup(module);
+  const std::vector<unsigned char> input = SomeInput(setup);
+  OutputRecord out(setup.format.sampleRate);
+  ExpectEqual(kRhoStatusSuccess, RunInto(*setup.NewCompressor(module), setup, input, out), "status of a run");
+  const std::vector<PacketRecord> expected = RecordsOf(out.packets);
+  if (expected.empty()) {
+    throw CheckSkipped{"a run gives no packets"};
+  }
+  FailEach([&] { return CloneAttempt{out, expected}; });
+}
+
 constexpr const char* kWhy = "A host that runs out of memory must be told so, not be taken down with its user's work.";
 
 }  // namespace
@@ -160,6 +302,9 @@ std::span<const Check> AllocationChecks() {
       {"life.no-memory-to-create", kWhy, OnModule<CreatesWithoutMemory>, kHasCompressors, {}, true},
       {"life.no-memory-to-copy", kWhy, OnModule<CopiesWithoutMemory>, kHasSettings, {}, true},
       {"life.no-memory-to-run", kWhy, OnModule<RunsWithoutMemory>, kHasSettings, {}, true},
+      {"life.no-memory-to-begin", kWhy, OnModule<BeginsWithoutMemory>, kHasSettings, {}, true},
+      {"life.no-memory-to-set", kWhy, OnModule<SetsWithoutMemory>, kHasSettings, {}, true},
+      {"life.no-memory-to-clone", kWhy, OnModule<ClonesWithoutMemory>, kHasSettings, {}, true},
   });
   return kChecks;
 }

@@ -145,15 +145,22 @@ void RefusesWrongCodes(const CheckedModule& module) {
   }
 }
 
-/// The compressor reports the codes that the module announces for it.
-void ReportsItsCodes(IAudioCompressor& compressor, const CompressorInfo& announced) {
+void ExpectCodes(IAudioCompressor& compressor, const CompressorInfo& announced, const char* of) {
   std::array<unsigned int, 4> words{};
   words.fill(kUntouched);
   compressor.GetAudioCompressorInfo(words[0], words[2]);
   const CompressorInfo own{words[0], words[2], announced.version};
-  ExpectThat(own == announced, InfoText(own), "the codes that the module announces: {}", InfoText(announced));
+  ExpectThat(own == announced, InfoText(own), "the codes that the module announces, {}: {}", of, InfoText(announced));
   ExpectThat(words[1] == kUntouched && words[3] == kUntouched, "bytes behind them written",
              "GetAudioCompressorInfo to write 32 bits");
+}
+
+/// The compressor and its copies report the codes that the module announces.
+void ReportsItsCodes(IAudioCompressor& compressor, const CompressorInfo& announced) {
+  ExpectCodes(compressor, announced, "from a new compressor");
+  if (const CompressorOwner copy(compressor.CreateCopy()); copy != nullptr) {
+    ExpectCodes(*copy, announced, "from a copy");
+  }
 }
 
 /// The names are UTF-8 texts that never change, also when settings change, and stay valid after the release.

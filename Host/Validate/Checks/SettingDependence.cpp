@@ -8,6 +8,7 @@
 #include "Host/Validate/Support/SettingState.h"
 #include "Host/Validate/Support/SettingValues.h"
 #include "Host/Validate/Support/ShownTexts.h"
+#include "Host/Validate/Support/StreamRun.h"
 
 #include <algorithm>
 #include <array>
@@ -115,6 +116,14 @@ void ForgetsEachChoice(const CheckedModule& module) {
   }
 }
 
+/// Whether `used` has all of the values that `fresh` has taken; both were told the same. A value that `fresh` has not
+/// taken follows from the others, as a data rate does.
+bool HasTakenTheSame(const Combination& combination, IAudioCompressor& fresh, IAudioCompressor& used) {
+  Combination taken = combination;
+  std::erase_if(taken.values, [&fresh](const auto& value) { return !Combination{{}, {value}}.IsIn(fresh); });
+  return taken.IsIn(used);
+}
+
 /// Settings depend on one another by what they are, not by what they were: the same values give a used compressor the
 /// same state as a new one.
 void ForgetsEarlierChoices(const CheckedModule& module) {
@@ -125,12 +134,46 @@ void ForgetsEarlierChoices(const CheckedModule& module) {
     const CompressorOwner fresh = module.CreateCompressor();
     combination.ApplyTo(*used);
     combination.ApplyTo(*fresh);
-    const bool isWhole = combination.IsIn(*used) && combination.IsIn(*fresh);
-    if (isWhole) {
+    if (HasTakenTheSame(combination, *fresh, *used)) {
       ExpectSameStates(StatesOf(ValueSettingsOf(*fresh)), StatesOf(ValueSettingsOf(*used)),
                        fmt::format("{} that follow others, as in a new compressor{}", combination.name, SeedText()));
     }
   }
+}
+
+/// What a compressor says by its settings, beside the settings themselves.
+std::string AnswersOf(IAudioCompressor& compressor) {
+  EAudioFormatType type{};
+  const RhoStatus status = compressor.GetAudioFormatType(type);
+  return fmt::format("{}, sample type {}, channel mode {}, {} bits, {} Hz, {} bytes per second", StatusText(status),
+                     unsigned{type}, unsigned{compressor.GetChannelMode()}, compressor.GetSampleSize(),
+                     compressor.GetSampleRate(), compressor.GetDataRate());
+}
+
+/// The same settings have the same meaning in a new compressor, during a run with other settings, and after it.
+void MeansTheSameDuringRuns(const CheckedModule& module) {
+  const CompressorOwner used = module.CreateCompressor();
+  bool isRunning = false;
+  ForEachSetup(module, [&](const StreamSetup& setup) {
+    const CompressorOwner fresh = setup.NewCompressor(module);
+    setup.ApplyTo(*used);
+    if (!HasTakenTheSame(setup.settings, *fresh, *used)) {
+      return;  // depends on earlier choices, which another check looks at
+    }
+    const std::string what = fmt::format("{} a run with others, {}", isRunning ? "during" : "after", setup.name);
+    ExpectEqual(AnswersOf(*fresh), AnswersOf(*used), "answers {}", what);
+    ExpectSameStates(StatesOf(ValueSettingsOf(*fresh)), StatesOf(ValueSettingsOf(*used)), "setting them " + what);
+    const CompressorOwner copy(used->CreateCopy());
+    ExpectThat(copy == nullptr || AnswersOf(*copy) == AnswersOf(*used), AnswersOf(copy == nullptr ? *used : *copy),
+               "answers of a copy {}: {}", what, AnswersOf(*used));
+    StreamRun run(*used, setup);
+    run.Give(SomeInput(setup));
+    isRunning = !isRunning;
+    if (!isRunning) {
+      run.Flush();
+      run.End();
+    }
+  });
 }
 
 }  // namespace
@@ -143,6 +186,8 @@ std::span<const Check> SettingDependenceChecks() {
        OnModule<LeavesOthersValid>, kHasSettings},
       {"settings.earlier-choices", "Users try several choices; what they end with must not depend on the way there.",
        OnModule<ForgetsEarlierChoices>, kHasSettings},
+      {"settings.during-runs", "A dialog that is open while the host encodes has to show what is chosen in it.",
+       OnModule<MeansTheSameDuringRuns>, kHasSettings},
   });
   return kChecks;
 }

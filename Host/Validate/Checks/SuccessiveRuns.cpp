@@ -1,5 +1,7 @@
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CompressorUnderTest.h"
+#include "Host/Validate/Support/Questions.h"
+#include "Host/Validate/Support/SettingState.h"
 #include "Host/Validate/Support/StreamRun.h"
 
 #include <algorithm>
@@ -146,6 +148,36 @@ void CopiesContinueRuns(const CheckedModule& module) {
   ExpectSamePackets(expected, copied, "of a run that a copy of the compressor continues half-way");
 }
 
+/// Between two blocks a host asks the compressor and its settings everything, validates them, tells hints once more and
+/// makes copies. Nothing of that changes the stream or the settings.
+void AnswersDuringRuns(const CheckedModule& module) {
+  ForEachSetup(module, [&module](const StreamSetup& setup) {
+    const std::vector<unsigned char> input = SomeInput(setup);
+    const CompressorOwner compressor = setup.NewCompressor(module);
+    const std::vector<NamedSetting> settings = SettingsOf(*compressor);
+    const std::vector<SettingState> states = StatesOf(settings);
+    StreamRun run(*compressor, setup);
+    std::vector<PacketRecord> packets;
+    for (Bytes left = input; !left.empty();) {
+      const Bytes block = left.first(std::min(left.size(), setup.WholeBytes(input.size() / 7) + setup.WholeBytes(100)));
+      left = left.subspan(block.size());
+      Append(packets, run.Give(block).packets);
+      AskEverything(*compressor);
+      compressor->ValidateSettings();
+      setup.ApplyHintsTo(*compressor);
+      CompressorOwner(compressor->CreateCopy()).reset();
+      for (const NamedSetting& named : settings) {
+        const std::unique_ptr<ISetting> copy(named.setting->CreateCopy());
+      }
+      ExpectSameStates(states, StatesOf(settings), "a block of a run, with " + setup.name);
+    }
+    Append(packets, run.Flush().packets);
+    run.End();
+    ExpectSamePackets(EncodeAtOnce(module, setup, input), packets,
+                      "of a run during which a host asks and copies, with " + setup.name);
+  });
+}
+
 }  // namespace
 
 std::span<const Check> StreamRunChecks() {
@@ -158,6 +190,8 @@ std::span<const Check> StreamRunChecks() {
        OnModule<BeginsAfterUnfinishedRun>, kHasSettings},
       {"stream.interleaved", "Hosts encode several files at a time; hidden shared state mixes them up.",
        OnModule<RunsSideBySide>, kHasSettings},
+      {"stream.questions", "A host shows what a compressor says while it encodes; that must not change the stream.",
+       OnModule<AnswersDuringRuns>, kHasSettings},
       {"stream.run-copies", "A copy made during a run continues from the same point, independently.",
        OnModule<CopiesContinueRuns>, kHasSettings},
   });

@@ -1,6 +1,7 @@
 #include "Host/Validate/Support/ProcessState.h"
 
 #include "Host/Validate/Engine/Check.h"
+#include "Host/Validate/Support/Mappings.h"
 
 #include <algorithm>
 #include <array>
@@ -22,6 +23,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sched.h>
 #include <stdio_ext.h>
 #include <sys/mman.h>
@@ -117,6 +119,13 @@ void AddHiddenState(ProcessState& state) {
   state["next number of rand"] = fmt::to_string(std::rand());
   state["next number of drand48"] = fmt::to_string(drand48());
   state["next token of strtok"] = token == nullptr ? "none" : token;
+  // The lowest one that is free: another one when somebody has taken a key and not given it back.
+  pthread_key_t key = 0;
+  const bool isFree = pthread_key_create(&key, nullptr) == 0;
+  state["next key of thread-specific data"] = isFree ? fmt::to_string(key) : "none";
+  if (isFree) {
+    pthread_key_delete(key);
+  }
   std::srand(1);
   srand48(1);
   // strtok has replaced the comma by a NUL.
@@ -251,6 +260,10 @@ ProcessState Privileges() {
   state["scheduling"] = fmt::format("policy {}, priority {}, nice {}", sched_getscheduler(0), parameter.sched_priority,
                                     getpriority(PRIO_PROCESS, 0));
   state["process group and session"] = fmt::format("{}, {}", getpgrp(), getsid(0));
+  const std::vector<Mapping> mappings = ReadMappings();
+  const auto isUnsafe = [](const Mapping& mapping) { return mapping.isWritable && mapping.isExecutable; };
+  state["ranges of memory both writable and executable"] =
+      fmt::to_string(std::count_if(mappings.begin(), mappings.end(), isUnsafe));
   int reaper = 0;
   int deathSignal = 0;
   prctl(PR_GET_CHILD_SUBREAPER, &reaper);

@@ -7,7 +7,9 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,6 +76,13 @@ constexpr std::array kProcessFaults{
                  }},
     ProcessFault{"ResetsLocale", "ValidateSettings", [] { std::setlocale(LC_ALL, "C"); }},
     ProcessFault{"ExitsOtherwise", "CompressFrameBegin", [] { on_exit([](int, void*) { _exit(9); }, nullptr); }},
+    ProcessFault{"KeepsKey", "ValidateSettings",
+                 [] {
+                   pthread_key_t key = 0;
+                   pthread_key_create(&key, nullptr);
+                 }},
+    ProcessFault{"UnsafeMemory", "flush",
+                 [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }},
     ProcessFault{"NeedsStack", "CompressFrame", UseStack<200'000>}};
 
 void Note(std::string_view call) {
@@ -184,6 +193,10 @@ class Extra : public UnsignedIntSetting {
   void SetIsOptional(unsigned int optional) override {
     UnsignedIntSetting::SetIsOptional(kFault == "SettingSquashesFlags" && optional != 0 ? 1 : optional);
   }
+  void SetToolTipText(const char* text) override {
+    UnsignedIntSetting::SetToolTipText(kFault == "SettingForgetsText" ? "" : text);
+    UnsignedIntSetting::SetToolTipText(text);
+  }
   void SetValue(unsigned int value) override {
     g_shared = value;
     SetIsValueConstrained(kFault == "SettingTakesAll" ? 0 : 1);
@@ -209,9 +222,19 @@ class Bundle : public TPacketBundle {
  public:
   Bundle() : TPacketBundle(static_cast<const char*>(nullptr)) {}
   IPacket* remove(unsigned long index) override {
+    for (unsigned long behind = kFault == "BundleRemovesSlowly" ? size() : 0; behind != 0; --behind) {
+      g_ended = 0;
+    }
     return TPacketBundle::remove(kFault == "BundleRemovesLast" && index != 0 ? size() - 1 : index);
   }
   IPacket* clone() const override {
+    if (kFault == "BundleLeaksClones") {
+      auto* const copy = new Bundle();
+      for (unsigned long index = 0; index < size(); ++index) {
+        copy->append(get(index)->clone());
+      }
+      return copy;
+    }
     return kFault == "BundleClonesNothing" ? new TPacketBundle(static_cast<const char*>(nullptr))
                                            : TPacketBundle::clone();
   }
@@ -256,8 +279,9 @@ class Compressor : public CPCMCompressor {
     if (kFault == "NeedsMemory") {
       UseMemoryUnasked();
     }
-    const bool isPlain = kFault == "CopiesNothing";
-    return kFault == "NoCopy" ? nullptr : isPlain ? new Compressor(kPCMCodecCode) : CPCMCompressor::CreateCopy();
+    const bool isPlain = kFault == "CopiesNothing" || kFault == "CopiesOtherCodec";
+    const unsigned int codec = kPCMCodecCode + (kFault == "CopiesOtherCodec" ? 1 : 0);
+    return kFault == "NoCopy" ? nullptr : isPlain ? new Compressor(codec) : CPCMCompressor::CreateCopy();
   }
   ISetting* GetNonStandardSettings() override { return kFault.starts_with("Setting") ? &m_extra : nullptr; }
   void SetFrameRateHint(double rate) override { kFault == "NoHint" ? void() : CPCMCompressor::SetFrameRateHint(rate); }
@@ -283,8 +307,16 @@ class Compressor : public CPCMCompressor {
   IUnsignedIntSetting* GetSampleRateSetting() override {
     return kFault == "NoRate" ? nullptr : CPCMCompressor::GetSampleRateSetting();
   }
+  RhoStatus GetAudioFormatType(EAudioFormatType& type) override {
+    const RhoStatus status = CPCMCompressor::GetAudioFormatType(type);
+    type = kFault == "TypeOfTheRun" && m_hasBegun ? m_type : type;
+    return status;
+  }
   unsigned int IsFormatSupported(unsigned int fileFormat) override {
     Note("IsFormatSupported");
+    if (kFault == "BeginsWhenAsked" && m_hasBegun) {
+      CPCMCompressor::CompressFrameBegin(nullptr);
+    }
     return kFault == "NoMatroska" ? 0 : kFault == "AllFormats" ? 1 : CPCMCompressor::IsFormatSupported(fileFormat);
   }
   void SetFileFormatHint(unsigned int fileFormat) override {
@@ -309,12 +341,16 @@ class Compressor : public CPCMCompressor {
       return kRhoStatusSuccess;
     }
     m_hasBegun = true;
+    CPCMCompressor::GetAudioFormatType(m_type);
     if (kFault == "Uninitialised") {
       SetFrameRateHint(20.0 + UnknownNumber() / 256.0);  // of three bits, one run in eight would look sound
     } else if (kFault == "NeedsMemory") {
       UseMemoryUnasked();
     }
-    return kFault == "NoBegin" ? kRhoStatusNoObject : CPCMCompressor::CompressFrameBegin(format);
+    const RhoStatus status = CPCMCompressor::CompressFrameBegin(format);
+    return kFault == "NoBegin"                                        ? kRhoStatusNoObject
+           : kFault == "OtherRefusal" && status == kRhoStatusNoObject ? kRhoStatusBadArgument
+                                                                      : status;
   }
   RhoStatus CompressFrame(KelAudio_t* in, KelAudio_t* out) override {
     Note(in == nullptr ? "flush" : "CompressFrame");
@@ -425,6 +461,7 @@ class Compressor : public CPCMCompressor {
   }
 
   bool m_hasBegun = false;
+  EAudioFormatType m_type{};
   bool m_wasLow = false;
   unsigned long long m_emitted = 0;
   std::thread::id m_thread;
