@@ -5,6 +5,7 @@
 #include "Host/Validate/Support/CompressorUnderTest.h"
 #include "Host/Validate/Support/SettingState.h"
 #include "Host/Validate/Support/SettingValues.h"
+#include "Host/Validate/Support/ShownTexts.h"
 #include "Host/Validate/Support/StreamRun.h"
 #include "RHOAPI/RHOAPIPacketBundle.h"
 
@@ -147,7 +148,8 @@ struct BeginAttempt {
   void Judge(const Failing& failing) {
     ExpectThat(!hasThrown, "std::bad_alloc", "a status from CompressFrameBegin{}", failing.Text());
     if (status != kRhoStatusSuccess) {
-      ExpectEqual(kRhoStatusNoObject, status, "status of CompressFrameBegin{}", failing.Text());
+      ExpectThat(status == kRhoStatusNoObject, StatusText(status), "{} from CompressFrameBegin{}",
+                 StatusText(kRhoStatusNoObject), failing.Text());
       Append(packets, run.Give(input.subspan(half)).packets);
       Append(packets, run.Flush().packets);
       ExpectSamePackets(expected, packets, "of a run that another CompressFrameBegin interrupts" + failing.Text());
@@ -196,9 +198,9 @@ struct SettingAttempt {
     std::unique_ptr<ISetting>(setting.CreateCopy()).reset();
   }
   void Judge(const Failing& failing) const {
-    for (const std::string_view text : {setting.GetToolTipText(), setting.GetOptionalText()}) {
-      ExpectThat(text == kNew || (hasThrown && text == kOld), text, "the text \"{}\" or, if it was refused, \"{}\"{}",
-                 kNew, kOld, failing.Text());
+    for (const char* const text : {setting.GetToolTipText(), setting.GetOptionalText()}) {
+      ExpectThat(text != nullptr && (std::string_view(text) == kNew || (hasThrown && std::string_view(text) == kOld)),
+                 Quoted(text), "the text \"{}\" or, if it was refused, \"{}\"{}", kNew, kOld, failing.Text());
     }
   }
 };
