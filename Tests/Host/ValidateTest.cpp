@@ -35,7 +35,7 @@ const std::vector<ModuleCase> kModules {
       {"SettingTakesNone", "settings.allowed", "settings.*"},
       {"SettingTakesAll", "settings.not-allowed", "settings.compressor.*"},
       {"SettingSharesValue", "settings.copies", "settings.*"},
-      {"CopiesNothing", "settings.compressor-copies stream.run-copies"},
+      {"CopiesNothing", "settings.compressor-copies stream.run-copies", "settings.during-runs"},
       {"NoRespect", "settings.presets settings.validation", "settings.*"},
       {"SkipsSmall", "stream.block-sizes", "stream.*"}, {"ChangesBytes", "stream.bytes", "stream.*"},
       {"TimesJump", "stream.times", "stream.*"}, {"NoHint", "stream.packet-sizes", "stream.flush"},
@@ -73,7 +73,7 @@ const std::vector<ModuleCase> kModules {
       {"BeginsWhenAsked", "stream.questions"},
 #if !IS_SANITIZED
       {"SettingSlotless", "info.slots", "info.*"}, {"Uninitialised", "life.initialised", "life.*"},
-      {"NeedsMemory", "life.no-memory-to-create life.no-memory-to-copy life.no-memory-to-run"},
+      {"NeedsMemory", "life.no-memory-to-create life.no-memory-to-copy life.no-memory-to-run life.no-memory-to-begin"},
       {"LeaksAt24Bits", "life.leaks", "life.*"}, {"SlowsDown", "life.even-cost"},
       {"AllocatesPerSample", "life.allocations", "life.*"}, {"OtherRefusal", "life.no-memory-to-begin"},
       {"SettingForgetsText", "life.no-memory-to-set"}, {"BundleLeaksClones", "life.no-memory-to-clone"},
