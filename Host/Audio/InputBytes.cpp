@@ -14,8 +14,6 @@
 
 namespace {
 
-/// Bytes of a stream's beginning that are kept at most.
-constexpr std::size_t kMostKept = std::size_t{4} << 20;
 /// Bytes of a file's beginning that one read fetches: see CopyBeginning.
 constexpr std::size_t kBeginning = 4096;
 

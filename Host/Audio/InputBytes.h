@@ -18,6 +18,9 @@
 
 class InputBytes {
  public:
+  /// Bytes of a stream's beginning that are kept at most.
+  static constexpr std::size_t kMostKept = std::size_t{4} << 20;
+
   /// The length that a stream is said to have, small enough for sums with it to fit 64 signed bits.
   static constexpr std::uint64_t kEndless = std::uint64_t{1} << 61;
 

@@ -18,9 +18,6 @@
 
 namespace {
 
-/// Bytes of a stream's beginning that InputBytes keeps.
-constexpr std::uint64_t kStreamLimit = 4 << 20;
-
 /// Loads TagReader.so, once for all threads. It stays loaded.
 ReadTagsFunction* LoadTagReader() {
   static ReadTagsFunction* const function = [] {
@@ -75,7 +72,7 @@ void ReadId3v2(const std::string& name, const std::string& tag, SoundMetadata& m
 
 /// All bytes of a file; of a stream the first `kept` bytes, as far as InputBytes keeps them.
 MetadataBytes AllBytes(InputBytes& bytes, std::uint64_t kept) {
-  return {bytes.Name(), bytes.IsStream() ? std::min(kept, kStreamLimit) : bytes.Length(),
+  return {bytes.Name(), bytes.IsStream() ? std::min<std::uint64_t>(kept, InputBytes::kMostKept) : bytes.Length(),
           [&bytes](std::uint64_t position, void* to, std::size_t size) { return bytes.ReadAt(position, to, size); }};
 }
 
@@ -84,7 +81,7 @@ MetadataBytes AllBytes(InputBytes& bytes, std::uint64_t kept) {
 SoundMetadata ReadFlacMetadata(InputBytes& bytes) {
   SoundMetadata metadata;
   Try(metadata, "metadata", [&] {
-    MetadataBytes all = AllBytes(bytes, kStreamLimit);
+    MetadataBytes all = AllBytes(bytes, InputBytes::kMostKept);
     AddFlacMetadata(all, AfterId3(bytes), metadata);
   });
   metadata.Complete();
