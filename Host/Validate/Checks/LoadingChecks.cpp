@@ -3,10 +3,10 @@
 #include "Host/Validate/Engine/Check.h"
 #include "Host/Validate/Support/CheckedModule.h"
 #include "Host/Validate/Support/Mappings.h"
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 
 #include <link.h>
 #include <sys/mman.h>
-#include <unistd.h>
 #include <array>
 #include <fstream>
 
@@ -89,14 +89,11 @@ class MemoryCopy {
   explicit MemoryCopy(const std::string& path) : m_file(memfd_create("copy", MFD_CLOEXEC)) {
     std::ofstream(Path(), std::ios::binary) << std::ifstream(path, std::ios::binary).rdbuf();
   }
-  MemoryCopy(const MemoryCopy&) = delete;
-  MemoryCopy& operator=(const MemoryCopy&) = delete;
-  ~MemoryCopy() { close(m_file); }
 
-  std::string Path() const { return fmt::format("/proc/self/fd/{}", m_file); }
+  std::string Path() const { return fmt::format("/proc/self/fd/{}", m_file.Get()); }
 
  private:
-  int m_file;
+  Descriptor m_file;
 };
 
 /// A copy of the file, which the loader takes for another library, works beside the module and after the module's

@@ -4,6 +4,7 @@
 #include "Host/Validate/Support/ProcessState.h"
 #include "Host/Validate/Support/StreamRun.h"
 #include "Host/Validate/Support/SystemCalls.h"
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
 
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -26,16 +27,14 @@ void PrintsNothing(const std::string& path) {
 
 /// Gives this process a standard input with something in it, and a standard output that is not its standard error.
 void ReplaceStreams() {
-  const int input = memfd_create("input", MFD_CLOEXEC);
-  const int output = memfd_create("output", MFD_CLOEXEC);
+  const Descriptor input(memfd_create("input", MFD_CLOEXEC));
+  const Descriptor output(memfd_create("output", MFD_CLOEXEC));
   const std::string text(100, '\n');
   // Something to read: a module that reads standard input moves the position, which Descriptors() sees.
-  static_cast<void>(!write(input, text.data(), text.size()));
-  lseek(input, 0, SEEK_SET);
-  dup2(input, STDIN_FILENO);
-  dup2(output, STDOUT_FILENO);
-  close(input);
-  close(output);
+  static_cast<void>(!write(input.Get(), text.data(), text.size()));
+  lseek(input.Get(), 0, SEEK_SET);
+  dup2(input.Get(), STDIN_FILENO);
+  dup2(output.Get(), STDOUT_FILENO);
 }
 
 /// No phase changes what `Read` returns: first in a process with default state, then in one where the host has changed

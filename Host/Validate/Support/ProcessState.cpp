@@ -352,25 +352,22 @@ PrintedText::PrintedText()
       m_errors(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
   // What is still buffered was printed before, and belongs to the old descriptors.
   std::fflush(nullptr);
-  dup2(m_file, STDOUT_FILENO);
-  dup2(m_file, STDERR_FILENO);
+  dup2(m_file.Get(), STDOUT_FILENO);
+  dup2(m_file.Get(), STDERR_FILENO);
 }
 
 PrintedText::~PrintedText() {
   // What is still buffered was printed while the object lived.
   std::fflush(nullptr);
-  dup2(m_output, STDOUT_FILENO);
-  dup2(m_errors, STDERR_FILENO);
-  close(m_output);
-  close(m_errors);
-  close(m_file);
+  dup2(m_output.Get(), STDOUT_FILENO);
+  dup2(m_errors.Get(), STDERR_FILENO);
 }
 
 std::string PrintedText::Text() const {
   std::fflush(nullptr);
   // dup2 shares the offset, which is thus the number of bytes written so far.
-  std::string text(static_cast<std::size_t>(lseek(m_file, 0, SEEK_CUR)), '\0');
-  const ssize_t count = pread(m_file, text.data(), text.size(), 0);
+  std::string text(static_cast<std::size_t>(lseek(m_file.Get(), 0, SEEK_CUR)), '\0');
+  const ssize_t count = pread(m_file.Get(), text.data(), text.size(), 0);
   text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
   return text;
 }

@@ -2,6 +2,8 @@
 
 /// State of the process that belongs to the host and that a library can change.
 
+#include "Toolbox/KelUtils/Files/Internal/Descriptor.h"
+
 #include <map>
 #include <string>
 
@@ -35,7 +37,7 @@ class PrintedText {
   std::string Text() const;
 
  private:
-  int m_file;
-  int m_output;
-  int m_errors;
+  Descriptor m_file;
+  Descriptor m_output;
+  Descriptor m_errors;
 };
