@@ -78,8 +78,8 @@ void MpegSource::Open() {
   const bool statesLength = StatesLength(*m_bytes);
   m_bytes->StopKeeping();
   // GAPLESS removes the samples that the encoder added at both ends. Nothing may be written to standard error, and the
-  // sample rate must stay that of the file.
-  mpg123_param(decoder, MPG123_ADD_FLAGS, MPG123_QUIET | MPG123_FORCE_FLOAT | MPG123_GAPLESS, 0);
+  // sample rate must stay that of the file. libmpg123 takes minutes for an ID3v2 tag of many frames.
+  mpg123_param(decoder, MPG123_ADD_FLAGS, MPG123_QUIET | MPG123_FORCE_FLOAT | MPG123_GAPLESS | MPG123_SKIP_ID3V2, 0);
   mpg123_param(decoder, MPG123_REMOVE_FLAGS, MPG123_AUTO_RESAMPLE, 0);
   long rate = 0;
   int channels = 0;

@@ -136,9 +136,11 @@ void SndfileSource::FindSamples() {
     if (LacksOggEnd(*m_bytes)) {
       NoteMissing("the Ogg stream has no last page");
     }
-    const std::uint64_t stated = StatedFileLength(*m_bytes).value_or(0);
-    if (stated > m_bytes->Length()) {
-      NoteMissing(MissingText("bytes", stated, stated - m_bytes->Length()));
+    const std::optional<FileLength> stated = StatedFileLength(*m_bytes);
+    if (stated && stated->bytes > m_bytes->Length()) {
+      NoteMissing(MissingText("bytes", stated->bytes, stated->bytes - m_bytes->Length()));
+    } else if (stated && stated->endIsMisread) {
+      m_bytes->EndAt(stated->bytes);
     }
   }
 }

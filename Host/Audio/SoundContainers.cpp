@@ -145,7 +145,9 @@ std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGr
   if (grammar.sizeSize == 8) {
     return data.End() == InputBytes::kEndless ? std::nullopt : std::optional(data.Size());
   }
-  if (data.Size() == kOpen32 && size64 != 0 && size64 < InputBytes::kEndless) {
+  // In RF64, libsndfile and ffmpeg prefer the size in ds64 even where the data chunk states another one.
+  const bool is64 = data.Size() == kOpen32 || HasText(head, 0, "RF64");
+  if (is64 && size64 != 0 && size64 < InputBytes::kEndless) {
     return size64;
   }
   const std::uint64_t wholeSize = ReadNumber(head.data() + 4, 4, grammar.isBigEndian);

@@ -191,6 +191,8 @@ Length Mat5Length(InputBytes& bytes, const Head& head) {
 struct Format {
   std::string_view magic;
   Length (*length)(InputBytes& bytes, const Head& head);
+  /// The size of the header, where libsndfile takes bytes behind the stated length for samples.
+  std::uint64_t misreadFrom = InputBytes::kEndless;
 };
 
 using namespace std::string_view_literals;
@@ -198,9 +200,9 @@ using namespace std::string_view_literals;
 /// SDS files begin as a MIDI system exclusive message does. MAT-files of level 4 have no magic number: the last two
 /// rows are the header of a matrix of one number, in big-endian and in little-endian order.
 constexpr std::array<Format, 10> kFormats{{
-    {"2BIT", AvrLength},
-    {"\1\4"sv, MpcLength},
-    {"ALawSoundFile**\0"sv, WveLength},
+    {"2BIT", AvrLength, 128},
+    {"\1\4"sv, MpcLength, 42},
+    {"ALawSoundFile**\0"sv, WveLength, 32},
     {"\xF0\x7E"sv, SdsLength},
     {"NIST_1A\n", NistLength},
     {"Creative Voice File\x1A", VocLength},
@@ -215,12 +217,14 @@ std::string_view TextOf(const Head& head) { return {reinterpret_cast<const char*
 
 }  // namespace
 
-std::optional<std::uint64_t> StatedFileLength(InputBytes& bytes) {
+std::optional<FileLength> StatedFileLength(InputBytes& bytes) {
   Head head{};
   bytes.ReadAt(0, head.data(), head.size());
   for (const Format& format : kFormats) {
     if (TextOf(head).starts_with(format.magic)) {
-      return format.length(bytes, head);
+      const Length length = format.length(bytes, head);
+      // A header that states no samples leaves their number open.
+      return length ? std::optional(FileLength{*length, *length > format.misreadFrom}) : std::nullopt;
     }
   }
   return std::nullopt;

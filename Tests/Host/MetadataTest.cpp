@@ -225,4 +225,63 @@ TEST_F(MetadataTest, DamagedMetadataLeavesTheSoundAlone) {
   EXPECT_THAT(RunHost("rhohost cut.wav cut.mkv").errors, HasSubstr("; not kept: end of the RIFF INFO: damaged"));
 }
 
+/// Millions of items in little space, frames in frames, and what expands without end: the sound goes on without them.
+TEST_F(MetadataTest, AFloodOfMetadataTakesNeitherTimeNorMemory) {
+  const auto number = [](std::size_t value) {
+    const std::string little = LittleEndian32(static_cast<unsigned>(value));
+    return std::string(little.rbegin(), little.rend());
+  };
+  const auto frame = [&](const std::string& id, char flags, const std::string& body) {
+    return id + number(body.size()) + '\0' + flags + body;
+  };
+  const auto id3 = [](const std::string& frames) {
+    std::string tag("ID3\3\0\0", 6);
+    for (const int shift : {21, 14, 7, 0}) {
+      tag += static_cast<char>(frames.size() >> shift & 0x7F);
+    }
+    return tag + frames;
+  };
+  std::string list = ";FFMETADATA1\n";
+  std::string objects;
+  std::string nested;
+  for (int i = 0; i < 20000; ++i) {
+    list += i < 5000 ? "N" + std::to_string(i) + "=x\n" : "";
+    objects += frame("GEOB", '\0', std::string("\0a\0f\0d\0x", 8));
+    nested = frame("CHAP", '\0', "c" + std::string(17, '\0') + nested);
+  }
+  Write("list", list);
+  const std::string bomb = Run("python3 -c 'import sys, zlib; "
+                               "sys.stdout.buffer.write(bytes([4, 0, 0, 0]) + zlib.compress(bytes(1 << 26), 9))'")
+                               .output;
+  Write("objects.wav", WithChunks(Chunk("id3 ", id3(objects)), ""));
+  Write("nested.wav", WithChunks(Chunk("id3 ", id3(nested)), ""));
+  Write("bomb.wav", WithChunks(Chunk("id3 ", id3(frame("APIC", '\x80', bomb))), ""));
+  std::string comments;
+  for (int i = 0; i < 90000; ++i) {
+    comments += LittleEndian32(7) + "A=" + std::to_string(10000 + i);
+  }
+  comments = std::string(4, '\0') + LittleEndian32(90000) + comments;
+  Run("flac -s --no-padding in.wav && ffmpeg -v error -nostdin -i in.wav -i list -map_metadata 1 5000.opus "
+      "-map_metadata "
+      "1 5000.mp3");
+  Write("comments.flac", Read("in.flac").insert(42, '\4' + number(comments.size()).substr(1) + comments));
+  Write("items.mp3", Read("5000.mp3") + "APETAGEX" + LittleEndian32(2000) + LittleEndian32(99) + LittleEndian32(5000) +
+                         std::string(12, '\0'));
+  for (const auto& [file, says] : std::vector<std::pair<const char*, const char*>>{
+           {"objects.wav", "too many frames"},
+           {"nested.wav", ""},
+           {"bomb.wav", "ID3v2 frame APIC: not supported"},
+           {"comments.flac", "more than 4096 tags"},
+           {"5000.opus", "too many"},
+           {"5000.mp3", "too many frames"},
+           {"items.mp3", "too many APE items"},
+       }) {
+    SCOPED_TRACE(file);
+    const Outcome outcome = RunHost("timeout 9 rhohost --force " + std::string(file) + " out.mkv");
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_THAT(outcome.errors, HasSubstr(says));
+    EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
+  }
+}
+
 }  // namespace

@@ -58,6 +58,8 @@ TEST_F(SafetyTest, ARefusalSaysWhyAndChangesNothing) {
       {"rhohost --fps 1e5 in.wav new.mkv", 2, {"packets per second"}},
       {"rhohost --fps 1e-300 in.wav new.mkv", 2, {"--fps"}},
       {"rhohost none.wav new.mkv", 1, {"none.wav", "No such file or directory"}},
+      {"rhohost --to folder --files-from /dev/zero", 1, {"/dev/zero", "zero byte", "--null"}},
+      {"yes in.wav | tr -d '\\n' | rhohost --to folder --files-from -", 1, {"name 1", "4096 bytes"}},
       {"rhohost 'two\nlines \x1B[7m' new.mkv", 1, {"two?lines ?[7m: ", "No such file or directory"}},
       // NOLINTNEXTLINE(misc-misleading-bidirectional): that is what the terminal must not get.
       {"rhohost 'C1 \xC2\x9B\x37m \xE2\x80\xAEright \xE2\x81\xA6to left \xD8\x9C\xE2\x80\xA8 \x9B "

@@ -70,13 +70,14 @@ void AddTracks(const FLAC__StreamMetadata_CueSheet& sheet, unsigned int sampleRa
   }
 }
 
-/// Whether the Vorbis comments take up to 1 MiB (for 16 MiB of empty comments libFLAC would allocate 200 MiB), and the
+/// Whether all Vorbis comments take up to 1 MiB (for 16 MiB of empty comments libFLAC would allocate 200 MiB), and the
 /// file has no more metadata blocks than programs write. `start` is the position of "fLaC".
 bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
   constexpr std::size_t kMostComments = std::size_t{1} << 20;
   constexpr unsigned int kCommentType = 4;
   constexpr int kMostBlocks = 1024;
   int blocks = 0;
+  std::size_t comments = 0;
   std::array<unsigned char, 4> block{};
   bytes.Seek(start + 4);
   for (bool isLast = false; !isLast;) {
@@ -87,7 +88,8 @@ bool HasModestComments(MetadataBytes& bytes, std::uint64_t start) {
     // bits).
     const auto size = static_cast<std::size_t>(ReadNumber(block.data() + 1, 3, true));
     isLast = (block[0] & 0x80U) != 0;
-    if ((block[0] & 0x7FU) == kCommentType && size > kMostComments) {
+    comments += (block[0] & 0x7FU) == kCommentType ? size : 0;
+    if (comments > kMostComments) {
       return false;
     }
     bytes.Seek(bytes.Position() + size);

@@ -225,10 +225,10 @@ class ChunkReader {
     } else if (const Document* const document = Find(kDocuments, id)) {
       // Writers pad these texts with zeros.
       bytes.erase(bytes.find_last_not_of('\0') + 1);
-      m_metadata.attachments.push_back({.name = document->file,
-                                        .mimeType = document->mimeType,
-                                        .description = std::string(id),
-                                        .bytes = std::move(bytes)});
+      m_metadata.AddAttachment({.name = document->file,
+                                .mimeType = document->mimeType,
+                                .description = std::string(id),
+                                .bytes = std::move(bytes)});
     }
   }
 

@@ -100,6 +100,16 @@ std::optional<std::uint64_t> ParseChapterTime(std::string_view text) {
 
 }  // namespace
 
+/// Appends an item, unless there are kMostItems.
+template <class Item>
+void SoundMetadata::Append(std::vector<Item>& items, Item item) {
+  if (items.size() < kMostItems) {
+    items.push_back(std::move(item));
+  } else {
+    m_hasTooMany = true;
+  }
+}
+
 void SoundMetadata::AddText(std::string_view name, std::string_view text) {
   Tag tag{TagName(name), CleanText(text)};
   if (tag.text.empty() || tag.name.empty() || AddChapterMark(tag.name, tag.text)) {
@@ -108,8 +118,9 @@ void SoundMetadata::AddText(std::string_view name, std::string_view text) {
   // A second, different title becomes a tag.
   if (tag.name == "TITLE" && (title.empty() || title == tag.text)) {
     title = tag.text;
-  } else if (std::find(tags.begin(), tags.end(), tag) == tags.end()) {
-    tags.push_back(std::move(tag));
+  } else if (tags.size() >= kMostItems || std::find(tags.begin(), tags.end(), tag) == tags.end()) {
+    // Beyond the limit no look for a repetition, which takes longer than all else.
+    Append(tags, std::move(tag));
   }
 }
 
@@ -147,27 +158,29 @@ void SoundMetadata::AddPicture(unsigned int kind, const std::string& mimeType, s
                                         [&](const auto& entry) { return bytes.starts_with(entry.signature); });
   const bool isKnown = type != std::end(kImageTypes);
   const std::string stated = CleanText(mimeType);
-  attachments.push_back({.name = fmt::format("{}.{}", name, isKnown ? type->extension : "bin"),
-                         .mimeType = isKnown          ? std::string(type->mimeType)
-                                     : stated.empty() ? "application/octet-stream"
-                                                      : stated,
-                         .description = CleanText(description),
-                         .bytes = std::move(bytes)});
+  AddAttachment({.name = fmt::format("{}.{}", name, isKnown ? type->extension : "bin"),
+                 .mimeType = isKnown          ? std::string(type->mimeType)
+                             : stated.empty() ? "application/octet-stream"
+                                              : stated,
+                 .description = CleanText(description),
+                 .bytes = std::move(bytes)});
 }
 
 void SoundMetadata::AddChapter(std::uint64_t sampleFrames, unsigned int sampleRate, std::string label) {
   constexpr std::uint64_t kSecond = 1'000'000'000;
-  chapters.push_back(
-      // Whole seconds and the rest are scaled apart, since sampleFrames × 10^9 may exceed 64 bits.
-      {sampleFrames / sampleRate * kSecond + (sampleFrames % sampleRate * kSecond + sampleRate / 2) / sampleRate,
-       std::move(label)});
+  // Whole seconds and the rest are scaled apart, since sampleFrames × 10^9 may exceed 64 bits.
+  Append(chapters,
+         {sampleFrames / sampleRate * kSecond + (sampleFrames % sampleRate * kSecond + sampleRate / 2) / sampleRate,
+          std::move(label)});
 }
+
+void SoundMetadata::AddAttachment(Attachment attachment) { Append(attachments, std::move(attachment)); }
 
 void SoundMetadata::Complete() {
   for (const auto& [digits, mark] : m_chapterMarks) {
     // A label without a time marks nothing.
     if (mark.nanoseconds) {
-      chapters.push_back({*mark.nanoseconds, mark.label});
+      Append(chapters, {*mark.nanoseconds, mark.label});
     }
   }
   m_chapterMarks.clear();
@@ -178,6 +191,7 @@ void SoundMetadata::Complete() {
                    [](const Chapter& a, const Chapter& b) { return a.nanoseconds < b.nanoseconds; });
   NameCover();
   std::set<std::string> names;
+  std::map<std::string, int> numbers;  // the last number given to each name that repeats
   for (Attachment& attachment : attachments) {
     const std::string name = CleanText(attachment.name);
     // Names from tags must not lead out of the folder that a reader extracts attachments to.
@@ -185,9 +199,23 @@ void SoundMetadata::Complete() {
     file = file == "." || file == ".." ? "" : file;
     const std::size_t dot = std::min(file.rfind('.'), file.size());
     attachment.name = file.empty() ? "attachment" : file;
-    for (int number = 2; !names.insert(attachment.name).second; ++number) {
-      attachment.name = fmt::format("{} {}{}", file.substr(0, dot), number, file.substr(dot));
+    for (int& number = numbers.try_emplace(attachment.name, 1).first->second; !names.insert(attachment.name).second;) {
+      attachment.name = fmt::format("{} {}{}", file.substr(0, dot), ++number, file.substr(dot));
     }
+  }
+  ShortenOmitted();
+}
+
+/// Cuts the list of what is omitted to a length that can be read, and adds what the limits on items have omitted.
+void SoundMetadata::ShortenOmitted() {
+  constexpr std::size_t kMostNamed = 32;
+  if (omitted.size() > kMostNamed) {
+    const std::size_t more = omitted.size() - kMostNamed;
+    omitted.resize(kMostNamed);
+    omitted.push_back(fmt::format("{} more", more));
+  }
+  if (m_hasTooMany) {
+    omitted.push_back(fmt::format("more than {} tags, chapters or attachments", kMostItems));
   }
 }
 

@@ -16,6 +16,10 @@
 #include <vector>
 
 struct SoundMetadata {
+  /// How many tags, chapters and attachments, of each, are kept: more than any real file has. A hostile file could state
+  /// millions.
+  static constexpr std::size_t kMostItems = 4096;
+
   struct Tag {
     std::string name;  ///< as mkvmerge names it, else as ffmpeg does, in capital letters
     std::string text;
@@ -53,7 +57,10 @@ struct SoundMetadata {
   /// Adds a chapter that begins at a sample frame. `sampleRate` is at least 1.
   void AddChapter(std::uint64_t sampleFrames, unsigned int sampleRate, std::string label);
 
-  /// Sorts the chapters, makes the names of attachments unique.
+  /// Adds an attachment; Complete() makes its name unique.
+  void AddAttachment(Attachment attachment);
+
+  /// Sorts the chapters, makes the names of attachments unique, and shortens a long list of what is omitted.
   void Complete();
 
  private:
@@ -62,8 +69,12 @@ struct SoundMetadata {
     std::string label;
   };
   std::map<std::string, ChapterMark> m_chapterMarks;  ///< by the digits in their name
+  bool m_hasTooMany = false;
 
+  template <class Item>
+  void Append(std::vector<Item>& items, Item item);
   void NameCover();
+  void ShortenOmitted();
   bool AddChapterMark(std::string_view name, std::string_view text);
 };
 

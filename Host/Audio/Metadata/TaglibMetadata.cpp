@@ -1,23 +1,28 @@
 #include "Host/Audio/Metadata/TaglibMetadata.h"
 
+#include "Host/Audio/ByteNumbers.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include <taglib/apetag.h>
 #include <taglib/attachedpictureframe.h>
-#include <taglib/chapterframe.h>
 #include <taglib/flacpicture.h>
 #include <taglib/generalencapsulatedobjectframe.h>
 #include <taglib/id3v1tag.h>
 #include <taglib/id3v2framefactory.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mpegfile.h>
-#include <taglib/opusfile.h>
+#include <taglib/oggfile.h>
 #include <taglib/textidentificationframe.h>
 #include <taglib/tpropertymap.h>
-#include <taglib/vorbisfile.h>
+#include <taglib/unknownframe.h>
+#include <taglib/xiphcomment.h>
 
 using namespace TagLib;
 
@@ -69,17 +74,66 @@ void AddTexts(const PropertyMap& properties, SoundMetadata& metadata) {
   }
 }
 
-/// Adds the chapter of an ID3v2 CHAP frame. Its time is in milliseconds, its title in an embedded TIT2 frame.
-void AddChapterFrame(const ID3v2::ChapterFrame& chapter, SoundMetadata& metadata) {
+/// Makes the frames of ID3v2 tags within limits that TagLib lacks.
+class Frames final : public ID3v2::FrameFactory {
+ public:
+  /// True after a tag of more than SoundMetadata::kMostItems frames: the others were not read.
+  bool AreTooMany() const { return m_count > SoundMetadata::kMostItems; }
+
+ private:
+  /// The name is protected in TagLib, though it is that of a parameter of updateFrame.
+  struct Access : ID3v2::Frame {
+    using Header = Frame::Header;
+  };
+
+  /// TagLib calls this for each frame. False makes it an UnknownFrame, which keeps the frame's bytes.
+  bool updateFrame(Access::Header* header) const override {
+    if (++m_count > SoundMetadata::kMostItems) {
+      header->setFrameSize(0);  // TagLib stops at an empty frame
+      return false;
+    }
+    if (header->compression()) {
+      // TagLib would expand kilobytes to gigabytes. A header without flags leaves the bytes as they are.
+      const unsigned int size = header->frameSize();
+      header->setData(header->frameID() + ByteVector(6, '\0'), header->version());
+      header->setFrameSize(size);
+      return false;
+    }
+    // These frames hold frames, and TagLib reads nested ones recursively, to any depth.
+    return header->frameID() != "CHAP" && header->frameID() != "CTOC" && FrameFactory::updateFrame(header);
+  }
+
+  mutable std::size_t m_count = 0;  // mutable, since updateFrame is const
+};
+
+/// Adds the chapter of an ID3v2 CHAP frame: a name with a zero at its end, beginning and end in milliseconds and in
+/// bytes (32 bits each), and frames, of which TIT2 is the title.
+void AddChapterFrame(const ByteVector& chapter, const ID3v2::Tag& tag, SoundMetadata& metadata) {
   constexpr unsigned int kTicksPerSecond = 1000;
-  const ID3v2::FrameList& titles = chapter.embeddedFrameList("TIT2");
-  metadata.AddChapter(chapter.startTime(), kTicksPerSecond,
-                      titles.isEmpty() ? std::string() : titles.front()->toString().to8Bit(true));
+  constexpr unsigned int kTimes = 16;
+  constexpr unsigned int kHeader = 10;
+  const int nameEnd = chapter.find('\0');
+  if (nameEnd < 0 || chapter.size() < static_cast<unsigned int>(nameEnd) + 1 + kTimes) {
+    metadata.omitted.emplace_back("chapter: damaged");
+    return;
+  }
+  const unsigned int times = static_cast<unsigned int>(nameEnd) + 1;
+  const Frames frames;
+  std::string title;
+  for (unsigned int at = times + kTimes; title.empty() && at < chapter.size();) {
+    const std::unique_ptr<ID3v2::Frame> frame(frames.createFrame(chapter.mid(at), tag.header()));
+    if (frame == nullptr || frame->size() == 0) {
+      break;
+    }
+    title = frame->frameID() == "TIT2" ? frame->toString().to8Bit(true) : "";
+    at += kHeader + frame->size();
+  }
+  metadata.AddChapter(chapter.toUInt(times), kTicksPerSecond, std::move(title));
 }
 
 /// Adds the file in an ID3v2 GEOB frame as an attachment.
 void AddObject(const ID3v2::GeneralEncapsulatedObjectFrame& object, SoundMetadata& metadata) {
-  metadata.attachments.push_back(
+  metadata.AddAttachment(
       {.name = object.fileName().to8Bit(true),
        .mimeType = object.mimeType().isEmpty() ? "application/octet-stream" : object.mimeType().to8Bit(true),
        .description = object.description().to8Bit(true),
@@ -106,16 +160,23 @@ void AddId3v2(const ID3v2::Tag& tag, SoundMetadata& metadata) {
     } else if (const auto* const picture = dynamic_cast<const ID3v2::AttachedPictureFrame*>(frame)) {
       metadata.AddPicture(picture->type(), picture->mimeType().to8Bit(true), picture->description().to8Bit(true),
                           Bytes(picture->picture()));
-    } else if (const auto* const chapter = dynamic_cast<const ID3v2::ChapterFrame*>(frame)) {
-      AddChapterFrame(*chapter, metadata);
+    } else if (const auto* const chapter = dynamic_cast<const ID3v2::UnknownFrame*>(frame);
+               chapter != nullptr && chapter->frameID() == "CHAP") {
+      AddChapterFrame(chapter->data(), tag, metadata);
     } else if (const auto* const object = dynamic_cast<const ID3v2::GeneralEncapsulatedObjectFrame*>(frame)) {
       AddObject(*object, metadata);
     }
   }
   for (const String& name : unsupported) {
-    const std::string id = name.to8Bit(true);
+    // TagLib puts a word before the names of frames that it does not know or may not read.
+    constexpr std::string_view kUnknown = "UNKNOWN/";
+    std::string id = name.to8Bit(true);
+    const bool isUnknown = id.starts_with(kUnknown);
+    id.erase(0, isUnknown ? kUnknown.size() : 0);
     // This list also names the frames handled above, and CTOC, whose table of contents the chapters replace.
-    if (!id.starts_with("APIC") && !id.starts_with("CHAP") && !id.starts_with("GEOB") && !id.starts_with("CTOC")) {
+    const bool isKept =
+        id == "CHAP" || id == "CTOC" || (!isUnknown && (id.starts_with("APIC") || id.starts_with("GEOB")));
+    if (!isKept) {
       metadata.omitted.push_back(fmt::format("ID3v2 frame {}: not supported", id));
     }
   }
@@ -130,21 +191,63 @@ void AddXiph(Ogg::XiphComment& comments, SoundMetadata& metadata) {
   }
 }
 
-/// Adds the comments of an Ogg stream. `name` is the format as messages name it.
-template <class File>
-void AddOgg(Stream& stream, const char* name, SoundMetadata& metadata) {
-  // `false`: without the audio properties, which would be read from the whole file.
-  File file(&stream, false);
-  if (file.tag() == nullptr) {
+/// The packets of an Ogg stream. TagLib's own classes for Vorbis and Opus expand any number of comments.
+class OggPackets final : public Ogg::File {
+ public:
+  explicit OggPackets(IOStream& stream) : Ogg::File(&stream) {}
+  Tag* tag() const override { return nullptr; }
+  AudioProperties* audioProperties() const override { return nullptr; }
+};
+
+/// Adds the comments of an Ogg stream, which are its second packet, behind `magic`. `name` is the format as messages
+/// name it.
+void AddOgg(Stream& stream, std::string_view magic, const char* name, SoundMetadata& metadata) {
+  OggPackets packets(stream);
+  const ByteVector packet = packets.packet(1);
+  const ByteVector comments = packet.mid(static_cast<unsigned int>(magic.size()));
+  // The length of the encoder's name, the name, and the number of comments precede them, 32 bits each.
+  constexpr unsigned int kNumber = 4;
+  const unsigned int nameSize = comments.toUInt(0U, false);
+  if (!packet.startsWith(ByteVector(magic.data(), static_cast<unsigned int>(magic.size()))) ||
+      comments.size() < 2 * kNumber || nameSize > comments.size() - 2 * kNumber) {
     metadata.omitted.push_back(fmt::format("comments of {}: damaged", name));
+  } else if (comments.toUInt(kNumber + nameSize, false) > SoundMetadata::kMostItems) {
+    metadata.omitted.push_back(fmt::format("comments of {}: too many", name));
   } else {
-    AddXiph(*file.tag(), metadata);
+    Ogg::XiphComment comment(comments);
+    AddXiph(comment, metadata);
   }
 }
 
+/// Whether the file ends with an APE tag of too many items, before an ID3v1 tag or not: TagLib would read them all.
+bool HasHugeApeTag(MetadataBytes& bytes) {
+  constexpr std::uint64_t kId3v1 = 128;
+  constexpr std::size_t kCountAt = 16;
+  std::array<unsigned char, 32> footer{};
+  for (const std::uint64_t behind : {std::uint64_t{0}, kId3v1}) {
+    bytes.Seek(bytes.Length() - std::min(bytes.Length(), footer.size() + behind));
+    if (bytes.Read(footer.data(), footer.size()) == footer.size() &&
+        std::string_view(reinterpret_cast<const char*>(footer.data()), footer.size()).starts_with("APETAGEX") &&
+        ReadNumber(footer.data() + kCountAt, 4, false) > SoundMetadata::kMostItems) {
+      return true;
+    }
+  }
+  bytes.Seek(0);
+  return false;
+}
+
 /// Adds the tags of MPEG audio: ID3v2 at the beginning, APE and ID3v1 at the end.
-void AddMpeg(Stream& stream, SoundMetadata& metadata) {
-  MPEG::File file(&stream, ID3v2::FrameFactory::instance(), false);
+void AddMpeg(MetadataBytes& bytes, SoundMetadata& metadata) {
+  if (HasHugeApeTag(bytes)) {
+    metadata.omitted.emplace_back("tags: too many APE items");
+    return;
+  }
+  Stream stream(bytes);
+  Frames frames;
+  MPEG::File file(&stream, &frames, false);
+  if (frames.AreTooMany()) {
+    metadata.omitted.emplace_back("a part of the ID3v2 tag: too many frames");
+  }
   if (file.hasID3v2Tag()) {
     AddId3v2(*file.ID3v2Tag(), metadata);
   }
@@ -169,13 +272,13 @@ extern "C" __attribute__((visibility("default"))) void ReadTags(TagFormat format
   switch (format) {
     case TagFormat::kId3v2:
     case TagFormat::kMpeg:
-      AddMpeg(stream, metadata);
+      AddMpeg(bytes, metadata);
       break;
     case TagFormat::kVorbis:
-      AddOgg<Ogg::Vorbis::File>(stream, "Ogg Vorbis", metadata);
+      AddOgg(stream, "\3vorbis", "Ogg Vorbis", metadata);
       break;
     case TagFormat::kOpus:
-      AddOgg<Ogg::Opus::File>(stream, "Ogg Opus", metadata);
+      AddOgg(stream, "OpusTags", "Ogg Opus", metadata);
       break;
   }
 }
