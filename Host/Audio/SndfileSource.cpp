@@ -246,6 +246,10 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
   m_format.channels = static_cast<unsigned int>(info.channels);
   m_format.sampleType = representation.type;
   m_format.significantBits = representation.significantBits;
+  if ((info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_32 && m_data && m_data->validBits != 0 &&
+      m_data->validBits <= 24) {
+    m_format.significantBits = 24;  // 24 bits in 32, which need no dither
+  }
   m_isUncompressed = IsUncompressed(info);
   // libsndfile's SF_COUNT_MAX means unknown. For a stream without a stated size libsndfile counts from a made-up
   // length.

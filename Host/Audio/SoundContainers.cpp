@@ -178,7 +178,8 @@ SampleData FindInChunks(InputBytes& bytes, const ChunkGrammar& grammar, const He
     }
     if (chunk.IsNamed("fmt ") && bytes.ReadAt(chunk.Body(), format.data(), format.size()) == format.size() &&
         chunk.Size() >= format.size() && ReadNumber(format.data(), 2, grammar.isBigEndian) == kExtensible) {
-      // dwChannelMask of WAVEFORMATEXTENSIBLE.
+      // wValidBitsPerSample and dwChannelMask of WAVEFORMATEXTENSIBLE.
+      found.validBits = static_cast<unsigned int>(ReadNumber(format.data() + 18, 2, grammar.isBigEndian));
       found.speakers = static_cast<std::uint32_t>(ReadNumber(format.data() + 20, 4, grammar.isBigEndian));
     }
     if (chunk.IsNamed("ds64") && bytes.ReadAt(chunk.Body(), body.data(), body.size()) == body.size()) {

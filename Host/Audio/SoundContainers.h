@@ -24,7 +24,9 @@ struct SampleData {
   bool isMpeg = false;                    ///< WAV or W64 around MPEG audio
   bool endIsMisread = false;              ///< libsndfile may read on after the samples: W64, AU, AIFF with an offset
   std::optional<std::uint32_t> speakers;  ///< channel mask of a WAV or W64 file that has one
-  bool isStreamable = true;               ///< the samples can be read front to back
+  /// Of a WAV or W64 file whose header has them: the highest bits of a sample that count, 0 where it does not say.
+  unsigned int validBits = 0;
+  bool isStreamable = true;  ///< the samples can be read front to back
 };
 
 /// Looks for the samples; none in other formats. Ends the bytes of a file where its chunks end: an empty chunk name, or

@@ -3,6 +3,7 @@
 #include "Host/CommandLine/JsonEvents.h"
 #include "Host/CommandLine/Progress.h"
 #include "Host/CommandLine/SettingCommands.h"
+#include "Host/CommandLine/SignalNotice.h"
 #include "Host/System/FileIdentity.h"
 #include "Host/System/OutputFile.h"
 #include "Host/System/OutputTarget.h"
@@ -12,7 +13,9 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <filesystem>
+#include <optional>
 
 namespace {
 
@@ -38,6 +41,16 @@ void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
   const EncodingSetup setup(encodingOptions, options.module, options.Settings());
   CheckSettings(setup);
   CheckTarget(options);
+  const auto begin = std::chrono::steady_clock::now();
+  std::optional<SignalNotice> notice;
+  if (options.json && !options.dryRun) {
+    // Before the threads that read and encode: they inherit its blocked signals.
+    notice.emplace([&events, begin] {
+      BatchCounts unfinished;
+      unfinished.notReached = 1;
+      events.Summary(unfinished, true, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+    });
+  }
   FileEncoding encoding(setup, options.input, options.output);
   // The text is made now: a preset that would be empty is refused before the encoding.
   const std::string preset =
@@ -58,6 +71,7 @@ void Encode(const Options& options, JsonEvents& events, BatchCounts& counts) {
   });
   // Before the report: a file counts as encoded once it has its name.
   encoding.TakeFile()->Commit();
+  notice.reset();
   const EncodedFile file = DescribeEncoded(encoding, result, progress.Seconds());
   events.Encoded(file);
   counts.Add(file);

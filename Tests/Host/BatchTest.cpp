@@ -199,6 +199,12 @@ TEST_F(BatchTest, SaysWhatAnInterruptedRunHasDone) {
                                             "\"interrupted\":true"));
   EXPECT_EQ(Read("failed"), "long/./b.wav\n");
   EXPECT_EQ(Run("ls -A out").output, "a.mkv\n");
+
+  const pid_t single = Start("echo $$ >process; exec rhohost --rate 96000 --json long/c.wav single.mkv");
+  while (Read("../output").find("\"plan\"") == std::string::npos) {
+  }
+  ASSERT_EQ(kill(std::stoi(Read("process")), SIGTERM), 0);
+  EXPECT_THAT(Wait(single).output, ContainsRegex("\"summary\",\"encoded\":0,.*\"notReached\":1,\"interrupted\":true"));
 }
 
 TEST_F(BatchTest, PrintsJsonLinesOfOneShape) {

@@ -148,6 +148,15 @@ TEST_F(HostTest, KeepsToTheLayoutThatAFileStates) {
   }
 }
 
+TEST_F(HostTest, TakesTheBitsThatCountFromTheHeader) {
+  Run("sox -n -r 48000 -c 1 -b 24 24.wav synth 0.1 noise && sox 24.wav -b 32 32.wav");
+  constexpr std::size_t kValidBitsAt = 38;
+  std::string wav = Read("32.wav");
+  ASSERT_EQ(wav.substr(20, 2), "\xFE\xFF");
+  Write("32.wav", wav.replace(kValidBitsAt, 1, "\x18"));
+  EXPECT_EQ(RunHost("rhohost 24.wav 24.mkv && rhohost 32.wav 32.mkv && cmp 24.mkv 32.mkv").code, 0);
+}
+
 TEST_F(HostTest, ReadsSamplesWithoutAHeader) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
   for (const std::string format : {"u8", "s16be", "s24le", "s24be", "f32le", "f64be", "alaw", "mulaw"}) {
