@@ -63,16 +63,19 @@ void KillChildren() {
     isEnded = waitpid(child, &status, WNOHANG) == child;
   }
   for (;;) {
-    // Each round kills the children listed now and reaps one. Orphans of the reaped process become children of this
-    // one (subreaper) and are in the next list; ECHILD says that none is left.
+    // Each round kills the children listed now and reaps all that are dead, at least one: reading the list for each of
+    // thousands takes longer than the parent waits. Orphans of a reaped process become children of this one (subreaper)
+    // and are in the next list; ECHILD says that none is left.
     KillChildren();
     int anyStatus = 0;
-    const pid_t any = waitpid(-1, &anyStatus, 0);
+    pid_t any = waitpid(-1, &anyStatus, 0);
     if (any == -1 && errno == ECHILD) {
       EndLike(status);
     }
-    // After SIGTERM the status of the work is known only here.
-    status = any == child ? anyStatus : status;
+    for (; any > 0; any = waitpid(-1, &anyStatus, WNOHANG)) {
+      // After SIGTERM the status of the work is known only here.
+      status = any == child ? anyStatus : status;
+    }
   }
 }
 
