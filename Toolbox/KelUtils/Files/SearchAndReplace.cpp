@@ -65,7 +65,8 @@ class LineReplacer {
 
   /// False when writing fails.
   bool Take(std::string_view piece) {
-    const std::size_t end = piece.rfind('\n') + 1;  // 0 when there is none
+    const std::size_t last = piece.rfind('\n');
+    const std::size_t end = last == std::string_view::npos ? 0 : last + 1;
     m_lines.append(piece.substr(0, end));
     const bool isWritten = end == 0 || WriteLines();
     m_lines.append(piece.substr(end));

@@ -105,7 +105,7 @@ KEL_TARGET_512 __m512i Fold512(__m512i target, __m512i blocks, __m512i distance)
 // are 0, which changes no remainder. `size` is 2 to 64. Bytes in front of `data` are not read.
 KEL_TARGET_512 __m512i LoadFirst512(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
   const std::size_t gap = 64 - size;
-  const __m512i message = _mm512_maskz_loadu_epi8(~0ULL << gap, data - gap);
+  const __m512i message = _mm512_maskz_loadu_epi8(~((1ULL << gap) - 1), data - gap);
   const __m512i high = _mm512_maskz_set1_epi8(1ULL << gap, static_cast<char>(remainder >> 8U));
   const __m512i low = _mm512_maskz_set1_epi8(2ULL << gap, static_cast<char>(remainder & 0xFFU));
   constexpr int kXorOfAll = 0x96;
