@@ -147,8 +147,8 @@ std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGr
   }
   // In RF64, libsndfile and ffmpeg prefer the size in ds64 even where the data chunk states another one.
   const bool is64 = data.Size() == kOpen32 || HasText(head, 0, "RF64");
-  if (is64 && size64 != 0 && size64 < InputBytes::kEndless) {
-    return size64;
+  if (is64 && size64 != 0) {
+    return size64 < InputBytes::kEndless ? std::optional(size64) : std::nullopt;
   }
   const std::uint64_t wholeSize = ReadNumber(head.data() + 4, 4, grammar.isBigEndian);
   return IsLeftOpen(data.Size(), wholeSize, grammar.dataName == kAiffData, bytes) ? std::nullopt
