@@ -82,7 +82,10 @@ constexpr std::array kProcessFaults{
                    pthread_key_create(&key, nullptr);
                  }},
     ProcessFault{"UnsafeMemory", "flush",
-                 [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }},
+                 [] {
+                   constexpr int kRights = PROT_READ | PROT_WRITE | PROT_EXEC;
+                   static_cast<void>(mmap(nullptr, 4096, kRights, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+                 }},
     ProcessFault{"NeedsStack", "CompressFrame", UseStack<200'000>}};
 
 void Note(std::string_view call) {
