@@ -44,12 +44,11 @@ struct ChunkGrammar {
   std::string_view dataName;
 };
 
-/// RIFF, RF64 (EBU Tech 3306), BW64 (ITU-R BS.2088), RIFX (RIFF in big-endian order), W64, AIFF, AIFF-C, IFF 8SVX and
+/// RIFF, RF64 (EBU Tech 3306), RIFX (RIFF in big-endian order), W64, AIFF, AIFF-C, IFF 8SVX and
 /// 16SV, CAF. W64 names chunks by GUIDs of 16 bytes, which begin with RIFF's names in small letters.
-constexpr std::array<ChunkGrammar, 10> kGrammars{{
+constexpr std::array<ChunkGrammar, 9> kGrammars{{
     {"RIFF", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
     {"RF64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
-    {"BW64", 8, "WAVE", kWavFirstChunk, 4, 4, false, false, 2, "data"},
     {"RIFX", 8, "WAVE", kWavFirstChunk, 4, 4, true, false, 2, "data"},
     {"riff", 24, "wave", 40, 16, 8, false, true, 8, "data"},
     {"FORM", 8, "AIFF", 12, 4, 4, true, false, 2, kAiffData},
@@ -251,6 +250,12 @@ std::optional<SampleData> FindInAu(const Head& head) {
 std::optional<SampleData> FindSampleData(InputBytes& bytes) {
   Head head{};
   bytes.ReadAt(0, head.data(), head.size());
+  // BW64 (ITU-R BS.2088) is laid out as RF64, but libsndfile does not know its magic.
+  if (HasText(head, 0, "BW64") && HasText(head, 8, "WAVE")) {
+    constexpr std::string_view kRf64 = "RF64";
+    std::copy(kRf64.begin(), kRf64.end(), head.begin());
+    bytes.ReplaceHead({kRf64.begin(), kRf64.end()}, kRf64.size());
+  }
   for (const ChunkGrammar& grammar : kGrammars) {
     if (HasText(head, 0, grammar.magic) && HasText(head, grammar.typeAt, grammar.type)) {
       return FindInChunks(bytes, grammar, head);
@@ -281,7 +286,7 @@ void SetWavSize(InputBytes& bytes, const SampleData& data, std::uint64_t size) {
   appendNumber(size, 8);
   appendNumber(0, 8);  // number of sample frames: left to the reader
   appendNumber(0, 4);  // no table of other long chunks
-  // RIFF, RF64 and BW64 differ only in their magic: one grammar serves for all.
+  // RIFF and RF64 differ only in their magic: one grammar serves for both.
   for (ChunkWalker chunk(bytes, kGrammars[0]); chunk.Next() && !chunk.IsNamed("data");) {
     const std::uint64_t length = chunk.End() - chunk.Start();
     if (chunk.IsNamed("fmt ") && !IsPlainWavFormat(bytes, chunk.Body())) {
