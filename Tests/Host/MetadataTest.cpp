@@ -180,6 +180,11 @@ TEST_F(MetadataTest, ChunksBecomeTagsChaptersAndAttachments) {
                         Chunk("ds64", std::string(8, '\0') + dataSize + std::string(12, '\0')) + wav.substr(12));
   EXPECT_EQ(RunHost("rhohost rf64.wav rf64.mkv").code, 0);
   EXPECT_EQ(Chapters("rf64.mkv"), Chapters("out.mkv"));
+  Write("bw64.wav", Read("rf64.wav").replace(0, 4, "BW64"));
+  EXPECT_EQ(RunHost("rhohost bw64.wav bw64.mkv && cmp rf64.mkv bw64.mkv && cat rf64.wav | rhohost - 1.mkv && cat "
+                    "bw64.wav | rhohost - 2.mkv && cmp 1.mkv 2.mkv")
+                .code,
+            0);
 
   // Of a pipe there is what precedes the samples.
   Write("before.wav", WithChunks(info + documents, ""));
