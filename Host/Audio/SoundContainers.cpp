@@ -124,13 +124,19 @@ class ChunkWalker {
 
 /// Whether a 32-bit size is a placeholder of a writer that could not seek back to fill it in. A regular file may
 /// really have such a size: then the size of the whole in its header (`wholeSize`, without the first 8 bytes) matches
-/// the file.
-bool IsLeftOpen(std::uint64_t size, std::uint64_t wholeSize, bool isAiff, const InputBytes& bytes) {
+/// the file. The size 0 is real as well where the whole is said to go on after the chunk, whose body begins at `start`.
+bool IsLeftOpen(std::uint64_t size, std::uint64_t start, std::uint64_t wholeSize, bool isAiff,
+                const InputBytes& bytes) {
   if (size >= 0xFFFFF000) {
     return true;
   }
   // Placeholders are 0 and values around 7FFFFFFF, in AIFF from 7F000000 on.
-  const bool isSuspect = size == 0 || (size >= (isAiff ? 0x7F000000 : 0x7FFF0000) && size <= 0x80000000);
+  const std::uint64_t lowest = isAiff ? 0x7F000000 : 0x7FFF0000;
+  const std::uint64_t preamble = isAiff ? 8 : 0;
+  if (size == 0 && start + preamble < wholeSize + 8 && wholeSize < lowest) {
+    return false;
+  }
+  const bool isSuspect = size == 0 || (size >= lowest && size <= 0x80000000);
   // Programs differ in whether the size of the whole counts the last padding byte.
   const bool isInEarnest = !bytes.IsStream() && wholeSize + 8 <= bytes.Length() && bytes.Length() <= wholeSize + 9;
   return isSuspect && !isInEarnest;
@@ -150,8 +156,8 @@ std::optional<std::uint64_t> PromisedSize(const ChunkWalker& data, const ChunkGr
     return size64 < InputBytes::kEndless ? std::optional(size64) : std::nullopt;
   }
   const std::uint64_t wholeSize = ReadNumber(head.data() + 4, 4, grammar.isBigEndian);
-  return IsLeftOpen(data.Size(), wholeSize, grammar.dataName == kAiffData, bytes) ? std::nullopt
-                                                                                  : std::optional(data.Size());
+  const bool isLeftOpen = IsLeftOpen(data.Size(), data.Body(), wholeSize, grammar.dataName == kAiffData, bytes);
+  return isLeftOpen ? std::nullopt : std::optional(data.Size());
 }
 
 /// Steps over what lies between the chunk's header and its samples.

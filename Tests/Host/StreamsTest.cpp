@@ -264,10 +264,21 @@ TEST_F(HostTest, LongSoundsOfEveryDecoderTakeLittleMemory) {
 TEST_F(HostTest, AnEmptyRecordingIsARecording) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
   const std::string header = Read("in.wav");
-  Write("empty.wav", WithSizes(header.substr(0, header.find("data") + 8), 36, 0));
-  EXPECT_EQ(RunHost("rhohost empty.wav out.mkv").code, 0);
-  EXPECT_EQ(Run("mkvmerge -o ../remuxed.mkv out.mkv").code, 0);
-  EXPECT_TRUE(ProbeFile("out.mkv", 48000).packets.empty());
+  const std::string empty = header.substr(0, header.find("data") + 8);
+  Write("empty.wav", WithSizes(empty, 36, 0));
+  Write("tagged.wav", WithSizes(empty, 48, 0) + std::string("LIST\4\0\0\0INFO", 12));
+  for (const char* const command : {"rhohost -f empty.wav out.mkv", "rhohost -f tagged.wav out.mkv"}) {
+    EXPECT_EQ(RunHost(command).code, 0);
+    EXPECT_EQ(Run("mkvmerge -o ../remuxed.mkv out.mkv").code, 0);
+    EXPECT_TRUE(ProbeFile("out.mkv", 48000).packets.empty()) << command;
+  }
+  EXPECT_THAT(RunHost("cat tagged.wav | rhohost -f - out.mkv").errors, HasSubstr("says that there are no samples"));
+  // A recorder that ended before it could write the sizes.
+  Write("ended.wav", WithSizes(header, 36, 0));
+  for (const char* const command : {"rhohost -f ended.wav out.mkv", "cat ended.wav | rhohost -f - out.mkv"}) {
+    EXPECT_EQ(RunHost(command).code, 0);
+    EXPECT_EQ(Decode("out.mkv"), Decode("in.wav")) << command;
+  }
 }
 
 TEST_F(HostTest, ClampsWhatIsBeyondFullScaleAndCountsIt) {
