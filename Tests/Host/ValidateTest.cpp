@@ -127,7 +127,7 @@ TEST_F(HostTest, EndsAHungModuleWithAllThatItHasStarted) {
 TEST_F(HostTest, ReportsValidationInFormsForPrograms) {
   const std::string validate = "rhohost validate ./PrintsOnLoad.so --only load.entry-points --only 'process.p*g' ";
   ASSERT_EQ(Run("cp " BAD_MODULES "/PrintsOnLoad.so .").code, 0);
-  const Outcome outcome = RunHost(validate + "--json --junit report.xml --skip load.hardened");
+  const Outcome outcome = RunHost(validate + "--json --junit report.xml --html report.html --skip load.hardened");
   const Json report = Json::parse(outcome.output);
   EXPECT_EQ(report["passed"].dump() + report["failed"].dump() + report["skipped"].dump(), "110");
   EXPECT_EQ(report["checks"][1]["actual"], "Welcome \u00FF\u0001<&]]>\n");
@@ -135,6 +135,10 @@ TEST_F(HostTest, ReportsValidationInFormsForPrograms) {
                     "//testcase[failure]/@name, //failure/@message)' report.xml")
                 .output,
             "1prints-nothingexpected nothing printed by loading, actual Welcome \u00FF?<&]]>\n\n");
+  EXPECT_EQ(RunHost("xmllint --html --xpath 'concat(//article/h3, //article//dd[2])' report.html 2>complaints; "
+                    "grep 'end tag' complaints")
+                .output,
+            "process.prints-nothingWelcome \u00FF?<&]]>\n\n");
   for (const auto& [options, says] : std::vector<std::pair<std::string, std::string>>{
            {"--only nothing*", "--only: no check is called \"nothing*\" (--list shows them)"},
            {"--skip '*'", "--skip leaves no check to run"},

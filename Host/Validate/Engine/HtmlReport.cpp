@@ -149,7 +149,7 @@ std::string HtmlReport(const std::string& module, const std::vector<CheckOutcome
     AddRow(tables[group], outcome);
   }
   std::ostringstream text;
-  // HTML knows neither an XML declaration nor empty elements such as <td/>.
-  document.save(text, "", pugi::format_raw | pugi::format_no_declaration | pugi::format_no_empty_element_tags);
+  // HTML has no XML declaration. Only <meta/> is written as an empty element; HTML forbids an end tag for it.
+  document.save(text, "", pugi::format_raw | pugi::format_no_declaration);
   return text.str();
 }
