@@ -150,8 +150,8 @@ void SndfileSource::RefuseUnreadableStream() {
   if (!m_data || !m_data->isStreamable) {
     throw Failure(
         m_bytes->Name() +
-        ": is not in a format that can be read from a pipe (WAV, W64, AIFF, CAF, AU, FLAC or MP3); save it to a "
-        "file first");
+        ": is not in a format that can be read from a pipe (WAV, RF64, W64, AIFF, CAF, AU, FLAC or MP3); save it to "
+        "a file first");
   }
   // The size 0 is ambiguous when bytes follow: it may be real, or the placeholder of a writer that could not seek
   // back.
