@@ -31,11 +31,15 @@ std::string FollowLinks(const std::string& path) {
 }
 
 fs::path RealPath(const std::string& path) {
+  const std::string named = path.empty() ? "." : path;
   std::error_code error;
-  // Appending "" adds a separator where there is none, and parent_path removes all of them.
-  fs::path real = fs::weakly_canonical((fs::absolute(path.empty() ? "." : path) / "").parent_path(), error);
+  fs::path real = fs::absolute(named, error);
+  if (!error) {
+    // Appending "" adds a separator where there is none, and parent_path removes all of them.
+    real = fs::weakly_canonical((real / "").parent_path(), error);
+  }
   if (error) {
-    throw SystemFailure(path, "follow the path", error.value());
+    throw SystemFailure(named, "follow the path", error.value());
   }
   return real;
 }
