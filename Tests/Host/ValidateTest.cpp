@@ -70,7 +70,9 @@ const std::vector<ModuleCase> kModules {
       {"DeniesRelease", "life.release"}, {"ResetsHint", "stream.hints"}, {"AnyPackets", "stream.refusals"},
       {"KeepsKey", "process.surroundings"}, {"UnsafeMemory", "process.privileges"},
       {"CopiesOtherCodec", "info.own-report", "info.*"}, {"TypeOfTheRun", "settings.during-runs", "settings.*"},
-      {"BeginsWhenAsked", "stream.questions"},
+      {"BeginsWhenAsked", "stream.questions"}, {"SettingRelabels", "settings.flags", "settings.*"},
+      {"SettingUnticks", "settings.flags", "settings.*"}, {"NoTypeAt24Bits", "pcm.data-rate", "pcm.*"},
+      {"BeginsInPart", "pcm.refusals", "pcm.*"},
 #if !IS_SANITIZED
       {"SettingSlotless", "info.slots", "info.*"}, {"Uninitialised", "life.initialised", "life.*"},
       {"NeedsMemory", "life.no-memory-to-create life.no-memory-to-copy life.no-memory-to-run life.no-memory-to-begin"},

@@ -200,7 +200,9 @@ void ExpectConsequences(IAudioCompressor& compressor, unsigned int size, unsigne
   ExpectEqual(1U, setting.GetNumberOfAllowableValues(), "number of data rates to choose from with {}", with);
   ExpectEqual(dataRate, setting.GetAllowableValue(0), "data rate to choose with {}", with);
   EAudioFormatType type{};
-  compressor.GetAudioFormatType(type);
+  const RhoStatus status = compressor.GetAudioFormatType(type);
+  ExpectThat(status == kRhoStatusSuccess, StatusText(status), "{} from GetAudioFormatType with {}",
+             StatusText(kRhoStatusSuccess), with);
   ExpectEqual(unsigned{size == 24 ? kAudioFormat24Bit : kAudioFormat16Bit}, unsigned{type},
               "GetAudioFormatType with {}", with);
   ExpectEqual(unsigned{IPacket::kPacketTypeLinearPCM}, unsigned{compressor.GetOutputPacketType()},

@@ -148,6 +148,8 @@ std::vector<unsigned char> BytesOf(const KelEncAudio_t& out) {
 /// Refused calls return the documented status and change nothing: the run continues after them.
 void RefusesWithoutEffect(const CheckedModule& module) {
   const StreamSetup setup = PcmSetup(44100, 16, "Stereo", 30);
+  // What is set at refused calls of CompressFrameBegin: a part of it that took effect would change the packets.
+  const StreamSetup other = PcmSetup(44100, 24, "7.1", 25);
   const std::vector<unsigned char> input = SomeInput(setup);
   const CompressorOwner fresh = module.CreateCompressor();
   OutputRecord out(setup.format.sampleRate);
@@ -157,58 +159,72 @@ void RefusesWithoutEffect(const CheckedModule& module) {
   ExpectStatus(kRhoStatusSuccess, fresh->CompressFrameEnd(), "CompressFrameEnd before CompressFrameBegin");
 
   const CompressorOwner compressor = setup.NewCompressor(module);
-  const auto refuse = [&](RhoStatus status, const std::vector<unsigned char>& before, const std::string& call) {
-    ExpectStatus(kRhoStatusBadArgument, status, call);
-    ExpectThat(BytesOf(out) == before, "another value in it", "the output record unchanged by {}", call);
-  };
-  const auto refuseAll = [&] {
+  // Begins a run, makes the call when `given` bytes of the input have been handed over, and completes the run.
+  const auto runWith = [&](std::size_t given, RhoStatus expected, const std::string& call, const auto& make) {
+    const auto give = [&](Bytes bytes) {
+      KelAudio_t record = setup.InputRecord(bytes);
+      if (!bytes.empty()) {
+        ExpectStatus(kRhoStatusSuccess, compressor->CompressFrame(&record, &out), "CompressFrame");
+      }
+    };
+    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrameBegin(nullptr), "CompressFrameBegin");
+    give(Bytes(input).first(given));
     FillOddly(out);
-    const std::vector<unsigned char> before = BytesOf(out);
-    refuse(compressor->CompressFrame(&in, nullptr), before, "CompressFrame without an output record");
-    refuse(compressor->CompressFrame(nullptr, nullptr), before, "a flush without an output record");
+    ExpectStatus(expected, make(), call);
+    setup.ApplyTo(*compressor);
+    out.sampleRate = setup.format.sampleRate;
+    give(Bytes(input).subspan(given));
+    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrame(nullptr, &out), "the flush");
+    ExpectSamePackets(PackedLike(setup, setup.format.sampleRate, input), RecordsOf(out.packets),
+                      fmt::format("of a run with {} after {} bytes", call, given));
+    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrameEnd(), "CompressFrameEnd");
+    out.Clear();
+  };
+  const auto refuseAll = [&](std::size_t given) {
+    const auto refuse = [&](unsigned int outputRate, const std::string& call, const auto& make) {
+      runWith(given, kRhoStatusBadArgument, call, [&] {
+        out.sampleRate = outputRate;
+        const std::vector<unsigned char> before = BytesOf(out);
+        const RhoStatus status = make();
+        ExpectThat(BytesOf(out) == before, "another value in it", "the output record unchanged by {}", call);
+        return status;
+      });
+    };
+    const unsigned int rate = setup.format.sampleRate;
+    refuse(rate, "CompressFrame without an output record", [&] { return compressor->CompressFrame(&in, nullptr); });
+    refuse(rate, "a flush without an output record", [&] { return compressor->CompressFrame(nullptr, nullptr); });
     KelAudio_t withoutData = in;
     withoutData.data = nullptr;
-    refuse(compressor->CompressFrame(&withoutData, &out), before, "CompressFrame with a size but no data");
-    out.sampleRate = 0;
-    const std::vector<unsigned char> withoutRate = BytesOf(out);
-    refuse(compressor->CompressFrame(&in, &out), withoutRate, "CompressFrame with an output sample rate of 0");
-    refuse(compressor->CompressFrame(nullptr, &out), withoutRate, "a flush with an output sample rate of 0");
-    out.sampleRate = setup.format.sampleRate;
+    refuse(rate, "CompressFrame with a size but no data",
+           [&] { return compressor->CompressFrame(&withoutData, &out); });
+    refuse(0, "CompressFrame with an output sample rate of 0", [&] { return compressor->CompressFrame(&in, &out); });
+    refuse(0, "a flush with an output sample rate of 0", [&] { return compressor->CompressFrame(nullptr, &out); });
+    const auto refuseBegin = [&](const std::string& reason, const auto& spoil) {
+      refuse(rate, "CompressFrameBegin " + reason, [&] {
+        other.ApplyTo(*compressor);
+        spoil();
+        return compressor->CompressFrameBegin(nullptr);
+      });
+    };
     using Limits = std::numeric_limits<double>;
     for (const double hint : {0.0, -0.0, -25.0, Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), 88201.0,
                               1e9, 1e-5, Limits::denorm_min()}) {
-      compressor->SetFrameRateHint(hint);
-      refuse(compressor->CompressFrameBegin(nullptr), BytesOf(out),
-             fmt::format("CompressFrameBegin at a hint of {}", hint));
+      refuseBegin(fmt::format("at a hint of {}", hint), [&] { compressor->SetFrameRateHint(hint); });
     }
-    compressor->SetFrameRateHint(setup.framesPerSecond);
     for (const unsigned int size : {0U, 7U}) {
-      compressor->GetSampleSizeSetting()->SetValue(size);
-      refuse(compressor->CompressFrameBegin(nullptr), BytesOf(out),
-             fmt::format("CompressFrameBegin with {} bits", size));
+      refuseBegin(fmt::format("with {} bits", size), [&] { compressor->GetSampleSizeSetting()->SetValue(size); });
     }
-    compressor->GetSampleSizeSetting()->SetValue(setup.format.bits);
-    compressor->GetSampleRateSetting()->SetValue(0);
-    refuse(compressor->CompressFrameBegin(nullptr), BytesOf(out), "CompressFrameBegin with 0 Hz");
-    compressor->GetSampleRateSetting()->SetValue(setup.format.sampleRate);
-    KelAudio_t withNothing = in;
-    withNothing.data = nullptr;
+    refuseBegin("with 0 Hz", [&] { compressor->GetSampleRateSetting()->SetValue(0); });
+    KelAudio_t withNothing = withoutData;
     withNothing.dataSize = 0;
-    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrame(&withNothing, &out),
-                 "CompressFrame with no data of size 0");
+    runWith(given, kRhoStatusSuccess, "CompressFrame with no data of size 0",
+            [&] { return compressor->CompressFrame(&withNothing, &out); });
   };
-  ExpectStatus(kRhoStatusSuccess, compressor->CompressFrameBegin(nullptr), "CompressFrameBegin");
-  for (Bytes left = input; !left.empty();) {
-    refuseAll();
-    const Bytes block = left.first(std::min(left.size(), setup.WholeBytes(2500)));
-    KelAudio_t record = setup.InputRecord(block);
-    ExpectStatus(kRhoStatusSuccess, compressor->CompressFrame(&record, &out), "CompressFrame");
-    left = left.subspan(block.size());
+  // Before the first block, within the first packet and a later one, and before the flush.
+  for (const std::size_t given :
+       {std::size_t{0}, setup.WholeBytes(2500), setup.WholeBytes(input.size() / 2), input.size()}) {
+    refuseAll(given);
   }
-  refuseAll();
-  ExpectStatus(kRhoStatusSuccess, compressor->CompressFrame(nullptr, &out), "the flush");
-  ExpectSamePackets(PackedLike(setup, setup.format.sampleRate, input), RecordsOf(out.packets),
-                    "of a run with refused calls in between");
 }
 
 /// After the flush nothing is touched until CompressFrameEnd; CompressFrameBegin does not reopen the stream.

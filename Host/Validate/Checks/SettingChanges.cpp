@@ -158,22 +158,77 @@ void CheckMatches(IEnumSetting& setting, const std::string& name) {
   }
 }
 
-/// Flags and texts are kept as given, and whether an optional value counts does not change it.
-void CheckFlagsOf(ISetting& setting, const std::string& name) {
-  const std::string value = ValueText(setting);
+struct Flag {
+  const char* name;
+  void (ISetting::*set)(unsigned int value);
+  unsigned int (ISetting::*get)() const;
+};
+constexpr std::array kFlags{
+    Flag{"IsOptional", &ISetting::SetIsOptional, &ISetting::GetIsOptional},
+    Flag{"IsOptionalValueSpecified", &ISetting::SetIsOptionalValueSpecified, &ISetting::GetIsOptionalValueSpecified},
+    Flag{"IsActive", &ISetting::SetIsActive, &ISetting::GetIsActive}};
+constexpr std::size_t kIsActive = 2;
+using FlagValues = std::array<unsigned int, kFlags.size()>;
+
+FlagValues FlagsOf(const ISetting& setting) {
+  FlagValues values{};
+  std::transform(kFlags.begin(), kFlags.end(), values.begin(),
+                 [&setting](const Flag& flag) { return (setting.*flag.get)(); });
+  return values;
+}
+
+/// The state but for the flags, and for "value", which is null while an optional value is not specified: "text" has it.
+SettingState StateWithoutFlags(const NamedSetting& named) {
+  SettingState state = StateOf(named);
+  for (const char* const key : {"optional", "specified", "active", "value"}) {
+    state.erase(key);
+  }
+  return state;
+}
+
+/// Flags are kept as given, and setting one changes nothing else of the setting.
+void CheckFlagsOf(const NamedSetting& named) {
+  // The last one shows whether all bits are kept.
+  constexpr std::array kValues{0U, 1U, 0x80000006U};
+  ISetting& setting = *named.setting;
+  const std::string name = DisplayName(named);
+  const SettingState state = StateWithoutFlags(named);
   // Some kinds are always active: setting the flag does nothing there.
   setting.SetIsActive(0);
   const bool isAlwaysActive = setting.GetIsActive() == 1;
-  // Flags are stored as given: 5 stays 5. The three get different values, so that a mix-up shows.
-  for (const unsigned int flag : {5U, 0U, 1U, 0x80000000U, 0xFFFFFFFFU}) {
-    setting.SetIsOptional(flag);
-    setting.SetIsOptionalValueSpecified(flag ^ 2U);
-    setting.SetIsActive(flag ^ 8U);
-    ExpectEqual(flag, setting.GetIsOptional(), "GetIsOptional of {} as set", name);
-    ExpectEqual(flag ^ 2U, setting.GetIsOptionalValueSpecified(), "GetIsOptionalValueSpecified of {} as set", name);
-    ExpectEqual(isAlwaysActive ? 1 : flag ^ 8U, setting.GetIsActive(), "GetIsActive of {} as set", name);
-    ExpectValue(setting, name, value, fmt::format("setting its flags to {}", flag));
+  FlagValues expected = FlagsOf(setting);
+  const auto set = [&](std::size_t index, unsigned int value) {
+    const Flag& flag = kFlags[index];
+    (setting.*flag.set)(value);
+    expected[index] = index == kIsActive && isAlwaysActive ? 1 : value;
+    const FlagValues actual = FlagsOf(setting);
+    for (std::size_t other = 0; other < kFlags.size(); ++other) {
+      ExpectEqual(expected[other], actual[other], "Get{} of {} after Set{}({})", kFlags[other].name, name, flag.name,
+                  value);
+    }
+  };
+  for (std::size_t combination = 0; combination < kValues.size() * kValues.size() * kValues.size(); ++combination) {
+    const FlagValues start{kValues[combination % kValues.size()],
+                           kValues[combination / kValues.size() % kValues.size()],
+                           kValues[combination / kValues.size() / kValues.size()]};
+    for (std::size_t index = 0; index < kFlags.size(); ++index) {
+      set(index, start[index]);
+    }
+    ExpectSameState(state, StateWithoutFlags(named),
+                    fmt::format("SetIsOptional({}), SetIsOptionalValueSpecified({}) and SetIsActive({})", start[0],
+                                start[1], start[2]));
+    // Each flag alone, in this state of the others.
+    for (std::size_t index = 0; index < kFlags.size(); ++index) {
+      for (const unsigned int value : kValues) {
+        set(index, value);
+      }
+      set(index, start[index]);
+    }
   }
+}
+
+/// Texts are kept as given.
+void CheckTextsOf(ISetting& setting, const std::string& name) {
   // Short ones, bytes beyond ASCII, and one that is too long for a small buffer.
   for (const std::string& given : {std::string("Text"), std::string("Caf\xC3\xA9 \"\n"), std::string(10000, 'x')}) {
     std::string optional = given + " 1";
@@ -267,7 +322,8 @@ void KeepsFlags(IAudioCompressor& compressor) {
     std::vector<NamedSetting> others = settings;
     std::erase_if(others, [&named](const NamedSetting& other) { return other.setting == named.setting; });
     const std::vector<SettingState> before = StatesOf(others);
-    CheckFlagsOf(*named.setting, DisplayName(named));
+    CheckFlagsOf(named);
+    CheckTextsOf(*named.setting, DisplayName(named));
     ExpectSameStates(before, StatesOf(others), "setting flags and texts of " + DisplayName(named));
   }
 }

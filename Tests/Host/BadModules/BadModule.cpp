@@ -186,7 +186,10 @@ class Extra : public UnsignedIntSetting {
     SetIsValueConstrained(1);
   }
   ISetting* CreateCopy() const override { return new Extra(*this); }
-  const char* GetLabel() const override { return kFault == "SettingNull" ? nullptr : &"Caf\xC3\xA9"[kLabelStart]; }
+  const char* GetLabel() const override {
+    const bool isEmpty = kFault == "SettingRelabels" && GetIsActive() == 0;
+    return kFault == "SettingNull" ? nullptr : isEmpty ? "" : &"Caf\xC3\xA9"[kLabelStart];
+  }
   unsigned int GetValue() const override {
     return kFault == "SettingSharesValue" ? g_shared : UnsignedIntSetting::GetValue();
   }
@@ -195,6 +198,7 @@ class Extra : public UnsignedIntSetting {
   }
   void SetIsOptional(unsigned int optional) override {
     UnsignedIntSetting::SetIsOptional(kFault == "SettingSquashesFlags" && optional != 0 ? 1 : optional);
+    SetIsOptionalValueSpecified(kFault == "SettingUnticks" ? 0 : GetIsOptionalValueSpecified());
   }
   void SetToolTipText(const char* text) override {
     UnsignedIntSetting::SetToolTipText(kFault == "SettingForgetsText" ? "" : text);
@@ -313,7 +317,7 @@ class Compressor : public CPCMCompressor {
   RhoStatus GetAudioFormatType(EAudioFormatType& type) override {
     const RhoStatus status = CPCMCompressor::GetAudioFormatType(type);
     type = kFault == "TypeOfTheRun" && m_hasBegun ? m_type : type;
-    return status;
+    return kFault == "NoTypeAt24Bits" && type == kAudioFormat24Bit ? kRhoStatusNotSupported : status;
   }
   unsigned int IsFormatSupported(unsigned int fileFormat) override {
     Note("IsFormatSupported");
@@ -345,6 +349,7 @@ class Compressor : public CPCMCompressor {
     }
     m_hasBegun = true;
     CPCMCompressor::GetAudioFormatType(m_type);
+    m_bits = CPCMCompressor::GetSampleSizeSetting()->GetValue();
     if (kFault == "Uninitialised") {
       SetFrameRateHint(20.0 + UnknownNumber() / 256.0);  // of three bits, one run in eight would look sound
     } else if (kFault == "NeedsMemory") {
@@ -361,6 +366,9 @@ class Compressor : public CPCMCompressor {
       Hang();
     } else if (kFault == "NeedsBegin" && !m_hasBegun) {
       std::abort();
+    }
+    if (kFault == "BeginsInPart" && m_bits == 0) {
+      return kRhoStatusBadArgument;
     }
     if (kFault == "SmallBlocks" && in != nullptr && in->dataSize > (1U << 24U)) {
       return kRhoStatusBadArgument;
@@ -465,6 +473,7 @@ class Compressor : public CPCMCompressor {
 
   bool m_hasBegun = false;
   EAudioFormatType m_type{};
+  unsigned int m_bits = 16;
   bool m_wasLow = false;
   unsigned long long m_emitted = 0;
   std::thread::id m_thread;
