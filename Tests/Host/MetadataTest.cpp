@@ -249,10 +249,12 @@ TEST_F(MetadataTest, AFloodOfMetadataTakesNeitherTimeNorMemory) {
   std::string list = ";FFMETADATA1\n";
   std::string objects;
   std::string nested;
-  for (int i = 0; i < 20000; ++i) {
-    list += i < 5000 ? "N" + std::to_string(i) + "=x\n" : "";
+  for (std::size_t left = 20000; left-- != 0;) {
+    list += left < 5000 ? "N" + std::to_string(left) + "=x\n" : "";
     objects += frame("GEOB", '\0', std::string("\0a\0f\0d\0x", 8));
-    nested = frame("CHAP", '\0', "c" + std::string(17, '\0') + nested);
+    constexpr std::size_t kFixed = 18;
+    const std::size_t inner = left * (10 + kFixed);
+    nested += "CHAP" + number(kFixed + inner) + std::string(2, '\0') + 'c' + std::string(kFixed - 1, '\0');
   }
   Write("list", list);
   const std::string bomb = Run("python3 -c 'import sys, zlib; "
