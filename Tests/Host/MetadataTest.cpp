@@ -287,7 +287,8 @@ TEST_F(MetadataTest, AFloodOfMetadataTakesNeitherTimeNorMemory) {
     const Outcome outcome = RunHost("timeout 9 rhohost --force " + std::string(file) + " out.mkv");
     EXPECT_EQ(outcome.code, 0);
     EXPECT_THAT(outcome.errors, HasSubstr(says));
-    EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024);
+    // The figure includes this process's own memory at the start of the program, much of it under a sanitizer.
+    EXPECT_LT(outcome.peakKiB, MEMORY_MIB * 1024 * (IS_SANITIZED ? 4 : 1));
   }
 }
 
