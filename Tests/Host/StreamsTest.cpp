@@ -261,6 +261,16 @@ TEST_F(HostTest, LongSoundsOfEveryDecoderTakeLittleMemory) {
   }
 }
 
+TEST_F(HostTest, BytesBehindTheEndThatTheHeaderStatesAreNotSound) {
+  for (const auto& [file, options] : {std::pair("in.avr", "sox -b 16"), std::pair("in.wve", "sox -e a-law")}) {
+    MakeSound(file, 8000, 1, options);
+    ASSERT_EQ(RunHost(std::string("rhohost -f ") + file + " whole.mkv").code, 0);
+    Write(std::string("longer.") + (file + 3), Read(file) + std::string(1000, '\x55'));
+    EXPECT_EQ(RunHost(std::string("rhohost -f longer.") + (file + 3) + " longer.mkv").code, 0) << file;
+    EXPECT_EQ(Decode("longer.mkv"), Decode("whole.mkv")) << file;
+  }
+}
+
 TEST_F(HostTest, AnEmptyRecordingIsARecording) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
   const std::string header = Read("in.wav");
