@@ -12,6 +12,8 @@
 #include <optional>
 #include <string_view>
 
+#include <sched.h>
+
 namespace {
 
 /// In seconds: a week.
@@ -102,5 +104,9 @@ std::string ReadSuffix(const char* option, const std::string& text) {
 }
 
 unsigned int DefaultJobs() {
-  return std::min(static_cast<unsigned int>(std::max(1, KelGetNumberProcessorsInSystem())), kMostJobs);
+  // A batch system or a container may let the process use fewer processors than there are.
+  cpu_set_t usable;
+  const int processors =
+      sched_getaffinity(0, sizeof usable, &usable) == 0 ? CPU_COUNT(&usable) : KelGetNumberProcessorsInSystem();
+  return std::clamp(static_cast<unsigned int>(processors), 1U, kMostJobs);
 }

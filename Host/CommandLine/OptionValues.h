@@ -34,5 +34,5 @@ std::string ReadSuffix(const char* option, const std::string& text);
 /// TemporaryName removes at most this many files when a signal ends the program.
 inline constexpr unsigned int kMostJobs = 256;
 
-/// The number of processors, at most kMostJobs.
+/// The number of processors that this process may use, at most kMostJobs.
 unsigned int DefaultJobs();
