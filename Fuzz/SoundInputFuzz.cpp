@@ -49,14 +49,16 @@ std::optional<std::string> Encode(const std::string& input, const std::string& o
       written.append(bytes.begin(), bytes.end());
     };
     std::uint64_t frames = 0;
-    for (SampleBlock block = sound->Read(); block.frames != 0 && frames < kMostFrames; block = sound->Read()) {
+    SampleMemory memory;
+    for (SampleBlock block = sound->Read(memory); block.frames != 0 && frames < kMostFrames;
+         block = sound->Read(memory)) {
       frames += block.frames;
       write(converter.Convert(block));
     }
     write(converter.Finish());
     writer.Finish();
     file.Sync();
-    MatroskaReader reader(file, written.size());
+    MatroskaReader reader(file, written.size(), false);
     std::string read;
     while (const std::optional<MatroskaPacket> packet = reader.Next()) {
       read.append(packet->bytes.begin(), packet->bytes.end());

@@ -238,9 +238,8 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
   }
   const bool isShort = m_format.sampleType == SampleType::kInt16;
   const unsigned int shift = (isShort ? 16 : 32) - m_bits;
-  m_samples.resize((m_blockFrames + header.blocksize) * frameSize);
-  // Memory from the heap is aligned for every type of sample.
-  unsigned char* const bytes = m_samples.data() + m_blockFrames * frameSize;
+  unsigned char* const bytes =
+      m_block->Reserve((m_blockFrames + header.blocksize) * frameSize) + m_blockFrames * frameSize;
   if (isShort) {
     Interleave(channels, m_format.channels, header.blocksize, shift, reinterpret_cast<std::uint16_t*>(bytes));
   } else {
@@ -251,7 +250,8 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
   m_lastFrameEnd = m_position;
 }
 
-SampleBlock FlacSource::Read() {
+SampleBlock FlacSource::Read(SampleMemory& memory) {
+  m_block = &memory;
   m_blockFrames = 0;
   // A call may decode nothing but a damaged or dropped frame.
   while (m_blockFrames == 0 && DecodeFrame()) {
@@ -259,7 +259,7 @@ SampleBlock FlacSource::Read() {
   if (m_blockFrames == 0) {
     Finish();
   }
-  return {m_samples.data(), m_blockFrames};
+  return {memory.Reserve(0), m_blockFrames};
 }
 
 /// Lets libFLAC decode the next frame; returns false at the end. Throws Failure for damage, unless it is allowed.

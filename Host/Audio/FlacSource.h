@@ -24,7 +24,7 @@ class FlacSource : public SoundSource {
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
-  SampleBlock Read() override;
+  SampleBlock Read(SampleMemory& memory) override;
   std::vector<std::string> Notes() const override;
 
   /// Whether the bytes are FLAC, with or without an ID3v2 tag in front.
@@ -57,8 +57,8 @@ class FlacSource : public SoundSource {
   bool m_isHeaderRead = false;
   bool m_hasSum = false;  ///< the header has an MD5 sum of the samples
   bool m_isFinished = false;
-  std::vector<unsigned char> m_samples;  ///< decoded frames, of the format's sample type
-  std::size_t m_blockFrames = 0;         ///< frames in m_samples
+  SampleMemory* m_block = nullptr;  ///< where frames are decoded to, during Read()
+  std::size_t m_blockFrames = 0;    ///< frames in m_block
   std::uint64_t m_framesDecoded = 0;
   unsigned int m_bits = 0;
   std::unique_ptr<FLAC__StreamDecoder, Deleter> m_decoder;  ///< last: it uses the others until it is gone

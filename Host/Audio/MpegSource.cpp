@@ -102,7 +102,6 @@ void MpegSource::Open() {
   if (const off_t length = mpg123_length(decoder); statesLength && length > 0) {
     m_format.frames = static_cast<std::uint64_t>(length);
   }
-  m_samples.resize(kBlockFrames * m_format.channels);
 }
 
 /// Whether the samples that libmpg123 decodes next have the sound's format, which must not change.
@@ -115,15 +114,17 @@ bool MpegSource::HasFormat() const {
          encoding == MPG123_ENC_FLOAT_32;
 }
 
-SampleBlock MpegSource::Read() {
+SampleBlock MpegSource::Read(SampleMemory& memory) {
   if (m_isAtEnd) {
-    return {m_samples.data(), 0};
+    return {};
   }
+  const std::size_t blockBytes = kBlockFrames * m_format.channels * sizeof(float);
+  unsigned char* const samples = memory.Reserve(blockBytes);
   std::size_t size = 0;
-  int result = mpg123_read(m_decoder.get(), m_samples.data(), m_samples.size() * sizeof(float), &size);
+  int result = mpg123_read(m_decoder.get(), samples, blockBytes, &size);
   // libmpg123 may announce a format that equals the sound's: decoding goes on. Any other ends the sound.
   while (result == MPG123_NEW_FORMAT && size == 0 && HasFormat()) {
-    result = mpg123_read(m_decoder.get(), m_samples.data(), m_samples.size() * sizeof(float), &size);
+    result = mpg123_read(m_decoder.get(), samples, blockBytes, &size);
   }
   if (m_failure) {
     std::rethrow_exception(std::exchange(m_failure, nullptr));
@@ -134,7 +135,7 @@ SampleBlock MpegSource::Read() {
     m_isAtEnd = true;
     HandleEnd(result);
   }
-  return {m_samples.data(), frames};
+  return {samples, frames};
 }
 
 /// Handles the end of the sound: throws Failure for an early end or damage, or adds a note where truncations are

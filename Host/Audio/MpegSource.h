@@ -24,7 +24,7 @@ class MpegSource : public SoundSource {
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
-  SampleBlock Read() override;
+  SampleBlock Read(SampleMemory& memory) override;
   std::vector<std::string> Notes() const override { return m_notes; }
 
   /// Whether the bytes begin as an MPEG audio frame does, with or without an ID3v2 tag in front.
@@ -48,7 +48,6 @@ class MpegSource : public SoundSource {
   std::uint64_t m_position = 0;           ///< of the next byte
   std::exception_ptr m_failure;           ///< what InputBytes threw within libmpg123's code
   std::optional<std::uint64_t> m_stated;  ///< bytes of sound that the container states
-  std::vector<float> m_samples;
   std::uint64_t m_framesRead = 0;
   bool m_isAtEnd = false;
   std::unique_ptr<mpg123_handle, Deleter> m_decoder;  ///< last: it uses the others until it is gone

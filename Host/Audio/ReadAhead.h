@@ -1,10 +1,11 @@
 #pragma once
 
-/// A sound that is decoded on a thread of its own, some blocks ahead of its reader: decoding and writing then take as
-/// long as the slower of them, if there are two processors for them.
+/// A sound that is read and decoded on a thread of its own, some blocks ahead of its reader: reading and writing then
+/// take as long as the slower of them, if there are two processors for them.
 ///
 ///     ReadAhead ahead(OpenSound("song.flac", Truncation::kRefused));
-///     for (SampleBlock block = ahead.Read(); block.frames != 0; block = ahead.Read()) { ... }
+///     SampleMemory memory;
+///     for (SampleBlock block = ahead.Read(memory); block.frames != 0; block = ahead.Read(memory)) { ... }
 
 #include "Host/Audio/SoundSource.h"
 
@@ -30,32 +31,29 @@ class ReadAhead : public SoundSource {
 
   /// Starts the thread when it is called first; without it, where the system has no more. Throws what the source threw
   /// at this place.
-  SampleBlock Read() override;
+  SampleBlock Read(SampleMemory& memory) override;
 
   std::vector<std::string> Notes() const override { return m_source->Notes(); }
 
  private:
-  /// A copy of a block: the source overwrites its own.
   struct Slot {
-    std::vector<std::max_align_t> samples;
-    std::size_t frames = 0;
+    SampleMemory memory;
+    SampleBlock block;
     std::exception_ptr failure;
   };
 
   void ReadSource();
-  void Fill(Slot& slot);
 
   std::unique_ptr<SoundSource> m_source;
   static constexpr std::size_t kFewSlots = 4;
   std::array<Slot, 2 * kFewSlots> m_slots;
   std::mutex m_mutex;  ///< guards all until m_isStopped
   std::condition_variable m_changed;
-  std::size_t m_filled = 0;    ///< slots that the thread has filled, in all
-  std::size_t m_returned = 0;  ///< slots that the reader has given back, in all
-  bool m_isComplete = false;   ///< the thread has filled the last slot
+  std::size_t m_filled = 0;   ///< slots that the thread has filled, in all
+  std::size_t m_taken = 0;    ///< slots that the reader has taken, in all
+  bool m_isComplete = false;  ///< the thread has filled the last slot
   bool m_isStopped = false;
   bool m_isDirect = false;  ///< there is no thread
-  bool m_isHeld = false;    ///< the reader has a slot
   bool m_isAtEnd = false;
   std::thread m_thread;
 };

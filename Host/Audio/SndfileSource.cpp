@@ -109,16 +109,7 @@ SndfileSource::SndfileSource(std::unique_ptr<InputBytes> bytes, Truncation trunc
   }
   // From here on libsndfile reads the samples front to back.
   m_bytes->StopKeeping();
-  AllocateBlock();
-}
-
-/// Makes room for the whole sample frames that fit kBlockBytes, at least for one.
-void SndfileSource::AllocateBlock() {
-  const std::size_t fittingFrames = kBlockBytes / (SizeOf(m_format.sampleType) * m_format.channels);
-  m_blockFrames = std::max<std::size_t>(1, fittingFrames);
-  const std::size_t blockBytes = m_blockFrames * m_format.channels * SizeOf(m_format.sampleType);
-  // Rounded up to whole doubles.
-  m_block = std::make_unique_for_overwrite<double[]>((blockBytes + sizeof(double) - 1) / sizeof(double));
+  m_blockFrames = std::max<std::size_t>(1, kBlockBytes / (SizeOf(m_format.sampleType) * m_format.channels));
 }
 
 /// Finds the samples before libsndfile opens the file: corrects headers that it would misread, and refuses truncations
@@ -250,7 +241,6 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
       m_data->validBits <= 24) {
     m_format.significantBits = 24;  // 24 bits in 32, which need no dither
   }
-  m_isUncompressed = IsUncompressed(info);
   // libsndfile's SF_COUNT_MAX means unknown. For a stream without a stated size libsndfile counts from a made-up
   // length.
   const bool isOpenStream = m_bytes->IsStream() && (m_raw || (m_data && m_data->size.value_or(0) == 0));
@@ -273,10 +263,9 @@ void SndfileSource::ReadFormat(const SF_INFO& info) {
   m_format.speakers = m_data && m_data->speakers ? m_data->speakers : order.speakers;
 }
 
-/// Decodes up to `frames` sample frames into m_block and returns their number. libsndfile justifies integers to the
+/// Decodes up to `frames` sample frames to `to` and returns their number. libsndfile justifies integers to the
 /// left of the type, as SampleType demands.
-sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
-  void* to = m_block.get();
+sf_count_t SndfileSource::ReadSamples(void* to, sf_count_t frames) {
   switch (m_format.sampleType) {
     case SampleType::kInt16:
       return sf_readf_short(m_file.get(), static_cast<short*>(to), frames);
@@ -290,12 +279,14 @@ sf_count_t SndfileSource::ReadSamples(sf_count_t frames) {
   return sf_readf_double(m_file.get(), static_cast<double*>(to), frames);
 }
 
-SampleBlock SndfileSource::Read() {
+SampleBlock SndfileSource::Read(SampleMemory& memory) {
   // The stated number of frames is the limit: some decoders would go on with what follows the samples.
   const std::uint64_t left =
       m_format.frames ? *m_format.frames - std::min(*m_format.frames, m_framesRead) : m_blockFrames;
   const auto wanted = static_cast<sf_count_t>(std::min<std::uint64_t>(left, m_blockFrames));
-  sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(wanted));
+  const std::size_t sampleSize = SizeOf(m_format.sampleType);
+  unsigned char* const samples = memory.Reserve(static_cast<std::size_t>(wanted) * m_format.channels * sampleSize);
+  sf_count_t frames = std::max<sf_count_t>(0, ReadSamples(samples, wanted));
   m_io.RethrowFailure();
   const bool hasStatedEnd = m_bytes->IsStream() && m_data && m_data->size;
   // Bytes behind the last decodable sample show whether the stream is complete.
@@ -311,9 +302,9 @@ SampleBlock SndfileSource::Read() {
   if (m_raw && frames == 0) {
     CheckRawEnd();
   }
-  const SampleBlock block{m_block.get(), static_cast<std::size_t>(frames)};
+  const SampleBlock block{samples, static_cast<std::size_t>(frames)};
   if (!m_order.empty()) {
-    ReorderChannels(m_block.get(), block.frames, SizeOf(m_format.sampleType), m_order);
+    ReorderChannels(samples, block.frames, sampleSize, m_order);
   }
   return block;
 }

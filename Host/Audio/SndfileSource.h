@@ -23,8 +23,7 @@ class SndfileSource : public SoundSource {
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
-  bool IsDecoding() const override { return !m_isUncompressed; }
-  SampleBlock Read() override;
+  SampleBlock Read(SampleMemory& memory) override;
   std::vector<std::string> Notes() const override;
 
  private:
@@ -33,8 +32,7 @@ class SndfileSource : public SoundSource {
   void CorrectHeader();
   SF_INFO Open();
   void ReadFormat(const SF_INFO& info);
-  void AllocateBlock();
-  sf_count_t ReadSamples(sf_count_t frames);
+  sf_count_t ReadSamples(void* to, sf_count_t frames);
   std::uint64_t FramesPresent() const;
   sf_count_t HandleCutStream(sf_count_t frames);
   void ReadToStatedEnd();
@@ -49,13 +47,11 @@ class SndfileSource : public SoundSource {
   std::optional<SampleData> m_data;
   SoundFile m_file;
   SoundFormat m_format;
-  bool m_isUncompressed = false;
   SoundMetadata m_metadata;
   std::string m_missing;  ///< empty as long as nothing is missing
   bool m_lacksLength = false;
   bool m_hasBlocksOfOneSize = false;
-  std::vector<std::size_t> m_order;   ///< empty when the channels lie in order
-  std::unique_ptr<double[]> m_block;  ///< doubles, so that it is aligned for every sample type
+  std::vector<std::size_t> m_order;  ///< empty when the channels lie in order
   std::size_t m_blockFrames = 0;
   std::uint64_t m_framesRead = 0;
 };

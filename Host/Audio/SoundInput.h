@@ -3,7 +3,8 @@
 /// Opens sound files, and sounds that come through a pipe.
 ///
 ///     const std::unique_ptr<SoundSource> sound = OpenSound(path, Truncation::kRefused);
-///     for (SampleBlock block = sound->Read(); block.frames != 0; block = sound->Read()) { ... }
+///     SampleMemory memory;
+///     for (SampleBlock block = sound->Read(memory); block.frames != 0; block = sound->Read(memory)) { ... }
 
 #include "Host/Audio/RawFormat.h"
 #include "Host/Audio/SoundSource.h"

@@ -2,13 +2,30 @@
 
 /// Where the samples of an encoding come from: a sound file, a pipe, or a built-in signal.
 ///
-///     for (SampleBlock block = source.Read(); block.frames != 0; block = source.Read()) { ... }
+///     SampleMemory memory;
+///     for (SampleBlock block = source.Read(memory); block.frames != 0; block = source.Read(memory)) { ... }
 
 #include "Host/Audio/Metadata/SoundMetadata.h"
 #include "Host/Encode/SoundFormat.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
+
+/// Memory for the samples of one block.
+class SampleMemory {
+ public:
+  /// Returns the memory, enlarged to at least `bytes` bytes, and aligned for every type of sample. Its content stays.
+  unsigned char* Reserve(std::size_t bytes) {
+    m_units.resize(std::max(m_units.size(), (bytes + sizeof(Unit) - 1) / sizeof(Unit)));
+    return reinterpret_cast<unsigned char*>(m_units.data());
+  }
+
+ private:
+  using Unit = std::max_align_t;
+  std::vector<Unit> m_units;
+};
 
 /// Objects may be used by one thread at a time.
 class SoundSource {
@@ -24,14 +41,11 @@ class SoundSource {
   /// Tags, chapters and attachments; empty where they were not asked for.
   virtual const SoundMetadata& Metadata() const = 0;
 
-  /// Whether Read() decodes, rather than only reads and converts.
-  virtual bool IsDecoding() const { return true; }
-
   /// Returns the next sample frames, about 64 KiB of them; no frames at the end of the sound, then and ever after. The
-  /// samples are valid until the next call, and the caller may overwrite them.
+  /// samples lie in `memory`, which the caller keeps and may overwrite.
   ///
   /// Throws Failure for a read error, damaged data, or a sound that ends too early.
-  virtual SampleBlock Read() = 0;
+  virtual SampleBlock Read(SampleMemory& memory) = 0;
 
   /// What a user should be told about the samples: what is missing, what was changed. Each note is a clause without a
   /// full stop, as in "the header states 44100 sample frames, 100 are missing". Complete once Read() returned no

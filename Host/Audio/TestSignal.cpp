@@ -21,8 +21,7 @@ TestSignal::TestSignal(unsigned int rate, unsigned int channels, double seconds)
                .channels = channels,
                .sampleType = SampleType::kDouble,
                .significantBits = 53,
-               .frames = static_cast<std::uint64_t>(std::llround(seconds * rate))},
-      m_samples(kFramesPerBlock * channels) {
+               .frames = static_cast<std::uint64_t>(std::llround(seconds * rate))} {
   for (unsigned int channel = 0; channel < channels; ++channel) {
     const double step = kLowestPitch * (channel + 1) / rate;
     // The step grows by the same factor with each sample, and reaches kHighestStep after the last one.
@@ -30,9 +29,10 @@ TestSignal::TestSignal(unsigned int rate, unsigned int channels, double seconds)
   }
 }
 
-SampleBlock TestSignal::Read() {
+SampleBlock TestSignal::Read(SampleMemory& memory) {
   const auto frames = static_cast<std::size_t>(std::min<std::uint64_t>(kFramesPerBlock, *m_format.frames - m_position));
-  auto sample = m_samples.begin();
+  auto* const samples = reinterpret_cast<double*>(memory.Reserve(frames * m_sweeps.size() * sizeof(double)));
+  double* sample = samples;
   for (std::size_t frame = 0; frame < frames; ++frame) {
     for (Sweep& sweep : m_sweeps) {
       *sample++ = kAmplitude * std::sin(2 * std::numbers::pi * sweep.phase);
@@ -43,5 +43,5 @@ SampleBlock TestSignal::Read() {
     }
   }
   m_position += frames;
-  return {m_samples.data(), frames};
+  return {samples, frames};
 }

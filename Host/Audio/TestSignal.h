@@ -16,7 +16,7 @@ class TestSignal : public SoundSource {
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
-  SampleBlock Read() override;
+  SampleBlock Read(SampleMemory& memory) override;
   std::vector<std::string> Notes() const override { return {}; }
 
  private:
@@ -31,5 +31,4 @@ class TestSignal : public SoundSource {
   SoundMetadata m_metadata;     ///< always empty
   std::vector<Sweep> m_sweeps;  ///< one a channel
   std::uint64_t m_position = 0;
-  std::vector<double> m_samples;
 };

@@ -39,8 +39,8 @@ void CheckPosition(const EbmlElement* element, std::uint64_t begin, std::uint64_
 
 }  // namespace
 
-MatroskaReader::MatroskaReader(OutputFile& file, std::size_t largestPacket)
-    : m_size(file.Size()), m_largestBlock(largestPacket + kBlockHeads), m_io(file), m_stream(m_io) {
+MatroskaReader::MatroskaReader(OutputFile& file, std::size_t largestPacket, bool hasHelper)
+    : m_size(file.Size()), m_largestBlock(largestPacket + kBlockHeads), m_io(file, hasHelper), m_stream(m_io) {
   OpenSegment();
   NextCluster();
   // Packets cannot be told apart and timed without these.

@@ -55,8 +55,8 @@ struct MatroskaPacket {
 class MatroskaReader {
  public:
   /// Reads all that precedes the first packet. A packet of more than `largestPacket` bytes counts as damage. `file`
-  /// must be in sync and outlive the reader.
-  MatroskaReader(OutputFile& file, std::size_t largestPacket);
+  /// must be in sync and outlive the reader. `hasHelper`: a second thread helps to read a file that is not small.
+  MatroskaReader(OutputFile& file, std::size_t largestPacket, bool hasHelper);
   MatroskaReader(const MatroskaReader&) = delete;
   MatroskaReader& operator=(const MatroskaReader&) = delete;
   ~MatroskaReader() = default;
@@ -85,7 +85,7 @@ class MatroskaReader {
 
   std::uint64_t m_size;  ///< of the file
   std::uint64_t m_largestBlock;
-  MatroskaIo m_io;
+  MatroskaInput m_io;
   libebml::EbmlStream m_stream;
   Element m_segment;
   Element m_cluster;  ///< null behind the last one

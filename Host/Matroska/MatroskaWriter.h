@@ -98,7 +98,7 @@ class MatroskaWriter {
   void WriteDuration();
 
   OutputFile& m_file;
-  MatroskaIo m_io;
+  MatroskaOutput m_io;
   MatroskaClock m_clock;
   std::uint64_t m_clusterTicks;        ///< a cluster's length, at least
   std::uint64_t m_simpleSampleFrames;  ///< in a packet that becomes a SimpleBlock

@@ -24,6 +24,7 @@ FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::s
       m_replaceExisting(setup.options.force),
       m_durability(setup.options.noSync ? Durability::kLeftToSystem : Durability::kForced),
       m_isToBeVerified(setup.options.verify),
+      m_hasSecondThread(setup.options.secondThread),
       m_framesPerSecond(setup.settings.FramesPerSecond()),
       m_isToBeHashed(setup.options.hashAudio) {
   // Checked first, before any work is done.
@@ -56,11 +57,9 @@ void FileEncoding::OpenSource(const EncodingSetup& setup, IAudioCompressor& comp
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
                        setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead, setup.options.raw);
-  // A thread for a short or an uncompressed sound would cost more than it earns (for WAV, a tenth of the whole time); a
-  // pipe may keep it waiting for ever.
+  // A thread for a short sound would cost more than it earns; a pipe may keep it waiting for ever.
   constexpr unsigned int kShortestSeconds = 10;
-  if (setup.options.readAhead && m_source->IsDecoding() &&
-      Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&
+  if (setup.options.secondThread && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&
       std::filesystem::is_regular_file(m_input)) {
     m_source = std::make_unique<ReadAhead>(std::move(m_source));
   }
@@ -150,7 +149,8 @@ EncodingResult FileEncoding::Write(const OnProgress& onProgress) {
   if (m_isToBeVerified) {
     // The comparison must read from the disk, not from the system's memory.
     file.Sync();
-    verification.Compare(file, [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
+    verification.Compare(file, m_hasSecondThread,
+                         [&onProgress](std::uint64_t done) { onProgress(Pass::kVerifying, done); });
   }
   if (m_modificationTime) {
     file.SetModificationTime(*m_modificationTime);
@@ -183,10 +183,11 @@ void FileEncoding::EncodeTracks(const PacketOrder::Sink& sink,
     // All tracks have got the same sample frames, so no earlier packet can follow.
     order.Flush();
   };
-  std::vector<unsigned char> memory;
-  for (SampleBlock block = m_source->Read(); block.frames != 0; block = m_source->Read()) {
+  std::vector<unsigned char> channelMemory;
+  SampleMemory blockMemory;
+  for (SampleBlock block = m_source->Read(blockMemory); block.frames != 0; block = m_source->Read(blockMemory)) {
     forEachTrack([&](std::size_t track, const Encoder::PacketSink& write) {
-      const SampleBlock part = m_trackNames.empty() ? block : TakeChannel(block, Sound(), track, memory);
+      const SampleBlock part = m_trackNames.empty() ? block : TakeChannel(block, Sound(), track, channelMemory);
       m_tracks[track].encoder->Encode(converters[track].Convert(part), write);
     });
     onProgress(m_tracks.front().encoder->EncodedSampleFrames());

@@ -33,7 +33,7 @@ struct EncodingOptions {
   bool allowTruncated = false;              ///< accept an input that is shorter than its header says
   bool noSync = false;                      ///< do not force outputs onto the disk before they take their names
   bool noTags = false;                      ///< leave tags, chapters and attachments out
-  bool readAhead = false;                   ///< decode long sounds on a thread of their own
+  bool secondThread = false;                ///< use one for reading long sounds, and for reading back
   bool verify = false;                      ///< read each output back and compare it with what was encoded
   bool newTimes = false;                    ///< do not give outputs the modification times of their inputs
   bool hashAudio = false;                   ///< compute EncodingResult::audioHashes
@@ -117,6 +117,7 @@ class FileEncoding {
   bool m_replaceExisting;
   Durability m_durability;
   bool m_isToBeVerified;
+  bool m_hasSecondThread;
   double m_framesPerSecond;
   bool m_isToBeHashed;
   std::optional<timespec> m_modificationTime;  ///< for the output

@@ -61,7 +61,8 @@ void Verification::Add(const EncodedPacket& packet) {
   }
 }
 
-void Verification::Compare(OutputFile& file, const std::function<void(std::uint64_t sampleFrames)>& onProgress) const {
+void Verification::Compare(OutputFile& file, bool hasHelper,
+                           const std::function<void(std::uint64_t sampleFrames)>& onProgress) const {
   std::size_t number = 0;
   std::uint64_t time = 0;
   const auto failure = [&](const std::string& what) {
@@ -70,7 +71,7 @@ void Verification::Compare(OutputFile& file, const std::function<void(std::uint6
     return Failure(fmt::format("{}: {} {}", file.Name(), subject, what));
   };
   try {
-    MatroskaReader reader(file, m_largestPacket);
+    MatroskaReader reader(file, m_largestPacket, hasHelper);
     if (reader.Tracks().size() != m_tracks) {
       throw Failure(fmt::format("{}: expected {} tracks, found {}", file.Name(), m_tracks, reader.Tracks().size()));
     }

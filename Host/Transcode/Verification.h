@@ -6,7 +6,7 @@
 ///     Verification verification(format);
 ///     verification.Add(packet);                  // ... each packet that is written
 ///     file.Sync();
-///     verification.Compare(file, onProgress);    // throws at the first difference
+///     verification.Compare(file, true, onProgress);  // throws at the first difference
 
 #include "Host/Encode/Encoder.h"
 #include "Host/Encode/EncodingFormat.h"
@@ -33,8 +33,9 @@ class Verification {
   /// the duration, and the packets are those that were added: their number, tracks, times, sizes and bytes (by 64-bit
   /// hashes), and their durations where the file states them. Packets are counted from 0: "song.mkv: packet 12 at
   /// sample frame 17640 differs from what was encoded". Calls `onProgress` with the sample frames compared so far,
-  /// after each packet.
-  void Compare(OutputFile& file, const std::function<void(std::uint64_t sampleFrames)>& onProgress) const;
+  /// after each packet. `hasHelper`: a second thread helps to read.
+  void Compare(OutputFile& file, bool hasHelper,
+               const std::function<void(std::uint64_t sampleFrames)>& onProgress) const;
 
  private:
   EncodingFormat m_format;

@@ -34,7 +34,8 @@ class FaultsTest : public HostTest {
  protected:
   FaultsTest() {
     EXPECT_EQ(Run("mkdir -p in/sub").code, 0);
-    MakeSound("in/a.wav", 48000, 2, "sox -b 16", 150000);
+    // Long enough for a second thread.
+    MakeSound("in/a.wav", 8000, 2, "sox -b 16", 150000);
     MakeSound("in/sub/b.flac", 48000, 1, "sox -b 24");
     for (const char* const name : {"in/c.txt", "old.mkv", "saved"}) {
       Write(name, "old");

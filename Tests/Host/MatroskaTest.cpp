@@ -1,15 +1,20 @@
-// What MatroskaWriter writes beside what libmatroska's own elements render.
+// What MatroskaWriter writes beside what libmatroska's own elements render, and the bytes of files that are read back.
 
 #include "Host/Matroska/MatroskaWriter.h"
 #include "Host/System/OutputFile.h"
+#include "Host/System/ReadBack.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <ebml/MemIOCallback.h>
 #include <gtest/gtest.h>
 #include <matroska/KaxBlock.h>
 
+#include <algorithm>
 #include <initializer_list>
+#include <random>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -55,6 +60,33 @@ TEST(MatroskaTest, WritesSimpleBlocksAsLibmatroskaRendersThem) {
     file.Commit();
     const std::string expected = RenderedBlock(bytes, 0) + RenderedBlock(bytes, 1000);
     EXPECT_NE(ReadFile(path).find(expected), std::string::npos) << size << " bytes";
+  }
+}
+
+// Reads on, stays, skips and goes back, within a chunk and beyond what has been read ahead, to the end and behind it.
+TEST(ReadBackTest, GivesTheBytesAtAnyPosition) {
+  const TemporaryFolder folder;
+  std::mt19937 random(1);
+  std::string bytes(3'000'001, '\0');
+  for (char& byte : bytes) {
+    byte = static_cast<char>(random());
+  }
+  OutputFile file(folder.Path() + "/file", true, Durability::kLeftToSystem);
+  file.Write(bytes.data(), bytes.size());
+  file.Sync();
+  for (const bool hasHelper : {true, false}) {
+    ReadBack readBack(file, hasHelper);
+    std::uint64_t position = 0;
+    for (int step = 0; step < 3000; ++step) {
+      const std::span<const unsigned char> found = readBack.From(position);
+      const std::string_view expected = std::string_view(bytes).substr(std::min(position, bytes.size()), found.size());
+      ASSERT_TRUE(std::equal(found.begin(), found.end(), expected.begin(), expected.end(),
+                             [](unsigned char left, char right) { return left == static_cast<unsigned char>(right); }))
+          << position;
+      ASSERT_EQ(found.empty(), position >= bytes.size());
+      // Mostly to the next chunk.
+      position = step % 16 != 0 ? position + found.size() : random() % (bytes.size() + bytes.size() / 8);
+    }
   }
 }
 

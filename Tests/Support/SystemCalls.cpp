@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -44,6 +45,7 @@ struct Plan {
 };
 
 Plan& g_fault = *new Plan;  // never destroyed: functions are called until the program ends
+std::mutex g_counting;      // held while a thread looks whether its call is the one
 bool g_isReporting = false;
 std::string& g_listed = *new std::string;
 bool g_isTracing = false;
@@ -82,6 +84,7 @@ bool Strikes(const char* function, File file) {
   if (g_isTracing) {
     Report(std::string(function) + ' ' + Name(file) + '\n');
   }
+  const std::lock_guard lock(g_counting);
   if (g_fault.left == 0) {
     return g_fault.isLasting && IsMeant(function);
   }
