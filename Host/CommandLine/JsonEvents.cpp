@@ -50,12 +50,13 @@ Json ConversionJson(const Conversion& conversion) {
 
 }  // namespace
 
-void JsonEvents::Print(const nlohmann::ordered_json& event) {
+template <class MakeEvent>
+void JsonEvents::Print(const MakeEvent& makeEvent) {
   if (m_stream == nullptr) {
     return;
   }
   // One write for each line, flushed: a reader at the other end of a pipe sees it at once, and lines do not mix.
-  const std::string line = event.dump() + '\n';
+  const std::string line = makeEvent().dump() + '\n';
   const std::lock_guard lock(m_mutex);
   if (m_error == 0 &&
       (std::fwrite(line.data(), 1, line.size(), m_stream) != line.size() || std::fflush(m_stream) != 0)) {
@@ -74,34 +75,31 @@ void BatchCounts::Add(const EncodedFile& file) {
 }
 
 void JsonEvents::Start(std::size_t files, std::uint64_t bytes, bool isDryRun) {
-  Print(Json{{"event", "start"},
-             {"version", kVersion},
-             {"program", "rhohost " RHOHOST_VERSION},
-             {"files", files},
-             {"bytes", bytes},
-             {"dryRun", isDryRun}});
+  Print([&] {
+    return Json{{"event", "start"}, {"version", kVersion}, {"program", "rhohost " RHOHOST_VERSION},
+                {"files", files},   {"bytes", bytes},      {"dryRun", isDryRun}};
+  });
 }
 
 void JsonEvents::Plan(const FileEncoding& encoding, const std::string& listName) {
-  if (m_stream == nullptr) {
-    return;
-  }
-  const SoundFormat& sound = encoding.Sound();
-  Json input{{"name", TextJson(sound.name)},
-             {"sampleRate", sound.sampleRate},
-             {"channels", sound.channels},
-             {"significantBits", sound.significantBits},
-             {"frames", OrNull(sound.frames)}};
-  Print(Json{{"event", "plan"},
-             {"input", std::move(input)},
-             {"listName", TextJson(listName)},
-             {"output", TextJson(encoding.Output())},
-             {"format", FormatJson(encoding.Format())},
-             {"tracks", TracksJson(encoding.TrackNames(), {})},
-             {"framesPerPacket", encoding.SampleFramesPerPacket()},
-             {"frames", OrNull(encoding.SampleFrames())},
-             {"conversion", ConversionJson(ConversionOf(encoding))},
-             {"verify", encoding.IsToBeVerified()}});
+  Print([&] {
+    const SoundFormat& sound = encoding.Sound();
+    Json input{{"name", TextJson(sound.name)},
+               {"sampleRate", sound.sampleRate},
+               {"channels", sound.channels},
+               {"significantBits", sound.significantBits},
+               {"frames", OrNull(sound.frames)}};
+    return Json{{"event", "plan"},
+                {"input", std::move(input)},
+                {"listName", TextJson(listName)},
+                {"output", TextJson(encoding.Output())},
+                {"format", FormatJson(encoding.Format())},
+                {"tracks", TracksJson(encoding.TrackNames(), {})},
+                {"framesPerPacket", encoding.SampleFramesPerPacket()},
+                {"frames", OrNull(encoding.SampleFrames())},
+                {"conversion", ConversionJson(ConversionOf(encoding))},
+                {"verify", encoding.IsToBeVerified()}};
+  });
 }
 
 void JsonEvents::Progress(double fraction, double seconds) {
@@ -114,62 +112,65 @@ void JsonEvents::Progress(double fraction, double seconds) {
     }
     m_nextProgress = now + std::chrono::milliseconds(200);
   }
-  Print(Json{{"event", "progress"}, {"fraction", fraction}, {"seconds", seconds}});
+  Print([&] { return Json{{"event", "progress"}, {"fraction", fraction}, {"seconds", seconds}}; });
 }
 
 void JsonEvents::Encoded(const EncodedFile& file) {
-  if (m_stream == nullptr) {
-    return;
-  }
-  Json notes = Json::array();
-  for (const std::string& note : file.notes) {
-    notes.push_back(TextJson(note));
-  }
-  Print(Json{{"event", "encoded"},
-             {"input", TextJson(file.input)},
-             {"output", TextJson(file.output)},
-             {"format", FormatJson(file.format)},
-             {"tracks", TracksJson(file.trackNames, file.audioHashes)},
-             {"frames", file.sampleFrames},
-             {"packets", file.packets},
-             {"conversion", ConversionJson(file.conversion)},
-             {"clippedSamples", file.clippedSamples},
-             {"notes", std::move(notes)},
-             {"verified", file.isVerified},
-             {"audioXxh3", file.audioHashes.size() == 1 ? Json(HashText(file.audioHashes.front())) : Json(nullptr)},
-             {"soundSeconds", file.SoundSeconds()},
-             {"seconds", file.seconds}});
+  Print([&] {
+    Json notes = Json::array();
+    for (const std::string& note : file.notes) {
+      notes.push_back(TextJson(note));
+    }
+    return Json{{"event", "encoded"},
+                {"input", TextJson(file.input)},
+                {"output", TextJson(file.output)},
+                {"format", FormatJson(file.format)},
+                {"tracks", TracksJson(file.trackNames, file.audioHashes)},
+                {"frames", file.sampleFrames},
+                {"packets", file.packets},
+                {"conversion", ConversionJson(file.conversion)},
+                {"clippedSamples", file.clippedSamples},
+                {"notes", std::move(notes)},
+                {"verified", file.isVerified},
+                {"audioXxh3", file.audioHashes.size() == 1 ? Json(HashText(file.audioHashes.front())) : Json(nullptr)},
+                {"soundSeconds", file.SoundSeconds()},
+                {"seconds", file.seconds}};
+  });
 }
 
 void JsonEvents::Skipped(const std::string& input, const std::string& output) {
-  Print(Json{{"event", "skipped"}, {"input", TextJson(input)}, {"output", TextJson(output)}});
+  Print([&] { return Json{{"event", "skipped"}, {"input", TextJson(input)}, {"output", TextJson(output)}}; });
 }
 
 void JsonEvents::Failed(const std::string& input, const std::string& listName, const std::string& message) {
-  Print(Json{{"event", "failed"},
-             {"input", TextJson(input)},
-             {"listName", TextJson(listName)},
-             {"message", TextJson(message)}});
+  Print([&] {
+    return Json{{"event", "failed"},
+                {"input", TextJson(input)},
+                {"listName", TextJson(listName)},
+                {"message", TextJson(message)}};
+  });
 }
 
 void JsonEvents::Summary(const BatchCounts& counts, bool isInterrupted, double seconds) {
-  Print(Json{{"event", "summary"},
-             {"encoded", counts.encoded},
-             {"resampled", counts.resampled},
-             {"dithered", counts.dithered},
-             {"clipped", counts.clipped},
-             {"split", counts.split},
-             {"skipped", counts.skipped},
-             {"outdated", counts.outdated},
-             {"clashing", counts.clashing},
-             {"repeated", counts.repeated},
-             {"excluded", counts.excluded},
-             {"others", counts.others},
-             {"failed", counts.failed},
-             {"notReached", counts.notReached},
-             {"interrupted", isInterrupted},
-             {"soundSeconds", counts.soundSeconds},
-             {"seconds", seconds}});
+  Print([&] {
+    return Json{{"event", "summary"},
+                {"encoded", counts.encoded},
+                {"resampled", counts.resampled},
+                {"dithered", counts.dithered},
+                {"clipped", counts.clipped},
+                {"split", counts.split},
+                {"skipped", counts.skipped},
+                {"outdated", counts.outdated},
+                {"clashing", counts.clashing},
+                {"repeated", counts.repeated},
+                {"excluded", counts.excluded},
+                {"others", counts.others},
+                {"failed", counts.failed},
+                {"notReached", counts.notReached},
+                {"interrupted", isInterrupted},
+                {"soundSeconds", counts.soundSeconds},
+                {"seconds", seconds}};
+  });
 }
 
 void JsonEvents::Check() {

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 class FileEncoding;
@@ -54,8 +53,10 @@ class JsonEvents {
   void Check();
 
  private:
-  /// Writes one line, unless an earlier one has failed.
-  void Print(const nlohmann::ordered_json& event);
+  /// Writes the JSON that the function makes as one line, unless an earlier one has failed. Without a stream the
+  /// function is not called.
+  template <class MakeEvent>
+  void Print(const MakeEvent& makeEvent);
 
   std::FILE* m_stream;
   std::mutex m_mutex;
