@@ -75,7 +75,8 @@ Way CopyIntoBlocks(std::size_t size, bool fresh) {
   };
 }
 
-/// The compressor, its packets removed and destroyed after each call. The host keeps its records, as README shows.
+/// The compressor, its packets removed and destroyed after each call that has made some. The host keeps its records, as
+/// README shows.
 Way Pack(std::size_t /*size*/) {
   struct State {
     // 'ZAV ', 'LPCM'.
@@ -100,7 +101,7 @@ Way Pack(std::size_t /*size*/) {
     in.data = data;
     in.dataSize = static_cast<unsigned int>(bytes);
     codec->CompressFrame(&in, &out);
-    while (out.packets != nullptr && out.packets->size() != 0) {
+    while (out.sampleCount != 0 && out.packets->size() != 0) {
       IPacket* const packet = out.packets->remove(0);
       benchmark::DoNotOptimize(packet->getData());
       packet->destroy();
