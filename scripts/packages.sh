@@ -2,7 +2,7 @@
 
 build_packages=(
   cmake g++ make pkg-config
-  libcli11-dev libebml-dev libflac-dev libfmt-dev libmatroska-dev libmpg123-dev libpugixml-dev libsndfile1-dev libsoxr-dev
+  libcli11-dev libebml-dev libflac-dev libfmt-dev libmatroska-dev libmpg123-dev libogg-dev libpugixml-dev libsndfile1-dev libsoxr-dev
   libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(

@@ -127,8 +127,8 @@ struct FlacSource::Callbacks {
 
   static void Error(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* client) {
     FlacSource& self = Self(client);
-    // The first error names the cause: more errors follow from it.
-    if (self.m_damage == nullptr) {
+    // The first error names the cause: more errors follow from it. Bytes after the last sample do not matter.
+    if (self.m_damage == nullptr && !self.IsComplete()) {
       switch (status) {
         case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC:
           self.m_damage = "bytes that are not a frame";
@@ -146,9 +146,11 @@ struct FlacSource::Callbacks {
   }
 };
 
-FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata)
+FlacSource::FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata,
+                       std::shared_ptr<const PageDamage> pageDamage)
     : m_bytes(std::move(bytes)),
       m_truncation(truncation),
+      m_pageDamage(std::move(pageDamage)),
       m_metadata(std::move(metadata)),
       m_decoder(FLAC__stream_decoder_new()) {
   if (m_decoder == nullptr) {
@@ -245,6 +247,7 @@ void FlacSource::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const ch
   } else {
     Interleave(channels, m_format.channels, header.blocksize, shift, reinterpret_cast<std::uint32_t*>(bytes));
   }
+  m_isDamagedInside = m_isDamagedInside || m_damage != nullptr;
   m_blockFrames += header.blocksize;
   m_framesDecoded += header.blocksize;
   m_lastFrameEnd = m_position;
@@ -268,9 +271,8 @@ bool FlacSource::DecodeFrame() {
   if (m_failure) {
     std::rethrow_exception(std::exchange(m_failure, nullptr));
   }
-  const bool isComplete = m_format.frames && m_framesDecoded >= *m_format.frames;
-  // Bytes after the last sample do not matter, and at the end of a truncated file Finish() tells how much is missing.
-  if (m_damage != nullptr && m_truncation == Truncation::kRefused && !isComplete && !m_bytes->CameShort()) {
+  // At the end of a truncated file Finish() tells how much is missing.
+  if (m_damage != nullptr && m_truncation == Truncation::kRefused && !IsComplete() && !m_bytes->CameShort()) {
     throw Failure(fmt::format("{}: is damaged after sample frame {}: {}", m_bytes->Name(), m_framesDecoded, m_damage));
   }
   // The states from END_OF_STREAM on are the end and the errors that libFLAC cannot recover from.
@@ -280,12 +282,11 @@ bool FlacSource::DecodeFrame() {
 /// Whether libFLAC should stop searching for the end of a damaged frame or for the next frame: both may be far away in
 /// a sparse file. Once damage is to be refused, any further search is wasted.
 bool FlacSource::IsSearchingTooFar() {
-  const bool isComplete = m_format.frames && m_framesDecoded >= *m_format.frames;
   const bool isFar = m_isHeaderRead && m_position - m_lastFrameEnd > kLongestSearch;
-  if (isFar && !isComplete && m_damage == nullptr) {
+  if (isFar && !IsComplete() && m_damage == nullptr) {
     m_damage = "a frame does not end";
   }
-  return isFar || (m_damage != nullptr && m_truncation == Truncation::kRefused && !isComplete);
+  return isFar || (m_damage != nullptr && m_truncation == Truncation::kRefused && !IsComplete());
 }
 
 /// Checks the whole sound at its end, once: missing frames first, since without them the MD5 sum cannot match either.
@@ -295,14 +296,20 @@ void FlacSource::Finish() {
   }
   // Fails only for a sum that does not match; libFLAC skips the comparison where the header has no sum.
   const bool isMatching = FLAC__stream_decoder_finish(m_decoder.get()) != 0;
+  if (m_pageDamage && m_pageDamage->first != nullptr) {
+    m_damage = m_pageDamage->first;
+    m_isDamagedInside = true;
+  }
   const std::uint64_t stated = m_format.frames.value_or(m_framesDecoded);
   if (m_framesDecoded < stated) {
     RefuseOrNote("is incomplete: " + MissingText("sample frames", stated, stated - m_framesDecoded));
+  } else if (m_pageDamage && m_pageDamage->lacksEnd && !m_isDamagedInside) {
+    RefuseOrNote("is incomplete: the Ogg stream has no last page");
   } else if (!isMatching && m_damage == nullptr) {
     RefuseOrNote("is damaged: its samples do not match the MD5 sum in its header");
-  } else if (!isMatching) {
+  } else if (!isMatching || (m_isDamagedInside && !m_hasSum)) {
     RefuseOrNote(fmt::format("is damaged: {}; damaged frames are replaced by silence", m_damage));
-  } else if (!m_format.frames && !m_hasSum) {
+  } else if (!m_format.frames && !m_hasSum && !m_pageDamage) {
     m_notes.emplace_back(kLengthIsNotStated);
   }
 }

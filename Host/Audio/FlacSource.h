@@ -4,6 +4,7 @@
 /// on after damaged frames.
 
 #include "Host/Audio/InputBytes.h"
+#include "Host/Audio/OggFlac.h"
 #include "Host/Audio/SoundSource.h"
 #include "Host/Audio/Truncation.h"
 
@@ -20,7 +21,9 @@ class FlacSource : public SoundSource {
  public:
   /// See OpenSound. The sound is damaged if a frame of it is, or if its samples do not match the MD5 sum. If
   /// truncations are allowed, damaged frames are replaced by silence of their length and Notes() says what is damaged.
-  FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata);
+  /// `pageDamage` is that of the Ogg stream from which the bytes come, if they do: its end is marked.
+  FlacSource(std::unique_ptr<InputBytes> bytes, Truncation truncation, SoundMetadata metadata,
+             std::shared_ptr<const PageDamage> pageDamage);
 
   const SoundFormat& Format() const override { return m_format; }
   const SoundMetadata& Metadata() const override { return m_metadata; }
@@ -41,12 +44,14 @@ class FlacSource : public SoundSource {
   void TakeChannelMask(const FLAC__StreamMetadata_VorbisComment& comments);
   void TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]);
   bool DecodeFrame();
+  bool IsComplete() const { return m_format.frames && m_framesDecoded >= *m_format.frames; }
   bool IsSearchingTooFar();
   void Finish();
   void RefuseOrNote(const std::string& complaint);
 
   std::unique_ptr<InputBytes> m_bytes;
   Truncation m_truncation;
+  std::shared_ptr<const PageDamage> m_pageDamage;
   SoundFormat m_format;
   SoundMetadata m_metadata;
   std::vector<std::string> m_notes;
@@ -54,6 +59,7 @@ class FlacSource : public SoundSource {
   std::uint64_t m_lastFrameEnd = 0;  ///< position when the last frame was decoded
   std::exception_ptr m_failure;      ///< what InputBytes threw within libFLAC's code
   const char* m_damage = nullptr;    ///< libFLAC's word for the first damage
+  bool m_isDamagedInside = false;    ///< frames follow the damage
   bool m_isHeaderRead = false;
   bool m_hasSum = false;  ///< the header has an MD5 sum of the samples
   bool m_isFinished = false;

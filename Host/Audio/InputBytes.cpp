@@ -53,6 +53,9 @@ InputBytes::InputBytes(const std::string& path)
   m_length = m_isStream ? kEndless : static_cast<std::uint64_t>(status.st_size);
 }
 
+InputBytes::InputBytes(std::string name, ReadMore readMore)
+    : m_name(std::move(name)), m_readMore(std::move(readMore)), m_isStream(true), m_length(kEndless) {}
+
 std::size_t InputBytes::ReadAt(std::uint64_t position, void* to, std::size_t wanted) {
   // Decoders may ask for no bytes, with a null pointer.
   if (wanted == 0) {
@@ -138,6 +141,11 @@ void InputBytes::KeepUpTo(std::uint64_t position) {
 
 /// Reads `size` bytes, fewer only at the end; `filePosition` is ignored for streams. Throws Failure for system errors.
 std::size_t InputBytes::ReadFully(std::uint64_t filePosition, unsigned char* to, std::size_t size) {
+  if (m_readMore) {
+    const std::size_t count = m_readMore(to, size);
+    m_sawEnd = count < size;
+    return count;
+  }
   std::size_t done = 0;
   while (done < size) {
     const ssize_t count =

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,6 +28,12 @@ class InputBytes {
   /// Opens `path`, or standard input for "-". Throws Failure: it cannot be opened or is a folder; WrongUse: standard
   /// input is a terminal.
   explicit InputBytes(const std::string& path);
+
+  /// Reads the next bytes: fewer than `size` only at the end. May throw.
+  using ReadMore = std::function<std::size_t(unsigned char* to, std::size_t size)>;
+
+  /// A stream of the bytes that `readMore` reads. `name` is for messages.
+  InputBytes(std::string name, ReadMore readMore);
 
   InputBytes(const InputBytes&) = delete;
   InputBytes& operator=(const InputBytes&) = delete;
@@ -78,6 +85,7 @@ class InputBytes {
 
   std::string m_name;
   Descriptor m_descriptor;
+  ReadMore m_readMore;  ///< instead of the descriptor
   bool m_isStream = false;
   bool m_keeping = true;
   bool m_cameShort = false;

@@ -4,6 +4,7 @@
 #include "Host/Audio/InputBytes.h"
 #include "Host/Audio/Metadata/ReadMetadata.h"
 #include "Host/Audio/MpegSource.h"
+#include "Host/Audio/OggFlac.h"
 #include "Host/Audio/SndfileSource.h"
 #include "Host/Audio/SoundContainers.h"
 
@@ -22,9 +23,14 @@ std::unique_ptr<SoundSource> OpenSound(const std::string& path, Truncation trunc
   }
   const bool isToBeRead = metadataUse == MetadataUse::kRead;
   // FLAC and MPEG go to their own decoders before libsndfile, which would accept both.
-  if (FlacSource::IsFlac(*bytes)) {
+  std::shared_ptr<PageDamage> pageDamage;
+  if (IsOggFlac(*bytes)) {
+    pageDamage = std::make_shared<PageDamage>();
+    bytes = ExtractFlac(std::move(bytes), truncation, pageDamage);
+  }
+  if (pageDamage || FlacSource::IsFlac(*bytes)) {
     SoundMetadata metadata = isToBeRead ? ReadFlacMetadata(*bytes) : SoundMetadata();
-    return std::make_unique<FlacSource>(std::move(bytes), truncation, std::move(metadata));
+    return std::make_unique<FlacSource>(std::move(bytes), truncation, std::move(metadata), std::move(pageDamage));
   }
   if (MpegSource::IsMpeg(*bytes)) {
     SoundMetadata metadata = isToBeRead ? ReadMpegMetadata(*bytes) : SoundMetadata();

@@ -21,9 +21,9 @@ inline constexpr const char* kEncodeNotes =
     "  rhohost --rate 48000 --bits 24 --verify --to archive ~/recordings\n"
     "  ffmpeg -v error -i film.mp4 -f wav - | rhohost --quiet - sound.mkv\n"
     "\n"
-    "Input formats: WAV, RF64, W64, AIFF, CAF, AU, FLAC, Ogg Vorbis, Opus, MP3 and\n"
-    "all others that libsndfile reads; from a pipe, WAV, RF64, W64, AIFF, CAF, AU,\n"
-    "FLAC and MP3.\n"
+    "Input formats: WAV, RF64, BW64, W64, AIFF, CAF, AU, FLAC, Ogg FLAC, Ogg Vorbis,\n"
+    "Opus, MP3 and all others that libsndfile reads; from a pipe, WAV, RF64, BW64,\n"
+    "W64, AIFF, CAF, AU, FLAC, Ogg FLAC and MP3.\n"
     "\n"
     "Exit codes: 0 done, 1 something failed and is named, 2 wrong use and nothing\n"
     "was written, 128 + N ended by signal N.\n";

@@ -55,6 +55,7 @@ const Sound kSounds[] = {
     {"8.flac", 16000, 1, "sox -b 8", 16, kExact},
     {"24.flac", 96000, 6, "sox -b 24", 24, kExact},
     {"7.flac", 48000, 7, "ffmpeg -sample_fmt s16", 16, kExact},
+    {"24.oga", 48000, 6, "ffmpeg -c:a flac -sample_fmt s32", 24, kExact},
     {"6.ogg", 48000, 6, "sox -C 4", 24, kVorbis},
     {"8.ogg", 48000, 8, "sox -C 4", 24, kVorbis},
     {"2.opus", 48000, 2, "ffmpeg -c:a libopus", 24, kVorbis},

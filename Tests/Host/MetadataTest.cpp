@@ -69,6 +69,13 @@ const Tagged kTagged[] = {
      "T\xC3\xAFtle",
      "CHAPTER01=00:00:00.500\nCHAPTER01NAME=One\nCHAPTER02=00:00:01.000\nCHAPTER02NAME=Track 1\n",
      {"cover.png", "cover (back).png"}},
+    {"flac.oga",
+     "flac -s --ogg --picture='3|image/png|Front||p.png' --tag=ARTIST=Me --tag=ARTIST=You --tag=TITLE=T\xC3\xAFtle "
+     "in.wav -o flac.oga",
+     {"ARTIST=Me", "ARTIST=You"},
+     "T\xC3\xAFtle",
+     "",
+     {"cover.png"}},
     {"vorbis.ogg",
      "sox in.wav --add-comment TITLE=T\xC3\xAFtle --add-comment ARTIST=Me --add-comment ARTIST=You vorbis.ogg",
      {"ARTIST=Me", "ARTIST=You"}},

@@ -191,6 +191,13 @@ TEST_F(HostTest, NoticesDamageThatAFormatCanShow) {
                   "do not match the MD5 sum", true},
            Damage{"2.flac", "sox -b 24", "printf Boo | dd of=2.flac bs=1 seek=9000 conv=notrunc status=none",
                   "is damaged", true},
+           Damage{"3.flac", "sox -b 24",
+                  "metaflac --set-md5sum=00000000000000000000000000000000 3.flac && "
+                  "printf Boo | dd of=3.flac bs=1 seek=9000 conv=notrunc status=none",
+                  "is damaged", true},
+           Damage{"1.oga", "ffmpeg -c:a flac -page_duration 100000",
+                  "printf Boo | dd of=1.oga bs=1 seek=90000 conv=notrunc status=none", "are not a page", true},
+           Damage{"2.oga", "ffmpeg -c:a flac", "truncate -s -1000", "has no last page", false},
            Damage{"1.ogg", "sox -C 4", "truncate -s -1000", "has no last page", false},
            Damage{"1.opus", "ffmpeg -c:a libopus", "truncate -s -1000", "has no last page", false},
            Damage{"2.mp3", "ffmpeg -c:a libmp3lame", "truncate -s -2000", "are missing", false},
