@@ -52,6 +52,8 @@ const Tagged kTagged[] = {
     {"id3.aiff", FFMPEG "-write_id3v2 1 -f aiff id3.aiff", {"ARTIST=Me"}},
     {"text.aiff", FFMPEG "-metadata comment=C -f aiff text.aiff", {"COMMENT=C"}},
     {"sox.aiff", "sox in.wav --comment Hello sox.aiff", {"COMMENT=Hello"}, ""},
+    {"sox.au", "sox in.wav --comment Hello sox.au", {"COMMENT=Hello"}, ""},
+    {"names.au", FFMPEG "names.au", {"ARTIST=Me"}},
     {"info.caf", FFMPEG "-metadata composer=Com -metadata own=x info.caf", {"ARTIST=Me", "COMPOSER=Com", "OWN=x"}},
     {"cd.flac",
      "printf 'FILE a WAVE\n TRACK 01 AUDIO\n INDEX 01 00:00:00\n' >cue && sox in.wav -r 44100 cd.wav && "

@@ -1,5 +1,6 @@
 #include "Host/Audio/Metadata/ReadMetadata.h"
 
+#include "Host/Audio/ByteNumbers.h"
 #include "Host/Audio/Id3.h"
 #include "Host/Audio/Metadata/FlacMetadata.h"
 #include "Host/Audio/Metadata/SndfileMetadata.h"
@@ -11,10 +12,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <exception>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -76,6 +81,36 @@ MetadataBytes AllBytes(InputBytes& bytes, std::uint64_t kept) {
           [&bytes](std::uint64_t position, void* to, std::size_t size) { return bytes.ReadAt(position, to, size); }};
 }
 
+/// Adds the annotation of an AU file, the text between the header and the samples, which libsndfile does not show: lines
+/// of NAME=text, as ffmpeg writes them, or a comment.
+void AddAnnotation(InputBytes& bytes, SoundMetadata& metadata) {
+  constexpr std::size_t kHeader = 24;
+  constexpr std::size_t kLongest = std::size_t{1} << 20;
+  std::array<unsigned char, 8> head{};
+  bytes.ReadAt(0, head.data(), head.size());
+  const std::uint64_t samples = ReadNumber(head.data() + 4, 4, head.front() == '.');  // ".snd", little-endian "dns."
+  std::string text(std::min<std::size_t>(kLongest, samples - std::min<std::uint64_t>(samples, kHeader)), '\0');
+  text.resize(bytes.ReadAt(kHeader, text.data(), text.size()));
+  text.resize(std::min(text.size(), text.find('\0')));
+  if (samples > kHeader + kLongest) {
+    metadata.omitted.emplace_back("a part of the annotation: too large");
+  }
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  const bool haveNames = std::all_of(lines.begin(), lines.end(),
+                                     [](const std::string& line) { return line.find('=', 1) != std::string::npos; });
+  if (!haveNames) {
+    lines = {"COMMENT=" + text};
+  }
+  for (const std::string& line : lines) {
+    const std::size_t equals = line.find('=', 1);
+    metadata.AddText(line.substr(0, equals), line.substr(equals + 1));
+  }
+}
+
 }  // namespace
 
 SoundMetadata ReadFlacMetadata(InputBytes& bytes) {
@@ -111,6 +146,9 @@ SoundMetadata ReadMetadata(SNDFILE* file, const SF_INFO& info, SndfileIo& io, In
     } else {
       const auto onId3v2 = [&](const std::string& tag) { ReadId3v2(bytes.Name(), tag, metadata); };
       AddSndfileMetadata(file, info, onId3v2, metadata);
+      if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_AU) {
+        AddAnnotation(bytes, metadata);
+      }
     }
     io.RethrowFailure();
   });
