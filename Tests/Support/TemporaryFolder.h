@@ -31,11 +31,13 @@ std::string MessageOf(Action action) {
   }
 }
 
-/// The targets of all open descriptors, including the one that lists them.
+/// The targets of all open descriptors, including the one that lists them. An inherited one, such as the log of ctest,
+/// may be deleted meanwhile.
 inline std::multiset<std::string> OpenDescriptors() {
   std::multiset<std::string> items;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-    items.insert(fs::read_symlink(entry).string());
+    const std::string target = fs::read_symlink(entry).string();
+    items.insert(target.substr(0, target.find(" (deleted)")));
   }
   return items;
 }
