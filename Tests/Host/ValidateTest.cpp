@@ -156,6 +156,8 @@ TEST_F(HostTest, ReportsValidationInFormsForPrograms) {
     EXPECT_THAT(refused.errors, HasSubstr("rhohost: " + says + '\n'));
   }
   EXPECT_THAT(RunHost(validate + "--junit report.xml").errors, HasSubstr("report.xml: exists already"));
+  EXPECT_EQ(RunHost(validate + "--json --html kept.html >/dev/full").code, 1);
+  EXPECT_THAT(Read("kept.html"), HasSubstr("prints-nothing"));
 }
 
 TEST_F(HostTest, SurvivesAModuleThatTakesItsProcessDown) {

@@ -122,16 +122,17 @@ int Validate(const ValidateOptions& given) {
     }
   });
   const Counts counts = CountOutcomes(outcomes);
-  if (options.json) {
-    Print(JsonReport(options.module, outcomes));
-  } else if (!options.quiet) {
-    Print(SummaryText(options.module, counts));
-  }
+  // First, since standard output may be a pipe whose reader has gone.
   if (options.junit) {
     WriteFile(*options.junit, JUnitReport(options.module, outcomes), options.force);
   }
   if (options.html) {
     WriteFile(*options.html, HtmlReport(options.module, outcomes), options.force);
+  }
+  if (options.json) {
+    Print(JsonReport(options.module, outcomes));
+  } else if (!options.quiet) {
+    Print(SummaryText(options.module, counts));
   }
   // A run in which every check was skipped shows nothing, and must not pass in a script.
   return counts.failed == 0 && counts.passed != 0 ? 0 : 1;
