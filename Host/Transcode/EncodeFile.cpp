@@ -15,7 +15,6 @@
 #include <sys/stat.h>
 
 #include <deque>
-#include <filesystem>
 #include <utility>
 
 FileEncoding::FileEncoding(const EncodingSetup& setup, std::string input, std::string output)
@@ -52,15 +51,15 @@ void FileEncoding::OpenSource(const EncodingSetup& setup, IAudioCompressor& comp
   }
   // A failure of stat is ignored: OpenSound reports what is wrong with the file.
   struct stat status {};
-  if (!setup.options.newTimes && m_input != "-" && stat(m_input.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+  const bool isFile = m_input != "-" && stat(m_input.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  if (isFile && !setup.options.newTimes) {
     m_modificationTime = status.st_mtim;
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
                        setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead, setup.options.raw);
   // A thread for a short sound would cost more than it earns; a pipe may keep it waiting for ever.
   constexpr unsigned int kShortestSeconds = 10;
-  if (setup.options.secondThread && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds &&
-      std::filesystem::is_regular_file(m_input)) {
+  if (setup.options.secondThread && isFile && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds) {
     m_source = std::make_unique<ReadAhead>(std::move(m_source));
   }
   // Channels are split only where the user has chosen no channel mode and no layout takes them all.

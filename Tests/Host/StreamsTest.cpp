@@ -50,6 +50,17 @@ TEST_F(HostTest, ReadsWavFromPipesAsOtherProgramsWriteIt) {
   EXPECT_EQ(RunHost("head -c 70000 in.wav | rhohost - out.mkv").code, 1);
 }
 
+TEST_F(HostTest, EndsWhenItsOutputFailsAlthoughThePipeStaysOpen) {
+  // A file of this name must not be taken for the input.
+  MakeSound("./-", 48000, 2, "sox -b 16 -t wav", std::size_t{20} * 48000);
+  // The shell's own descriptor keeps the pipe open behind the last byte.
+  const Outcome outcome =
+      Run("mkfifo pipe && exec 3<>pipe && { head -c 420000 ./- >pipe 3>&- & } && "
+          "ulimit -f 20 && timeout 20 rhohost - out.mkv <&3");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.errors, HasSubstr("File too large"));
+}
+
 TEST_F(HostTest, WaitsForAPipeThatItsMakerNeverWaitsFor) {
   MakeSound("in.wav", 48000, 2, "sox -b 16", 99);
   const std::string bytes = Read("in.wav");
