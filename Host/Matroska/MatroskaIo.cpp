@@ -25,6 +25,7 @@ uint32 MatroskaInput::read(void* buffer, size_t size) {
   while (done < size) {
     // Also true for a position before the bytes, since the difference wraps.
     if (m_position - m_bytesPosition >= m_bytes.size()) {
+      m_bytes = {};  // no longer valid, even if the next line throws
       m_bytes = m_readBack.From(m_position);
       m_bytesPosition = m_position;
     }
