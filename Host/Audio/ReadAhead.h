@@ -21,16 +21,16 @@
 
 class ReadAhead : public SoundSource {
  public:
-  /// Reads from `source`, but not yet. The destructor waits until the source has returned a block that is being read:
-  /// do not use it for pipes, which may never give one.
+  /// Reads nothing yet. The destructor waits until the source has returned a block that is being read: do not use it
+  /// for pipes, which may never give one.
   explicit ReadAhead(std::unique_ptr<SoundSource> source);
   ~ReadAhead() override;
 
   const SoundFormat& Format() const override { return m_source->Format(); }
   const SoundMetadata& Metadata() const override { return m_source->Metadata(); }
 
-  /// Starts the thread when it is called first; without it, where the system has no more. Throws what the source threw
-  /// at this place.
+  /// The first call starts the thread; where the system has no thread left, all calls read from the source themselves.
+  /// Throws what the source threw, after the blocks before it. Exchanges the content of `memory` for another block's.
   SampleBlock Read(SampleMemory& memory) override;
 
   std::vector<std::string> Notes() const override { return m_source->Notes(); }
@@ -47,7 +47,7 @@ class ReadAhead : public SoundSource {
   std::unique_ptr<SoundSource> m_source;
   static constexpr std::size_t kFewSlots = 4;
   std::array<Slot, 2 * kFewSlots> m_slots;
-  std::mutex m_mutex;  ///< guards all until m_isStopped
+  std::mutex m_mutex;  ///< guards m_filled to m_isStopped, which tell whose turn it is with a slot
   std::condition_variable m_changed;
   std::size_t m_filled = 0;   ///< slots that the thread has filled, in all
   std::size_t m_taken = 0;    ///< slots that the reader has taken, in all

@@ -16,7 +16,8 @@
 /// Memory for the samples of one block.
 class SampleMemory {
  public:
-  /// Returns the memory, enlarged to at least `bytes` bytes, and aligned for every type of sample. Its content stays.
+  /// Returns the memory, enlarged to at least `bytes` bytes, and aligned for every type of sample. Its content stays;
+  /// where it is enlarged, earlier pointers become invalid.
   unsigned char* Reserve(std::size_t bytes) {
     m_units.resize(std::max(m_units.size(), (bytes + sizeof(Unit) - 1) / sizeof(Unit)));
     return reinterpret_cast<unsigned char*>(m_units.data());
@@ -42,7 +43,8 @@ class SoundSource {
   virtual const SoundMetadata& Metadata() const = 0;
 
   /// Returns the next sample frames, about 64 KiB of them; no frames at the end of the sound, then and ever after. The
-  /// samples lie in `memory`, which the caller keeps and may overwrite.
+  /// samples lie in `memory` and are valid until it is passed to Read() again; the caller may overwrite them. Pass the
+  /// same memory to each call: it is used again.
   ///
   /// Throws Failure for a read error, damaged data, or a sound that ends too early.
   virtual SampleBlock Read(SampleMemory& memory) = 0;

@@ -92,7 +92,7 @@ void DeclareEncode(Command& declare, Options& options) {
   declare.Value(
       "--suffix", "SUFFIX", "Suffix of outputs: .mkv or .mka (default: .mkv)",
       [&options](const char* option, const std::string& text) { options.naming.suffix = ReadSuffix(option, text); });
-  declare.Jobs(options.jobs, "Encode this many files at a time (default: one per processor)");
+  declare.Jobs(options.jobs, "Encode this many files at a time (default: one per usable processor)");
   declare.Flag("--skip-existing", options.skipExisting,
                "Skip inputs whose output exists; count outputs that are older");
   declare.Flag("-u,--update", options.update,
@@ -142,7 +142,7 @@ void DeclareValidate(Command& declare, ValidateOptions& options) {
                 [&options](const char* option, const std::string& text) { options.html = ReadFileName(option, text); });
   declare.Flag("-f,--force", options.force, "Replace an existing FILE");
   declare.Flag("--valgrind", options.valgrind, "Run the checks under valgrind; allow more time with --timeout");
-  declare.Jobs(options.jobs, "Run this many checks at a time (default: one per processor)");
+  declare.Jobs(options.jobs, "Run this many checks at a time (default: one per usable processor)");
   declare.Value("--timeout", "SECONDS", "Time limit of each check (default: 30)",
                 [&options](const char* option, const std::string& text) {
                   options.timeout = std::chrono::seconds(ReadCount(option, text, kMostSeconds));

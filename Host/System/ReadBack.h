@@ -21,16 +21,17 @@
 
 class ReadBack {
  public:
-  /// `file` must be in sync and outlive the object. The helper starts with the second chunk, unless it is not wanted;
-  /// where the system has no thread left, the caller reads alone. Memory: eight chunks of 128 KiB.
+  /// `file` must be in sync and outlive the object. With `hasHelper`, the helper starts when the caller asks for a
+  /// second chunk; where the system has no thread left, the caller reads alone. Memory: eight chunks of 128 KiB.
   ReadBack(const OutputFile& file, bool hasHelper) : m_file(file), m_mayStart(hasHelper) {}
   ReadBack(const ReadBack&) = delete;
   ReadBack& operator=(const ReadBack&) = delete;
   ~ReadBack();
 
-  /// The bytes from `position` to the end of the chunk that holds it: at least one, but none at the end of the file.
-  /// They are valid until the next call. Any position is allowed; only the next chunk has been read ahead. Throws
-  /// Failure when the file cannot be read there.
+  /// Returns the bytes from `position` to the end of the chunk that holds it, or of the file; none from the end of the
+  /// file on. They are valid until the next call, even if that throws. Any position is allowed; one that lies neither
+  /// in the chunk of the previous call nor in the next chunk discards what has been read ahead. Throws Failure when the
+  /// chunk cannot be read.
   std::span<const unsigned char> From(std::uint64_t position);
 
  private:

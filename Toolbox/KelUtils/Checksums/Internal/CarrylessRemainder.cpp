@@ -167,7 +167,8 @@ struct InstructionSets {
 };
 
 [[gnu::target("xsave")]] InstructionSets FindInstructionSets() {
-  constexpr unsigned int kAllOf512 = 0xE6;  // XCR0: SSE, AVX, mask, upper halves and upper half of the registers
+  // Bits 1, 2, 5, 6 and 7 of XCR0: XMM, upper halves of YMM, masks, upper halves of ZMM0 to ZMM15, ZMM16 to ZMM31.
+  constexpr unsigned int kAllOf512 = 0xE6;
   unsigned int eax = 0;
   unsigned int ebx = 0;
   unsigned int ecx = 0;
