@@ -93,8 +93,9 @@ TEST_P(SoundTest, ComesOutAsOtherReadersDecodeIt) {
         "-af aresample=" + std::to_string(sound.outputRate) + ":resampler=soxr:precision=28:dither_method=none";
     frames = static_cast<std::size_t>(std::lround(static_cast<double>(kFrames) * sound.outputRate / sound.rate));
   }
-  const std::vector<std::int32_t> wanted = Decode(sound.file, resampling);
-  const std::vector<std::int32_t> found = Decode("1.mkv");
+  const std::vector<Samples> samples = Decode({{sound.file, 0, resampling}, {"1.mkv"}});
+  const Samples& wanted = samples[0];
+  const Samples& found = samples[1];
   frames = frames == 0 ? wanted.size() / sound.channels : frames;
   ASSERT_EQ(found.size(), frames * sound.channels);
   double worst = 0;
@@ -160,23 +161,34 @@ TEST_F(HostTest, TakesTheBitsThatCountFromTheHeader) {
 
 TEST_F(HostTest, ReadsSamplesWithoutAHeader) {
   MakeSound("in.wav", 48000, 2, "sox -b 16");
-  for (const std::string format : {"u8", "s16be", "s24le", "s24be", "f32le", "f64be", "alaw", "mulaw"}) {
-    SCOPED_TRACE(format);
-    const std::string raw = "rhohost --force --bits 24 --raw 48000:" + format + ":2 ";
-    ASSERT_EQ(RunHost("ffmpeg -v error -y -i in.wav -f " + format + " raw && ffmpeg -v error -y -ar 48000 -ac 2 -f " +
-                      format + " -i raw -c:a pcm_s32le raw.wav && " + raw + "raw 1.mkv && cat raw | " + raw +
-                      "- 2.mkv && cmp 1.mkv 2.mkv")
+  const std::vector<std::string> formats{"u8", "s16be", "s24le", "s24be", "f32le", "f64be", "alaw", "mulaw"};
+  std::string encode = "ffmpeg -v error -i in.wav";
+  std::vector<Track> tracks;
+  for (const std::string& format : formats) {
+    encode += " -f " + format + " raw." + format;
+    tracks.push_back({"raw." + format, 0, "", "-ar 48000 -ac 2 -f " + format});
+    tracks.push_back({format + ".mkv"});
+  }
+  ASSERT_EQ(Run(encode).code, 0);
+  for (const std::string& format : formats) {
+    const std::string raw = "rhohost --bits 24 --raw 48000:" + format + ":2 ";
+    EXPECT_EQ(RunHost(raw + "raw." + format + ' ' + format + ".mkv && cat raw." + format + " | " + raw +
+                      "- 2 && cmp 2 " + format + ".mkv && rm 2")
                   .code,
-              0);
-    const std::vector<std::int32_t> expected = Decode("raw.wav");
-    const std::vector<std::int32_t> actual = Decode("1.mkv");
-    ASSERT_EQ(actual.size(), expected.size());
-    for (std::size_t index = 0; index < actual.size(); ++index) {
-      ASSERT_LE(std::abs(actual[index] / 256 - expected[index] / 256), 2) << index;
+              0)
+        << format;
+  }
+  const std::vector<Samples> all = Decode(tracks);
+  for (std::size_t number = 0; number < all.size(); number += 2) {
+    SCOPED_TRACE(tracks[number].file);
+    ASSERT_EQ(all[number].size(), all[number + 1].size());
+    for (std::size_t index = 0; index < all[number].size(); ++index) {
+      ASSERT_LE(std::abs(all[number + 1][index] / 256 - all[number][index] / 256), 2) << index;
     }
   }
-  ExpectRefused({"head -c 1001 raw | rhohost --raw 48000:s16le:2 - out.mkv", 1, {"its last 1 byte does not fill"}});
-  ExpectRefused({"rhohost --raw 48000:s16:2 raw out.mkv", 2, {"\"48000:s16:2\" is not RATE:FORMAT:CHANNELS", "mulaw"}});
+  ExpectRefused({"head -c 1001 raw.u8 | rhohost --raw 48000:s16le:2 - out.mkv", 1, {"its last 1 byte does not fill"}});
+  ExpectRefused(
+      {"rhohost --raw 48000:s16:2 raw.u8 out.mkv", 2, {"\"48000:s16:2\" is not RATE:FORMAT:CHANNELS", "mulaw"}});
 }
 
 INSTANTIATE_TEST_SUITE_P(Sounds, SoundTest, testing::ValuesIn(kSounds));
