@@ -10,16 +10,18 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/// A chunk of a RIFF file.
-std::string Chunk(const std::string& id, const std::string& content) {
-  std::string chunk = id;
+std::string LittleEndian32(std::size_t value) {
+  std::string bytes;
   for (std::size_t shift = 0; shift < 32; shift += 8) {
-    chunk += static_cast<char>(content.size() >> shift & 0xFF);
+    bytes += static_cast<char>(value >> shift & 0xFF);
   }
-  return chunk + content + (content.size() % 2 != 0 ? std::string(1, '\0') : "");
+  return bytes;
 }
 
-std::string LittleEndian32(unsigned value) { return Chunk("", std::string(value, ' ')).substr(0, 4); }
+/// A chunk of a RIFF file.
+std::string Chunk(const std::string& id, const std::string& content) {
+  return id + LittleEndian32(content.size()) + content + (content.size() % 2 != 0 ? std::string(1, '\0') : "");
+}
 
 /// How a file is made from in.wav, which has 2 s of 48 kHz, and what its output must have.
 struct Tagged {
@@ -242,7 +244,7 @@ TEST_F(MetadataTest, DamagedMetadataLeavesTheSoundAlone) {
 /// Millions of items in little space, frames in frames, and what expands without end: the sound goes on without them.
 TEST_F(MetadataTest, AFloodOfMetadataTakesNeitherTimeNorMemory) {
   const auto number = [](std::size_t value) {
-    const std::string little = LittleEndian32(static_cast<unsigned>(value));
+    const std::string little = LittleEndian32(value);
     return std::string(little.rbegin(), little.rend());
   };
   const auto frame = [&](const std::string& id, char flags, const std::string& body) {
