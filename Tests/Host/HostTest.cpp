@@ -3,6 +3,7 @@
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -31,6 +32,12 @@ Outcome HostTest::Wait(pid_t process) const {
   EXPECT_EQ(wait4(process, &status, 0, &usage), process);
   const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   return {code, Read("../output"), Read("../errors"), usage.ru_maxrss};
+}
+
+void HostTest::AwaitOutput(const std::string& text) const {
+  while (Read("../output").find(text) == std::string::npos) {
+    usleep(1000);
+  }
 }
 
 Outcome HostTest::RunHost(const std::string& command) const {

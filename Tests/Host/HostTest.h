@@ -66,6 +66,8 @@ class HostTest : public testing::Test {
   /// Starts a shell command in the folder, without input. Programs of the build are found by name.
   pid_t Start(const std::string& command) const;
   Outcome Wait(pid_t process) const;
+  /// Waits until the command that runs has printed the text.
+  void AwaitOutput(const std::string& text) const;
   Outcome Run(const std::string& command) const { return Wait(Start(command)); }
   /// Runs a command that starts rhohost, and sees to it that every line of its errors begins with the program's name.
   Outcome RunHost(const std::string& command) const;

@@ -145,9 +145,9 @@ TEST_F(SafetyTest, SaysNoMoreThanItWasAsked) {
 }
 
 TEST_F(SafetyTest, CutsTheStatusLineToTheTerminal) {
-  const Outcome outcome =
-      Run("exec script -qec 'stty cols 25; (sleep 2; stty -F /dev/stderr cols 40) & "
-          "timeout --foreground -s INT 5 rhohost --test-signal 86400 /dev/null' /dev/null");
+  const Outcome outcome = Run(R"(exec script -qec '
+      shown() { while kill -0 $! && ! grep -qP "\r[^\r]{$1}" ../output; do sleep .05; done; }
+      stty cols 25; rhohost --test-signal 86400 /dev/null & shown 24; stty cols 40; shown 39; kill $!; wait' /dev/null)");
   std::istringstream shown(outcome.output);
   std::vector<std::size_t> lengths;
   for (std::string line; std::getline(shown, line, '\r');) {
