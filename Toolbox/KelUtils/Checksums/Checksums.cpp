@@ -16,19 +16,21 @@ constexpr std::uint16_t kPolynomial16 = 0x1021;
 /// x^8 + x^7 + x^6 + x^4 + x^2 + 1 (CRC-8/DVB-S2) times x^8, the form that CyclicRemainder needs for 8 bits.
 constexpr std::uint16_t kPolynomial8 = 0xD5 << 8;
 
-/// The fastest method of this processor; one without `update` when the processor has neither.
-CarrylessMethod ChooseMethod() {
-  const auto methods = FindCarrylessMethods();
-  return methods[0].update != nullptr ? methods[0] : methods[1];
+/// The fastest method of this processor; one without `update` when the processor has neither. Chosen by the first call,
+/// not when the module is loaded: few hosts compute checksums, and each question to the processor traps in a virtual
+/// machine.
+const CarrylessMethod& FastestMethod() {
+  static const CarrylessMethod method = [] {
+    const auto methods = FindCarrylessMethods();
+    return methods[0].update != nullptr ? methods[0] : methods[1];
+  }();
+  return method;
 }
-
-/// Chosen by a dynamic initializer: a checksum that an earlier initializer computes finds zeros here and uses tables.
-const CarrylessMethod kMethod = ChooseMethod();
 
 /// The remainder after `size` more bytes, by the chosen method.
 template <std::uint16_t Polynomial>
 std::uint16_t Update(std::uint16_t remainder, const unsigned char* data, std::size_t size) {
-  return UpdateByMethod<Polynomial>(kMethod, remainder, data, size);
+  return UpdateByMethod<Polynomial>(FastestMethod(), remainder, data, size);
 }
 
 /// The remainder after the low byte of each of `count` samples. Collects them in a buffer, since Update needs bytes
