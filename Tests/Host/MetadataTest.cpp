@@ -113,7 +113,11 @@ class MetadataTest : public HostTest {
  protected:
   MetadataTest() {
     MakeSound("in.wav", 48000, 2, "sox -b 16", 96000);
-    EXPECT_EQ(Run("ffmpeg -v error -f lavfi -i color=red:s=8x8 -frames:v 1 p.png").code, 0);
+    // 8 x 8 red pixels.
+    EXPECT_EQ(Run("base64 -d >p.png <<END\niVBORw0KGgoAAAANSUhEUgAAAAgAAAAICAIAAABLbSncAAAAEU"
+                  "lEQVR42mP4z8CAFTEMLQkAKP8/wc53yE8AAAAASUVORK5CYII=\nEND")
+                  .code,
+              0);
   }
 
   /// A WAV file with some chunks before and behind its samples.
