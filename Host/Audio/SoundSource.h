@@ -19,13 +19,12 @@ class SampleMemory {
   /// Returns the memory, enlarged to at least `bytes` bytes, and aligned for every type of sample. Its content stays;
   /// where it is enlarged, earlier pointers become invalid.
   unsigned char* Reserve(std::size_t bytes) {
-    m_units.resize(std::max(m_units.size(), (bytes + sizeof(Unit) - 1) / sizeof(Unit)));
-    return reinterpret_cast<unsigned char*>(m_units.data());
+    m_bytes.resize(std::max(m_bytes.size(), bytes));
+    return m_bytes.data();
   }
 
  private:
-  using Unit = std::max_align_t;
-  std::vector<Unit> m_units;
+  std::vector<unsigned char> m_bytes;  ///< on the heap, which aligns it
 };
 
 /// Objects may be used by one thread at a time.
