@@ -47,8 +47,8 @@ using Samples = std::vector<std::int32_t>;
 struct Track {
   std::string file;
   std::size_t index = 0;  ///< among the tracks of the file
-  std::string options{};
-  std::string inputOptions{};
+  std::string options = std::string();
+  std::string inputOptions = std::string();
 };
 
 /// A command that starts rhohost, and how it must be refused.
