@@ -2,8 +2,8 @@
 
 build_packages=(
   cmake g++ make pkg-config
-  libcli11-dev libebml-dev libflac-dev libfmt-dev libmatroska-dev libmpg123-dev libogg-dev libpugixml-dev libsndfile1-dev libsoxr-dev
-  libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
+  libcli11-dev libebml-dev libflac-dev libfmt-dev libmatroska-dev libmpg123-dev libogg-dev libpugixml-dev
+  libsndfile1-dev libsoxr-dev libtag1-dev libxxhash-dev nlohmann-json3-dev uuid-dev
 )
 test_packages=(
   alsa-utils binutils ccache ffmpeg fish flac gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools

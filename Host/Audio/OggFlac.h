@@ -14,8 +14,8 @@ struct PageDamage {
   bool lacksEnd = false;        ///< there was no page that is marked as the last one
 };
 
-/// Returns the native FLAC stream that an Ogg FLAC stream contains, as a stream of the same name. Pages of other streams
-/// between its pages are left out, and so is what follows its last page.
+/// Returns the native FLAC stream that an Ogg FLAC stream contains, as a stream of the same name. Pages of other
+/// streams between its pages are left out, and so is what follows its last page.
 ///
 /// Bytes that are not a page (a page whose checksum does not match is none), a missing page and a missing last page are
 /// damage. Unless truncations are allowed, reading it throws Failure; where they are, it goes on behind the damage, and

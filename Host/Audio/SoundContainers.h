@@ -29,8 +29,9 @@ struct SampleData {
   bool isStreamable = true;  ///< the samples can be read front to back
 };
 
-/// Looks for the samples; none in other formats. Makes the bytes of BW64 those of RF64. Ends the bytes of a file where its chunks end: an empty chunk name, or
-/// more than 1024 chunks. Throws Failure for a container without samples, and like InputBytes::ReadAt.
+/// Looks for the samples; none in other formats. Makes the bytes of BW64 those of RF64. Ends the bytes of a file where
+/// its chunks end: an empty chunk name, or more than 1024 chunks. Throws Failure for a container without samples, and
+/// like InputBytes::ReadAt.
 std::optional<SampleData> FindSampleData(InputBytes& bytes);
 
 /// Replaces the header of a WAV file or stream that leaves its size open by an RF64 header with the same chunks (up to

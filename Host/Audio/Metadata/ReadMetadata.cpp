@@ -81,8 +81,8 @@ MetadataBytes AllBytes(InputBytes& bytes, std::uint64_t kept) {
           [&bytes](std::uint64_t position, void* to, std::size_t size) { return bytes.ReadAt(position, to, size); }};
 }
 
-/// Adds the annotation of an AU file, the text between the header and the samples, which libsndfile does not show: lines
-/// of NAME=text, as ffmpeg writes them, or a comment.
+/// Adds the annotation of an AU file, the text between the header and the samples, which libsndfile does not show:
+/// lines of NAME=text, as ffmpeg writes them, or a comment.
 void AddAnnotation(InputBytes& bytes, SoundMetadata& metadata) {
   constexpr std::size_t kHeader = 24;
   constexpr std::size_t kLongest = std::size_t{1} << 20;

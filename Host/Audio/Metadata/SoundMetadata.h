@@ -16,8 +16,8 @@
 #include <vector>
 
 struct SoundMetadata {
-  /// How many tags, chapters and attachments, of each, are kept: more than any real file has. A hostile file could state
-  /// millions.
+  /// How many tags, chapters and attachments, of each, are kept: more than any real file has. A hostile file could
+  /// state millions.
   static constexpr std::size_t kMostItems = 4096;
 
   struct Tag {

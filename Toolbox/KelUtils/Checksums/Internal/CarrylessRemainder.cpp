@@ -158,9 +158,9 @@ KEL_TARGET_512 std::uint16_t Update512(const CarrylessConstants& constants, std:
   return Reduce(constants, _mm_xor_si128(_mm256_castsi256_si128(halves), _mm256_extracti128_si256(halves, 1)));
 }
 
-/// The instruction sets of this processor that the methods need, without those whose registers the system does not save.
-/// Not by __builtin_cpu_supports: for it, the compiler's runtime asks the processor whenever the module is loaded, which
-/// takes 50 µs in a virtual machine.
+/// The instruction sets of this processor that the methods need, without those whose registers the system does not
+/// save. Not by __builtin_cpu_supports: for it, the compiler's runtime asks the processor whenever the module is
+/// loaded, which takes 50 µs in a virtual machine.
 struct InstructionSets {
   bool hasCarryless = false;     ///< PCLMULQDQ and SSSE3
   bool hasCarryless512 = false;  ///< VPCLMULQDQ, AVX512F and AVX512BW
